@@ -1,0 +1,28 @@
+# The language level, the warnings and the sanitizers that every target of ours is built with.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+find_program(QUZO_CCACHE ccache)
+if(QUZO_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${QUZO_CCACHE})
+endif()
+
+add_library(quzo_flags INTERFACE)
+target_include_directories(quzo_flags INTERFACE ${CMAKE_SOURCE_DIR})
+target_compile_options(quzo_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(QUZO_WERROR)
+  target_compile_options(quzo_flags INTERFACE -Werror)
+endif()
+if(QUZO_SANITIZE)
+  target_compile_options(quzo_flags INTERFACE -fsanitize=${QUZO_SANITIZE} -fno-sanitize-recover=all
+                         -fno-omit-frame-pointer)
+  target_link_options(quzo_flags INTERFACE -fsanitize=${QUZO_SANITIZE})
+endif()

@@ -1,0 +1,136 @@
+// The token table and the lookup of a token's value.
+//
+// The codes are shared with the scanner; the order of the rows is the order in which the supported tokens are
+// logged. Two ordered maps are built from the table once, so a lookup costs two map lookups and no
+// allocation.
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <string_view>
+
+#include "quzo/core/guard.h"
+#include "quzo/tokens/action_utils.h"
+#include "quzo/tokens/text_settings.h"
+#include "quzo/tokens/token_fill.h"
+#include "quzo/tokens/token_lookup.h"
+
+namespace quzo {
+namespace {
+
+constexpr TokenEntry kTokenTable[] = {
+    {ScanToken::Sender, "%SENDER%", nullptr},
+    {ScanToken::Recipients, "%RCPTS%", nullptr},
+    {ScanToken::HeaderRecipients, "%HEADER_RCPTS%", nullptr},
+    {ScanToken::Subject, "%SUBJECT%", fnSubject},
+    {ScanToken::Headers, "%HEADERS%", fnHeaders},
+    {ScanToken::DateTime, "%DATE&TIME%", fnDateTime},
+    {ScanToken::OriginalMailId, "%ORIGINALMAILID%", nullptr},
+    {ScanToken::MailId, "%MAILID%", nullptr},
+    {ScanToken::Protocol, "%PROTOCOL%", nullptr},
+    {ScanToken::RuleName, "%RULENAME%", nullptr},
+    {ScanToken::RuleType, "%RULETYPE%", nullptr},
+    {ScanToken::Detected, "%DETECTED%", nullptr},
+    {ScanToken::Entity, "%ENTITY%", nullptr},
+    {ScanToken::FileName, "%FILENAME%", nullptr},
+    {ScanToken::FileType, "%FILETYPE%", nullptr},
+    {ScanToken::MessageSize, "%MSG_SIZE%", nullptr},
+    {ScanToken::AttachmentSize, "%ATTACH_SIZE%", nullptr},
+    {ScanToken::AttachmentCount, "%ATTACH_COUNT%", nullptr},
+    {ScanToken::Action, "%ACTION%", fnActions},
+    {ScanToken::RuleAction, "%TACTION%", fnTActions},
+    {ScanToken::VirusAction, "%VIRUSACTION%", nullptr},
+    {ScanToken::QuarantinePath, "%QUARANTINE_PATH%", fnQAFilePath},
+    {ScanToken::QuarantineArea, "%QUARANTINE_AREA%", nullptr},
+    {ScanToken::VirusName, "%VIRUSNAME%", nullptr},
+    {ScanToken::HostName, "%HOSTNAME%", nullptr},
+    {ScanToken::DefaultCharset, "%DEF_CHARSET%", fnDCharset},
+    {ScanToken::XMailId, "%XMAILID%", fnXmailid},
+    {ScanToken::MailCharset, "%MAILCHARSET%", fnMCharset},
+    {ScanToken::SuspiciousUrl, "%SUSPICIOUS_URL%", nullptr},
+    {ScanToken::MarkedEntities, "", nullptr},
+};
+static_assert(sizeof kTokenTable / sizeof kTokenTable[0] == 30);
+static_assert(sizeof(ScanToken) == 4 && offsetof(TokenEntry, name) == 4);
+
+struct Lookup {
+    std::map<std::string, ScanToken, std::less<>> codes;
+    std::map<ScanToken, TokenFill> fills;
+};
+
+Lookup& lookup() {
+    static Lookup tables;
+    return tables;
+}
+
+std::string build_tables(Lookup& tables) {
+    tables.codes.clear();
+    tables.fills.clear();
+    std::string names;
+    names.reserve(1024);
+    for (const TokenEntry* entry = ActionUtils::getTokenNames(); entry->name[0] != '\0'; ++entry) {
+        tables.codes.insert_or_assign(entry->name, entry->token);
+        tables.fills.insert_or_assign(entry->token, entry->fill);
+        if (!names.empty()) {
+            names.append(1, ',');
+        }
+        names.append(entry->name + 1);
+        names.pop_back();
+    }
+    return names;
+}
+
+// Whether a stored value is to be computed anew: a Japanese date is, so that it is never the scanner's.
+bool always_computed(ScanToken code) {
+    return code == ScanToken::DateTime && textSettings().japaneseTime == "yes";
+}
+
+} // namespace
+
+const char* tokenValue(TokenMap<ScanToken>& tokens, std::string_view name, const KvMsgMailMessage& msg) {
+    const auto known = lookup().codes.find(name);
+    if (known == lookup().codes.end()) {
+        return nullptr;
+    }
+    const ScanToken code = known->second;
+    const std::string* stored = tokens.find(code);
+    if (stored != nullptr && !stored->empty() && !always_computed(code)) {
+        return stored->c_str();
+    }
+    const auto fill = lookup().fills.find(code);
+    if (fill == lookup().fills.end()) {
+        return "";
+    }
+    std::string value;
+    value.reserve(128);
+    if (fill->second != nullptr) {
+        fill->second(tokens, msg, value);
+    } else {
+        ActionUtils::L3("The value of token '%.*s' is empty (unfilled).", static_cast<int>(name.size()) - 2,
+                        name.data() + 1);
+    }
+    if (!value.empty()) {
+        tokens.set(code, std::move(value));
+    }
+    stored = tokens.find(code);
+    return stored != nullptr ? stored->c_str() : "";
+}
+
+const TokenEntry* ActionUtils::getTokenNames() { return kTokenTable; }
+
+void ActionUtils::_build_token_string_table() {
+    guarded("ActionUtils::_build_token_string_table", false, [] {
+        const std::string names = build_tables(lookup());
+        L3("Supporting tokens: %s", names.c_str());
+        return true;
+    });
+}
+
+const char* ActionUtils::getTokenValue(TokenMap<ScanToken>& tokens, const char* name,
+                                       const KvMsgMailMessage& msg) {
+    if (name == nullptr) {
+        return nullptr;
+    }
+    return guarded("ActionUtils::getTokenValue", "", [&] { return tokenValue(tokens, name, msg); });
+}
+
+} // namespace quzo
