@@ -1,0 +1,272 @@
+// The recording platform. Conversions copy bytes, so a test sees in the result which attempt made it: a
+// target charset may put a prefix of its own before what it receives.
+#include "fake_platform.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "quzo/core/action.h"
+#include "quzo/core/blob.h"
+#include "quzo/core/error_text.h"
+#include "quzo/core/init_action_lib.h"
+#include "quzo/core/msgu.h"
+#include "quzo/core/text.h"
+
+namespace quzo {
+namespace test {
+
+FakePlatform& fake() {
+    static FakePlatform platform;
+    return platform;
+}
+
+namespace {
+
+std::string shown(const char* text) { return text != nullptr ? text : "null"; }
+
+} // namespace
+
+void RecordingLog::write(int lineLevel, const char* format, ...) {
+    char text[4096];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    EXPECT_STREQ(format, "%s");
+    lines.push_back("L" + std::to_string(lineLevel) + " " + text);
+}
+
+int FakeSettings::getValue(const char* key, std::string& value, const char* section, int reserved) {
+    EXPECT_EQ(reserved, 0);
+    const std::string name = std::string(section) + "/" + key;
+    reads.push_back(name);
+    const auto entry = values.find(name);
+    if (entry == values.end()) {
+        return 1;
+    }
+    value = entry->second;
+    return 0;
+}
+
+int FakeSettings::getIntValue(const char* key, int& value, const char* section, int reserved) {
+    std::string text;
+    if (getValue(key, text, section, reserved) != 0) {
+        return 1;
+    }
+    value = std::atoi(text.c_str());
+    return 0;
+}
+
+const char* FakeField::getValue(const char** charsetOut) const {
+    if (charsetOut != nullptr) {
+        *charsetOut = charset.empty() ? nullptr : charset.c_str();
+    }
+    return valueIsNull ? nullptr : value.c_str();
+}
+
+int FakeField::setValue(const char* newValue, const char* newCharset) {
+    fake().calls.push_back("setValue '" + std::string(newValue) + "' " + shown(newCharset));
+    if (refused.count(newCharset != nullptr ? newCharset : "") != 0) {
+        return 3;
+    }
+    value = newValue;
+    return 0;
+}
+
+FakeField& FakeEntity::add(const std::string& name, const std::string& value, const std::string& charset) {
+    fields.push_back(std::make_unique<FakeField>());
+    fields.back()->name = name;
+    fields.back()->value = value;
+    fields.back()->charset = charset;
+    fields.back()->raw = name + ": " + value + "\r\n";
+    return *fields.back();
+}
+
+KvMsgHeaderField* FakeEntity::getHeaderField(int index, bool forRead) {
+    if (!forRead) {
+        fake().calls.push_back("write field " + std::to_string(index));
+    }
+    return fields[static_cast<std::size_t>(index)].get();
+}
+
+KvMsgHeaderField* FakeEntity::addHeaderField(int position, const char* name, const char* value,
+                                             const char* charset) {
+    fake().calls.push_back("addHeaderField " + std::to_string(position) + " " + name + " '" + value + "' " +
+                           shown(charset));
+    return takesFields ? &add(name, value) : nullptr;
+}
+
+bool FakeMessage::isSigned() const {
+    fake().calls.emplace_back("isSigned");
+    return isSignedAnswer;
+}
+
+bool FakeMessage::isEncrypted() const {
+    fake().calls.emplace_back("isEncrypted");
+    return isEncryptedAnswer;
+}
+
+LibraryTest::LibraryTest() {
+    fake() = FakePlatform();
+    log.level = 3;
+    start();
+}
+
+LibraryTest::~LibraryTest() { EXPECT_EQ(lines(1), std::vector<std::string>()) << "unexpected level-1 line"; }
+
+void LibraryTest::start() {
+    EXPECT_TRUE(InitActionLib(settings, log));
+    log.lines.clear();
+    settings.reads.clear();
+    fake().calls.clear();
+}
+
+std::vector<std::string> LibraryTest::lines(int level) const {
+    const std::string prefix = "L" + std::to_string(level) + " ";
+    std::vector<std::string> found;
+    for (const std::string& line : log.lines) {
+        if (line.compare(0, prefix.size(), prefix) == 0) {
+            found.push_back(line.substr(prefix.size()));
+        }
+    }
+    return found;
+}
+
+void LibraryTest::expectL1(const std::string& line) {
+    const auto found = std::find(log.lines.begin(), log.lines.end(), "L1 " + line);
+    ASSERT_NE(found, log.lines.end())
+        << "no such line: " << line << "\nthere are: " << ::testing::PrintToString(log.lines);
+    log.lines.erase(found);
+}
+
+} // namespace test
+
+using test::fake;
+
+// The platform's operations.
+
+struct KvResbundle::Impl {
+    bool open = false;
+};
+KvResbundle::KvResbundle() : impl_(std::make_unique<Impl>()) {}
+KvResbundle::~KvResbundle() = default;
+const char* KvResbundle::GetResourceFileName() { return "resources"; }
+bool KvResbundle::_init(const char* fileName, const char* bundleId, const char* locale) {
+    fake().calls.push_back(std::string("bundle ") + fileName + " " + bundleId + " '" + locale + "'");
+    impl_->open = true;
+    return true;
+}
+bool KvResbundle::getString(const char* key, std::string& value) {
+    const auto entry = fake().bundle.find(key);
+    if (!impl_->open || entry == fake().bundle.end()) {
+        return false;
+    }
+    value = entry->second;
+    return true;
+}
+
+const char* KVMSGERR::I2A(int error) { return error == 5 ? "five" : "other"; }
+
+const char* QuzoAction::getActionName(ActionType type) {
+    return type == ActionType::Notify ? "Notify" : "Action";
+}
+
+bool QuzoAction::CreateActionTokenString(const char* actionList, std::string& out) {
+    out = std::string("<") + actionList + ">";
+    return true;
+}
+
+int platform_icasencmp(const char* a, const char* b, unsigned n) { return strncasecmp(a, b, n); }
+
+int KvMsg_CharsetConverterString(const char* source, const char* sourceCharset, char* target,
+                                 const char* targetCharset, std::size_t* length, int flag, char substitute) {
+    EXPECT_EQ(substitute, '?');
+    fake().calls.push_back("convert " + std::string(sourceCharset) + ">" + targetCharset + " room " +
+                           std::to_string(*length) + " flag " + std::to_string(flag));
+    if (fake().badConversions.count({sourceCharset, targetCharset}) != 0) {
+        std::strcpy(target, "rubbish"); // NOLINT(clang-analyzer-security.insecureAPI.strcpy)
+        *length = 7;
+        return 5;
+    }
+    const std::string text = fake().conversionPrefix[targetCharset] + source;
+    *length = std::min(*length, text.size());
+    std::memcpy(target, text.data(), *length);
+    target[*length] = '\0';
+    return 0;
+}
+
+// A blob of the simplest form, without escapes.
+bool Blob::readBlob(const char*& cursor, Map& map) {
+    for (; *cursor != '\0'; ++cursor) {
+        const char* equals = std::strchr(cursor, '=');
+        const char* end = std::strchr(cursor, ';');
+        if (equals == nullptr || end == nullptr || end < equals) {
+            return false;
+        }
+        map[std::string(cursor, equals)] = std::string(equals + 1, end);
+        cursor = end;
+    }
+    return true;
+}
+void Blob::writeBlob(std::string& out, const Map& map) {
+    for (const auto& [key, value] : map) {
+        out.append(key).append("=").append(value).append(";");
+    }
+}
+bool Blob::bindBlobField(Map& map, const char* key, std::string& field, bool store) {
+    if (store) {
+        map[key] = field;
+    } else if (map.count(key) == 0) {
+        return false;
+    } else {
+        field = map[key];
+    }
+    return true;
+}
+bool Blob::bindBlobField(Map& map, const char* key, int& field, bool store) {
+    std::string text = std::to_string(field);
+    if (!bindBlobField(map, key, text, store)) {
+        return false;
+    }
+    field = std::atoi(text.c_str());
+    return true;
+}
+
+namespace msgu {
+
+void getHeaders(const KvMsgMailMessage*, std::string& out) { out = fake().headers; }
+
+bool getSubject(const KvMsgMailMessage*, const char* localCharset, const char* mailCharset,
+                std::string& out) {
+    fake().calls.push_back(std::string("getSubject ") + localCharset + " " + test::shown(mailCharset));
+    out = fake().subject;
+    return !out.empty();
+}
+
+const char* getXMailId(const KvMsgMailMessage*) { return fake().xMailId; }
+const char* getCharset(const KvMsgMailMessage*) { return fake().charset; }
+
+bool conv(const char* text, const char* fromCharset, const char* toCharset, std::string& out, int& error,
+          bool strict) {
+    fake().calls.push_back(std::string("conv ") + fromCharset + ">" + toCharset + (strict ? " strict" : ""));
+    fake().convInput = text;
+    if (!fake().convWorks) {
+        error = 5;
+        return false;
+    }
+    out = "converted";
+    return true;
+}
+
+bool setHeader(KvMsgEntity*, const char* name, const char* value, const char* charset) {
+    fake().calls.push_back("setHeader " + std::string(name) + " '" + value + "' " + test::shown(charset));
+    return fake().setHeaderWorks;
+}
+
+} // namespace msgu
+} // namespace quzo

@@ -1,0 +1,179 @@
+// A recording platform: the operations that the library leaves undefined, made of tables.
+//
+// Each test sets what the operations answer in `fake()` and reads back, from `fake().calls`, which of them
+// were called in which order and with what. LibraryTest resets it and keeps a log; a level-1 line that the
+// test did not ask for fails it.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "quzo/core/adapter.h"
+#include "quzo/core/log.h"
+#include "quzo/core/message.h"
+#include "quzo/core/named_obj_cache.h"
+#include "quzo/core/settings_source.h"
+#include "quzo/core/token_map.h"
+
+namespace quzo::test {
+
+struct FakePlatform {
+    std::vector<std::string> calls;
+    std::map<std::string, std::string> bundle;                    // texts of IDG_QUZO_UTIL
+    std::set<std::pair<std::string, std::string>> badConversions; // {from, to} that fail, with error 5
+    std::map<std::string, std::string> conversionPrefix; // text put before what a target charset receives
+    std::string subject = "decoded subject";
+    std::string headers = "A: b\r\n";
+    const char* charset = nullptr;
+    const char* xMailId = nullptr;
+    bool setHeaderWorks = true;
+    bool convWorks = true;
+    std::string convInput;
+};
+
+FakePlatform& fake();
+
+class RecordingLog : public LogMsg {
+public:
+    void write(int lineLevel, const char* format, ...) override;
+
+    // Every line as "L2 text".
+    std::vector<std::string> lines;
+};
+
+class FakeSettings : public GlobalSetting {
+public:
+    int getValue(const char* key, std::string& value, const char* section, int reserved) override;
+    int getIntValue(const char* key, int& value, const char* section, int reserved) override;
+
+    std::map<std::string, std::string> values; // "section/key"
+    std::vector<std::string> reads;
+};
+
+class FakeField : public KvMsgHeaderField {
+public:
+    const char* getName() const override { return nameIsNull ? nullptr : name.c_str(); }
+    const char* getValue(const char** charsetOut) const override;
+    int setValue(const char* newValue, const char* newCharset) override;
+    int setParameter(const char*, const char*, int) override { return 9; }
+    const char* getRawLine() const override { return raw.empty() ? nullptr : raw.c_str(); }
+
+    std::string name;
+    std::string value;
+    std::string charset; // empty: none
+    std::string raw;
+    bool nameIsNull = false;
+    bool valueIsNull = false;
+    std::set<std::string> refused; // charsets that setValue refuses; "" is the null charset
+};
+
+class FakeEntity : public KvMsgEntity {
+public:
+    FakeField& add(const std::string& name, const std::string& value, const std::string& charset = "");
+
+    int getEntityType() const override { return kEntityLeaf; }
+    KvMsgEntity* getNext() override { return nullptr; }
+    KvMsgEntity* getNextSibling() override { return sibling; }
+    int hasError() const override { return error; }
+    int setContent(KvMsgResourceLocator*, const char*, const char*, const char*) override { return 9; }
+    const KvMsgFileInfo* getFileInfo() override { return nullptr; }
+    int getHeaderFieldCount() const override { return static_cast<int>(fields.size()); }
+    KvMsgHeaderField* getHeaderField(int index, bool forRead) override;
+    KvMsgHeaderField* getHeaderFieldByName(const char*, bool) override { return nullptr; }
+    KvMsgHeaderField* addHeaderField(int position, const char* name, const char* value,
+                                     const char* charset) override;
+    int removeHeaderField(int) override { return 9; }
+    int removeHeader(const char*) override { return 9; }
+    int insertChildEntity(KvMsgEntity*, int) override { return 9; }
+    int insertMessage(KvMsgAttachHandle, int) override { return 9; }
+
+    std::vector<std::unique_ptr<FakeField>> fields; // a null one is a field that cannot be had
+    KvMsgEntity* sibling = nullptr;
+    int error = 0;
+    bool takesFields = true;
+};
+
+class FakeMessage : public KvMsgMailMessage {
+public:
+    KvMsgEntity* getRootEntity() override { return hasRoot ? &root : nullptr; }
+    int insertStamp(int, KvMsgResourceLocator*, int, const char*, const char*) override { return 9; }
+    bool isSigned() const override;
+    bool isEncrypted() const override;
+    const char* getIdentifier() const override { return identifier.c_str(); }
+    KvMsgMailSessionInfo* getSessionInfo() override { return nullptr; }
+    KvMsgAttachHandle getAttachHandle() const override { return {this}; }
+
+    FakeEntity root;
+    bool hasRoot = true;
+    bool isSignedAnswer = false;
+    bool isEncryptedAnswer = false;
+    std::string identifier = "AB12";
+};
+
+class FakeAdapter : public KvIsAdapter {
+public:
+    int deleteMessage(unsigned& error, KvMsgMailMessage*) override {
+        fake().calls.emplace_back("deleteMessage");
+        error = deleteError;
+        return error != 0 ? 1 : 0;
+    }
+    int sendMessage(unsigned& error, KvMsgMailMessage*, bool) override { return refuse(error); }
+    int submitForScan(unsigned& error, KvMsgMailMessage*, int) override { return refuse(error); }
+    int sendComposed(unsigned& error, KvMsgMailMessage*) override { return refuse(error); }
+    int postponeMessage(unsigned& error, KvMsgMailMessage*, unsigned char, unsigned char, int, int) override {
+        return refuse(error);
+    }
+    int handoffMessage(unsigned& error, KvMsgMailMessage*, const char*, unsigned) override {
+        return refuse(error);
+    }
+    int quarantineMessage(int& error, KvMsgMailMessage*, const char*, const char*, char*) override {
+        return error = 9;
+    }
+    int archiveMessage(int& error, KvMsgMailMessage*, const char*, const char*, const char*) override {
+        return error = 9;
+    }
+
+    unsigned deleteError = 0;
+
+private:
+    static int refuse(unsigned& error) {
+        error = 9;
+        return 1;
+    }
+};
+
+class NoNamedObjects : public NamedObjMgrForScanner {
+public:
+    const QuzoNamedObj* find(unsigned) const override { return nullptr; }
+};
+
+// Sets the library up with the values of `settings` and the log at level 3.
+class LibraryTest : public ::testing::Test {
+protected:
+    LibraryTest();
+    ~LibraryTest() override;
+
+    // Runs InitActionLib with `settings` and forgets the lines and calls it made.
+    void start();
+
+    // The lines of one level, without "L1 ".
+    std::vector<std::string> lines(int level) const;
+
+    // Takes a level-1 line that the test provoked off the log; fails when it is not there.
+    void expectL1(const std::string& line);
+
+    FakeSettings settings;
+    RecordingLog log;
+    TokenMap<ScanToken> tokens;
+    FakeMessage message;
+    FakeAdapter adapter;
+    NoNamedObjects namedObjects;
+};
+
+} // namespace quzo::test
