@@ -6,30 +6,19 @@
 // missing.
 #include "quzo/core/init_action_lib.h"
 
-#include <string>
-
+#include "quzo/actions/act_archive.h"
 #include "quzo/actions/act_delete.h"
 #include "quzo/actions/act_insert_xheader_tag.h"
 #include "quzo/actions/act_markers.h"
+#include "quzo/actions/act_quarantine.h"
+#include "quzo/actions/act_readdress.h"
 #include "quzo/actions/act_tag_subject.h"
-#include "quzo/core/guard.h"
-#include "quzo/core/quarantine_path.h"
 #include "quzo/tokens/action_utils.h"
 
 namespace quzo {
 namespace {
 
 using InitStep = bool (*)(GlobalSetting& settings, LogMsg& log);
-
-// The quarantine queue's directory, which the path token shows.
-bool init_quarantine(GlobalSetting& settings, LogMsg& /*log*/) {
-    return guarded("Quarantine settings", false, [&] {
-        std::string dir;
-        const bool found = settings.getValue("queue_quarantine", dir, "general", 0) == 0;
-        setQuarantineQueueDir(dir);
-        return found;
-    });
-}
 
 bool build_token_tables(GlobalSetting& /*settings*/, LogMsg& /*log*/) {
     ActionUtils::_build_token_string_table();
@@ -43,14 +32,14 @@ struct Row {
 
 constexpr Row kSteps[] = {
     {"ActionUtils", ActionUtils::init},
-    {"ActArchive", nullptr},
+    {"ActArchive", ActArchive::init},
     {"ActVirusClean", ActVirusClean::init},
     {"ActDelete", ActDelete::init},
-    {"ActReaddress", nullptr},
+    {"ActReaddress", ActReaddress::init},
     {"ActDeleteAttachment", nullptr},
     {"ActPostpone", nullptr},
-    {"ActBcc", nullptr},
-    {"ActQuarantine", init_quarantine},
+    {"ActBcc", ActBcc::init},
+    {"ActQuarantine", ActQuarantine::init},
     {"ActTagSubject", ActTagSubject::init},
     {"ActStamp", nullptr},
     {"ActNotify", nullptr},

@@ -20,8 +20,9 @@ namespace quzo {
 int KvMsg_CharsetConverterString(const char* source, const char* sourceCharset, char* target,
                                  const char* targetCharset, std::size_t* length, int flag, char substitute);
 
-// Splits `text` at each of the characters in `delimiters`. Empty parts are kept; an empty text has no
-// parts. `parts` is replaced.
+// Splits `text` at each of the characters in `delimiters`. Each delimiter ends a part, so empty parts between
+// two of them are kept, and one at the very end opens no further part: "a;;b;" has the parts "a", "" and "b".
+// An empty text has none. `parts` is replaced.
 void tokenize(const std::string& text, std::vector<std::string>& parts, const std::string& delimiters);
 
 // Compares at most `n` bytes without regard to the case of ASCII letters, as strncasecmp in the "C"

@@ -14,7 +14,7 @@ constexpr std::size_t kPadding = 32;
 
 SettingText::SettingText(const char* setting, unsigned length)
     : length_(setting == nullptr ? 0 : length), bytes_(2 * static_cast<std::size_t>(length_) + kPadding) {
-    if (length_ != 0) {
+    if (setting != nullptr && length_ != 0) {
         std::memcpy(bytes_.data(), setting, length_);
     }
 }

@@ -82,6 +82,8 @@ void read_time_settings(GlobalSetting& settings, TextSettings& texts) {
     if (japanese) {
         settings.getValue("useQUZOLocaleForNotificationTime", texts.japaneseTime, kGeneral, 0);
     }
+    texts.japaneseLocale.reset(texts.japaneseTime == "yes" ? newlocale(LC_TIME_MASK, "ja_JP.eucJP", nullptr)
+                                                           : nullptr);
     KvResbundle bundle;
     bundle._init(KvResbundle::GetResourceFileName(), "IDG_QUZO_UTIL", locale.c_str());
     std::string format;

@@ -1,13 +1,9 @@
 // The token %DATE&TIME%: the current local time as notifications show it.
 //
 // The Japanese form is the locale's own "%c" text. The process's locale is never touched for it: switching it
-// would race with every other thread, so a locale object of this call's own is used. Where the host does not
+// would race with every other thread, so a locale object is kept from start-up on. Where the host does not
 // have the Japanese locale, the text is formed in the locale in force.
-#include <locale.h>
-
 #include <ctime>
-#include <memory>
-#include <type_traits>
 
 #include "quzo/core/error_text.h"
 #include "quzo/core/msgu.h"
@@ -20,11 +16,6 @@ namespace {
 
 constexpr std::size_t kBufferSize = 256;
 
-struct FreeLocale {
-    void operator()(locale_t locale) const noexcept { freelocale(locale); }
-};
-using LocaleHandle = std::unique_ptr<std::remove_pointer_t<locale_t>, FreeLocale>;
-
 // Empty when the text does not fit.
 std::string formatted(const char* pattern, const std::tm& time, locale_t locale) {
     char text[kBufferSize] = {};
@@ -34,8 +25,7 @@ std::string formatted(const char* pattern, const std::tm& time, locale_t locale)
 }
 
 bool japanese_date(const std::tm& time, std::string& value) {
-    const LocaleHandle japanese(newlocale(LC_TIME_MASK, "ja_JP.eucJP", nullptr));
-    const std::string text = formatted("%c", time, japanese.get());
+    const std::string text = formatted("%c", time, textSettings().japaneseLocale.get());
     std::string converted;
     int error = 0;
     if (!msgu::conv(text.c_str(), "euc-jp", "utf-8", converted, error, true)) {

@@ -46,8 +46,8 @@ TEST_F(StartTest, ReadsTheSettingsInOrderAndSucceedsWithoutAny) {
         settings.reads,
         (Strings{"General-Notification/PreferredCharset", "MessageModule/DefaultSourceCharset",
                  "MessageModule/UseMailCharsetAsDestinationCharset",
-                 "MessageModule/UseUTF8AsPreferCharsetForStamp", "general/locale", "general/queue_quarantine",
-                 "MessageModule/TagNotEncoding", "MessageModule/TagDirectly"}));
+                 "MessageModule/UseUTF8AsPreferCharsetForStamp", "general/locale", "general/queue_archive",
+                 "general/queue_quarantine", "MessageModule/TagNotEncoding", "MessageModule/TagDirectly"}));
     EXPECT_EQ(fake().calls, Strings{"bundle resources IDG_QUZO_UTIL ''"});
 }
 

@@ -16,6 +16,7 @@
 #include "quzo/core/init_action_lib.h"
 #include "quzo/core/msgu.h"
 #include "quzo/core/text.h"
+#include "quzo/settings/named_obj.h"
 
 namespace quzo {
 namespace test {
@@ -99,6 +100,25 @@ KvMsgHeaderField* FakeEntity::addHeaderField(int position, const char* name, con
     fake().calls.push_back("addHeaderField " + std::to_string(position) + " " + name + " '" + value + "' " +
                            shown(charset));
     return takesFields ? &add(name, value) : nullptr;
+}
+
+int FakeEntity::removeHeader(const char* name) {
+    fake().calls.push_back(std::string("removeHeader ") + name);
+    const auto gone = std::remove_if(fields.begin(), fields.end(), [&](const auto& field) {
+        return strcasecmp(field->name.c_str(), name) == 0;
+    });
+    fields.erase(gone, fields.end());
+    return 0;
+}
+
+void FakeAdapter::note(const std::string& call, KvMsgMailMessage* msg) {
+    fake().calls.push_back(call);
+    headerThen.clear();
+    if (KvMsgEntity* root = msg != nullptr ? msg->getRootEntity() : nullptr; root != nullptr) {
+        for (const auto& field : static_cast<FakeEntity*>(root)->fields) {
+            headerThen.push_back(field->name + "=" + field->value);
+        }
+    }
 }
 
 bool FakeMessage::isSigned() const {
@@ -200,6 +220,55 @@ int KvMsg_CharsetConverterString(const char* source, const char* sourceCharset, 
     return 0;
 }
 
+void tokenize(const std::string& text, std::vector<std::string>& parts, const std::string& delimiters) {
+    parts.clear();
+    std::size_t begin = 0;
+    while (begin < text.size()) {
+        const std::size_t end = std::min(text.find_first_of(delimiters, begin), text.size());
+        parts.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+}
+
+struct RdbmsInterface::Impl {};
+RdbmsInterface::RdbmsInterface() : impl_(std::make_unique<Impl>()) { fake().calls.emplace_back("connect"); }
+RdbmsInterface::~RdbmsInterface() { fake().calls.emplace_back("disconnect"); }
+
+bool QuzoNamedObj::getIds(RdbmsInterface&, unsigned tenant, NaObjType type,
+                          std::vector<SummaryNamedObject>& rows) {
+    fake().calls.push_back("getIds " + std::to_string(tenant) + " type " +
+                           std::to_string(static_cast<unsigned>(type)));
+    for (const auto& [id, object] : fake().stored) {
+        rows.push_back({id, 1, 2, object.first});
+    }
+    return fake().storeWorks;
+}
+bool QuzoNamedObj::add(RdbmsInterface&, unsigned tenant, const char* name, const char* content, NaObjType,
+                       unsigned& newId) {
+    fake().calls.push_back("add " + std::to_string(tenant) + " " + name + " " + content);
+    newId = 77;
+    return fake().storeWorks;
+}
+bool QuzoNamedObj::modify(RdbmsInterface&, unsigned tenant, unsigned id, const char* name,
+                          const char* content, NaObjType) {
+    fake().calls.push_back("modify " + std::to_string(tenant) + " " + std::to_string(id) + " " + name + " " +
+                           content);
+    return fake().storeWorks;
+}
+bool QuzoNamedObj::getContentBlob(RdbmsInterface&, unsigned id, std::string& name, std::string& content) {
+    const auto entry = fake().stored.find(id);
+    if (entry == fake().stored.end()) {
+        return false;
+    }
+    name = entry->second.first;
+    content = entry->second.second;
+    return true;
+}
+unsigned QuzoNamedObj::remove(RdbmsInterface&, unsigned tenant, unsigned id) {
+    fake().calls.push_back("remove " + std::to_string(tenant) + " " + std::to_string(id));
+    return 4711;
+}
+
 // A blob of the simplest form, without escapes.
 bool Blob::readBlob(const char*& cursor, Map& map) {
     for (; *cursor != '\0'; ++cursor) {
@@ -263,9 +332,58 @@ bool conv(const char* text, const char* fromCharset, const char* toCharset, std:
     return true;
 }
 
-bool setHeader(KvMsgEntity*, const char* name, const char* value, const char* charset) {
+bool getHeader(KvMsgEntity* entity, const char* name, std::string& value) {
+    for (const auto& field : static_cast<test::FakeEntity*>(entity)->fields) {
+        if (strcasecmp(field->name.c_str(), name) == 0) {
+            value = field->value;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool setHeader(KvMsgEntity* entity, const char* name, const char* value, const char* charset) {
     fake().calls.push_back("setHeader " + std::string(name) + " '" + value + "' " + test::shown(charset));
-    return fake().setHeaderWorks;
+    if (!fake().setHeaderWorks) {
+        return false;
+    }
+    auto* fields = static_cast<test::FakeEntity*>(entity);
+    for (const auto& field : fields->fields) {
+        if (strcasecmp(field->name.c_str(), name) == 0) {
+            field->value = value;
+            return true;
+        }
+    }
+    fields->add(name, value);
+    return true;
+}
+
+KvMsgEntity* getRootEntity(KvMsgMailMessage* msg) { return msg->getRootEntity(); }
+
+bool getRcpt(const KvMsgMailMessage* msg, std::string&, std::list<std::string>& rcpts) {
+    const auto& recipients = static_cast<const test::FakeMessage*>(msg)->recipients;
+    rcpts.assign(recipients.begin(), recipients.end());
+    return true;
+}
+
+// Keeps every part as it comes, blanks included, so that a test sees who tidied up.
+bool setRcpt(KvMsgMailMessage* msg, const char* rcpts, bool append) {
+    fake().calls.push_back(std::string("setRcpt '") + rcpts + (append ? "' append" : "' replace"));
+    if (!fake().setRcptWorks) {
+        return false;
+    }
+    auto& recipients = static_cast<test::FakeMessage*>(msg)->recipients;
+    if (!append) {
+        recipients.clear();
+    }
+    std::vector<std::string> parts;
+    tokenize(rcpts, parts, ";");
+    for (const std::string& part : parts) {
+        if (!part.empty()) {
+            recipients.push_back(part);
+        }
+    }
+    return true;
 }
 
 } // namespace msgu

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <map>
 #include <memory>
 #include <set>
@@ -34,6 +35,9 @@ struct FakePlatform {
     const char* xMailId = nullptr;
     bool setHeaderWorks = true;
     bool convWorks = true;
+    bool setRcptWorks = true;
+    std::map<unsigned, std::pair<std::string, std::string>> stored; // named objects: name, content
+    bool storeWorks = true;
     std::string convInput;
 };
 
@@ -89,7 +93,7 @@ public:
     KvMsgHeaderField* addHeaderField(int position, const char* name, const char* value,
                                      const char* charset) override;
     int removeHeaderField(int) override { return 9; }
-    int removeHeader(const char*) override { return 9; }
+    int removeHeader(const char* name) override;
     int insertChildEntity(KvMsgEntity*, int) override { return 9; }
     int insertMessage(KvMsgAttachHandle, int) override { return 9; }
 
@@ -110,6 +114,7 @@ public:
     KvMsgAttachHandle getAttachHandle() const override { return {this}; }
 
     FakeEntity root;
+    std::vector<std::string> recipients;
     bool hasRoot = true;
     bool isSignedAnswer = false;
     bool isEncryptedAnswer = false;
@@ -123,7 +128,11 @@ public:
         error = deleteError;
         return error != 0 ? 1 : 0;
     }
-    int sendMessage(unsigned& error, KvMsgMailMessage*, bool) override { return refuse(error); }
+    int sendMessage(unsigned& error, KvMsgMailMessage* msg, bool rescan) override {
+        note(std::string("sendMessage") + (rescan ? " rescan" : ""), msg);
+        error = sendError;
+        return error != 0 ? 1 : 0;
+    }
     int submitForScan(unsigned& error, KvMsgMailMessage*, int) override { return refuse(error); }
     int sendComposed(unsigned& error, KvMsgMailMessage*) override { return refuse(error); }
     int postponeMessage(unsigned& error, KvMsgMailMessage*, unsigned char, unsigned char, int, int) override {
@@ -132,25 +141,40 @@ public:
     int handoffMessage(unsigned& error, KvMsgMailMessage*, const char*, unsigned) override {
         return refuse(error);
     }
-    int quarantineMessage(int& error, KvMsgMailMessage*, const char*, const char*, char*) override {
-        return error = 9;
+    int quarantineMessage(int& error, KvMsgMailMessage* msg, const char* name, const char* queueDir,
+                          char* pathOut) override {
+        note(std::string("quarantineMessage '") + name + "' " + queueDir, msg);
+        std::strcpy(pathOut, "/stored/path"); // NOLINT(clang-analyzer-security.insecureAPI.strcpy)
+        return error = storeError;
     }
-    int archiveMessage(int& error, KvMsgMailMessage*, const char*, const char*, const char*) override {
-        return error = 9;
+    int archiveMessage(int& error, KvMsgMailMessage* msg, const char* name, const char* queueDir,
+                       const char* areaDescription) override {
+        note(std::string("archiveMessage '") + name + "' " + queueDir + " " + areaDescription, msg);
+        return error = storeError;
     }
 
+    // The header fields that the message had when it was sent or stored, as "Name=value".
+    std::vector<std::string> headerThen;
+    unsigned sendError = 0;
+    int storeError = 0;
     unsigned deleteError = 0;
 
 private:
+    void note(const std::string& call, KvMsgMailMessage* msg);
     static int refuse(unsigned& error) {
         error = 9;
         return 1;
     }
 };
 
-class NoNamedObjects : public NamedObjMgrForScanner {
+class FakeNamedObjects : public NamedObjMgrForScanner {
 public:
-    const QuzoNamedObj* find(unsigned) const override { return nullptr; }
+    const QuzoNamedObj* find(unsigned id) const override {
+        const auto entry = objects.find(id);
+        return entry == objects.end() ? nullptr : entry->second;
+    }
+
+    std::map<unsigned, const QuzoNamedObj*> objects;
 };
 
 // Sets the library up with the values of `settings` and the log at level 3.
@@ -173,7 +197,7 @@ protected:
     TokenMap<ScanToken> tokens;
     FakeMessage message;
     FakeAdapter adapter;
-    NoNamedObjects namedObjects;
+    FakeNamedObjects namedObjects;
 };
 
 } // namespace quzo::test

@@ -1,0 +1,71 @@
+// Changing the envelope recipients of a message.
+//
+// Duplicates are found with a set of the normalised addresses: lists of 50,000 recipients are real.
+#include "quzo/actions/recipient_list.h"
+
+#include <algorithm>
+#include <list>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "quzo/core/msgu.h"
+#include "quzo/core/text.h"
+
+namespace quzo {
+namespace {
+
+std::string_view trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(' ');
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+std::string normalised(std::string_view address) {
+    std::string text(trimmed(address));
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return text;
+}
+
+} // namespace
+
+bool _isSameEmailAddress(std::string a, std::string b) { // NOLINT(performance-unnecessary-value-param)
+    return normalised(a) == normalised(b);
+}
+
+bool _removeDuplicatedRcpt(KvMsgMailMessage* msg) {
+    std::string joined;
+    std::list<std::string> recipients;
+    if (!msgu::getRcpt(msg, joined, recipients)) {
+        return false; // a list that cannot be read must not become an empty one
+    }
+    std::unordered_set<std::string> seen;
+    std::string kept;
+    for (const std::string& recipient : recipients) {
+        const std::string_view address = trimmed(recipient);
+        if (!address.empty() && seen.insert(normalised(address)).second) {
+            kept.append(address).append(";");
+        }
+    }
+    return msgu::setRcpt(msg, kept.c_str(), false);
+}
+
+bool _addRcpt(KvMsgMailMessage* msg, std::string& rcpts, bool append) {
+    std::vector<std::string> parts;
+    tokenize(rcpts, parts, ";");
+    if (parts.empty()) {
+        return true;
+    }
+    std::string list;
+    for (const std::string& part : parts) {
+        list.append(trimmed(part)).append(";");
+    }
+    rcpts = std::move(list);
+    return msgu::setRcpt(msg, rcpts.c_str(), append) && _removeDuplicatedRcpt(msg);
+}
+
+} // namespace quzo
