@@ -12,3 +12,17 @@ pkg_check_modules(RE2 REQUIRED IMPORTED_TARGET re2)
 if(QUZO_BUILD_TESTS)
   find_package(GTest REQUIRED)
 endif()
+
+# SOCI, with the client libraries of both databases. Debian's SOCI has no CMake or pkg-config file, and its headers
+# need Boost's.
+pkg_check_modules(LIBPQ REQUIRED IMPORTED_TARGET libpq)
+pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)
+find_path(SOCI_INCLUDE_DIR soci/soci.h REQUIRED)
+find_path(BOOST_INCLUDE_DIR boost/version.hpp REQUIRED)
+add_library(quzo_soci INTERFACE)
+foreach(part postgresql sqlite3 core)
+  find_library(SOCI_${part}_LIBRARY soci_${part} REQUIRED)
+  target_link_libraries(quzo_soci INTERFACE ${SOCI_${part}_LIBRARY})
+endforeach()
+target_include_directories(quzo_soci SYSTEM INTERFACE ${SOCI_INCLUDE_DIR} ${BOOST_INCLUDE_DIR})
+target_link_libraries(quzo_soci INTERFACE PkgConfig::LIBPQ PkgConfig::SQLITE3)

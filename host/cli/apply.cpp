@@ -1,0 +1,184 @@
+// quzo apply: messages in, policy, messages out. Checks everything that can be checked before the first
+// message is touched, then streams.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <deque>
+#include <limits>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "host/cli/apply_results.h"
+#include "host/cli/commands.h"
+#include "host/cli/exit_code.h"
+#include "host/cli/inputs.h"
+#include "host/cli/message_processor.h"
+#include "host/cli/ordered_run.h"
+#include "host/cli/output_directory.h"
+#include "host/cli/session.h"
+#include "host/cli/temporary_files.h"
+#include "host/scan/token_argument.h"
+#include "platform/message/mailbox.h"
+
+namespace quzo::host {
+namespace {
+
+using Show = MessageProcessor::Show;
+
+// Messages that wait for their turn at most take this much memory, beside the ones that are worked on.
+constexpr std::size_t kMaxWaitingBytes = std::size_t{128} << 20U;
+// No message may be larger, whatever the settings say: lengths of 2 GiB and more do not fit everywhere.
+constexpr std::size_t kMaxMessageBytes = std::numeric_limits<int>::max();
+
+MaybeFault checkOptions(const ApplyOptions& options) {
+    const auto usage = [](std::string where, std::string what, std::string advice) {
+        return Fault{kExitUsage, std::move(where), std::move(what), std::move(advice)};
+    };
+    if (options.policyFile.empty()) {
+        return usage("apply", "there is no policy", "name one with -p FILE");
+    }
+    if (options.diff && options.json) {
+        return usage("--diff", "cannot be shown in JSON", "leave out --diff or --json");
+    }
+    if (std::count(options.paths.begin(), options.paths.end(), "-") > 1) {
+        return usage("-", "standard input can be read once only", "name it once");
+    }
+    if (options.from && !options.from->empty() && !platform::validAddress(*options.from)) {
+        return usage("--from", "'" + *options.from + "' is no address", "write local@domain, or '' for none");
+    }
+    for (const std::string& recipient : options.to) {
+        if (!platform::validAddress(recipient)) {
+            return usage("--to", "'" + recipient + "' is no address", "write local@domain");
+        }
+    }
+    return std::nullopt;
+}
+
+MaybeFault readTokens(const std::vector<std::string>& arguments, TokenMap<ScanToken>& tokens) {
+    for (const std::string& argument : arguments) {
+        if (std::string fault = applyTokenArgument(argument, tokens); !fault.empty()) {
+            return Fault{kExitUsage, "--token", std::move(fault), {}};
+        }
+    }
+    return std::nullopt;
+}
+
+Show whatToShow(const ApplyOptions& options) {
+    if (options.json) {
+        return Show::Json;
+    }
+    if (options.diff || options.dryRun) {
+        return options.diff ? Show::Diff : Show::Text;
+    }
+    return options.outputDir.empty() ? Show::Message : Show::Nothing;
+}
+
+// The inputs, with the first ones looked at ahead.
+class LookAhead {
+public:
+    explicit LookAhead(InputReader& reader) : reader_(reader) {}
+
+    // Whether there is more than one; reads two at most.
+    bool several() {
+        while (ahead_.size() < 2) {
+            Input input;
+            if (!reader_.next(input)) {
+                return false;
+            }
+            ahead_.push_back(std::move(input));
+        }
+        return true;
+    }
+
+    bool next(Input& input) {
+        if (ahead_.empty()) {
+            return reader_.next(input);
+        }
+        input = std::move(ahead_.front());
+        ahead_.pop_front();
+        return true;
+    }
+
+private:
+    InputReader& reader_;
+    std::deque<Input> ahead_;
+};
+
+unsigned threadsOf(const ApplyOptions& options) {
+    return options.jobs != 0 ? options.jobs : std::max(1U, std::thread::hardware_concurrency());
+}
+
+std::size_t readLimit(const ScannerOptions& scanner) {
+    const std::size_t limit = scanner.limits.messageBytes;
+    const bool none = limit == 0 || scanner.onLimit == OnLimit::Pass;
+    return none ? kMaxMessageBytes : std::min(limit, kMaxMessageBytes);
+}
+
+void work(const ApplyOptions& options, LookAhead& inputs, const MessageProcessor& processor, Console& console,
+          ApplyResults& results) {
+    const unsigned threads = threadsOf(options);
+    OrderedRun<Input, Processed> run(threads, std::size_t{8} * threads, kMaxWaitingBytes);
+    run.run(
+        [&](Input& input) { return !processor.stopping() && !console.out.failed() && inputs.next(input); },
+        [](const Input& input) { return input.bytes.size(); },
+        [&](Input input) { return processor.process(std::move(input)); },
+        [&](const Processed& done) { results.take(done); });
+}
+
+void finishOutput(const OutputDirectory& directory, bool stopped, ApplyResults& results) {
+    if (const MaybeFault fault = directory.sync()) {
+        results.fault(*fault);
+    }
+    if (stopped) {
+        results.fault({kExitInputOutput, directory.path(),
+                       fmt::format("stopped after {} messages", results.messages()),
+                       "the others have not been touched"});
+    }
+}
+
+} // namespace
+
+int runApply(const ApplyOptions& options, Console& console) {
+    TokenMap<ScanToken> tokens;
+    for (const MaybeFault& fault : {checkOptions(options), readTokens(options.tokens, tokens)}) {
+        if (fault) {
+            return console.err.say(*fault);
+        }
+    }
+    const InterruptWatch watch;
+    Session session;
+    if (!session.start(options.iniFile, options.policyFile, console.err)) {
+        return kExitConfiguration;
+    }
+    InputReader reader(options.paths, readLimit(session.scannerOptions()));
+    LookAhead inputs(reader);
+    const Show show = whatToShow(options);
+    if (show == Show::Message && (options.paths.size() > 1 || inputs.several())) {
+        return console.err.say({kExitUsage, "apply", "there are several messages and one standard output",
+                                "add -o DIR or --json"});
+    }
+    OutputDirectory directory;
+    const bool storing =
+        !options.outputDir.empty() && show != Show::Text && show != Show::Diff && !options.dryRun;
+    if (storing) {
+        if (const MaybeFault fault = directory.open(options.outputDir, options.paths, options.syncEach)) {
+            return console.err.say(*fault);
+        }
+    }
+    const Scanner scanner(session.policy(), session.scannerOptions());
+    const MessageProcessor processor(scanner, session.scannerOptions(), options, tokens,
+                                     storing ? &directory : nullptr, show, StandardOutput::colours());
+    ApplyResults results(console);
+    work(options, inputs, processor, console, results);
+    if (storing) {
+        finishOutput(directory, processor.stopping(), results);
+    }
+    results.sayQueues();
+    if (results.messages() > 1 && (console.err.terminal() || options.verbose)) {
+        results.saySummary(reader.passedOver());
+    }
+    return results.exitCode();
+}
+
+} // namespace quzo::host

@@ -1,0 +1,61 @@
+// Results come in input order from one place, so what is printed does not depend on the number of threads.
+#include "host/cli/apply_results.h"
+
+#include <fmt/format.h>
+
+#include <string_view>
+
+#include "host/cli/exit_code.h"
+
+namespace quzo::host {
+
+void ApplyResults::take(const Processed& done) {
+    if (!done.tried) {
+        return;
+    }
+    for (const std::string& line : done.complaints) {
+        console_.err.line(line);
+    }
+    console_.out.write(done.text);
+    if (done.deliver != nullptr) {
+        deliver(*done.deliver, done.outcome);
+    }
+    exitCode_ = worseExit(exitCode_, done.exitCode);
+    if (done.isMessage) {
+        ++counts_.at(static_cast<std::size_t>(done.outcome));
+        console_.err.progress(++messages_);
+    }
+    for (const QueuedEntry& entry : done.queued) {
+        ++queued_[entry.queue];
+    }
+}
+
+void ApplyResults::fault(const Fault& fault) { exitCode_ = worseExit(exitCode_, console_.err.say(fault)); }
+
+void ApplyResults::deliver(const platform::MailMessage& msg, Outcome outcome) {
+    if (outcome == Outcome::Unchanged) {
+        console_.out.write(msg.original());
+    } else {
+        msg.write([this](std::string_view piece) { return console_.out.write(piece); });
+    }
+}
+
+void ApplyResults::sayQueues() const {
+    for (const auto& [queue, count] : queued_) {
+        console_.err.line(fmt::format("quzo: {} waiting in the {} queue", count, queue));
+    }
+}
+
+void ApplyResults::saySummary(std::size_t passedOver) const {
+    std::string text = fmt::format("quzo: {} messages:", messages_);
+    for (std::size_t at = 0; at < counts_.size(); ++at) {
+        text += fmt::format("{} {} {}", at == 0 ? "" : ",", counts_.at(at),
+                            outcomeName(static_cast<Outcome>(at)));
+    }
+    if (passedOver > 0) {
+        text += fmt::format("; {} other files were no mail", passedOver);
+    }
+    console_.err.line(text);
+}
+
+} // namespace quzo::host

@@ -1,0 +1,45 @@
+// What `quzo apply` says while it works and at its end.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <map>
+#include <string>
+
+#include "host/cli/console.h"
+#include "host/cli/fault.h"
+#include "host/cli/message_processor.h"
+#include "platform/message/mail_message.h"
+
+namespace quzo::host {
+
+// Writes the results in the order in which they come and keeps the counts. Used by the main thread.
+class ApplyResults {
+public:
+    explicit ApplyResults(Console& console) : console_(console) {}
+
+    void take(const Processed& done);
+
+    // A fault of the run as a whole.
+    void fault(const Fault& fault);
+
+    // What waits in queues now, one line a queue.
+    void sayQueues() const;
+
+    // One line with the number of messages of each outcome. `passedOver`: files that were no mail.
+    void saySummary(std::size_t passedOver) const;
+
+    std::size_t messages() const { return messages_; }
+    int exitCode() const { return exitCode_; }
+
+private:
+    void deliver(const platform::MailMessage& msg, Outcome outcome);
+
+    Console& console_;
+    std::array<std::size_t, 5> counts_{}; // by Outcome
+    std::map<std::string, std::size_t> queued_;
+    std::size_t messages_ = 0;
+    int exitCode_ = 0;
+};
+
+} // namespace quzo::host

@@ -1,0 +1,46 @@
+// quzo check: what would keep a policy or its settings from being used, before any mail is there.
+#include <fmt/format.h>
+
+#include <cstddef>
+#include <string>
+
+#include "host/cli/commands.h"
+#include "host/cli/exit_code.h"
+#include "host/cli/session.h"
+
+namespace quzo::host {
+namespace {
+
+std::string counted(std::size_t number, const char* noun) {
+    return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
+}
+
+std::size_t actionsOf(const Policy& policy) {
+    std::size_t count = 0;
+    for (const Rule& rule : policy.rules) {
+        count += rule.actions.size();
+    }
+    return count;
+}
+
+} // namespace
+
+int runCheck(const CheckOptions& options, Console& console) {
+    if (options.iniFile.empty() && options.policyFile.empty()) {
+        return console.err.say(
+            {kExitUsage, "check", "there is nothing to check", "give -c FILE, -p FILE or both"});
+    }
+    Session session;
+    if (!session.start(options.iniFile, options.policyFile, console.err)) {
+        return kExitConfiguration;
+    }
+    std::string text = "ok: ";
+    if (session.policy() != nullptr) {
+        text += counted(session.policy()->rules.size(), "rule") + ", " +
+                counted(actionsOf(*session.policy()), "action") + ", ";
+    }
+    console.out.write(text + counted(session.warnings(), "warning") + "\n");
+    return kExitOk;
+}
+
+} // namespace quzo::host

@@ -1,0 +1,202 @@
+// Every option and its help text. This is the only source that knows the command line library, which is
+// slow to compile; the commands get plain structures.
+#include "host/cli/command_line.h"
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/cli/commands.h"
+#include "host/cli/exit_code.h"
+
+namespace quzo::host {
+namespace {
+
+constexpr unsigned kMaxJobs = 256;
+
+constexpr const char* kApplyText =
+    R"(Apply a policy to messages.
+
+PATH is a message file, a directory, a mailbox file, or "-" for standard input.
+  directory   every regular file below it whose first line is a header field or "From ", in sorted
+              order; of a Maildir not tmp. Links are not followed.
+  mailbox     a file that begins with a line "From SENDER DATE" and has a second one behind an empty
+              line (one is enough in *.mbox and *.mbx); its messages are PATH/000001.eml and so on,
+              without the separator line and the empty line before the next. ">From " stays quoted.
+  otherwise   one message, byte for byte; a "From " line before its header stays there.
+
+Without -o and --json a single message goes to standard output as it would be delivered, and nothing
+when it was consumed.)";
+
+constexpr const char* kApplyFooter =
+    R"(Exit codes: 0 done, 64 wrong usage, 65 a bad message, 66 no input, 73 an output cannot be created,
+74 reading or writing failed, 75 a message was deferred: try again, 78 wrong settings or policy.
+Of several messages: 75 if one was deferred, else 74, else 73, else 65, else 66.)";
+
+// Remembers what to run once the line has been read.
+using Chosen = std::function<int(Console&)>;
+
+// An option that may be given several times, with one value each.
+template <typename T>
+CLI::Option* repeated(CLI::App& command, const std::string& name, T& target, const std::string& text) {
+    return command.add_option(name, target, text)->allow_extra_args(false);
+}
+
+void addApply(CLI::App& app, Chosen& chosen) {
+    CLI::App* command = app.add_subcommand("apply", kApplyText);
+    const auto options = std::make_shared<ApplyOptions>();
+    command->footer(kApplyFooter);
+    command
+        ->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini (default: built-in settings)")
+        ->type_name("FILE");
+    command->add_option("-p,--policy", options->policyFile, "Policy file; required")->type_name("FILE");
+    command
+        ->add_option("--from", options->from,
+                     "Envelope sender; '' is the null sender (default: Return-Path, else From)")
+        ->type_name("ADDRESS");
+    repeated(*command, "--to", options->to, "Envelope recipient, repeatable (default: To, Cc and Bcc)")
+        ->type_name("ADDRESS");
+    repeated(*command, "--token", options->tokens,
+             "What another scanner found: a token's name or code, and its value; repeatable")
+        ->type_name("NAME=VALUE");
+    command
+        ->add_option("-o,--output", options->outputDir,
+                     "Write each message that goes on below this folder, under the name it\n"
+                     "has below PATH (below the last component of PATH when there are\n"
+                     "several). An existing file of that name is replaced. Consumed,\n"
+                     "deferred and failed messages are not written")
+        ->type_name("DIR");
+    command->add_flag("--json", options->json,
+                      "One JSON object a message on standard output, in input order");
+    command->add_option("-j,--jobs", options->jobs, "Messages at a time, 1 to 256; 0: one for each processor")
+        ->type_name("N")
+        ->check(CLI::Range(0U, kMaxJobs))
+        ->capture_default_str();
+    command->add_flag("--sync", options->syncEach,
+                      "Make each output durable when it is written (default: all of them at the end)");
+    command->add_flag("--dry-run", options->dryRun, "Say what would happen; write no file and no queue");
+    command->add_flag("--diff", options->diff, "As --dry-run, and show what would change");
+    command->add_flag("-v,--verbose", options->verbose,
+                      "Say a summary of several messages, not on a terminal only");
+    command->add_option("PATH", options->paths, "Messages; see above")->required();
+    command->callback(
+        [options, &chosen] { chosen = [options](Console& console) { return runApply(*options, console); }; });
+}
+
+void addCheck(CLI::App& app, Chosen& chosen) {
+    CLI::App* command = app.add_subcommand(
+        "check",
+        "Check settings and policy: every key, rule, action and object reference, one line a fault.\n"
+        "Exit codes: 0 in order (warnings included), 64 wrong usage, 78 faults.");
+    const auto options = std::make_shared<CheckOptions>();
+    command->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini")->type_name("FILE");
+    command->add_option("-p,--policy", options->policyFile, "Policy file")->type_name("FILE");
+    command->callback(
+        [options, &chosen] { chosen = [options](Console& console) { return runCheck(*options, console); }; });
+}
+
+void addTokens(CLI::App& app, Chosen& chosen) {
+    CLI::App* command = app.add_subcommand(
+        "tokens", "List the tokens that texts may contain: name, code, who fills it, meaning.");
+    const auto options = std::make_shared<TokensOptions>();
+    command->add_flag("--json", options->json, "One JSON object a token");
+    command->callback([options, &chosen] {
+        chosen = [options](Console& console) { return runTokens(*options, console); };
+    });
+}
+
+void addAction(CLI::App& app, Chosen& chosen) {
+    CLI::App* action =
+        app.add_subcommand("action", "Translate between an action's fields and its stored text.");
+    action->require_subcommand(1);
+
+    CLI::App* encode = action->add_subcommand(
+        "encode",
+        "Print the stored text of an action, ready for setting = \"...\" in a policy.\n"
+        "Exit codes: 0 done, 64 an unknown type, 65 a key or value that is refused.");
+    const auto fields = std::make_shared<EncodeOptions>();
+    encode->add_option("TYPE", fields->type, "Action type, such as tag-subject")->required();
+    encode->add_option("KEY=VALUE", fields->pairs, "Fields as in a policy; flags are true or false");
+    encode->callback(
+        [fields, &chosen] { chosen = [fields](Console& console) { return runEncode(*fields, console); }; });
+
+    CLI::App* decode = action->add_subcommand(
+        "decode",
+        "Print the fields of a stored text, one key=value a line; control characters are escaped.\n"
+        "Exit codes: 0 done, 64 an unknown type, 65 a text that is refused.");
+    const auto text = std::make_shared<DecodeOptions>();
+    decode->add_option("TYPE", text->type, "Action type, such as tag-subject")->required();
+    decode->add_option("SETTING", text->setting, "The stored text; after -- when it begins with '-'")
+        ->required();
+    decode->callback(
+        [text, &chosen] { chosen = [text](Console& console) { return runDecode(*text, console); }; });
+}
+
+// Commands of other builds: named, so that nobody takes them for a typing error.
+void addMissing(CLI::App& app, Chosen& chosen) {
+    for (const char* name : {"object", "queue", "milter"}) {
+        CLI::App* command = app.add_subcommand(name, "")->group("");
+        command->allow_extras()->set_help_flag();
+        command->callback([name, &chosen] {
+            chosen = [name](Console& console) {
+                return console.err.say({kExitUsage, name, "is not in this build", "see quzo --help"});
+            };
+        });
+    }
+}
+
+// The innermost command that the line names.
+CLI::App* namedCommand(CLI::App& app) {
+    CLI::App* command = &app;
+    for (auto below = app.get_subcommands(); !below.empty(); below = command->get_subcommands()) {
+        command = below.front();
+    }
+    return command;
+}
+
+// "quzo", "quzo action": what stands before the command's own name.
+std::string wordsBefore(const CLI::App& command) {
+    std::string words;
+    for (const CLI::App* parent = command.get_parent(); parent != nullptr; parent = parent->get_parent()) {
+        words.insert(0, words.empty() ? parent->get_name() : parent->get_name() + " ");
+    }
+    return words;
+}
+
+int refuse(const CLI::App& command, const CLI::ParseError& error, Console& console) {
+    const std::string before = wordsBefore(command);
+    const std::string whole = before + (before.empty() ? "" : " ") + command.get_name();
+    const std::string where = before.empty() ? "" : command.get_name();
+    return console.err.say({kExitUsage, where, error.what(), "see " + whole + " --help"});
+}
+
+} // namespace
+
+int runCommandLine(int argc, char** argv, Console& console) {
+    CLI::App app("quzo: policies for mail. Tags, stamps, strips and files messages by rules.");
+    app.name("quzo");
+    app.require_subcommand(0, 1);
+    Chosen chosen;
+    addApply(app, chosen);
+    addCheck(app, chosen);
+    addTokens(app, chosen);
+    addAction(app, chosen);
+    app.add_subcommand("version", "Say which build this is.")->callback([&chosen] { chosen = runVersion; });
+    addMissing(app, chosen);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        const CLI::App* command = namedCommand(app);
+        console.out.write(command->help(wordsBefore(*command)));
+        return kExitOk;
+    } catch (const CLI::ParseError& error) {
+        return refuse(*namedCommand(app), error, console);
+    }
+    return chosen ? chosen(console)
+                  : console.err.say({kExitUsage, "", "there is no command", "see quzo --help"});
+}
+
+} // namespace quzo::host

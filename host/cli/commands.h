@@ -1,0 +1,17 @@
+// The subcommands. Each writes to the console and returns an exit code; standard output is finished by
+// the caller.
+#pragma once
+
+#include "host/cli/console.h"
+#include "host/cli/options.h"
+
+namespace quzo::host {
+
+int runApply(const ApplyOptions& options, Console& console);
+int runCheck(const CheckOptions& options, Console& console);
+int runTokens(const TokensOptions& options, Console& console);
+int runEncode(const EncodeOptions& options, Console& console);
+int runDecode(const DecodeOptions& options, Console& console);
+int runVersion(Console& console);
+
+} // namespace quzo::host

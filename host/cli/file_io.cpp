@@ -1,0 +1,35 @@
+// Short writes and interrupted calls are ordinary on pipes and full disks; nobody else has to think of
+// them.
+#include "host/cli/file_io.h"
+
+#include <cerrno>
+
+namespace quzo::host {
+
+int FileDescriptor::close() {
+    const int number = std::exchange(number_, -1);
+    // After EINTR Linux has closed the descriptor all the same: never try again.
+    return number >= 0 && ::close(number) != 0 && errno != EINTR ? errno : 0;
+}
+
+ssize_t readSome(int descriptor, char* target, std::size_t room) {
+    for (;;) {
+        const ssize_t count = ::read(descriptor, target, room);
+        if (count >= 0 || errno != EINTR) {
+            return count;
+        }
+    }
+}
+
+int writeAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR) {
+            return errno;
+        }
+        bytes.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+    return 0;
+}
+
+} // namespace quzo::host

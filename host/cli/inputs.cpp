@@ -1,0 +1,225 @@
+// Every message is read once, whole, by the thread that hands them out: deciding what a file is and reading
+// it are the same read.
+#include "host/cli/inputs.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <string_view>
+#include <utility>
+
+#include "host/cli/exit_code.h"
+#include "host/cli/mail_start.h"
+#include "quzo/core/error_text.h"
+
+namespace quzo::host {
+namespace {
+
+constexpr std::size_t kFirstRead = std::size_t{64} << 10U;
+
+// Reads until `bytes` has grown to `size` or the file ends. Returns 0 or an errno value.
+int readUpTo(int descriptor, std::size_t size, std::string& bytes) {
+    std::size_t have = bytes.size();
+    bytes.resize(std::max(size, have));
+    ssize_t count = 1;
+    while (have < bytes.size() && count > 0) {
+        count = readSome(descriptor, bytes.data() + have, bytes.size() - have);
+        have += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    const int error = count < 0 ? errno : 0;
+    bytes.resize(have);
+    return error;
+}
+
+// Reads to the end of the file, or a little beyond `maxBytes`.
+int readRest(int descriptor, std::size_t sizeHint, std::size_t maxBytes, std::string& bytes) {
+    std::size_t target = std::max(sizeHint, bytes.size()) + 1;
+    for (;;) {
+        target = maxBytes != 0 ? std::min(target, maxBytes + 1) : target;
+        const int error = readUpTo(descriptor, target, bytes);
+        if (error != 0 || bytes.size() < target || (maxBytes != 0 && bytes.size() > maxBytes)) {
+            return error;
+        }
+        target += std::max(target, kFirstRead);
+    }
+}
+
+bool isMailboxName(std::string_view file) { return file.ends_with(".mbox") || file.ends_with(".mbx"); }
+
+void refuse(Input& input, Fault fault, int errorNumber) {
+    input.fault = std::move(fault);
+    input.errorNumber = errorNumber;
+}
+
+int openFailure(int errnoValue) { return errnoValue == EIO ? kExitInputOutput : kExitNoInput; }
+
+} // namespace
+
+std::string lastComponent(const std::string& path) {
+    std::filesystem::path whole(path);
+    if (!whole.has_filename()) {
+        whole = whole.parent_path();
+    }
+    if (whole.filename() == "." || whole.filename() == ".." || whole.filename().empty()) {
+        std::error_code error;
+        whole = std::filesystem::canonical(path, error);
+    }
+    return whole.has_filename() ? whole.filename().string() : "root";
+}
+
+InputReader::InputReader(std::vector<std::string> paths, std::size_t maxBytes)
+    : paths_(std::move(paths)), maxBytes_(maxBytes) {}
+
+bool InputReader::next(Input& input) {
+    for (;;) {
+        input = {};
+        if (mailbox_) {
+            if (nextOfMailbox(input)) {
+                return true;
+            }
+        } else if (walk_) {
+            if (nextOfWalk(input)) {
+                return true;
+            }
+        } else if (at_ == paths_.size()) {
+            return false;
+        } else if (openPath(input)) {
+            return true;
+        }
+    }
+}
+
+bool InputReader::openPath(Input& input) {
+    const std::string& path = paths_[at_++];
+    input.file = path;
+    if (path == "-") {
+        input.name = "stdin.eml";
+        const int error = readRest(STDIN_FILENO, 0, maxBytes_, input.bytes);
+        finish(input, error != 0 ? MboxReader::Got::Failed : MboxReader::Got::Message, error);
+        return true;
+    }
+    FileDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    struct stat status {};
+    if (!descriptor || fstat(descriptor.get(), &status) != 0) {
+        refuse(input, systemFault(openFailure(errno), path, "cannot be opened", errno), kErrorNotFound);
+        return true;
+    }
+    input.name = lastComponent(path);
+    if (!S_ISDIR(status.st_mode)) {
+        return readFile(std::move(descriptor), false, input);
+    }
+    walk_.emplace(path);
+    walkRoot_ = path;
+    walkPrefix_ = paths_.size() > 1 ? input.name + "/" : "";
+    walkMessages_ = 0;
+    return false;
+}
+
+bool InputReader::nextOfWalk(Input& input) {
+    DirectoryWalk::File found;
+    if (!walk_->next(found)) {
+        walk_.reset();
+        if (walkMessages_ == 0) {
+            input.isMessage = false;
+            refuse(input,
+                   {kExitNoInput, walkRoot_, "there is no mail below this folder",
+                    "name a folder of messages; a message begins with a header field or \"From \""},
+                   kErrorNotFound);
+        }
+        return walkMessages_ == 0;
+    }
+    if (found.fault) {
+        ++walkMessages_; // the folder has been spoken of
+        input.file = found.fault->where;
+        input.isMessage = false;
+        refuse(input, std::move(*found.fault), kErrorInputOutput);
+        return true;
+    }
+    input.file = std::move(found.path);
+    input.name = walkPrefix_ + found.relative;
+    const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW | O_NONBLOCK;
+    FileDescriptor descriptor(::open(input.file.c_str(), flags));
+    if (!descriptor) {
+        ++walkMessages_;
+        refuse(input, systemFault(openFailure(errno), input.file, "cannot be opened", errno),
+               kErrorInputOutput);
+        return true;
+    }
+    return readFile(std::move(descriptor), true, input);
+}
+
+bool InputReader::readFile(FileDescriptor descriptor, bool mustLookLikeMail, Input& input) {
+    struct stat status {};
+    const bool regular = fstat(descriptor.get(), &status) == 0 && S_ISREG(status.st_mode);
+    if (mustLookLikeMail && !regular) {
+        return false; // it has been replaced since the folder was read
+    }
+    const std::size_t size = regular && status.st_size > 0 ? static_cast<std::size_t>(status.st_size) : 0;
+    const std::size_t first = regular ? std::min(size + 1, kFirstRead) : kMailStartBytes;
+    int error = readUpTo(descriptor.get(), first, input.bytes);
+    if (mustLookLikeMail && error == 0 && !looksLikeMail(input.bytes)) {
+        ++passedOver_;
+        return false;
+    }
+    ++walkMessages_;
+    const std::string_view line = std::string_view(input.bytes).substr(0, input.bytes.find('\n'));
+    if (error == 0 && isSeparatorLine(line.substr(0, kMailStartBytes))) {
+        return readMailbox(std::move(descriptor), input);
+    }
+    if (error == 0) {
+        error = readRest(descriptor.get(), size, maxBytes_, input.bytes);
+    }
+    finish(input, error != 0 ? MboxReader::Got::Failed : MboxReader::Got::Message, error);
+    return true;
+}
+
+bool InputReader::readMailbox(FileDescriptor descriptor, Input& input) {
+    MboxReader reader(descriptor.get(), std::move(input.bytes), maxBytes_);
+    input.bytes.clear();
+    if (!reader.hasSecondMessage() && !isMailboxName(input.file)) {
+        const MboxReader::Got got = reader.whole(input.bytes);
+        finish(input, got, reader.errnoValue());
+        return true;
+    }
+    mailbox_.emplace(std::move(reader));
+    mailboxFile_ = std::move(descriptor);
+    mailboxPath_ = std::move(input.file);
+    mailboxName_ = std::move(input.name);
+    mailboxMessages_ = 0;
+    return false;
+}
+
+bool InputReader::nextOfMailbox(Input& input) {
+    const MboxReader::Got got = mailbox_->next(input.bytes);
+    if (got == MboxReader::Got::End) {
+        mailbox_.reset();
+        mailboxFile_.close();
+        return false;
+    }
+    const std::string number = fmt::format("/{:06}.eml", ++mailboxMessages_);
+    input.file = mailboxPath_ + number;
+    input.name = mailboxName_ + number;
+    finish(input, got, mailbox_->errnoValue());
+    return true;
+}
+
+void InputReader::finish(Input& input, MboxReader::Got got, int errnoValue) const {
+    if (got == MboxReader::Got::Failed) {
+        refuse(input, systemFault(kExitInputOutput, input.file, "cannot be read to its end", errnoValue),
+               kErrorInputOutput);
+    } else if (got == MboxReader::Got::TooLarge || (maxBytes_ != 0 && input.bytes.size() > maxBytes_)) {
+        refuse(input,
+               {kExitData, input.file, fmt::format("is larger than the limit of {} bytes", maxBytes_),
+                "raise limit_message in [platform] of quzo.ini"},
+               kErrorLimit);
+    }
+    if (input.fault) {
+        input.bytes = {};
+    }
+}
+
+} // namespace quzo::host

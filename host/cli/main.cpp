@@ -1,0 +1,57 @@
+// The program: makes the process safe to work in, runs the command, and makes sure that what it wrote to
+// standard output has arrived.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <exception>
+
+#include "host/cli/command_line.h"
+#include "host/cli/exit_code.h"
+
+namespace {
+
+// A standard descriptor that is closed would be given to the next file that is opened, and a message would
+// go there. The stand-ins fail when they are used: standard output is opened for reading only.
+void occupyStandardDescriptors() {
+    for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(number, F_GETFD) == -1) {
+            const int flags = number == STDERR_FILENO ? O_WRONLY : O_RDONLY;
+            if (::open(number == STDIN_FILENO ? "/" : "/dev/null", flags) < 0) {
+                return;
+            }
+        }
+    }
+}
+
+// A reader that has gone and a limit on file sizes are reported by the calls that meet them.
+void ignoreWriteSignals() {
+    for (const int number : {SIGPIPE, SIGXFSZ}) {
+        struct sigaction ignore {};
+        ignore.sa_handler = SIG_IGN;
+        sigaction(number, &ignore, nullptr);
+    }
+}
+
+int run(int argc, char** argv, quzo::host::Console& console) {
+    using namespace quzo::host;
+    int code = runCommandLine(argc, argv, console);
+    if (const MaybeFault fault = console.out.finish()) {
+        code = worseExit(code, console.err.say(*fault));
+    }
+    return code;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    occupyStandardDescriptors();
+    ignoreWriteSignals();
+    quzo::host::Console console;
+    try {
+        return run(argc, argv, console);
+    } catch (const std::exception& problem) {
+        console.err.line(std::string("quzo: gave up (") + problem.what() + "): run it again");
+        return quzo::host::kExitTryAgain;
+    }
+}

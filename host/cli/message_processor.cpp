@@ -1,0 +1,183 @@
+// The path of one message: read, scanned, stored, told. Everything here runs on a working thread; what must
+// happen in input order is left in the result.
+#include "host/cli/message_processor.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <exception>
+#include <string_view>
+#include <utility>
+
+#include "host/cli/exit_code.h"
+#include "host/cli/message_diff.h"
+#include "host/scan/envelope.h"
+#include "platform/mta/file_adapter.h"
+#include "quzo/core/error_text.h"
+
+namespace quzo::host {
+namespace {
+
+// The platform's number for a fault of an output.
+int errorNumber(const Fault& fault) {
+    if (fault.forAll) {
+        return kErrorNoSpace;
+    }
+    return fault.exitCode == kExitCannotCreate ? kErrorExists : kErrorInputOutput;
+}
+
+int exitCodeOf(const ScanResult& scan) {
+    switch (scan.outcome) {
+        case Outcome::Deferred:
+            return kExitTryAgain;
+        case Outcome::Failed:
+            return scan.error && scan.error->code == kErrorInputOutput ? kExitInputOutput : kExitData;
+        default:
+            return kExitOk;
+    }
+}
+
+// Why nothing comes out of a filter.
+std::string consumedLine(const MessageReport& report) {
+    for (const RuleResult& rule : report.scan.rules) {
+        for (const ActionResult& action : rule.actions) {
+            if (action.consumed) {
+                return Fault{0,
+                             report.file,
+                             fmt::format("consumed by rule {} {} ({}), nothing is delivered", rule.id,
+                                         rule.name, action.type),
+                             {}}
+                    .line();
+            }
+        }
+    }
+    return Fault{0, report.file, "consumed, nothing is delivered", {}}.line();
+}
+
+void complain(const MessageReport& report, Processed& done) {
+    for (const std::string& warning : report.scan.warnings) {
+        done.complaints.push_back(Fault{0, report.file, "warning", warning}.line());
+    }
+    if (report.scan.error) {
+        const bool deferred = report.scan.outcome == Outcome::Deferred;
+        const bool kept = deferred || report.scan.outcome == Outcome::Failed;
+        const char* advice = deferred ? "it stays where it is, run it again" : "it stays where it is";
+        done.complaints.push_back(Fault{0, report.file, report.scan.error->text, kept ? advice : ""}.line());
+    }
+}
+
+Processed outOfMemory(const std::string& file, const char* reason) {
+    Processed done;
+    done.tried = true;
+    done.outcome = Outcome::Deferred;
+    done.exitCode = kExitTryAgain;
+    done.complaints.push_back(Fault{0, file, reason, "run it again"}.line());
+    return done;
+}
+
+} // namespace
+
+MessageProcessor::MessageProcessor(const Scanner& scanner, const ScannerOptions& scannerOptions,
+                                   const ApplyOptions& options, const TokenMap<ScanToken>& tokens,
+                                   OutputDirectory* output, Show show, bool colours)
+    : scanner_(scanner),
+      scannerOptions_(scannerOptions),
+      options_(options),
+      tokens_(tokens),
+      output_(output),
+      show_(show),
+      colours_(colours) {}
+
+Processed MessageProcessor::process(Input input) const noexcept {
+    const std::string file = input.file;
+    try {
+        return stopping_ ? Processed{} : processMessage(std::move(input));
+    } catch (const std::exception& problem) {
+        return outOfMemory(file, problem.what());
+    }
+}
+
+Processed MessageProcessor::processMessage(Input input) const {
+    Processed done;
+    done.tried = true;
+    done.isMessage = input.isMessage;
+    if (input.fault) {
+        finish(unreadable(input, done), nullptr, done);
+        return done;
+    }
+    auto msg = platform::MailMessage::parse(std::move(input.bytes), scannerOptions_.limits);
+    const Envelope envelope = envelopeOf(*msg, options_.from, options_.to);
+    msg->setEnvelope(envelope.sender, envelope.recipients);
+
+    MessageReport report;
+    TokenMap<ScanToken> tokens = tokens_;
+    platform::FileAdapter adapter;
+    report.scan = scanner_.scan(*msg, ScanJob{adapter, tokens, nullptr, {}, {}, false});
+    report.file = std::move(input.file);
+    report.id = msg->getIdentifier();
+    report.envelope = {msg->sender(), msg->recipients()};
+    done.exitCode = exitCodeOf(report.scan);
+    complain(report, done);
+    if (output_ != nullptr && report.scan.goesOn()) {
+        store(*msg, input.name, report, done);
+    }
+    finish(report, msg.get(), done);
+    if (show_ == Show::Message && report.scan.goesOn()) {
+        done.deliver = std::move(msg);
+    }
+    return done;
+}
+
+MessageReport MessageProcessor::unreadable(const Input& input, Processed& done) const {
+    MessageReport report;
+    report.file = input.file;
+    report.scan.outcome = Outcome::Failed;
+    done.exitCode = input.fault->exitCode;
+    if (input.errorNumber == kErrorLimit && scannerOptions_.onLimit == OnLimit::Defer) {
+        report.scan.outcome = Outcome::Deferred;
+        done.exitCode = kExitTryAgain;
+    }
+    report.scan.error = ScanError{input.errorNumber, input.fault->what};
+    done.complaints.push_back(input.fault->line());
+    return report;
+}
+
+void MessageProcessor::store(const platform::MailMessage& msg, const std::string& name, MessageReport& report,
+                             Processed& done) const {
+    const MaybeFault fault = output_->store(name, msg.size(), [&](const OutputDirectory::Sink& sink) {
+        if (report.scan.outcome == Outcome::Unchanged) {
+            sink(msg.original());
+        } else {
+            msg.write(sink);
+        }
+    });
+    if (!fault) {
+        report.output = output_->pathOf(name);
+        return;
+    }
+    report.scan.outcome = Outcome::Failed;
+    report.scan.error = ScanError{errorNumber(*fault), fault->what};
+    done.exitCode = fault->exitCode;
+    done.complaints.push_back(fault->line());
+    if (fault->forAll) {
+        stopping_ = true;
+    }
+}
+
+void MessageProcessor::finish(const MessageReport& report, const platform::MailMessage* msg,
+                              Processed& done) const {
+    done.outcome = report.scan.outcome;
+    done.queued = report.queued;
+    if (show_ == Show::Json && done.isMessage) {
+        done.text = jsonLine(report);
+    } else if ((show_ == Show::Text || show_ == Show::Diff) && msg != nullptr) {
+        done.text = reportText(report);
+        if (show_ == Show::Diff && report.scan.outcome == Outcome::Modified) {
+            done.text += messageDiff(*msg, report.file, colours_);
+        }
+    } else if (show_ == Show::Message && report.scan.outcome == Outcome::Consumed) {
+        done.complaints.push_back(consumedLine(report));
+    }
+}
+
+} // namespace quzo::host

@@ -1,0 +1,67 @@
+// One message of `quzo apply`, from its bytes to what is told of it.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/cli/inputs.h"
+#include "host/cli/message_report.h"
+#include "host/cli/options.h"
+#include "host/cli/output_directory.h"
+#include "host/scan/scanner.h"
+#include "platform/message/mail_message.h"
+#include "quzo/core/token_map.h"
+
+namespace quzo::host {
+
+// What is left to do for the thread that writes, in input order.
+struct Processed {
+    bool tried = false;    // false: left alone because the run was stopping
+    bool isMessage = true; // false: a fault about something else, such as an empty folder
+    Outcome outcome = Outcome::Failed;
+    int exitCode = 0;
+    std::vector<std::string> complaints; // lines for standard error
+    std::string text;                    // for standard output: JSON, a report, a diff
+    std::vector<QueuedEntry> queued;
+
+    // The message itself is to go to standard output.
+    std::unique_ptr<platform::MailMessage> deliver;
+};
+
+// Immutable but for the stop mark: threads share one.
+class MessageProcessor {
+public:
+    enum class Show { Nothing, Message, Json, Text, Diff };
+
+    // All of it is the caller's and outlives the processor. `output` may be null: nothing is stored.
+    MessageProcessor(const Scanner& scanner, const ScannerOptions& scannerOptions,
+                     const ApplyOptions& options, const TokenMap<ScanToken>& tokens, OutputDirectory* output,
+                     Show show, bool colours);
+
+    // Never throws: a message for which memory runs out is deferred.
+    Processed process(Input input) const noexcept;
+
+    // Whether a fault has shown that further outputs cannot be written either. From then on process() leaves
+    // messages alone.
+    bool stopping() const { return stopping_; }
+
+private:
+    Processed processMessage(Input input) const;
+    void finish(const MessageReport& report, const platform::MailMessage* msg, Processed& done) const;
+    MessageReport unreadable(const Input& input, Processed& done) const;
+    void store(const platform::MailMessage& msg, const std::string& name, MessageReport& report,
+               Processed& done) const;
+
+    const Scanner& scanner_;
+    const ScannerOptions& scannerOptions_;
+    const ApplyOptions& options_;
+    const TokenMap<ScanToken>& tokens_;
+    OutputDirectory* output_;
+    Show show_;
+    bool colours_;
+    mutable std::atomic<bool> stopping_ = false;
+};
+
+} // namespace quzo::host

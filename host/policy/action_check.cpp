@@ -1,0 +1,57 @@
+// Settings that an action would understand differently from how they were written must not reach a message;
+// the one sure way to know is to ask the action.
+#include "host/policy/action_check.h"
+
+namespace quzo::host {
+namespace {
+
+// The first field whose value the text does not carry.
+const char* lostField(const PolicyActionType& type, const Fields& given, const std::string& setting) {
+    const std::optional<Fields> carried = type.decode(setting);
+    for (const FieldType& field : type.fields) {
+        const FieldValue* before = findField(given, field.key);
+        const FieldValue* after = carried ? findField(*carried, field.key) : nullptr;
+        if (before != nullptr && (after == nullptr || *before != *after)) {
+            return field.key;
+        }
+    }
+    return nullptr;
+}
+
+bool sameFields(const PolicyActionType& type, const std::string& a, const std::string& b) {
+    const std::optional<Fields> left = type.decode(a);
+    const std::optional<Fields> right = type.decode(b);
+    return left && right && left->size() == right->size() &&
+           std::equal(left->begin(), left->end(), right->begin(),
+                      [](const Field& x, const Field& y) { return x.key == y.key && x.value == y.value; });
+}
+
+} // namespace
+
+bool checkComesBack(const PolicyActionType& type, std::string& setting, const Fields* fields,
+                    FieldFault& fault) {
+    if (!type.inThisBuild() || type.hasNoSetting) {
+        return true;
+    }
+    const std::unique_ptr<QuzoAction> action = makeAction(type, setting);
+    if (action == nullptr) {
+        const char* key = fields != nullptr && !type.fields.empty() ? type.fields.front().key : "setting";
+        fault = {key, "the action refuses it", "see `quzo action decode`"};
+        return false;
+    }
+    const std::string back = action->serialize();
+    const char* lost = fields != nullptr ? lostField(type, *fields, back) : nullptr;
+    if (back == setting && lost == nullptr) {
+        return true;
+    }
+    if (fields == nullptr && type.type == QuzoAction::ActionType::InsertXHeaderTag &&
+        sameFields(type, setting, back)) {
+        setting = back;
+        return true;
+    }
+    fault = {lost != nullptr ? lost : "setting", "it does not come back from the action as it was given",
+             "write it as `quzo action encode` does"};
+    return false;
+}
+
+} // namespace quzo::host

@@ -1,0 +1,77 @@
+// The one table of action types: what a policy may say of each, and how its action is made.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "quzo/core/action.h"
+
+namespace quzo::host {
+
+// A value of an action's field: a text, a flag, a number, or a list of texts.
+using FieldValue = std::variant<std::string, bool, std::int64_t, std::vector<std::string>>;
+
+struct Field {
+    std::string key;
+    FieldValue value;
+};
+using Fields = std::vector<Field>;
+
+// The value of a field, or null.
+const FieldValue* findField(const Fields& fields, std::string_view key);
+
+// One fault in an action's fields: the field's key, what is wrong and what to do.
+struct FieldFault {
+    std::string key;
+    std::string problem;
+    std::string remedy;
+};
+
+struct FieldType {
+    // Objects are named in policies; Ids stand for them where there is no store to ask.
+    enum class Kind : std::uint8_t { Text, Flag, Number, TextList, Object, Ids };
+    const char* key;
+    Kind kind;
+    bool required;
+};
+
+struct PolicyActionType {
+    const char* name; // as policies and results spell it
+    QuzoAction::ActionType type;
+    std::span<const FieldType> fields;
+    bool canConsume;   // can take the message out of delivery
+    bool mayChange;    // can change the message or its envelope
+    bool stores;       // puts a copy of the message somewhere
+    bool isMark;       // does nothing itself: a later stage reads the mark
+    bool hasNoSetting; // must be given no setting text at all
+
+    // The scanner-side action, without settings; null when this build does not have the type.
+    std::unique_ptr<QuzoAction> (*make)();
+
+    // The setting text of the fields, made with the administration-side object; `setting` is replaced.
+    // False with a fault. Kinds have been checked against `fields`.
+    bool (*encode)(const Fields& fields, std::string& setting, FieldFault& fault);
+
+    // The fields of a setting text; empty when it is refused.
+    std::optional<Fields> (*decode)(std::string_view setting);
+
+    bool inThisBuild() const { return make != nullptr; }
+};
+
+// Every known type, also those that this build does not have, by code.
+std::span<const PolicyActionType> policyActionTypes();
+
+// The type of that name; null when there is none.
+const PolicyActionType* findActionType(std::string_view name);
+
+// A new action of the type with its settings; null when this build does not have it or it refuses them.
+std::unique_ptr<QuzoAction> makeAction(const PolicyActionType& type, const std::string& setting);
+
+} // namespace quzo::host

@@ -1,0 +1,29 @@
+// One fault as one line. Parts of it come from the policy file, so nothing in it may start a second line.
+#include "host/policy/finding.h"
+
+#include <algorithm>
+
+namespace quzo::host {
+
+std::string describe(const Finding& finding, const std::string& file) {
+    std::string line = file;
+    if (finding.line != 0) {
+        line += ":" + std::to_string(finding.line);
+    }
+    for (const std::string* part : {&finding.where, &finding.problem, &finding.remedy}) {
+        if (!part->empty()) {
+            line += line.empty() ? "" : ": ";
+            line += *part;
+        }
+    }
+    std::replace_if(
+        line.begin(), line.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; }, '?');
+    return line;
+}
+
+bool hasErrors(const Findings& findings) {
+    return std::any_of(findings.begin(), findings.end(),
+                       [](const Finding& finding) { return finding.severity == Finding::Severity::Error; });
+}
+
+} // namespace quzo::host

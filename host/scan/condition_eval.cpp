@@ -1,0 +1,186 @@
+// Conditions arrive ordered by cost, so plain short-circuiting keeps the dear ones from being looked at. The
+// recursion is as deep as the policy is nested, which its reader limits; nothing here depends on how a
+// message is built.
+#include "host/scan/condition_eval.h"
+
+#include <re2/re2.h>
+
+#include <algorithm>
+#include <set>
+
+namespace quzo::host {
+namespace {
+
+using Kind = Condition::Kind;
+
+bool found(const std::vector<Expression>& expressions, const std::string& text) {
+    return std::any_of(expressions.begin(), expressions.end(), [&](const Expression& expression) {
+        return re2::RE2::PartialMatch(text, *expression);
+    });
+}
+
+bool foundInAny(const std::vector<Expression>& expressions, const std::vector<std::string>& texts) {
+    return std::any_of(texts.begin(), texts.end(),
+                       [&](const std::string& text) { return found(expressions, text); });
+}
+
+// A name without what a file system would drop at its end, where a forbidden ending could hide.
+std::string_view comparable(std::string_view name) {
+    constexpr std::string_view kWideBlanks[] = {"\xc2\xa0", "\xe3\x80\x80"};
+    while (!name.empty()) {
+        const auto last = static_cast<unsigned char>(name.back());
+        if (last <= 0x20 || last == '.' || last == 0x7f) {
+            name.remove_suffix(1);
+            continue;
+        }
+        const auto* wide = std::find_if(std::begin(kWideBlanks), std::end(kWideBlanks),
+                                        [&](std::string_view blank) { return name.ends_with(blank); });
+        if (wide == std::end(kWideBlanks)) {
+            break;
+        }
+        name.remove_suffix(wide->size());
+    }
+    return name;
+}
+
+// A pattern without a slash means the subtype, which has prefixes that say nothing.
+bool matchesSubtype(const Glob& glob, std::string_view type) {
+    type.remove_prefix(std::min(type.find('/') + 1, type.size()));
+    if (glob.matches(type)) {
+        return true;
+    }
+    for (const std::string_view prefix : {std::string_view("x-"), std::string_view("vnd.")}) {
+        if (type.starts_with(prefix)) {
+            type.remove_prefix(prefix.size());
+        }
+    }
+    return glob.matches(type);
+}
+
+bool matchesEntity(const Condition& condition, const Glob& glob, const EntityFacts& entity) {
+    if (condition.kind == Kind::Attachment) {
+        return std::any_of(entity.names.begin(), entity.names.end(),
+                           [&](const std::string& name) { return glob.matches(comparable(name)); });
+    }
+    return glob.matches(entity.contentType) ||
+           (glob.pattern().find('/') == std::string::npos && matchesSubtype(glob, entity.contentType));
+}
+
+bool matchesAnEntity(const Condition& condition, MessageFacts& facts) {
+    const std::vector<EntityFacts>& entities = facts.entities();
+    return std::any_of(entities.begin(), entities.end(), [&](const EntityFacts& entity) {
+        return std::any_of(condition.globs.begin(), condition.globs.end(),
+                           [&](const Glob& glob) { return matchesEntity(condition, glob, entity); });
+    });
+}
+
+bool holdsForRecipients(const Condition& condition, const std::vector<std::string>& recipients) {
+    const auto matches = [&](const std::string& address) { return matchesAny(condition.globs, address); };
+    if (condition.kind == Kind::Recipient) {
+        return std::any_of(recipients.begin(), recipients.end(), matches);
+    }
+    return !recipients.empty() && std::all_of(recipients.begin(), recipients.end(), matches);
+}
+
+bool holdsCombined(const Condition& condition, MessageFacts& facts) {
+    const auto child = [&](const Condition& node) { return holds(node, facts); };
+    switch (condition.kind) {
+        case Kind::Any:
+            return std::any_of(condition.children.begin(), condition.children.end(), child);
+        case Kind::Not:
+            return std::none_of(condition.children.begin(), condition.children.end(), child);
+        default:
+            return std::all_of(condition.children.begin(), condition.children.end(), child);
+    }
+}
+
+// Collects from the parts that hold.
+class Marker {
+public:
+    explicit Marker(MessageFacts& facts) : facts_(facts) {}
+
+    void visit(const Condition& condition) {
+        if (!condition.marksEntities || !holds(condition, facts_)) {
+            return;
+        }
+        for (const Condition& child : condition.children) {
+            visit(child);
+        }
+        const std::vector<EntityFacts>& entities = facts_.entities();
+        for (std::size_t number = 0; number < entities.size(); ++number) {
+            for (const Glob& glob : condition.globs) {
+                if (matchesEntity(condition, glob, entities[number])) {
+                    numbers_.insert(number);
+                    notePattern(glob);
+                }
+            }
+        }
+    }
+
+    MarkedEntities result() {
+        for (const std::size_t number : numbers_) {
+            const EntityFacts& facts = facts_.entities()[number];
+            marked_.entries.push_back({number, facts.entity, facts.contentType, facts.names,
+                                       platform::EntityReader::bodySize(*facts.entity)});
+        }
+        return std::move(marked_);
+    }
+
+private:
+    void notePattern(const Glob& glob) {
+        if (seen_.insert(glob.pattern()).second) {
+            marked_.patterns.push_back(glob.pattern());
+        }
+    }
+
+    MessageFacts& facts_;
+    std::set<std::size_t> numbers_;
+    std::set<std::string> seen_;
+    MarkedEntities marked_;
+};
+
+} // namespace
+
+bool holds(const Condition& condition, MessageFacts& facts) {
+    switch (condition.kind) {
+        case Kind::Always:
+            return condition.wanted;
+        case Kind::Sender:
+            return matchesAny(condition.globs, facts.sender());
+        case Kind::Recipient:
+        case Kind::EveryRecipient:
+            return holdsForRecipients(condition, facts.recipients());
+        case Kind::SizeOver:
+            return facts.size() > condition.number;
+        case Kind::SizeUnder:
+            return facts.size() < condition.number;
+        case Kind::Token: {
+            const std::string* value = facts.token(condition.token);
+            return value != nullptr && found(condition.expressions, *value);
+        }
+        case Kind::Header:
+            return foundInAny(condition.expressions, facts.header(condition.header));
+        case Kind::Signed:
+            return facts.isSigned() == condition.wanted;
+        case Kind::Encrypted:
+            return facts.isEncrypted() == condition.wanted;
+        case Kind::Attachment:
+        case Kind::ContentType:
+            return matchesAnEntity(condition, facts);
+        case Kind::Body:
+            return foundInAny(condition.expressions, facts.bodyTexts());
+        case Kind::All:
+        case Kind::Any:
+        case Kind::Not:
+            break;
+    }
+    return holdsCombined(condition, facts);
+}
+
+MarkedEntities markedEntities(const Condition& condition, MessageFacts& facts) {
+    Marker marker(facts);
+    marker.visit(condition);
+    return marker.result();
+}
+
+} // namespace quzo::host

@@ -1,0 +1,29 @@
+// Header fields that stages of this system write for each other, and what may be believed of them.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/policy/policy.h"
+#include "host/scan/received_header.h"
+#include "platform/message/mail_message.h"
+
+namespace quzo::host {
+
+// Which rules a message has passed, and which action sent it round again.
+inline constexpr const char* kReprocessRules = "X-quzo-reprocess-rules";
+inline constexpr const char* kReprocessType = "X-quzo-reprocess-type";
+
+// Takes the reprocessing fields, and the policy's mark field, off the message's own header. Only fields that
+// the message was received with are looked for.
+void removeOutsideMarks(platform::MailMessage& msg, const Policy& policy, const ReceivedHeader& received);
+
+// Writes the marks into the policy's mark field, joined by ", ", in place of what it holds. True also when
+// there is nothing to write.
+bool writeMarks(platform::MailMessage& msg, const Policy& policy, const std::vector<std::string>& marks);
+
+// The known marks that the policy's mark field of a received message names, in their order.
+std::vector<std::string> receivedMarks(const Policy& policy, const ReceivedHeader& received);
+
+} // namespace quzo::host

@@ -1,0 +1,270 @@
+// The order of things for one message. Conditions see it as it was received: the first rule that may change
+// it is preceded by evaluating the conditions of all rules that may still run, so nothing has to be parsed a
+// second time and the entities that were matched are those of the message itself. While rules only look, or
+// take the message away, they are evaluated one after the other and no further than needed.
+#include "host/scan/scan_run.h"
+
+#include <algorithm>
+
+#include "host/scan/condition_eval.h"
+#include "host/scan/outside_marks.h"
+#include "quzo/core/error_text.h"
+#include "quzo/core/log.h"
+
+namespace quzo::host {
+namespace {
+
+class NoNamedObjects final : public NamedObjMgrForScanner {
+public:
+    const QuzoNamedObj* find(unsigned /*id*/) const override { return nullptr; }
+};
+
+const NoNamedObjects kNoNamedObjects;
+
+std::string placeOf(const Rule& rule, const RuleAction& action) {
+    return "rule " + std::to_string(rule.id) + " (" + rule.name + "), action " + action.type->name;
+}
+
+} // namespace
+
+ScanRun::ScanRun(const Policy& policy, const ScannerOptions& options, platform::MailMessage& msg,
+                 const ScanJob& job, ScanResult& result)
+    : policy_(policy),
+      options_(options),
+      msg_(msg),
+      job_(job),
+      result_(result),
+      tokens_(job.tokens, msg, options, job.firstIdentifier),
+      facts_(msg, policy, options.limits, tokens_) {}
+
+void ScanRun::run() {
+    if (!withinLimits()) {
+        return;
+    }
+    while (const std::optional<Matched> matched = nextMatch()) {
+        if (!runRule(*matched)) {
+            break;
+        }
+    }
+    if (!ended_) {
+        finish();
+    }
+}
+
+bool ScanRun::withinLimits() {
+    int error = msg_.error();
+    if (error == kErrorNone) {
+        const KvMsgEntity* root = msg_.getRootEntity();
+        error = root == nullptr ? kErrorMalformedEntity : root->hasError();
+    }
+    if (error != kErrorNone) {
+        beyondLimits(error);
+        ended_ = true;
+    }
+    return error == kErrorNone;
+}
+
+// Checked only when a condition has looked at entities: a limit that nobody ran into changes no answer.
+bool ScanRun::sawAllEntities() {
+    if (!limitsChecked_ && facts_.lookedAtEntities()) {
+        limitsChecked_ = true;
+        if (msg_.limited()) {
+            beyondLimits(kErrorLimit);
+        }
+    }
+    return !ended_;
+}
+
+void ScanRun::beyondLimits(int error) {
+    const std::string text = KVMSGERR::I2A(error);
+    switch (options_.onLimit) {
+        case OnLimit::Pass:
+            result_.warnings.push_back("not all of the message was looked at: " + text);
+            break;
+        case OnLimit::Defer:
+            stopWith(Outcome::Deferred, error, text);
+            break;
+        case OnLimit::Fail:
+            stopWith(Outcome::Failed, error, text);
+            break;
+    }
+}
+
+// The next rule whose condition holds. Entities are collected with it, while the message is unchanged.
+std::optional<ScanRun::Matched> ScanRun::findMatch() {
+    while (nextRule_ < policy_.rules.size()) {
+        const Rule& rule = policy_.rules[nextRule_++];
+        const auto& skipped = job_.skipRules;
+        if (std::find(skipped.begin(), skipped.end(), rule.id) != skipped.end()) {
+            continue;
+        }
+        const bool matches = holds(rule.when, facts_);
+        if (!sawAllEntities()) {
+            return std::nullopt;
+        }
+        if (!matches) {
+            continue;
+        }
+        Matched matched{&rule, {}};
+        if (rule.when.marksEntities && !rule.actions.empty()) {
+            matched.marked = markedEntities(rule.when, facts_);
+        }
+        return matched;
+    }
+    return std::nullopt;
+}
+
+std::optional<ScanRun::Matched> ScanRun::nextMatch() {
+    if (!allEvaluated_) {
+        std::optional<Matched> matched = findMatch();
+        if (!matched) {
+            return std::nullopt;
+        }
+        // A rule's tokens show in conditions as well as its changes.
+        if (!matched->rule->mayChange && !policy_.usesTokens) {
+            return matched;
+        }
+        allEvaluated_ = true;
+        bool last = matched->rule->stop;
+        pending_.push_back(std::move(*matched));
+        while (!last && (matched = findMatch())) {
+            last = matched->rule->stop;
+            pending_.push_back(std::move(*matched));
+        }
+    }
+    if (ended_ || pending_.empty()) {
+        return std::nullopt;
+    }
+    std::optional<Matched> first = std::move(pending_.front());
+    pending_.pop_front();
+    return first;
+}
+
+// False when no further rule is to be tried.
+bool ScanRun::runRule(const Matched& matched) {
+    const Rule& rule = *matched.rule;
+    RuleResult& report = result_.rules.emplace_back();
+    report.id = rule.id;
+    report.name = rule.name;
+    if (rule.actions.empty()) {
+        return !rule.stop;
+    }
+    if (!receivedSender_) {
+        receivedSender_ = msg_.sender();
+        receivedRecipients_ = msg_.recipients();
+    }
+    tokens_.beginRule(rule, matched.marked, facts_.receivedHeader());
+
+    const NamedObjMgrForScanner& objects =
+        job_.namedObjects != nullptr ? *job_.namedObjects : kNoNamedObjects;
+    std::vector<std::unique_ptr<QuzoAction>> actions;
+    for (const RuleAction& action : rule.actions) {
+        actions.push_back(makeAction(*action.type, action.setting));
+        if (actions.back() != nullptr) {
+            actions.back()->fillInTokenMap(job_.tokens, objects);
+        }
+    }
+    for (std::size_t i = 0; i < actions.size(); ++i) {
+        if (!runAction(rule, rule.actions[i], actions[i].get(), report)) {
+            return false;
+        }
+    }
+    return !consumed_ && !rule.stop;
+}
+
+// False when nothing more is to be done with the message.
+bool ScanRun::runAction(const Rule& rule, const RuleAction& action, QuzoAction* object, RuleResult& report) {
+    ActionResult& done = report.actions.emplace_back();
+    done.type = action.type->name;
+    if (consumed_ && action.type->canConsume) {
+        done.skipped = true;
+        result_.warnings.push_back(placeOf(rule, action) + ": skipped, the message is gone already");
+        ActionLog::L2("%s", result_.warnings.back().c_str());
+        return true;
+    }
+    if (object == nullptr || (action.type->stores && !prepareForStoring())) {
+        return afterFailure(rule, action);
+    }
+    const NamedObjMgrForScanner& objects =
+        job_.namedObjects != nullptr ? *job_.namedObjects : kNoNamedObjects;
+    const KvMsgMailMessage* original = object->requiresOriginalMsg() ? originalMsg() : nullptr;
+    bool taken = false;
+    done.ok = object->takeAction(&msg_, original, taken, job_.tokens, job_.adapter, objects);
+    if (!done.ok) {
+        // Also when the flag was set: the message is still ours.
+        return afterFailure(rule, action);
+    }
+    done.consumed = taken;
+    consumed_ = consumed_ || taken;
+    tokens_.actionTaken(action.type->type);
+    if (action.type->isMark) {
+        addMark(action.type->name);
+    }
+    return true;
+}
+
+bool ScanRun::afterFailure(const Rule& rule, const RuleAction& action) {
+    const std::string text = placeOf(rule, action) + " failed";
+    ActionLog::L1("%s.", text.c_str());
+    result_.warnings.push_back(text);
+    if (consumed_ || action.onFailure == OnFailure::Continue) {
+        return true;
+    }
+    if (action.onFailure == OnFailure::Defer) {
+        stopWith(Outcome::Deferred, kErrorInternal, text);
+    }
+    return false;
+}
+
+// What is stored leaves this pass: it carries our marks and nobody else's.
+bool ScanRun::prepareForStoring() {
+    if (!job_.trustMarks) {
+        removeOutsideMarks(msg_, policy_, facts_.receivedHeader());
+    }
+    return writeMarks(msg_, policy_, result_.marks);
+}
+
+const KvMsgMailMessage* ScanRun::originalMsg() {
+    if (original_ == nullptr) {
+        original_ = platform::MailMessage::parse(std::string(msg_.original()), options_.limits);
+        original_->setIdentifier(msg_.getIdentifier());
+        original_->setEnvelope(*receivedSender_, receivedRecipients_);
+    }
+    return original_.get();
+}
+
+void ScanRun::addMark(const char* name) {
+    if (std::find(result_.marks.begin(), result_.marks.end(), name) == result_.marks.end()) {
+        result_.marks.emplace_back(name);
+    }
+}
+
+void ScanRun::finish() {
+    if (consumed_) {
+        result_.outcome = Outcome::Consumed;
+        return;
+    }
+    if (job_.trustMarks && !result_.marks.empty()) {
+        for (const std::string& mark : receivedMarks(policy_, facts_.receivedHeader())) {
+            addMark(mark.c_str());
+        }
+    }
+    // A later stage that cannot see its mark would leave undone what the policy asks for.
+    const bool marked = !result_.marks.empty() && !policy_.defaults.markHeader.empty();
+    if ((msg_.changed() || marked) && !job_.trustMarks) {
+        removeOutsideMarks(msg_, policy_, facts_.receivedHeader());
+    }
+    if (!writeMarks(msg_, policy_, result_.marks)) {
+        stopWith(Outcome::Deferred, kErrorInternal, "the marks cannot be written into the message");
+        return;
+    }
+    result_.outcome = msg_.changed() ? Outcome::Modified : Outcome::Unchanged;
+}
+
+void ScanRun::stopWith(Outcome outcome, int code, std::string text) {
+    ended_ = true;
+    result_.outcome = outcome;
+    result_.error = ScanError{code, std::move(text)};
+}
+
+} // namespace quzo::host

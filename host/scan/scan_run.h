@@ -1,0 +1,69 @@
+// One message on its way through the rules.
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/scan/marked_entities.h"
+#include "host/scan/message_facts.h"
+#include "host/scan/rule_tokens.h"
+#include "host/scan/scan_result.h"
+#include "host/scan/scanner.h"
+
+namespace quzo::host {
+
+// Used once, by one thread. All arguments outlive it; exceptions pass through run(), and result() then tells
+// what had happened by then.
+class ScanRun {
+public:
+    ScanRun(const Policy& policy, const ScannerOptions& options, platform::MailMessage& msg,
+            const ScanJob& job, ScanResult& result);
+
+    void run();
+
+    // Whether an action has taken the message out of delivery.
+    bool consumed() const { return consumed_; }
+
+private:
+    struct Matched {
+        const Rule* rule;
+        MarkedEntities marked;
+    };
+    bool withinLimits();
+    bool sawAllEntities();
+    void beyondLimits(int error);
+    std::optional<Matched> nextMatch();
+    std::optional<Matched> findMatch();
+    bool runRule(const Matched& matched);
+    bool runAction(const Rule& rule, const RuleAction& action, QuzoAction* object, RuleResult& report);
+    bool afterFailure(const Rule& rule, const RuleAction& action);
+    bool prepareForStoring();
+    const KvMsgMailMessage* originalMsg();
+    void addMark(const char* name);
+    void finish();
+    void stopWith(Outcome outcome, int code, std::string text);
+
+    const Policy& policy_;
+    const ScannerOptions& options_;
+    platform::MailMessage& msg_;
+    const ScanJob& job_;
+    ScanResult& result_;
+    RuleTokens tokens_;
+    MessageFacts facts_;
+
+    std::size_t nextRule_ = 0;  // the first rule whose condition has not been evaluated
+    bool allEvaluated_ = false; // pending_ holds all that is still to run
+    std::deque<Matched> pending_;
+    bool limitsChecked_ = false; // of the entities
+    bool consumed_ = false;
+    bool ended_ = false;                        // the outcome is decided
+    std::optional<std::string> receivedSender_; // the envelope before the first action
+    std::vector<std::string> receivedRecipients_;
+    std::unique_ptr<platform::MailMessage> original_; // made when an action needs it
+};
+
+} // namespace quzo::host

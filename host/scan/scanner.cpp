@@ -1,0 +1,70 @@
+// The scanner is what threads share; each message gets a run of its own. Whatever is thrown on the way ends
+// here, with a result that keeps the message.
+#include "host/scan/scanner.h"
+
+#include <unistd.h>
+
+#include <new>
+
+#include "host/scan/scan_run.h"
+#include "quzo/core/error_text.h"
+#include "quzo/core/log.h"
+
+namespace quzo::host {
+namespace {
+
+std::string ownHostName() {
+    char name[256] = "";
+    if (gethostname(name, sizeof name - 1) != 0 || name[0] == '\0') {
+        return "localhost";
+    }
+    return name;
+}
+
+// Short enough to need no memory of their own.
+constexpr const char* kNoMemoryText = "out of memory";
+constexpr const char* kInternalText = "internal error";
+
+} // namespace
+
+Scanner::Scanner(std::shared_ptr<const Policy> policy, ScannerOptions options)
+    : policy_(std::move(policy)), options_(std::move(options)) {
+    if (options_.hostname.empty()) {
+        options_.hostname = policy_->defaults.hostname;
+    }
+    if (options_.hostname.empty()) {
+        options_.hostname = ownHostName();
+    }
+}
+
+ScanResult Scanner::scan(platform::MailMessage& msg, const ScanJob& job) const noexcept {
+    ScanResult result;
+    bool consumed = false;
+    try {
+        ScanRun run(*policy_, options_, msg, job, result);
+        try {
+            run.run();
+            return result;
+        } catch (...) {
+            consumed = run.consumed();
+            throw;
+        }
+    } catch (const std::bad_alloc&) {
+        result.outcome = Outcome::Deferred;
+        result.error = ScanError{kErrorNoMemory, kNoMemoryText};
+    } catch (const std::exception& problem) {
+        ActionLog::L1("A message could not be handled: %s.", problem.what());
+        result.outcome = Outcome::Failed;
+        result.error = ScanError{kErrorInternal, kInternalText};
+    } catch (...) {
+        result.outcome = Outcome::Failed;
+        result.error = ScanError{kErrorInternal, kInternalText};
+    }
+    if (consumed) {
+        // It is gone: whoever kept it now would deliver it twice.
+        result.outcome = Outcome::Consumed;
+    }
+    return result;
+}
+
+} // namespace quzo::host

@@ -1,0 +1,68 @@
+// Runs messages through a policy.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/policy/policy.h"
+#include "host/scan/scan_result.h"
+#include "platform/message/limits.h"
+#include "platform/message/mail_message.h"
+#include "quzo/core/adapter.h"
+#include "quzo/core/named_obj_cache.h"
+#include "quzo/core/token_map.h"
+
+namespace quzo::host {
+
+// What to do with a message that is beyond the limits or has no readable header.
+enum class OnLimit : std::uint8_t { Defer, Fail, Pass };
+
+struct ScannerOptions {
+    std::string hostname;          // %HOSTNAME%; empty: the policy's, else the host's own name
+    std::string protocol = "FILE"; // %PROTOCOL%: FILE or SMTP
+    platform::Limits limits;       // for the second look at a message as it was received
+    OnLimit onLimit = OnLimit::Defer;
+};
+
+// What one scan works with beside the message. All of it is the caller's and outlives the scan.
+struct ScanJob {
+    KvIsAdapter& adapter;
+
+    // In: what other scanners found, which wins over what the host would fill in for the whole message.
+    // During the scan the adapter may read it: it holds the rule at work.
+    TokenMap<ScanToken>& tokens;
+
+    const NamedObjMgrForScanner* namedObjects = nullptr; // null: there are none
+
+    // The identifier of the message's first pass; empty: this is the first.
+    std::string firstIdentifier{};
+
+    // Rules that are not tried, because they ran in a former pass.
+    std::vector<std::uint32_t> skipRules{};
+
+    // Whether the reprocessing fields of the message are our own. Forged ones are taken off a message that
+    // a rule changes or stores.
+    bool trustMarks = false;
+};
+
+// One policy, ready to be applied. Immutable after construction: threads share one scanner, each with
+// messages and jobs of its own.
+class Scanner {
+public:
+    // `policy` must not be null.
+    Scanner(std::shared_ptr<const Policy> policy, ScannerOptions options);
+
+    // Runs the message through the rules. Never throws: a message that cannot be handled is deferred or
+    // failed and must then be kept as it was received, whatever edits `msg` shows.
+    ScanResult scan(platform::MailMessage& msg, const ScanJob& job) const noexcept;
+
+    const Policy& policy() const { return *policy_; }
+
+private:
+    std::shared_ptr<const Policy> policy_;
+    ScannerOptions options_;
+};
+
+} // namespace quzo::host

@@ -1,0 +1,107 @@
+// What is wrong with a quzo.ini, one finding for each fault, so that an administrator sees all of them in
+// one go and before any message is touched.
+#include <algorithm>
+
+#include "platform/charset/converter.h"
+#include "platform/config/known_keys.h"
+#include "platform/config/quzo_settings.h"
+#include "platform/log/escape.h"
+
+namespace quzo::platform {
+
+namespace {
+
+constexpr std::size_t kShown = 60; // bytes of a name or value in a message
+
+std::string shown(std::string_view text) { return "'" + escapeForLog(text.substr(0, kShown)) + "'"; }
+
+std::string listed(std::string_view choices) {
+    std::string out;
+    for (const char c : choices) {
+        out += c == '|' ? std::string(", ") : std::string(1, c);
+    }
+    return out;
+}
+
+// What the value has to be; empty when it is that.
+std::string expectedInstead(const KnownKey& known, const std::string& value) {
+    const auto integer = parseInteger(value);
+    switch (known.type) {
+        case KeyType::Text:
+            return {};
+        case KeyType::Charset:
+            return value.empty() || knownCharset(value.c_str()) ? "" : "a charset, such as utf-8";
+        case KeyType::Integer:
+            return integer ? "" : "an integer";
+        case KeyType::Switch:
+            return integer ? "" : "an integer, 0 for off and 1 for on";
+        case KeyType::Positive:
+            return integer && *integer > 0 ? "" : "an integer of 1 or more";
+        case KeyType::YesNo:
+            return value == "yes" || value == "no" ? "" : "yes or no";
+        case KeyType::Count:
+            return integer && *integer >= 0 ? "" : "an integer of 0 or more";
+        case KeyType::Size:
+            return parseSize(value, true) ? "" : "a number of bytes, such as 100M (with K, M or G)";
+        case KeyType::Choice:
+            return isChoice(value, known.choices) ? "" : "one of " + listed(known.choices);
+        case KeyType::Prefix:
+            return value.empty() || hasPrefix(value, known.choices)
+                       ? ""
+                       : "a text beginning with " + listed(known.choices);
+    }
+    return {};
+}
+
+std::string adviceForKey(std::string_view section, std::string_view key) {
+    const std::string_view elsewhere = sectionOfKey(key);
+    if (!elsewhere.empty()) {
+        return "it belongs into [" + std::string(elsewhere) + "]";
+    }
+    const std::string_view nearest = nearestKey(section, key);
+    if (!nearest.empty()) {
+        return "did you mean '" + std::string(nearest) + "'?";
+    }
+    return "take the line out";
+}
+
+Finding unknownSection(const std::string& name, std::size_t line) {
+    const std::string_view nearest = nearestSection(name);
+    return {line, Finding::Severity::Warning, "nobody reads the section " + shown(name),
+            nearest.empty() ? std::string("take it out") : "did you mean [" + std::string(nearest) + "]?"};
+}
+
+} // namespace
+
+std::vector<Finding> IniSettings::check() const {
+    std::vector<Finding> findings;
+    for (const IniProblem& problem : problems_) {
+        findings.push_back({problem.line, Finding::Severity::Error, problem.message, problem.advice});
+    }
+    for (const auto& [section, content] : file_.sections()) {
+        if (!isKnownSection(section)) {
+            findings.push_back(unknownSection(section, content.line));
+            continue;
+        }
+        for (const auto& [key, entry] : content.entries) {
+            const KnownKey* known = findKnownKey(section, key);
+            if (known == nullptr) {
+                findings.push_back({entry.line, Finding::Severity::Warning,
+                                    "nobody reads the key " + shown(key) + " of [" + section + "]",
+                                    adviceForKey(section, key)});
+                continue;
+            }
+            const std::string expected = expectedInstead(*known, entry.value);
+            if (!expected.empty()) {
+                findings.push_back({entry.line, Finding::Severity::Error,
+                                    "the value " + shown(entry.value) + " of " + key + " cannot be used",
+                                    "write " + expected});
+            }
+        }
+    }
+    std::stable_sort(findings.begin(), findings.end(),
+                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
+    return findings;
+}
+
+} // namespace quzo::platform

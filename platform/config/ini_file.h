@@ -1,0 +1,62 @@
+// Texts of sections and keys: quzo.ini, the localised texts, scanner.info.
+//
+//   # comment            (also with ';'; only at the start of a line)
+//   [section]
+//   key = value
+//
+// A value is what stands behind the first '=', without the blanks around it, and otherwise unchanged:
+// backslashes, quotes, '#' and ';' inside are its own. Names are compared exactly. A section may be opened
+// several times; a key may stand in it once.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace quzo::platform {
+
+// What is wrong with a line, and what to do about it. Whoever shows it puts "FILE:LINE: " before it and ": "
+// between the two texts.
+struct IniProblem {
+    std::size_t line = 0; // counted from 1; 0 concerns the file as a whole
+    std::string message;
+    std::string advice;
+};
+
+class IniFile {
+public:
+    static constexpr std::size_t kMaxBytes = std::size_t{1} << 20U;
+    static constexpr std::size_t kMaxLine = 8192;    // bytes
+    static constexpr std::size_t kMaxProblems = 100; // more than anybody reads
+
+    struct Entry {
+        std::string value;
+        std::size_t line = 0;
+    };
+    using Section = std::map<std::string, Entry, std::less<>>;
+    struct NamedSection {
+        std::size_t line = 0; // where it is opened first
+        Section entries;
+    };
+    using Sections = std::map<std::string, NamedSection, std::less<>>;
+
+    // Reads the text and replaces what the object held. True when nothing is wrong with it; otherwise
+    // `problems`, which is replaced, names every line at fault in order, and the object holds the rest.
+    bool parse(std::string_view text, std::vector<IniProblem>& problems);
+
+    // The same with a file.
+    bool load(const std::string& path, std::vector<IniProblem>& problems);
+
+    // The entry, or null.
+    const Entry* find(std::string_view section, std::string_view key) const;
+
+    const Sections& sections() const { return sections_; }
+
+private:
+    Sections sections_;
+};
+
+} // namespace quzo::platform

@@ -1,0 +1,50 @@
+// Every key of quzo.ini that somebody reads, with what its value has to be.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace quzo::platform {
+
+enum class KeyType : std::uint8_t {
+    Text,
+    Charset,
+    Integer,  // decimal, fits an int
+    Switch,   // an integer: 0 is off, anything else on
+    Positive, // an integer of 1 or more
+    YesNo,    // the word "yes" or "no"
+    Count,    // a number of things; 0 is no limit
+    Size,     // a number of bytes, with K, M or G for 2^10, 2^20 or 2^30; 0 is no limit
+    Choice,   // one of `choices`
+    Prefix,   // begins with one of `choices`
+};
+
+struct KnownKey {
+    std::string_view section;
+    std::string_view key;
+    KeyType type = KeyType::Text;
+    std::string_view choices = {}; // separated by '|'
+};
+
+const std::vector<KnownKey>& knownKeys();
+
+const KnownKey* findKnownKey(std::string_view section, std::string_view key);
+bool isKnownSection(std::string_view section);
+
+// The key of that section (or the section) whose name is nearest to `name`; empty when none is near.
+std::string_view nearestKey(std::string_view section, std::string_view name);
+std::string_view nearestSection(std::string_view name);
+
+// A section that has a key of that very name; empty when none has.
+std::string_view sectionOfKey(std::string_view key);
+
+// Values as the types above say; none for a text that is no such value.
+std::optional<int> parseInteger(std::string_view text);
+std::optional<std::size_t> parseSize(std::string_view text, bool withUnits);
+bool isChoice(std::string_view text, std::string_view choices);
+bool hasPrefix(std::string_view text, std::string_view prefixes);
+
+} // namespace quzo::platform

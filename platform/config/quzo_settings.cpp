@@ -1,0 +1,132 @@
+// Values of quzo.ini: looked up exactly, with the host's defaults below, and read by the kinds of the table
+// of known keys, so that the check before a run and the run itself cannot disagree.
+#include "platform/config/quzo_settings.h"
+
+#include <exception>
+
+#include "platform/config/known_keys.h"
+#include "quzo/core/error_text.h"
+
+namespace quzo::platform {
+
+namespace {
+
+constexpr std::string_view kPlatform = "platform";
+
+// Queue directories that the host names when the file does not.
+std::optional<std::string> defaultValue(std::string_view section, std::string_view key,
+                                        std::string_view spool) {
+    if ((section == "MessageModule" && key == "DefaultSourceCharset") ||
+        (section == "General-Notification" && key == "PreferredCharset")) {
+        return "utf-8";
+    }
+    constexpr std::string_view queue = "queue_";
+    const bool isQueue =
+        section == "general" && findKnownKey(section, key) != nullptr && key.substr(0, queue.size()) == queue;
+    if (isQueue && !spool.empty()) {
+        std::string path(spool);
+        path += spool.back() == '/' ? "" : "/";
+        path += key.substr(queue.size());
+        return path;
+    }
+    return std::nullopt;
+}
+
+template <typename Work>
+int guardedRead(Work&& work) noexcept {
+    try {
+        return std::forward<Work>(work)();
+    } catch (const std::exception&) {
+        return kErrorNoMemory;
+    }
+}
+
+} // namespace
+
+bool IniSettings::load(const std::string& path) { return file_.load(path, problems_); }
+
+bool IniSettings::parse(std::string_view text) { return file_.parse(text, problems_); }
+
+std::optional<std::string> IniSettings::lookUp(std::string_view section, std::string_view key) const {
+    if (const IniFile::Entry* entry = file_.find(section, key)) {
+        return entry->value;
+    }
+    const IniFile::Entry* spool = file_.find(kPlatform, "spool");
+    return defaultValue(section, key, spool != nullptr ? std::string_view(spool->value) : std::string_view());
+}
+
+int IniSettings::getValue(const char* key, std::string& value, const char* section, int /*reserved*/) {
+    return guardedRead([&]() -> int {
+        if (key == nullptr || section == nullptr) {
+            return kErrorInvalidArgument;
+        }
+        auto found = lookUp(section, key);
+        if (!found) {
+            return kErrorNotFound;
+        }
+        value = std::move(*found);
+        return kErrorNone;
+    });
+}
+
+int IniSettings::getIntValue(const char* key, int& value, const char* section, int /*reserved*/) {
+    return guardedRead([&]() -> int {
+        if (key == nullptr || section == nullptr) {
+            return kErrorInvalidArgument;
+        }
+        const auto found = lookUp(section, key);
+        const auto number = found ? parseInteger(*found) : std::nullopt;
+        if (!number) {
+            return kErrorNotFound;
+        }
+        value = *number;
+        return kErrorNone;
+    });
+}
+
+PlatformSettings IniSettings::platform() const {
+    PlatformSettings settings;
+    // The value of a key, when it is one of the key's kind.
+    const auto text = [&](std::string_view key) -> std::optional<std::string> {
+        const IniFile::Entry* entry = file_.find(kPlatform, key);
+        const KnownKey* known = findKnownKey(kPlatform, key);
+        if (entry == nullptr || known == nullptr ||
+            (known->type == KeyType::Choice && !isChoice(entry->value, known->choices)) ||
+            (known->type == KeyType::Prefix && !hasPrefix(entry->value, known->choices))) {
+            return std::nullopt;
+        }
+        return entry->value;
+    };
+    const auto size = [&](std::string_view key, std::size_t& into, bool withUnits) {
+        const auto value = text(key);
+        into = value ? parseSize(*value, withUnits).value_or(into) : into;
+    };
+    settings.store = text("store").value_or(settings.store);
+    settings.spool = text("spool").value_or(settings.spool);
+    settings.nextHop = text("next_hop").value_or(settings.nextHop);
+    settings.log = text("log").value_or(settings.log);
+    std::size_t tenant = settings.tenant;
+    size("tenant", tenant, false);
+    settings.tenant = tenant <= 0xFFFFFFFFU ? static_cast<unsigned>(tenant) : settings.tenant;
+    const int timeout = parseInteger(text("timeout").value_or("")).value_or(0);
+    settings.timeout = timeout > 0 ? timeout : settings.timeout;
+    settings.logLevel = parseInteger(text("log_level").value_or("")).value_or(settings.logLevel);
+    size("limit_message", settings.limits.messageBytes, true);
+    size("limit_header", settings.limits.headerBytes, true);
+    size("limit_nesting", settings.limits.nesting, false);
+    size("limit_parts", settings.limits.parts, false);
+    const std::string tls = text("tls").value_or("");
+    if (!tls.empty()) {
+        settings.tls = tls == "off" ? PlatformSettings::Tls::Off : PlatformSettings::Tls::Try;
+        settings.tls = tls == "require" ? PlatformSettings::Tls::Require : settings.tls;
+    }
+    const std::string onLimit = text("on_limit").value_or("");
+    if (!onLimit.empty()) {
+        settings.onLimit =
+            onLimit == "pass" ? PlatformSettings::OnLimit::Pass : PlatformSettings::OnLimit::Defer;
+        settings.onLimit = onLimit == "refuse" ? PlatformSettings::OnLimit::Refuse : settings.onLimit;
+    }
+    return settings;
+}
+
+} // namespace quzo::platform

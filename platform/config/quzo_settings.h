@@ -1,0 +1,74 @@
+// quzo.ini as the library and the programs read it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/config/ini_file.h"
+#include "platform/message/limits.h"
+#include "quzo/core/settings_source.h"
+
+namespace quzo::platform {
+
+// What the section [platform] says, with its defaults.
+struct PlatformSettings {
+    enum class Tls : std::uint8_t { Off, Try, Require };
+    // What becomes of a message that a limit does not let through: not now, as it came, or never.
+    enum class OnLimit : std::uint8_t { Defer, Pass, Refuse };
+
+    std::string store;   // connection string; empty: no named objects
+    std::string spool;   // root of the queues; empty: no queues
+    unsigned tenant = 0; // whose named objects
+    std::string nextHop; // smtp URL; empty: nothing is sent
+    Tls tls = Tls::Try;
+    int timeout = 300; // seconds, of one SMTP exchange
+    Limits limits;
+    OnLimit onLimit = OnLimit::Defer;
+    std::string log = "stderr"; // or the path of a file
+    int logLevel = 1;           // 0 to 3
+};
+
+// One thing that is wrong with the settings; shown as IniProblem is.
+struct Finding {
+    enum class Severity : std::uint8_t { Warning, Error };
+    std::size_t line = 0;
+    Severity severity = Severity::Error;
+    std::string message;
+    std::string advice;
+};
+
+// The settings of an installation: the file, and below it the host's own defaults (utf-8 as the charset of
+// texts, queue directories below the spool). Immutable once loaded, and then usable from several threads.
+class IniSettings final : public GlobalSetting {
+public:
+    IniSettings() = default; // the defaults alone
+
+    // Reads the settings from a file or a text; what the object held is replaced. True when every line
+    // could be read; what could not is in check(). Nothing throws but std::bad_alloc.
+    bool load(const std::string& path);
+    bool parse(std::string_view text);
+
+    int getValue(const char* key, std::string& value, const char* section, int reserved) override;
+    int getIntValue(const char* key, int& value, const char* section, int reserved) override;
+
+    // Everything that is wrong, by line: lines that are none, keys given twice, values of the wrong kind
+    // (errors), sections and keys that nobody reads (warnings).
+    std::vector<Finding> check() const;
+
+    // A value that is not of its kind leaves the default.
+    PlatformSettings platform() const;
+
+    const IniFile& file() const { return file_; }
+
+private:
+    std::optional<std::string> lookUp(std::string_view section, std::string_view key) const;
+
+    IniFile file_;
+    std::vector<IniProblem> problems_;
+};
+
+} // namespace quzo::platform

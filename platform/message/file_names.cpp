@@ -1,0 +1,108 @@
+// File names, all of them. See file_names.h.
+//
+// GMime decodes: percent encoding, continuations, charsets, encoded words in quotes. Left alone with a field
+// it picks one of several forms of a name, so each form is handed to it separately.
+#include "platform/message/file_names.h"
+
+#include <gmime/gmime.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "platform/message/ascii.h"
+#include "platform/message/field_text.h"
+#include "platform/message/gmime_objects.h"
+#include "platform/message/header_block.h"
+#include "platform/message/parameters.h"
+#include "platform/message/readable_text.h"
+
+namespace quzo::platform {
+namespace {
+
+class NameCollector {
+public:
+    // `parameters` holds all parts of one form of one name: "name=value", or "name*0=a; name*1=b".
+    void read(const std::string& parameters) {
+        const GObjectHandle<GMimeParamList> list(g_mime_param_list_parse(nullptr, parameters.c_str()));
+        if (!list || g_mime_param_list_length(list.get()) == 0) {
+            return;
+        }
+        const char* value = g_mime_param_get_value(g_mime_param_list_get_parameter_at(list.get(), 0));
+        add(value == nullptr ? "" : value);
+    }
+
+    void add(std::string_view value) {
+        std::string name = readableText(value, "utf-8");
+        if (!name.empty() && std::find(names_.begin(), names_.end(), name) == names_.end()) {
+            names_.push_back(std::move(name));
+        }
+    }
+
+    std::vector<std::string> take() { return std::move(names_); }
+
+private:
+    std::vector<std::string> names_;
+};
+
+// A quoted string that its writer left open, closed.
+std::string closed(std::string_view value) {
+    std::string out(value);
+    if (value.empty() || value.front() != '"') {
+        return out;
+    }
+    for (std::size_t at = 1; at < value.size(); ++at) {
+        if (value[at] == '\\') {
+            ++at;
+        } else if (value[at] == '"') {
+            return out;
+        }
+    }
+    while (out.back() == '\\') {
+        out.pop_back();
+    }
+    return out + '"';
+}
+
+// The names in one field's value.
+void collectNames(std::string_view rawValue, std::string_view wanted, NameCollector& names) {
+    const std::string value = readableText(onOneLine(rawValue), {}); // names in raw 8-bit text occur
+    std::string sections;
+    for (const ParameterSpan& parameter : scanParameters(value)) {
+        if (!equalsNoCase(baseName(parameter.name), wanted)) {
+            continue;
+        }
+        const std::string prefix = std::string(parameter.name).append("=");
+        const std::string written = prefix + closed(parameter.value);
+        const std::size_t star = parameter.name.find('*');
+        const bool isSection = star != std::string_view::npos && star + 1 < parameter.name.size();
+        if (isSection) {
+            sections.append(sections.empty() ? "" : "; ").append(written);
+        } else {
+            names.read(written);
+            if (written.size() != prefix.size() + parameter.value.size()) {
+                // Some readers end a quote that was left open at the next separator.
+                names.read(prefix + closed(parameter.value.substr(0, parameter.value.find(';'))));
+            }
+        }
+    }
+    if (!sections.empty()) {
+        names.read(sections);
+    }
+}
+
+} // namespace
+
+std::vector<std::string> fileNamesOf(HeaderBlock& header) {
+    startGMime();
+    NameCollector names;
+    for (const std::string_view fieldName : {"Content-Disposition", "Content-Type"}) {
+        for (const HeaderField* field : header.all(fieldName)) {
+            const bool isDisposition = fieldName.size() == std::string_view("Content-Disposition").size();
+            collectNames(field->rawValue(), isDisposition ? "filename" : "name", names);
+            collectNames(field->rawValue(), isDisposition ? "name" : "filename", names);
+        }
+    }
+    return names.take();
+}
+
+} // namespace quzo::platform

@@ -1,0 +1,16 @@
+// Limits of what the platform reads of a message.
+#pragma once
+
+#include <cstddef>
+
+namespace quzo::platform {
+
+// Checked while a message is scanned, before anything is allocated for a part. 0 means no limit.
+struct Limits {
+    std::size_t messageBytes = 0;         // larger messages are refused
+    std::size_t headerBytes = 32U << 20U; // of one header block
+    std::size_t nesting = 100;            // levels of multiparts and embedded messages
+    std::size_t parts = 10000;            // entities of one message
+};
+
+} // namespace quzo::platform

@@ -1,0 +1,90 @@
+// A message of the stand-alone platform, for the programs: parsing, writing, and what the library's
+// interface does not show.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/message/limits.h"
+#include "quzo/core/message.h"
+
+namespace quzo::platform {
+
+// One message over one buffer. Scanned lazily: the root's header block first, the tree when somebody
+// asks for more. Used by one thread at a time.
+class MailMessage : public KvMsgMailMessage {
+public:
+    // Takes the bytes over. Never null; a message that cannot be read has a root that hasError(). Throws
+    // nothing but std::bad_alloc.
+    static std::unique_ptr<MailMessage> parse(std::string bytes, const Limits& limits);
+
+    virtual ~MailMessage() = default;
+
+    // The bytes as received, whatever edits were made.
+    virtual std::string_view original() const = 0;
+
+    // Whether write() gives other bytes than original(). An edit that was taken back is none.
+    virtual bool changed() const = 0;
+
+    // Writes the message as it now stands, in pieces, in order; in one piece when nothing was edited. A
+    // false from the sink stops it and is the result. `size()` is the number of bytes that write() would
+    // give. What the sink throws goes through.
+    using Sink = std::function<bool(std::string_view piece)>;
+    virtual bool write(const Sink& sink) const = 0;
+    virtual std::size_t size() const = 0;
+
+    // Zero, or the KvMsgError for which the message cannot be handled at all (larger than a limit). Its
+    // root then has an error and nothing below it.
+    virtual int error() const = 0;
+
+    // Whether a limit cut the scan somewhere, so that entities may be missing. Scans the whole message.
+    virtual bool limited() const = 0;
+
+    // The host gives these; getIdentifier() makes an identifier of its own when none was set.
+    virtual void setIdentifier(std::string identifier) = 0;
+    virtual void setMailId(std::string mailId) = 0;
+
+    // The envelope: bare addresses. The null sender is a sender of no length.
+    virtual bool hasSender() const = 0;
+    virtual const std::string& sender() const = 0;
+    virtual const std::vector<std::string>& recipients() const = 0;
+
+    // Replaces sender and recipients; addresses as KvMsgMailSessionInfo takes them. Returns 0, or an error
+    // number when one of them could not stand in an SMTP command, and then nothing has changed.
+    virtual int setEnvelope(std::string_view sender, const std::vector<std::string>& recipients) = 0;
+};
+
+// Reading of one entity beyond the library's interface. The entity must be one of a MailMessage. These throw
+// nothing but std::bad_alloc.
+class EntityReader {
+public:
+    // "type/subtype" in lower case without parameters. Without a usable Content-Type the default of the
+    // place: "text/plain", in a digest "message/rfc822". Of several Content-Type fields the one that decides
+    // about the structure.
+    static std::string contentType(KvMsgEntity& entity);
+
+    // Every name that the entity bears (filename and name parameters of Content-Disposition and
+    // Content-Type, all forms of RFC 2231), decoded to valid UTF-8, without duplicates and empty names.
+    // The first is the one that getFileInfo() gives.
+    static std::vector<std::string> fileNames(KvMsgEntity& entity);
+
+    // The body with its transfer encoding undone, at most `maxBytes` of it. An unknown encoding leaves it as
+    // it stands.
+    static std::string decodedBody(KvMsgEntity& entity, std::size_t maxBytes);
+
+    // The same of a text part, in valid UTF-8: what cannot be read becomes U+FFFD, and so does NUL. 8-bit
+    // text without a charset is read as UTF-8 when it is that, else as windows-1252.
+    static std::string decodedText(KvMsgEntity& entity, std::size_t maxBytes);
+
+    // Whether the entity belongs to the message itself, or to one embedded in it.
+    static bool embedded(KvMsgEntity& entity);
+
+    // Bytes of the body as it stands, still encoded.
+    static std::size_t bodySize(KvMsgEntity& entity);
+};
+
+} // namespace quzo::platform

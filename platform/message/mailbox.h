@@ -1,0 +1,32 @@
+// One address of the envelope: what may stand in an SMTP command, and how it is read from the forms in
+// which people write it.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quzo::platform {
+
+struct Mailbox {
+    std::string address;     // bare; empty for the null sender
+    std::string displayName; // UTF-8, may be empty
+};
+
+constexpr std::size_t kMaxAddressBytes = 512;
+
+// Whether the address may stand between the angle brackets of an SMTP command: 1 to kMaxAddressBytes
+// bytes, valid UTF-8, no control characters, no angle brackets, blanks and quotes only in a quoted local
+// part. A domain is not asked for: "postmaster" is an address.
+bool validAddress(std::string_view address);
+
+// Reads "addr", "<addr>", "Name <addr>" or "addr (Name)". "<>" and the empty text are the null sender,
+// an address of no length. Returns 0 or kErrorInvalidArgument, and `out` is then untouched.
+int parseMailbox(std::string_view text, Mailbox& out);
+
+// The entries of a list of recipients: separated by ';' outside quotes, blanks around them dropped, empty
+// ones left out.
+std::vector<std::string_view> splitRecipients(std::string_view list);
+
+} // namespace quzo::platform

@@ -1,0 +1,88 @@
+// The one implementation of MailMessage.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/message/entity.h"
+#include "platform/message/entity_tree.h"
+#include "platform/message/envelope.h"
+#include "platform/message/header_block.h"
+#include "platform/message/mail_message.h"
+#include "platform/message/protection.h"
+
+namespace quzo::platform {
+
+class MessageImpl final : public MailMessage {
+public:
+    MessageImpl(std::string bytes, const Limits& limits);
+    ~MessageImpl() override = default;
+    MessageImpl(const MessageImpl&) = delete;
+    MessageImpl& operator=(const MessageImpl&) = delete;
+
+    // All messages and entities of this platform are of these classes.
+    static MessageImpl* from(KvMsgMailMessage* msg) { return static_cast<MessageImpl*>(msg); }
+    // For the operations that only read. What they find is kept in the message, which a caller cannot see.
+    static MessageImpl* from(const KvMsgMailMessage* msg) {
+        return static_cast<MessageImpl*>(const_cast<KvMsgMailMessage*>(msg));
+    }
+
+    KvMsgEntity* getRootEntity() override { return &root_; }
+    int insertStamp(int position, KvMsgResourceLocator* stamp, int kind, const char* srcCharset,
+                    const char* dstCharset) override;
+    bool isSigned() const override;
+    bool isEncrypted() const override;
+    const char* getIdentifier() const override;
+    KvMsgMailSessionInfo* getSessionInfo() override { return &envelope_; }
+    KvMsgAttachHandle getAttachHandle() const override { return {this}; }
+
+    std::string_view original() const override { return context_.source.text(); }
+    bool changed() const override;
+    bool write(const Sink& sink) const override;
+    std::size_t size() const override;
+    int error() const override { return context_.source.error(); }
+    bool limited() const override { return context_.source.structure().limited; }
+    void setIdentifier(std::string identifier) override { identifier_ = std::move(identifier); }
+    void setMailId(std::string mailId) override { mailId_ = std::move(mailId); }
+    bool hasSender() const override { return envelope_.hasSender(); }
+    const std::string& sender() const override { return envelope_.sender(); }
+    const std::vector<std::string>& recipients() const override { return envelope_.recipients(); }
+    int setEnvelope(std::string_view sender, const std::vector<std::string>& recipients) override;
+
+    MessageContext& context() { return context_; }
+    Envelope& envelope() { return envelope_; }
+    Entity& root() { return root_; }
+    EntityTree& tree();
+    // Whether the root's type alone says that nothing lies below it. False says nothing.
+    bool plainlyLeaf();
+    const std::string& mailId() const { return mailId_; }
+
+    // The charset of the text, as msgu::getCharset answers it; null when nothing says one.
+    const char* charset();
+
+    // The root's header block as it now stands, without the empty line.
+    std::string headerText() const;
+
+private:
+    SpliceList splices() const;
+    const Protection& protection() const;
+
+    MessageContext context_;
+    Envelope envelope_;
+    Entity root_;
+    std::unique_ptr<EntityTree> tree_;
+    mutable std::optional<Protection> protection_;
+    mutable std::string identifier_; // made on first use when the host gives none
+    std::string mailId_;
+    struct KnownCharset {
+        unsigned edits; // of the message, when it was found
+        const char* name;
+    };
+    std::optional<KnownCharset> charset_;
+    std::optional<bool> plainlyLeaf_;
+};
+
+} // namespace quzo::platform

@@ -1,0 +1,34 @@
+// The parameters of a structured field ("; name=value") where they stand in its raw value.
+//
+// Reading and replacing in place: everything else of the field keeps its bytes. Nothing is decoded here
+// beyond quotes; file names, with all their encodings, are read by file_names.h.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quzo::platform {
+
+struct ParameterSpan {
+    std::size_t begin = 0;  // the ';' before it
+    std::size_t end = 0;    // behind it: the next ';', or the end of the value
+    std::string_view name;  // as spelled, with the '*' forms of continued and encoded parameters
+    std::string_view value; // as spelled, quotes included
+};
+
+// The parameters in order; views into `rawValue`. A quote that is not closed reaches to the end.
+std::vector<ParameterSpan> scanParameters(std::string_view rawValue);
+
+// The name in front of the '*' of a continued or encoded parameter, or the whole name.
+std::string_view baseName(std::string_view name);
+
+// `rawValue` with the parameter set: replaced where it first stands, whatever its form, further ones
+// of the name dropped, or added at the end, on a line of its own when the last one would grow beyond 76.
+// `column` is how much of the first line stands before the value. Non-ASCII values, which must be UTF-8,
+// are written in the encoded form. The final line break of `rawValue`, if any, is not in the result.
+// Empty when `name` is no token.
+std::string replaceParameter(std::string_view rawValue, std::string_view name, std::string_view value,
+                             std::size_t column, std::string_view lineBreak);
+
+} // namespace quzo::platform

@@ -1,0 +1,239 @@
+// The adapter over the queues. See file_adapter.h.
+//
+// Nothing here speaks to another host: a message is made durable, and a queue runner does the rest, so a slow
+// or dead server costs no scanning thread and loses nothing.
+#include "platform/mta/file_adapter.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <ctime>
+#include <limits>
+#include <utility>
+
+#include "platform/charset/utf8.h"
+#include "platform/mta/host_name.h"
+#include "platform/queue/leaving_message.h"
+#include "quzo/core/error_text.h"
+#include "quzo/core/guard.h"
+#include "quzo/core/msgu.h"
+#include "quzo/core/quarantine_path.h"
+
+namespace quzo::platform {
+namespace {
+
+constexpr std::size_t kMaxSubject = 512;
+constexpr unsigned kMaxArchived = 1000; // entries of one identifier
+
+// What the next pass, or somebody who looks at the entry, wants of this pass's tokens.
+constexpr ScanToken kKeptTokens[] = {
+    ScanToken::WholeMailFinding, ScanToken::DeleteAllAttachments,
+    ScanToken::OriginalMailId,   ScanToken::Protocol,
+    ScanToken::RuleType,         ScanToken::Detected,
+    ScanToken::FileName,         ScanToken::VirusName,
+};
+
+// Decimal texts of tokens; numbers beyond the range are the largest one.
+std::optional<std::uint32_t> numberOf(const std::string& text) {
+    std::uint32_t number = 0;
+    const char* end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    if (read.ptr != end || read.ec == std::errc::invalid_argument) {
+        return std::nullopt;
+    }
+    return read.ec == std::errc::result_out_of_range ? std::numeric_limits<std::uint32_t>::max() : number;
+}
+
+std::string subjectOf(MailMessage& msg) {
+    std::string subject;
+    if (!msgu::getSubject(&msg, "utf-8", nullptr, subject)) {
+        return {};
+    }
+    if (subject.size() > kMaxSubject) {
+        const std::string_view cut = std::string_view(subject).substr(0, kMaxSubject);
+        const std::size_t whole = validUtf8Prefix(cut);
+        subject.resize(kMaxSubject - whole < 4 ? whole : kMaxSubject);
+    }
+    return subject;
+}
+
+} // namespace
+
+template <typename Number, typename Work>
+int FileAdapter::run(const char* where, Number& error, KvMsgMailMessage* msg, Work&& work) {
+    const int result = guarded(where, int{kErrorNoMemory}, [&]() -> int {
+        if (context_.queues == nullptr) {
+            return kErrorNotSupported;
+        }
+        auto* message = dynamic_cast<MailMessage*>(msg);
+        return message == nullptr ? int{kErrorInvalidArgument} : work(*message);
+    });
+    error = static_cast<Number>(result);
+    return result;
+}
+
+const std::string& FileAdapter::token(ScanToken code) const {
+    static const std::string none;
+    return context_.tokens == nullptr ? none : context_.tokens->valueOrEmpty(code);
+}
+
+// What every queue wants to know.
+QueueEntry FileAdapter::entryOf(MailMessage& msg) const {
+    QueueEntry entry;
+    entry.id = msg.getIdentifier();
+    entry.sender = msg.sender();
+    entry.recipients = msg.recipients();
+    entry.subject = subjectOf(msg);
+    entry.rule = numberOf(token(ScanToken::RuleId));
+    entry.ruleName = token(ScanToken::RuleName);
+    entry.stored = std::time(nullptr);
+    for (const ScanToken code : kKeptTokens) {
+        if (const std::string& value = token(code); !value.empty()) {
+            entry.tokens[static_cast<std::uint32_t>(code)] = value;
+        }
+    }
+    if (const std::string& first = token(ScanToken::OriginalMailId); first != entry.id) {
+        entry.previous = first;
+    }
+    return entry;
+}
+
+int FileAdapter::put(QueueStore* store, QueueEntry& entry, const MessageWriter& write) {
+    if (store == nullptr) {
+        return kErrorNotSupported;
+    }
+    if (!isQueueIdentifier(entry.id)) {
+        return kErrorInvalidArgument;
+    }
+    // Noted first: once it is stored nothing may go wrong any more.
+    queued_.push_back({store->name(), entry.id});
+    int error = kErrorNoMemory;
+    try {
+        error = context_.dryRun ? int{kErrorNone} : store->store(entry, write);
+    } catch (...) {
+        queued_.pop_back();
+        throw;
+    }
+    if (error != kErrorNone) {
+        queued_.pop_back();
+    }
+    return error;
+}
+
+int FileAdapter::rescan(MailMessage& msg) {
+    QueueEntry entry = entryOf(msg);
+    return put(context_.queues->find(QueueKind::Scan), entry, writerOf(msg));
+}
+
+int FileAdapter::leave(MailMessage& msg, QueueEntry entry, QueueKind kind) {
+    if (entry.recipients.empty()) {
+        return kErrorInvalidArgument;
+    }
+    entry.sender = leavingSender(entry.sender, context_.hostname);
+    return put(context_.queues->find(kind), entry, leavingWriterOf(msg));
+}
+
+int FileAdapter::deleteMessage(unsigned& error, KvMsgMailMessage* msg) {
+    const int result = msg == nullptr ? kErrorInvalidArgument : kErrorNone;
+    deleted_ = deleted_ || result == kErrorNone;
+    error = static_cast<unsigned>(result);
+    return result;
+}
+
+int FileAdapter::sendMessage(unsigned& error, KvMsgMailMessage* msg, bool again) {
+    return run("Sending a message", error, msg, [&](MailMessage& message) {
+        return again ? rescan(message) : leave(message, entryOf(message), QueueKind::Outgoing);
+    });
+}
+
+int FileAdapter::submitForScan(unsigned& error, KvMsgMailMessage* msg, int /*mode*/) {
+    return run("Submitting a message", error, msg, [&](MailMessage& message) { return rescan(message); });
+}
+
+int FileAdapter::sendComposed(unsigned& error, KvMsgMailMessage* msg) {
+    return run("Sending a composed message", error, msg,
+               [&](MailMessage& message) { return leave(message, entryOf(message), QueueKind::Outgoing); });
+}
+
+int FileAdapter::postponeMessage(unsigned& error, KvMsgMailMessage* msg, unsigned char hour,
+                                 unsigned char minute, int endHour, int endMinute) {
+    return run("Postponing a message", error, msg, [&](MailMessage& message) -> int {
+        const TimeWindow window{hour, minute, endHour, endMinute};
+        if (!window.valid()) {
+            return kErrorInvalidArgument;
+        }
+        QueueEntry entry = entryOf(message);
+        entry.due = dueTime(entry.stored, window);
+        return leave(message, std::move(entry), QueueKind::Postponed);
+    });
+}
+
+int FileAdapter::handoffMessage(unsigned& error, KvMsgMailMessage* msg, const char* host, unsigned port) {
+    return run("Handing a message off", error, msg, [&](MailMessage& message) -> int {
+        QueueRoute route;
+        if (host == nullptr || !readHostName(host, route.host) || port == 0 || port > 65535) {
+            return kErrorInvalidArgument;
+        }
+        route.port = static_cast<std::uint16_t>(port);
+        QueueEntry entry = entryOf(message);
+        entry.route = std::move(route);
+        return leave(message, std::move(entry), QueueKind::Outgoing);
+    });
+}
+
+int FileAdapter::quarantineMessage(int& error, KvMsgMailMessage* msg, const char* /*name*/,
+                                   const char* queueDir, char* pathOut) {
+    if (pathOut != nullptr) {
+        *pathOut = '\0';
+    }
+    return run("Quarantining a message", error, msg, [&](MailMessage& message) -> int {
+        return queueDir == nullptr || pathOut == nullptr ? int{kErrorInvalidArgument}
+                                                         : quarantine(message, queueDir, pathOut);
+    });
+}
+
+int FileAdapter::quarantine(MailMessage& msg, const char* queueDir, char* pathOut) {
+    QueueEntry entry = entryOf(msg);
+    entry.areaId = numberOf(token(ScanToken::QuarantineAreaId));
+    entry.area = token(ScanToken::QuarantineArea);
+    entry.aging = numberOf(token(ScanToken::QuarantineAging));
+    constexpr std::size_t kAround = std::strlen("/A/B/.DF") + 1;
+    if (std::strlen(queueDir) + entry.id.size() + kAround > kPathSize) {
+        return kErrorLimit; // said before anything is stored under a path that nobody could be told
+    }
+    const std::string path = quarantinePath(queueDir, entry.id);
+    const int error = put(context_.queues->at(QueueKind::Quarantine, queueDir), entry, writerOf(msg));
+    if (error == kErrorNone) {
+        std::memcpy(pathOut, path.c_str(), path.size() + 1);
+    }
+    return error;
+}
+
+int FileAdapter::archiveMessage(int& error, KvMsgMailMessage* msg, const char* /*name*/, const char* queueDir,
+                                const char* areaDescription) {
+    return run("Archiving a message", error, msg, [&](MailMessage& message) -> int {
+        return queueDir == nullptr ? int{kErrorInvalidArgument} : archive(message, queueDir, areaDescription);
+    });
+}
+
+// One message may go into several areas, so its copies are numbered.
+int FileAdapter::archive(MailMessage& msg, const char* queueDir, const char* areaDescription) {
+    QueueEntry entry = entryOf(msg);
+    const std::string id = entry.id;
+    entry.areaId = numberOf(token(ScanToken::ArchiveAreaId));
+    entry.area = token(ScanToken::ArchiveArea);
+    if (entry.area.empty() && areaDescription != nullptr) {
+        entry.area = areaDescription; // which may be cut
+    }
+    entry.aging = numberOf(token(ScanToken::ArchiveAging));
+    QueueStore* store = context_.queues->at(QueueKind::Archive, queueDir);
+    const MessageWriter write = leavingWriterOf(msg);
+    int error = kErrorExists;
+    while (error == kErrorExists && archived_ < kMaxArchived) {
+        entry.id = id + "-" + std::to_string(++archived_);
+        error = put(store, entry, write);
+    }
+    return error;
+}
+
+} // namespace quzo::platform

@@ -1,0 +1,28 @@
+// What changes about a message when it leaves this system for good.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/message/mail_message.h"
+#include "platform/queue/queue_store.h"
+
+namespace quzo::platform {
+
+// The envelope sender as it leaves: "QUZO", which notifications bear inside, gets "@hostname". Without a
+// hostname nothing changes.
+std::string leavingSender(const std::string& sender, const std::string& hostname);
+
+// The message without the reprocessing marks, which mean something inside only; no other byte changes. A
+// message whose header cannot be read stays as it is.
+std::string withoutMarks(std::string message);
+
+// Writes the message as it now stands, with or without its marks. The message itself is not changed and
+// outlives the writer.
+MessageWriter writerOf(MailMessage& msg);
+MessageWriter leavingWriterOf(MailMessage& msg);
+
+// Writes a text, which outlives the writer.
+MessageWriter writerOf(std::string_view message);
+
+} // namespace quzo::platform

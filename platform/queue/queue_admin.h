@@ -1,0 +1,94 @@
+// What people do with queues: look, release, remove, let things age out.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/queue/queues.h"
+
+namespace quzo::platform {
+
+// All given conditions must hold. Ages are in seconds since the entry was stored, sizes in bytes.
+struct QueueFilter {
+    using Test = std::function<bool(std::string_view)>;
+
+    std::optional<std::int64_t> minAge;
+    std::optional<std::int64_t> maxAge;
+    std::optional<std::uint64_t> minSize;
+    std::optional<std::uint64_t> maxSize;
+    std::optional<std::uint32_t> rule;
+    Test sender;    // each null: any
+    Test recipient; // of one recipient at least
+    Test subject;
+    Test area; // of the area's description, or of its id as decimal text
+
+    bool matches(const QueueEntry& entry, std::int64_t now) const;
+    bool empty() const;
+};
+
+struct ReleaseOptions {
+    std::vector<std::string> recipients; // in place of the entry's own; none: those
+    bool rescan = false;                 // through the scanner again, with the marks of the rules that ran
+    bool asAttachment = false;           // in a message of its own: not supported yet
+};
+
+// An entry of a queue.
+struct QueuedEntry {
+    std::string queue;
+    std::string id;
+};
+
+// How work on one entry came out.
+struct QueueResult {
+    enum class Outcome : std::uint8_t {
+        Done,
+        Missing, // no such entry (any more), or the queue is not configured
+        Busy,    // somebody else is working on it: try again
+        Failed,
+    };
+    Outcome outcome = Outcome::Done;
+    int error = 0; // a KvMsgError: non-zero for Missing and Failed
+
+    bool done() const { return outcome == Outcome::Done; }
+};
+
+// Plain results are 0 or a KvMsgError, kErrorNotFound for a queue that is not configured. Callable from any
+// thread; `queues` outlives it.
+class QueueAdmin {
+public:
+    // `hostname` completes the sender of our own messages when they leave.
+    QueueAdmin(Queues& queues, std::string hostname) : queues_(queues), hostname_(std::move(hostname)) {}
+
+    // Visits the entries that match, in the order of their identifiers, until `visit` returns false. An entry
+    // that cannot be read is visited with its error when there is no filter. Entries on their way from
+    // another queue are not shown.
+    int list(QueueKind queue, const QueueFilter& filter, std::int64_t now,
+             const std::function<bool(const ListedEntry&)>& visit);
+
+    int show(QueueKind queue, std::string_view id, QueueEntry& out);
+    int showMessage(QueueKind queue, std::string_view id, std::string& out);
+
+    // Moves the entry to the outgoing queue, or to the scan queue, exactly once however many try and whoever
+    // dies. `released` is the new entry.
+    QueueResult release(QueueKind queue, std::string_view id, const ReleaseOptions& options, std::int64_t now,
+                        QueuedEntry& released);
+
+    // Removes the entry, also one that cannot be read.
+    QueueResult remove(QueueKind queue, std::string_view id);
+
+    int expire(QueueKind queue, std::int64_t now, std::size_t& removed);
+
+private:
+    QueueResult claim(QueueKind queue, std::string_view id, QueueClaim& out);
+    int makeReleased(const QueueEntry& entry, const ReleaseOptions& options, std::int64_t now,
+                     QueueEntry& out) const;
+
+    Queues& queues_;
+    std::string hostname_;
+};
+
+} // namespace quzo::platform

@@ -1,0 +1,225 @@
+// Storing, reading and walking a queue. See queue_store.h; queue_claim.cpp and queue_clean_up.cpp have the
+// rest.
+#include "platform/queue/queue_store.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/queue/process_identity.h"
+#include "platform/queue/queue_errors.h"
+#include "platform/queue/temporary_file.h"
+#include "quzo/core/error_text.h"
+
+namespace quzo::platform {
+namespace {
+
+// A FIFO that somebody put there must not hold us up.
+constexpr int kReadFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK;
+
+int openRegular(FileSystem& files, int directory, const std::string& name, FileHandle& out,
+                std::uint64_t& size) {
+    struct stat status {};
+    int error = files.openAt(directory, name.c_str(), kReadFlags, 0, out);
+    if (error == 0) {
+        error = files.stat(out.get(), status);
+    }
+    if (error == 0 && !S_ISREG(status.st_mode)) {
+        error = EIO;
+    }
+    size = error == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+    return error;
+}
+
+int readWhole(FileSystem& files, const FileHandle& file, std::uint64_t size, std::string& out) {
+    out.resize(size);
+    std::size_t at = 0;
+    while (at < out.size()) {
+        std::size_t count = 0;
+        if (const int error = files.read(file.get(), out.data() + at, out.size() - at, count)) {
+            return error;
+        }
+        if (count == 0) {
+            return EIO; // somebody cut it
+        }
+        at += count;
+    }
+    return 0;
+}
+
+// The message and what is known of it, from their temporary names to their real ones. The message's name is
+// the lock on the identifier: who has it is the only one who may give or take the other.
+int publishBoth(FileSystem& files, int directory, TemporaryFile& message, const std::string& messageAs,
+                TemporaryFile& metadata, const std::string& metadataAs) {
+    if (const int error = message.publish(messageAs)) {
+        return error;
+    }
+    int error = metadata.publish(metadataAs);
+    const bool foreign = error == EEXIST;
+    if (error == 0) {
+        error = files.sync(directory);
+    }
+    if (error != 0) {
+        if (!foreign) {
+            files.unlink(directory, metadataAs.c_str());
+        }
+        files.unlink(directory, messageAs.c_str());
+    }
+    return error;
+}
+
+} // namespace
+
+QueueStore::QueueStore(std::string name, std::string directory, FileSystem& files)
+    : name_(std::move(name)), files_(files), directories_(files, std::move(directory)) {}
+
+int QueueStore::failed(const char* what, std::string_view id, int error) const {
+    return reportError(name_.c_str(), what, std::string(id).c_str(), error);
+}
+
+int QueueStore::missingOrFailed(const char* what, std::string_view id, int error) const {
+    return error == ENOENT ? int{kErrorNotFound} : failed(what, id, error);
+}
+
+int QueueStore::openPlace(std::string_view id, FileHandle& out) const {
+    return missingOrFailed("cannot open the directory of", id, directories_.open(id.substr(0, 2), out));
+}
+
+int QueueStore::readNames(int directory, std::string_view place, DirectoryNames& out) const {
+    std::vector<std::string> names;
+    const int error = files_.list(directory, names);
+    out = sortNames(names, place);
+    return failed("cannot list", place, error);
+}
+
+int QueueStore::store(QueueEntry& entry, const MessageWriter& write) {
+    return put(entry, write, waitingName(entry.id));
+}
+
+int QueueStore::storeHeld(QueueEntry& entry, const MessageWriter& write) {
+    return put(entry, write, heldName(entry.id, processIdentity()));
+}
+
+// Both files are written before the first is synced: the system then often brings both to the disk at once.
+int QueueStore::put(QueueEntry& entry, const MessageWriter& write, const std::string& metadataName) {
+    if (!isQueueIdentifier(entry.id)) {
+        return kErrorInvalidArgument;
+    }
+    const std::string& id = entry.id;
+    FileHandle directory;
+    if (const int error = directories_.make(std::string_view(id).substr(0, 2), directory)) {
+        failed("cannot make the directory of", id, error);
+        return error == ENOENT ? kErrorInputOutput : platformError(error);
+    }
+    TemporaryFile message(files_, directory.get(), temporaryName(id, ".DF"));
+    TemporaryFile metadata(files_, directory.get(), temporaryName(id, ".json"));
+    int error = message.create();
+    if (error == 0) {
+        const bool written = write([&](std::string_view piece) { return message.append(piece) == 0; });
+        error = message.flush();
+        if (error == 0 && !written) {
+            return kErrorInternal;
+        }
+    }
+    if (error == 0) {
+        entry.size = message.size();
+        std::string text;
+        if (const int encodeError = encodeEntry(entry, text)) {
+            return encodeError;
+        }
+        error = metadata.create();
+        if (error == 0) {
+            metadata.append(text);
+            error = metadata.flush();
+        }
+    }
+    if (error == 0) {
+        error = message.sync();
+    }
+    if (error == 0) {
+        error = metadata.sync();
+    }
+    if (error == 0) {
+        error = publishBoth(files_, directory.get(), message, messageName(id), metadata, metadataName);
+    }
+    failed("cannot store", id, error);
+    return error == ENOENT ? kErrorInputOutput : platformError(error);
+}
+
+int QueueStore::readMetadata(int directory, const std::string& name, std::string_view id,
+                             QueueEntry& out) const {
+    FileHandle file;
+    std::uint64_t size = 0;
+    std::string text;
+    int error = openRegular(files_, directory, name, file, size);
+    if (error == 0 && size > kMaxEntryText) {
+        return kErrorLimit;
+    }
+    if (error == 0) {
+        error = readWhole(files_, file, size, text);
+    }
+    if (error != 0) {
+        return missingOrFailed("cannot read", id, error);
+    }
+    const int decodeError = decodeEntry(text, out);
+    return decodeError == kErrorNone && out.id != id ? int{kErrorMalformedText} : decodeError;
+}
+
+int QueueStore::read(std::string_view id, QueueEntry& out) const {
+    FileHandle directory;
+    if (const int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorNotFound}) {
+        return error;
+    }
+    int error = readMetadata(directory.get(), waitingName(id), id, out);
+    // Claims come and go: its name may be another by the time it is opened.
+    for (int tries = 0; error == kErrorNotFound && tries < 16; ++tries) {
+        DirectoryNames names;
+        if (const int listError = readNames(directory.get(), id.substr(0, 2), names)) {
+            return listError;
+        }
+        const EntryNames* entry = names.find(id);
+        if (entry == nullptr || entry->state == EntryState::None || entry->state == EntryState::Held) {
+            return kErrorNotFound;
+        }
+        error = readMetadata(directory.get(), entry->metadata, id, out);
+    }
+    return error;
+}
+
+int QueueStore::exists(std::string_view id, bool& out) const {
+    FileHandle directory;
+    DirectoryNames names;
+    int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorInvalidArgument};
+    if (error == kErrorNone) {
+        error = readNames(directory.get(), id.substr(0, 2), names);
+    }
+    const EntryNames* entry = names.find(id);
+    out = entry != nullptr && (entry->state == EntryState::Waiting || entry->state == EntryState::Claimed);
+    return error;
+}
+
+int QueueStore::openMessage(std::string_view id, FileHandle& out, std::uint64_t& size) const {
+    FileHandle directory;
+    if (const int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorNotFound}) {
+        return error;
+    }
+    return missingOrFailed("cannot open the message", id,
+                           openRegular(files_, directory.get(), messageName(id), out, size));
+}
+
+int QueueStore::readMessage(std::string_view id, std::uint64_t expected, std::string& out,
+                            std::uint64_t maxBytes) const {
+    FileHandle file;
+    std::uint64_t size = 0;
+    if (const int error = openMessage(id, file, size)) {
+        return error;
+    }
+    if (size > maxBytes) {
+        return kErrorLimit;
+    }
+    const int error = size == expected ? readWhole(files_, file, size, out) : EIO;
+    return failed("cannot read the message", id, error);
+}
+
+} // namespace quzo::platform

@@ -1,0 +1,60 @@
+// See queue_transfer.h.
+#include "platform/queue/queue_transfer.h"
+
+#include "platform/queue/process_identity.h"
+#include "platform/queue/queues.h"
+#include "quzo/core/error_text.h"
+#include "quzo/core/log.h"
+
+namespace quzo::platform {
+namespace {
+
+constexpr std::int64_t kForgottenAge = 60 * 60; // seconds
+
+} // namespace
+
+int transferEntry(QueueClaim& source, QueueStore& target, QueueEntry& entry, const MessageWriter& write) {
+    if (!source || source.error() != kErrorNone) {
+        return source ? source.error() : int{kErrorInvalidArgument};
+    }
+    entry.id = derivedIdentifier(source.queue(), source.id());
+    entry.origin = QueueOrigin{source.queue(), source.id()};
+    int error = target.discardHeld(entry.id);
+    if (error == kErrorExists) {
+        return source.remove(); // an earlier attempt came through, and a crash brought the old entry back
+    }
+    if (error == kErrorNone) {
+        error = target.storeHeld(entry, write);
+    }
+    if (error != kErrorNone) {
+        return error;
+    }
+    error = source.remove();
+    if (source) {
+        target.discardHeld(entry.id);
+        return error;
+    }
+    error = target.publishHeld(entry.id, processIdentity());
+    return error == kErrorNotFound ? int{kErrorNone} : error; // somebody's start was quicker
+}
+
+void settleHeld(Queues& queues, QueueStore& target, const ListedEntry& held, std::int64_t now) {
+    if (held.error != kErrorNone || !held.entry.origin || !held.message) {
+        ActionLog::L1("Queue %s: %s is held and cannot be read.", target.name().c_str(), held.id.c_str());
+        return;
+    }
+    const QueueStore* origin = queues.find(held.entry.origin->queue);
+    bool stands = true;
+    if (origin == nullptr || origin->exists(held.entry.origin->id, stands) != kErrorNone) {
+        ActionLog::L1("Queue %s: %s is held, and where it came from cannot be looked at.",
+                      target.name().c_str(), held.id.c_str());
+        return;
+    }
+    if (!stands) {
+        target.publishHeld(held.id, held.process);
+    } else if (!processRuns(held.process) && now - held.entry.stored >= kForgottenAge) {
+        target.dropHeld(held.id, held.process);
+    }
+}
+
+} // namespace quzo::platform

@@ -1,0 +1,212 @@
+// Walking a queue: the listing, the removal of what has aged out, and the clean-up after processes that were
+// killed. See queue_store.h.
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+#include "platform/queue/process_identity.h"
+#include "platform/queue/queue_errors.h"
+#include "platform/queue/queue_store.h"
+#include "quzo/core/error_text.h"
+#include "quzo/core/log.h"
+
+namespace quzo::platform {
+namespace {
+
+constexpr std::int64_t kLeftoverAge = 60 * 60; // seconds
+
+bool olderThan(const struct stat& status, std::int64_t now) {
+    return std::int64_t{status.st_mtim.tv_sec} <= now - kLeftoverAge;
+}
+
+bool sameFile(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+ListedEntry listedAs(const std::string& id, const EntryNames& names) {
+    ListedEntry listed;
+    listed.id = id;
+    listed.state = names.state;
+    listed.process = names.process;
+    listed.message = names.message;
+    return listed;
+}
+
+// Calls `visit` with each of the 36 x 36 places until it returns false.
+template <typename Visit>
+void forEachPlace(Visit&& visit) {
+    for (const char first : QueueDirectories::kCharacters) {
+        for (const char second : QueueDirectories::kCharacters) {
+            const char place[] = {first, second};
+            if (!visit(std::string_view(place, 2))) {
+                return;
+            }
+        }
+    }
+}
+
+} // namespace
+
+int QueueStore::forEach(const std::function<bool(ListedEntry&&)>& visit) const {
+    int firstError = kErrorNone;
+    forEachPlace([&](std::string_view place) {
+        FileHandle directory;
+        DirectoryNames names;
+        int error = openPlace(place, directory);
+        if (error == kErrorNone) {
+            error = readNames(directory.get(), place, names);
+        }
+        if (error != kErrorNone && error != kErrorNotFound && firstError == kErrorNone) {
+            firstError = error;
+        }
+        for (auto& [id, found] : names.entries) {
+            if (found.state == EntryState::None) {
+                continue;
+            }
+            ListedEntry listed = listedAs(id, found);
+            listed.error = readMetadata(directory.get(), found.metadata, id, listed.entry);
+            if (listed.error == kErrorNotFound && found.state != EntryState::Held) {
+                listed.error = read(id, listed.entry); // claimed or given back meanwhile
+            }
+            // One that is gone meanwhile is not there.
+            if (listed.error != kErrorNotFound && !visit(std::move(listed))) {
+                return false;
+            }
+        }
+        return true;
+    });
+    return firstError;
+}
+
+int QueueStore::expire(std::int64_t now, std::size_t& removed) {
+    removed = 0;
+    int firstError = kErrorNone;
+    const auto keep = [&firstError](int error) { firstError = firstError != 0 ? firstError : error; };
+    keep(forEach([&](ListedEntry&& listed) {
+        if (listed.error != kErrorNone || listed.state == EntryState::Held || !listed.entry.agedOut(now)) {
+            return true;
+        }
+        QueueClaim claim;
+        const ClaimOutcome outcome = this->claim(listed.id, claim);
+        if (outcome == ClaimOutcome::Failed) {
+            keep(kErrorInputOutput);
+        }
+        // Looked at again, since it may have been changed before it was ours.
+        if (outcome == ClaimOutcome::Taken && claim.error() == kErrorNone && claim.entry().agedOut(now)) {
+            keep(claim.remove());
+            removed += claim ? 0 : 1;
+        }
+        return true;
+    }));
+    return firstError;
+}
+
+int QueueStore::cleanUp(std::int64_t now, CleanUpCounts& counts, const HeldVisitor& onHeld) {
+    int firstError = kErrorNone;
+    forEachPlace([&](std::string_view place) {
+        const int error = cleanUpPlace(place, now, counts, onHeld);
+        firstError = firstError != 0 || error == kErrorNotFound ? firstError : error;
+        return true;
+    });
+    return firstError;
+}
+
+int QueueStore::cleanUpPlace(std::string_view place, std::int64_t now, CleanUpCounts& counts,
+                             const HeldVisitor& onHeld) {
+    FileHandle directory;
+    DirectoryNames names;
+    int error = openPlace(place, directory);
+    if (error == kErrorNone) {
+        error = readNames(directory.get(), place, names);
+    }
+    if (error != kErrorNone) {
+        return error;
+    }
+    for (const TemporaryName& temporary : names.temporaries) {
+        struct stat status {};
+        if (!processRuns(temporary.process) &&
+            files_.statAt(directory.get(), temporary.name.c_str(), status) == 0 && olderThan(status, now) &&
+            files_.unlink(directory.get(), temporary.name.c_str()) == 0) {
+            ++counts.temporaries;
+        }
+    }
+    for (const auto& [id, entry] : names.entries) {
+        if (entry.state == EntryState::None && removeOrphan(directory.get(), id, now)) {
+            ++counts.orphans;
+        }
+        if (entry.state == EntryState::Held && onHeld) {
+            ListedEntry held = listedAs(id, entry);
+            held.error = readMetadata(directory.get(), entry.metadata, id, held.entry);
+            onHeld(held);
+        }
+    }
+    return kErrorNone;
+}
+
+// A message without what is known of it. Between the listing and now its other half may have come, or another
+// message may have taken its name; so it is moved out of everybody's sight first, looked at again, and put
+// back when it is not what it seemed.
+bool QueueStore::removeOrphan(int directory, std::string_view id, std::int64_t now) {
+    const std::string name = messageName(id);
+    const std::string aside = temporaryName(id, ".DF");
+    struct stat before {};
+    struct stat after {};
+    if (files_.statAt(directory, name.c_str(), before) != 0 || !olderThan(before, now) ||
+        files_.renameNew(directory, name.c_str(), aside.c_str()) != 0) {
+        return false;
+    }
+    DirectoryNames names;
+    const bool sure = files_.statAt(directory, aside.c_str(), after) == 0 && sameFile(before, after) &&
+                      readNames(directory, id.substr(0, 2), names) == kErrorNone && names.find(id) == nullptr;
+    if (sure) {
+        return files_.unlink(directory, aside.c_str()) == 0;
+    }
+    const int error = files_.renameNew(directory, aside.c_str(), name.c_str());
+    failed("cannot put back the message", id, error);
+    return false;
+}
+
+int QueueStore::publishHeld(std::string_view id, std::string_view process) {
+    FileHandle directory;
+    if (const int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorNotFound}) {
+        return error;
+    }
+    int error = files_.rename(directory.get(), heldName(id, process).c_str(), waitingName(id).c_str());
+    if (error == 0) {
+        error = files_.sync(directory.get());
+    }
+    return missingOrFailed("cannot publish", id, error);
+}
+
+int QueueStore::dropHeld(std::string_view id, std::string_view process) {
+    FileHandle directory;
+    if (const int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorNotFound}) {
+        return error;
+    }
+    return missingOrFailed("cannot drop", id, files_.unlink(directory.get(), heldName(id, process).c_str()));
+}
+
+int QueueStore::discardHeld(std::string_view id) {
+    FileHandle directory;
+    DirectoryNames names;
+    int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorInvalidArgument};
+    if (error == kErrorNone) {
+        error = readNames(directory.get(), id.substr(0, 2), names);
+    }
+    const EntryNames* entry = names.find(id);
+    if (error != kErrorNone || entry == nullptr) {
+        return error == kErrorNotFound ? int{kErrorNone} : error;
+    }
+    if (entry->state == EntryState::Waiting || entry->state == EntryState::Claimed) {
+        return kErrorExists;
+    }
+    if (entry->state == EntryState::Held) {
+        error = files_.unlink(directory.get(), entry->metadata.c_str());
+    }
+    if ((error == 0 || error == ENOENT) && entry->message) {
+        error = files_.unlink(directory.get(), messageName(id).c_str());
+    }
+    return error == ENOENT ? int{kErrorNone} : failed("cannot discard", id, error);
+}
+
+} // namespace quzo::platform

@@ -1,0 +1,130 @@
+// PostgreSQL's parameters are parsed by libpq itself and written again as a URI in which everything but
+// letters and digits is percent-encoded: SOCI takes a string apart at blanks and quotation marks before libpq
+// sees it, and loses escaped ones.
+#include "platform/store/connection_target.h"
+
+#include <libpq-fe.h>
+
+#include <map>
+#include <memory>
+#include <string_view>
+
+#include "platform/charset/utf8.h"
+#include "platform/store/store_fault.h"
+#include "platform/store/store_text.h"
+
+namespace quzo::platform {
+namespace {
+
+using Parameters = std::map<std::string, std::string>;
+
+constexpr std::string_view kSqlitePrefix = "sqlite3://";
+
+[[noreturn]] void refuse(const std::string& why) {
+    throw StoreFailure(StoreTrouble::BadConnection, "the connection string of the store " + why);
+}
+
+ConnectionTarget sqliteTarget(std::string path) {
+    if (path.empty()) {
+        refuse("names no file: write sqlite3://PATH");
+    }
+    if (path.find(' ') != std::string::npos && path.find('"') != std::string::npos) {
+        refuse("has both blanks and quotation marks in its path: use another file name");
+    }
+    if (path.front() != '/') {
+        path.insert(0, "./"); // "file:x" and ":memory:" are file names like others
+    }
+    const bool quoted = path.find(' ') != std::string::npos;
+    std::string connection = quoted ? "db=\"" + path + "\"" : "db=" + path;
+    std::string label = printableText(path);
+    return {Backend::Sqlite, std::move(path), std::move(connection), std::move(label)};
+}
+
+Parameters parsePostgres(const std::string& text) {
+    char* message = nullptr; // may quote the password: not shown
+    const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(
+        PQconninfoParse(text.c_str(), &message), &PQconninfoFree);
+    const std::unique_ptr<char, decltype(&PQfreemem)> messageOwner(message, &PQfreemem);
+    if (!options) {
+        refuse(
+            "is not one that PostgreSQL reads: check its form, its parameters and what must be "
+            "percent-encoded");
+    }
+    Parameters parameters;
+    for (const PQconninfoOption* option = options.get(); option->keyword != nullptr; ++option) {
+        if (option->val != nullptr) {
+            parameters[option->keyword] = option->val;
+        }
+    }
+    return parameters;
+}
+
+void appendEncoded(std::string& uri, std::string_view value) {
+    constexpr std::string_view kHex = "0123456789ABCDEF";
+    for (const char letter : value) {
+        const auto byte = static_cast<unsigned char>(letter);
+        const bool plain = (byte >= '0' && byte <= '9') || (byte >= 'a' && byte <= 'z') ||
+                           (byte >= 'A' && byte <= 'Z') || byte == '.' || byte == '_' || byte == '-';
+        if (plain) {
+            uri += letter;
+        } else {
+            uri += '%';
+            uri += kHex[byte >> 4U];
+            uri += kHex[byte & 15U];
+        }
+    }
+}
+
+ConnectionTarget postgresTarget(const std::string& text) {
+    Parameters parameters = parsePostgres(text);
+    if (parameters["dbname"].find_first_of("=@") != std::string::npos) {
+        refuse("has a database name that looks like another connection string");
+    }
+    parameters.try_emplace("connect_timeout", "10");     // seconds
+    parameters.try_emplace("tcp_user_timeout", "30000"); // milliseconds
+    parameters.try_emplace("fallback_application_name", "quzo");
+    parameters["client_encoding"] = "UTF8";
+    std::string uri = "postgresql:///";
+    char separator = '?';
+    for (const auto& [key, value] : parameters) {
+        uri += separator;
+        uri.append(key).append("=");
+        appendEncoded(uri, value);
+        separator = '&';
+    }
+    std::string label = "PostgreSQL database";
+    const std::pair<const char*, const char*> parts[] = {
+        {"dbname", " "}, {"host", " at "}, {"port", " port "}};
+    for (const auto& [key, before] : parts) {
+        if (const auto entry = parameters.find(key); entry != parameters.end() && !entry->second.empty()) {
+            label.append(before).append(printableText(entry->second));
+        }
+    }
+    return {Backend::Postgres, {}, std::move(uri), std::move(label)};
+}
+
+} // namespace
+
+ConnectionTarget parseConnection(const std::string& text) {
+    if (text.empty()) {
+        refuse("is not set: give store in section [platform], such as sqlite3:///var/lib/quzo/store.db");
+    }
+    if (!isUtf8(text)) {
+        refuse("is not UTF-8");
+    }
+    for (const char letter : text) {
+        if (static_cast<unsigned char>(letter) < 0x20 || letter == 0x7F) {
+            refuse("has a control character");
+        }
+    }
+    if (text.starts_with(kSqlitePrefix)) {
+        return sqliteTarget(text.substr(kSqlitePrefix.size()));
+    }
+    const bool uri = text.starts_with("postgresql://") || text.starts_with("postgres://");
+    if (!uri && (text.find("://") < text.find('=') || text.find('=') == std::string::npos)) {
+        refuse("is of no known kind: write sqlite3://PATH or postgresql://USER@HOST/DATABASE");
+    }
+    return postgresTarget(text);
+}
+
+} // namespace quzo::platform

@@ -1,0 +1,12 @@
+// The file of an embedded store.
+#pragma once
+
+#include <string>
+
+namespace quzo::platform {
+
+// Makes an empty file when there is none, readable for its owner and group, writable for its owner. Throws
+// StoreFailure (CannotOpen, NoSpace) when it cannot be, and for what is no regular file.
+void ensureDatabaseFile(const std::string& path, const std::string& label);
+
+} // namespace quzo::platform

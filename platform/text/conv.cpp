@@ -1,0 +1,98 @@
+// The charset helpers of msgu: thin covers over platform/charset that turn its results into the library's.
+#include <cstring>
+#include <exception>
+#include <new>
+
+#include "platform/charset/converter.h"
+#include "platform/charset/encoded_words.h"
+#include "quzo/core/error_text.h"
+#include "quzo/core/factories.h"
+#include "quzo/core/msgu.h"
+
+namespace quzo {
+
+namespace {
+
+// Runs `work`, whose result is an error number, into `error`.
+template <typename Work>
+bool succeeds(int& error, Work&& work) noexcept {
+    try {
+        error = std::forward<Work>(work)();
+    } catch (const std::bad_alloc&) {
+        error = kErrorNoMemory;
+    } catch (...) {
+        error = kErrorInternal;
+    }
+    return error == kErrorNone;
+}
+
+int convertTo(const char* text, const char* fromCharset, const char* toCharset, bool strict,
+              std::size_t maxBytes, std::string& out) {
+    if (text == nullptr) {
+        return kErrorInvalidArgument;
+    }
+    return platform::convert(text, fromCharset, toCharset,
+                             strict ? platform::Unmappable::Fail : platform::Unmappable::Substitute, '?', out,
+                             maxBytes);
+}
+
+// `value` in memory that KvMsg_FreeHeaderValue frees.
+char* newValue(const std::string& value) {
+    auto* copy =
+        new char[value.size() + 1]; // NOLINT(cppcoreguidelines-owning-memory): the interface is C-like
+    std::memcpy(copy, value.c_str(), value.size() + 1);
+    return copy;
+}
+
+} // namespace
+
+bool msgu::conv(const char* text, const char* fromCharset, const char* toCharset, std::string& out,
+                int& error, bool strict) {
+    return succeeds(error, [&] {
+        std::string converted; // `text` may be inside `out`
+        const int result = convertTo(text, fromCharset, toCharset, strict, std::string::npos, converted);
+        if (result == kErrorNone) {
+            out = std::move(converted);
+        }
+        return result;
+    });
+}
+
+bool msgu::conv(const char* text, const char* fromCharset, const char* toCharset, char* out,
+                unsigned long& length, int& error, bool strict) {
+    return succeeds(error, [&] {
+        if (out == nullptr || length == 0) {
+            return static_cast<int>(kErrorInvalidArgument);
+        }
+        std::string converted;
+        const int result = convertTo(text, fromCharset, toCharset, strict, length - 1, converted);
+        if (result == kErrorNone) {
+            std::memcpy(out, converted.data(), converted.size());
+            out[converted.size()] = '\0';
+            length = converted.size();
+        }
+        return result;
+    });
+}
+
+char* msgu::genRfc2047(const char* text, const char* charset, int& error) {
+    char* value = nullptr;
+    succeeds(error, [&] {
+        if (text == nullptr) {
+            return static_cast<int>(kErrorInvalidArgument);
+        }
+        std::string words;
+        const int result = platform::encodeAsWords(text, charset, words);
+        if (result == kErrorNone) {
+            value = newValue(words);
+        }
+        return result;
+    });
+    return value;
+}
+
+void KvMsg_FreeHeaderValue(char* value) {
+    delete[] value; // NOLINT(cppcoreguidelines-owning-memory): the other half of genRfc2047
+}
+
+} // namespace quzo

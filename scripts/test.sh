@@ -1,0 +1,11 @@
+#!/bin/bash
+# Installs what quzo needs, builds it and runs all its tests. Ends as ctest ends, with ctest's exit code.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+jobs=$(nproc)
+
+scripts/install_packages
+cmake --preset release
+cmake --build --preset release --parallel "$jobs"
+exec ctest --preset release --parallel "$jobs"

@@ -1,0 +1,226 @@
+// Encoded words: what real mail writes, and that what is written here is read back.
+#include "platform/charset/encoded_words.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "platform/charset/converter.h"
+#include "quzo/core/error_text.h"
+#include "sample_texts.h"
+
+namespace {
+
+using namespace std::string_literals;
+using quzo::platform::convert;
+using quzo::platform::DecodedValue;
+using quzo::platform::decodeWords;
+using quzo::platform::encodeAsWords;
+using quzo::platform::encodeWords;
+using quzo::platform::Unmappable;
+
+std::string utf8(const std::string& bytes, const std::string& charset) {
+    std::string out;
+    return charset.empty() || convert(bytes, charset.c_str(), "utf-8", Unmappable::Fail, '?', out) != 0
+               ? bytes
+               : out;
+}
+
+TEST(DecodeWords, ReadsWhatMailWrites) {
+    const struct {
+        const char* what;
+        std::string raw;
+        std::string bytes;
+        std::string charset;
+    } cases[] = {
+        {"no word", " plain  text \r\n", "plain  text", ""},
+        {"no word, folded", " a\r\n b\r\n\tc\r\n", "a b\tc", ""},
+        {"raw 8-bit", " caf\xE9"s, "caf\xE9"s, ""},
+        {"Q", "=?ISO-8859-1?Q?caf=e9_=E9?=", "caf\xE9 \xE9"s, "iso-8859-1"},
+        {"B", "=?utf-8?b?w6k=?=", "é", "utf-8"},
+        {"text around", "a  =?utf-8?q?=C3=A9?=\t b", "a  é\t b", "utf-8"},
+        {"adjacent, folded", "=?utf-8?q?a?=\r\n =?utf-8?q?b?= \t=?UTF8?q?c?=", "abc", "utf-8"},
+        {"adjacent without a blank", "=?utf-8?q?a?==?utf-8?q?b?=", "ab", "utf-8"},
+        {"a character between two words", "=?utf-8?b?4pg=?=\n =?utf-8?b?gw==?=", "☃", "utf-8"},
+        {"a character between two words, gb2312", "=?gb2312?q?=D6?= =?gb2312?q?=D0?=", "\xD6\xD0"s, "gb2312"},
+        {"inside a token", "Re:=?utf-8?q?=C3=A9?=!", "Re:é!", "utf-8"},
+        {"blanks in Q text", "=?utf-8?q?hello world=21?=", "hello world!", "utf-8"},
+        {"folded inside", "=?utf-8?q?a\r\n b?=", "a b", "utf-8"},
+        {"no padding", "=?utf-8?b?YWI?= =?utf-8?b?YQ?=", "aba", "utf-8"},
+        {"padding in the middle", "=?utf-8?b?YQ==Yg==?=", "ab", "utf-8"},
+        {"noise in B text", "=?utf-8?b?Y W*I=?=", "ab", "utf-8"},
+        {"one character of B text", "=?utf-8?b?Y?=", "", "utf-8"},
+        {"language", "=?UTF-8*sl?Q?=C5=BE?=", "ž", "utf-8"},
+        {"broken escapes", "=?utf-8?q?a=b=4?=", "a=b=4", "utf-8"},
+        {"empty text",
+         "=?utf-8?q?"
+         "?=",
+         "", "utf-8"},
+        {"quoted", "\"=?utf-8?q?=C3=A9?=\" <a@b>", "\"é\" <a@b>", "utf-8"},
+        {"two charsets", "=?iso-8859-1?q?=E9?= =?koi8-r?q?=F4?= x", "éТ x", "utf-8"},
+        {"iso-2022-jp alone", "=?iso-2022-jp?b?GyRCRnwbKEI=?= =?ISO-2022-JP?b?GyRCRnwbKEI=?=",
+         "\x1B$BF|\x1B(B\x1B$BF|\x1B(B"s, "iso-2022-jp"},
+        {"iso-2022-jp in text", "Re: =?iso-2022-jp?b?GyRCRnwbKEI=?=", "Re: 日", "utf-8"},
+        {"utf-16", "=?utf-16be?b?AGE=?=", "a", "utf-8"},
+        {"utf-16 with marks", "=?utf-16?b?//5hAA==?= =?utf-16?b?/v8AYg==?=", "ab", "utf-8"},
+        {"us-ascii", "=?us-ascii?q?a=20b?=", "a b", "us-ascii"},
+        {"8-bit in us-ascii", "=?us-ascii?q?=E9?=", "\xE9"s, "us-ascii"},
+        {"unknown charset", "x =?x-unknown?q?=E9?= y", "x \xE9 y"s, "x-unknown"},
+        {"unknown and known", "=?utf-8?q?=C3=A9?= =?x-unknown?q?=E9?=", "é\xE9"s, "utf-8"},
+        {"malformed", "=?utf-8?q?=E9?=", "\xE9"s, "utf-8"},
+        {"raw text in the words' charset", "\xD6\xD0=?gb2312?q?=D6=D0?=", "\xD6\xD0\xD6\xD0"s, "gb2312"},
+        {"raw utf-8 beside latin-1", "é =?iso-8859-1?q?=E9?=", "é é", "utf-8"},
+        {"raw latin-1 beside latin-1", "\xE9 =?iso-8859-1?q?=E9?=", "\xE9 \xE9"s, "iso-8859-1"},
+        {"raw latin-1 beside utf-8", "\xE9 =?utf-8?q?=C3=A9?=", "\xE9 é"s, "utf-8"},
+        {"line breaks in the text of a word", "=?utf-8?q?a=0D=0Ab?=", "a\r\nb", "utf-8"},
+    };
+    for (const auto& c : cases) {
+        const DecodedValue value = decodeWords(c.raw);
+        EXPECT_EQ(value.bytes, c.bytes) << c.what;
+        EXPECT_EQ(value.charset, c.charset) << c.what;
+    }
+}
+
+TEST(DecodeWords, LeavesAloneWhatIsNoWord) {
+    for (const char* raw : {"=?", "=?utf-8", "=?utf-8?", "=?utf-8?q", "=?utf-8?q?", "=?utf-8?q?x",
+                            "=?utf-8?q?x?", "=?utf-8?x?y?=", "=??q?x?=", "=?utf-8?q?a?b?=", "=?*sl?q?x?=",
+                            "=?u t f?q?x?=", "?=", "=?=", "=?utf-8?qq?x?="}) {
+        EXPECT_EQ(decodeWords(raw).bytes, raw);
+        EXPECT_EQ(decodeWords(raw).charset, "") << raw;
+    }
+    EXPECT_EQ(decodeWords("=?utf-8?q?x =?utf-8?q?y?=").bytes, "=?utf-8?q?x y");
+}
+
+TEST(DecodeWords, TakesTimeInProportion) {
+    const auto repeated = [](const std::string& piece, std::size_t count) {
+        std::string out;
+        for (std::size_t i = 0; i < count; ++i) {
+            out += piece;
+        }
+        return out;
+    };
+    const auto begin = std::chrono::steady_clock::now();
+    for (const std::string& raw :
+         {repeated("=?", 1000000), repeated("=?utf-8?q?", 200000), repeated("=?a?b?c ", 250000),
+          repeated("=?utf-8?q?x?= ", 100000), repeated("=?utf-8?q?x?= =?koi8-r?q?y?= ", 50000),
+          "=?utf-8?b?" + std::string(3000000, 'Y'), std::string(3000000, ' ')}) {
+        decodeWords(raw);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+}
+
+// What holds for every value that encodeWords() writes.
+void expectWellFormed(const std::string& written, std::size_t firstColumn, const std::string& what) {
+    std::string line;
+    bool first = true;
+    for (std::size_t at = 0; at <= written.size();) {
+        const std::size_t end = std::min(written.find("\r\n", at), written.size());
+        line = written.substr(at, end - at);
+        for (const char c : line) {
+            ASSERT_TRUE((c >= 0x20 && c <= 0x7E) || c == '\t') << what;
+        }
+        if (line.find("=?") != std::string::npos) {
+            EXPECT_LE(line.size() + (first ? firstColumn : 0), 76U) << what << ": " << line;
+        }
+        EXPECT_LT(line.size(), 998U) << what;
+        EXPECT_TRUE(first || line.empty() || line[0] == ' ' || line[0] == '\t') << what;
+        EXPECT_TRUE(first || line.find_first_not_of(" \t") != std::string::npos) << what << ": a blank line";
+        for (std::size_t word = line.find("=?"); word != std::string::npos;) {
+            const std::size_t wordEnd = line.find("?=", line.find('?', line.find('?', word + 2) + 1) + 1);
+            ASSERT_NE(wordEnd, std::string::npos) << what << ": " << line;
+            EXPECT_LE(wordEnd + 2 - word, 75U) << what << ": " << line;
+            word = line.find("=?", wordEnd + 2);
+        }
+        first = false;
+        at = end + 2;
+    }
+}
+
+TEST(EncodeWords, GivesEveryTextBack) {
+    for (const SampleText& sample : sampleTexts()) {
+        const std::string what = sample.charset + " " + testing::PrintToString(sample.bytes.substr(0, 60));
+        std::string written;
+        ASSERT_EQ(encodeWords(sample.bytes, sample.charset.c_str(), sample.firstColumn, "\r\n", written), 0)
+            << what;
+        expectWellFormed(written, sample.firstColumn, what);
+        const DecodedValue back = decodeWords(" " + written + "\r\n");
+        EXPECT_EQ(utf8(back.bytes, back.charset), utf8(sample.bytes, sample.charset)) << what << "\n"
+                                                                                      << written;
+        if (sample.charset != "iso-2022-jp" && !back.charset.empty()) {
+            EXPECT_EQ(back.bytes, sample.bytes) << what;
+            EXPECT_EQ(back.charset, sample.charset);
+        }
+        std::string words;
+        ASSERT_EQ(encodeAsWords(sample.bytes, sample.charset.c_str(), words), 0);
+        const DecodedValue backWords = decodeWords(words);
+        EXPECT_EQ(utf8(backWords.bytes, backWords.charset), utf8(sample.bytes, sample.charset)) << words;
+    }
+}
+
+TEST(EncodeWords, WritesNoMoreThanItHasTo) {
+    const struct {
+        const char* charset;
+        std::string value;
+        const char* written;
+    } cases[] = {
+        {"utf-8", "", ""},
+        {"utf-8", "plain text", "plain text"},
+        {"utf-8", "a  b\tc", "a  b\tc"},
+        {"utf-8", "Grüße an alle", "=?utf-8?B?R3LDvMOfZQ==?= an alle"},
+        {"UTF-8", "[tag] encyclopédique x", "[tag] =?UTF-8?Q?encyclop=C3=A9dique?= x"},
+        {"utf-8", "é à x", "=?utf-8?B?w6kgw6A=?= x"},
+        {"utf-8", "日本", "=?utf-8?B?5pel5pys?="},
+        {"utf-8", " a", "=?utf-8?Q?_a?="},
+        {"utf-8", "a ", "=?utf-8?Q?a_?="},
+        {"utf-8", "  ", "=?utf-8?Q?__?="},
+        {"utf-8", "a  café  b", "a =?utf-8?Q?_caf=C3=A9_?= b"},
+        {"utf-8", "is =?this?q?one?=", "is =?utf-8?B?PT90aGlzP3E/b25lPz0=?="},
+        {"utf-8", "one+one+one=? yes", "=?utf-8?Q?one+one+one=3D=3F?= yes"},
+        {"utf-8", "a\r\nB: c", "=?utf-8?B?YQ0KQjo=?= c"},
+        {"iso-8859-1", "\xE9"s, "=?iso-8859-1?Q?=E9?="},
+        {"iso_8859-1:1987", "\xE9"s, "=?iso-8859-1?Q?=E9?="},
+        {"gb2312", "\xD6\xD0 a"s, "=?gb2312?B?1tA=?= a"},
+        {"iso-2022-jp", "Re: \x1B$BF|\x1B(B"s, "Re: =?iso-2022-jp?B?GyRCRnwbKEI=?="},
+        {"us-ascii", "ok", "ok"},
+        {"utf-16be", "\x4E\x2D\0a"s, "=?utf-8?B?5LitYQ==?="},
+        {"iso-10646-ucs-2", "[spam] x", "[spam] x"},
+        {"utf-7", "a +AOk-", "a =?utf-8?B?w6k=?="},
+    };
+    for (const auto& c : cases) {
+        std::string written;
+        EXPECT_EQ(encodeWords(c.value, c.charset, 9, "\n", written), 0) << c.value;
+        EXPECT_EQ(written, c.written) << c.charset;
+    }
+}
+
+TEST(EncodeWords, RefusesWhatItCannotRead) {
+    std::string out;
+    EXPECT_EQ(encodeWords("a", "x-unknown", 0, "\r\n", out), quzo::kErrorUnknownCharset);
+    EXPECT_EQ(encodeWords("a", nullptr, 0, "\r\n", out), quzo::kErrorUnknownCharset);
+    EXPECT_EQ(encodeWords("\xE9"s, "us-ascii", 0, "\r\n", out), quzo::kErrorMalformedText);
+    EXPECT_EQ(encodeWords("\xE9"s, "utf-8", 0, "\r\n", out), quzo::kErrorMalformedText);
+    EXPECT_EQ(encodeWords("\x4E"s, "utf-16be", 0, "\r\n", out), quzo::kErrorNone); // ASCII, see the header
+    EXPECT_EQ(encodeWords("\0\x4E\x2D"s, "utf-16be", 0, "\r\n", out), quzo::kErrorMalformedText);
+    const std::string tooLong(quzo::platform::kMaxEncodedValue + 1, 'a');
+    EXPECT_EQ(encodeWords(tooLong, "utf-8", 0, "\r\n", out), quzo::kErrorLimit);
+}
+
+TEST(EncodeWords, TakesTimeInProportion) {
+    std::string text;
+    while (text.size() < 1000000) {
+        text += "日本 é  x";
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    for (const char* charset : {"utf-8", "gb18030", "utf-7"}) {
+        std::string value;
+        ASSERT_EQ(convert(text, "utf-8", charset, Unmappable::Fail, '?', value), 0);
+        std::string written;
+        ASSERT_EQ(encodeWords(value, charset, 9, "\r\n", written), 0);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+}
+
+} // namespace

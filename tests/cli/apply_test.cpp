@@ -1,0 +1,262 @@
+// quzo apply: what goes in, what comes out, where it lands.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/cli/program.h"
+
+namespace quzo::test {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::string_literals;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using Files = std::map<std::string, std::string>;
+
+// Tags what goes to b.example, deletes what goes to gone.example, leaves the rest alone.
+constexpr std::string_view kPolicy = R"(
+[[rule]]
+id = 10
+name = "Tag"
+when = { recipient = "*@b.example" }
+actions = [{ type = "tag-subject", tag = "[T] ", signed = true }, { type = "x-header", name = "X-T", value = "1" }]
+
+[[rule]]
+id = 20
+name = "Gone"
+when = { recipient = "*@gone.example" }
+actions = [{ type = "delete" }]
+)";
+
+std::string mail(std::string_view to, std::string_view subject = "one") {
+    return "From: a@a.example\nTo: " + std::string(to) + "\nSubject: " + std::string(subject) + "\n\nbody\n";
+}
+
+std::string taggedMail() { return "From: a@a.example\nTo: x@b.example\nSubject: [T] one\nX-T: 1\n\nbody\n"; }
+
+class Apply : public testing::Test {
+protected:
+    Apply() { dir_.write("p.toml", kPolicy); }
+
+    ProgramRun apply(std::vector<std::string> arguments, const Surroundings& surroundings = {}) const {
+        std::vector<std::string> all = {"apply", "-p", "p.toml"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        return dir_.quzo(all, surroundings);
+    }
+
+    TemporaryDirectory dir_;
+};
+
+TEST_F(Apply, IsAFilter) {
+    const std::string odd = "From someone\nSubject: a\0b\r\nTo: x@c.example\r\n\r\nno end"s;
+    EXPECT_EQ(apply({"-"}, {.input = odd}).out, odd);
+
+    dir_.write("m.eml", mail("x@b.example"));
+    const ProgramRun tagged = apply({"m.eml"});
+    EXPECT_EQ(tagged.exitCode, 0);
+    EXPECT_EQ(tagged.out, taggedMail());
+    EXPECT_THAT(tagged.err, IsEmpty());
+
+    const ProgramRun consumed = apply({"-"}, {.input = mail("x@gone.example")});
+    EXPECT_EQ(consumed.exitCode, 0);
+    EXPECT_THAT(consumed.out, IsEmpty());
+    EXPECT_EQ(consumed.err, "quzo: -: consumed by rule 20 Gone (delete), nothing is delivered\n");
+}
+
+TEST_F(Apply, TakesTheEnvelopeFromTheCommandLine) {
+    const std::string bytes = mail("x@b.example");
+    EXPECT_EQ(apply({"--to", "y@c.example", "-"}, {.input = bytes}).out, bytes);
+    EXPECT_EQ(
+        apply({"--from", "", "--to", "y@c.example", "--to", "x@gone.example", "-"}, {.input = bytes}).out,
+        "");
+}
+
+// Everything below a directory that is mail, and nothing else.
+TEST_F(Apply, WalksDirectories) {
+    dir_.write("in/b.eml", mail("x@c.example"));
+    dir_.write("in/a/deep/a.eml", mail("x@b.example"));
+    dir_.write("in/gone.eml", mail("x@gone.example"));
+    dir_.write("in/Maildir/cur/1:2,S", mail("x@c.example"));
+    dir_.write("in/Maildir/new/2", mail("x@c.example"));
+    dir_.write("in/Maildir/tmp/3", mail("x@c.example"));
+    dir_.write("in/notes.txt", "no mail\nhere: none\n");
+    dir_.write("in/empty", "");
+    dir_.write("elsewhere/c.eml", mail("x@c.example"));
+    fs::create_symlink(dir_.path("elsewhere/c.eml"), dir_.path("in/link.eml"));
+    fs::create_directory_symlink(dir_.path("elsewhere"), dir_.path("in/linkdir"));
+    fs::create_directory_symlink("..", dir_.path("in/loop"));
+
+    const ProgramRun run = apply({"-v", "-o", "out/new", "in"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.err, HasSubstr("5 messages: 3 unchanged, 1 modified, 1 consumed, 0 deferred, 0 failed; "
+                                   "2 other files were no mail"));
+    const Files expected = {{"a/deep/a.eml", taggedMail()},
+                            {"b.eml", mail("x@c.example")},
+                            {"Maildir/cur/1:2,S", mail("x@c.example")},
+                            {"Maildir/new/2", mail("x@c.example")}};
+    EXPECT_EQ(dir_.files("out/new"), expected);
+}
+
+TEST_F(Apply, PutsSeveralPathsBelowTheirLastComponent) {
+    dir_.write("x/in/a.eml", mail("x@c.example"));
+    dir_.write("y/single.eml", mail("x@b.example"));
+    EXPECT_EQ(apply({"-o", "out", "x/in/", "y/single.eml"}).exitCode, 0);
+    EXPECT_EQ(dir_.files("out"), (Files{{"in/a.eml", mail("x@c.example")}, {"single.eml", taggedMail()}}));
+
+    // Again: the same names are replaced.
+    dir_.write("x/in/a.eml", mail("x@c.example", "two"));
+    EXPECT_EQ(apply({"--sync", "-o", "out", "x/in/", "y/single.eml"}).exitCode, 0);
+    EXPECT_EQ(dir_.files("out")["in/a.eml"], mail("x@c.example", "two"));
+}
+
+struct MailboxCase {
+    const char* what;
+    std::string bytes;
+    std::vector<std::string> messages; // empty: the file is one message
+};
+
+class Mailbox : public Apply, public testing::WithParamInterface<MailboxCase> {};
+
+TEST_P(Mailbox, IsSplitAtItsSeparators) {
+    dir_.write("in/box", GetParam().bytes);
+    Files expected;
+    for (std::size_t at = 0; at < GetParam().messages.size(); ++at) {
+        expected["box/00000" + std::to_string(at + 1) + ".eml"] = GetParam().messages[at];
+    }
+    if (expected.empty()) {
+        expected["box"] = GetParam().bytes;
+    }
+    EXPECT_EQ(apply({"-o", "out", "in"}).exitCode, 0);
+    EXPECT_EQ(dir_.files("out"), expected);
+}
+
+const std::string kFrom = "From a@a.example Mon Jan  1 10:00:00 2024\n";
+const std::string kFromCrlf = "From a@a.example Mon Jan  1 10:00:00 2024\r\n";
+const std::string kLarge = "A: 1\n\n" + std::string(700'000, 'x') + "\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    Forms, Mailbox,
+    testing::Values(
+        MailboxCase{
+            "two", kFrom + "A: 1\n\none\n\n" + kFrom + "A: 2\n\ntwo\n\n", {"A: 1\n\none\n", "A: 2\n\ntwo\n"}},
+        MailboxCase{"crlf",
+                    kFromCrlf + "A: 1\r\n\r\none\r\n\r\n" + kFromCrlf + "A: 2\r\n\r\ntwo\r\n",
+                    {"A: 1\r\n\r\none\r\n", "A: 2\r\n\r\ntwo\r\n"}},
+        MailboxCase{"quoted lines stay, other lines are no separators",
+                    kFrom + "A: 1\n\n>From me\nFrom b@b.example 10:00\nB: 1\n\nFrom here on:\nnothing\n\n" +
+                        "From b@b.example\n>From c@c.example 10:00\nA: 2\n\nend",
+                    {"A: 1\n\n>From me\nFrom b@b.example 10:00\nB: 1\n\nFrom here on:\nnothing\n",
+                     ">From c@c.example 10:00\nA: 2\n\nend"}},
+        MailboxCase{"blank lines of the message stay",
+                    kFrom + "A: 1\n\none\n\n\n\n" + kFrom + "A: 2\n\n\n\n",
+                    {"A: 1\n\none\n\n\n", "A: 2\n\n\n"}},
+        MailboxCase{"larger than a chunk",
+                    kFrom + kLarge + "\n" + kFrom + "A: 2\n\n" + kFrom + kLarge,
+                    {kLarge, "A: 2\n", kLarge}},
+        MailboxCase{"one message with its From line", kFrom + "A: 1\n\none\n\n", {}},
+        MailboxCase{
+            "a From line that separates nothing", "From the desk of\nA: 1\n\n" + kFrom + "A: 2\n", {}}),
+    [](const auto& each) {
+        std::string name = each.param.what;
+        std::replace_if(
+            name.begin(), name.end(), [](char c) { return c == ' ' || c == ','; }, '_');
+        return name;
+    });
+
+TEST_F(Apply, TakesOneMessageFromAFileNamedMbox) {
+    dir_.write("in/one.mbox", kFrom + "A: 1\n\none\n\n");
+    apply({"-o", "out", "in"});
+    EXPECT_EQ(dir_.files("out"), (Files{{"one.mbox/000001.eml", "A: 1\n\none\n"}}));
+}
+
+TEST_F(Apply, SaysEachMessageAsJson) {
+    dir_.write("in/1.eml", mail("x@b.example"));
+    dir_.write("in/2\xff.eml", mail("x@gone.example"));
+    dir_.write("in/3.eml", mail("y@c.example"));
+    const ProgramRun run = apply({"--json", "-o", "out", "in", "missing"});
+    EXPECT_EQ(run.exitCode, 66);
+    std::vector<nlohmann::ordered_json> lines;
+    std::istringstream stream(run.out);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(nlohmann::ordered_json::parse(line)); // refuses what is no UTF-8
+    }
+    ASSERT_EQ(lines.size(), 4U);
+    EXPECT_THAT(lines[0]["id"].get<std::string>(), testing::MatchesRegex("[0-9A-Z]+"));
+    lines[0]["id"] = "ID";
+    EXPECT_EQ(lines[0].dump(),
+              R"({"file":"in/1.eml","id":"ID","outcome":"modified","output":"out/in/1.eml","error":null,)"
+              R"("marks":[],"envelope":{"from":"a@a.example","to":["x@b.example"]},"queued":[],"rules":)"
+              R"([{"id":10,"name":"Tag","actions":[{"type":"tag-subject","ok":true,"consumed":false},)"
+              R"({"type":"x-header","ok":true,"consumed":false}]}]})");
+    EXPECT_EQ(lines[1]["outcome"], "consumed");
+    EXPECT_EQ(lines[1]["file"], "in/2\xEF\xBF\xBD.eml");
+    EXPECT_EQ(lines[1]["output"], nullptr);
+    EXPECT_EQ(lines[2]["outcome"], "unchanged");
+    EXPECT_EQ(lines[2]["rules"], nlohmann::ordered_json::array());
+    EXPECT_EQ(lines[3]["outcome"], "failed");
+    EXPECT_THAT(lines[3]["error"]["text"].get<std::string>(), HasSubstr("No such file"));
+}
+
+TEST_F(Apply, GivesTheSameWithManyThreads) {
+    for (int at = 0; at < 300; ++at) {
+        const char* to = at % 3 == 0 ? "x@b.example" : at % 7 == 0 ? "x@gone.example" : "x@c.example";
+        dir_.write("in/" + std::to_string(at) + ".eml",
+                   mail(to, std::string(static_cast<std::size_t>(at), 's')));
+    }
+    dir_.write("in/box", kFrom + mail("x@b.example") + "\n" + kFrom + mail("x@c.example"));
+    const auto withoutIds = [](const std::string& out) {
+        std::string text;
+        std::istringstream stream(out);
+        for (std::string line; std::getline(stream, line);) {
+            auto object = nlohmann::ordered_json::parse(line);
+            object.erase("id");
+            object.erase("output");
+            text += object.dump() + "\n";
+        }
+        return text;
+    };
+    const ProgramRun one = apply({"-j", "1", "--json", "-o", "out1", "in"});
+    const ProgramRun eight = apply({"-j", "8", "--json", "-o", "out8", "in"});
+    EXPECT_EQ(withoutIds(one.out), withoutIds(eight.out));
+    EXPECT_EQ(dir_.files("out1").size(), 302U - 28U); // 28 are consumed
+    EXPECT_EQ(dir_.files("out1"), dir_.files("out8"));
+}
+
+TEST_F(Apply, DryRunsWriteNothing) {
+    dir_.write("in/1.eml", mail("x@b.example"));
+    dir_.write("in/2.eml", mail("x@gone.example"));
+    const Files before = dir_.files("");
+    const ProgramRun dry = apply({"--dry-run", "-o", "out", "in"});
+    EXPECT_EQ(dry.out,
+              "in/1.eml: modified\n  rule 10 Tag: tag-subject, x-header\n"
+              "  envelope: <a@a.example> to <x@b.example>\n"
+              "in/2.eml: consumed\n  rule 20 Gone: delete\n  envelope: <a@a.example> to <x@gone.example>\n");
+    const ProgramRun diff = apply({"--diff", "in/1.eml"});
+    EXPECT_THAT(diff.out,
+                HasSubstr("--- in/1.eml\n+++ in/1.eml\n@@ -1,5 +1,6 @@\n From: a@a.example\n"
+                          " To: x@b.example\n-Subject: one\n+Subject: [T] one\n+X-T: 1\n \n body\n"));
+    EXPECT_EQ(dir_.files(""), before);
+    EXPECT_FALSE(fs::exists(dir_.path("out")));
+}
+
+// What mail and file names hold is shown, not obeyed.
+TEST_F(Apply, EscapesControlCharacters) {
+    dir_.write("in/\x1b[2J.eml",
+               "X: \xff\xe2\x80\xae\r\nTo: x@b.example\r\nSubject: a\x1b[31mb\r\n\r\nx\r\n");
+    const ProgramRun run = apply({"--diff", "in"});
+    EXPECT_THAT(run.out, HasSubstr("in/\\x1B[2J.eml: modified"));
+    EXPECT_THAT(run.out, HasSubstr(" X: \\xFF\\xE2\\x80\\xAE\n"));
+    EXPECT_THAT(run.out, HasSubstr("-Subject: a\\x1B[31mb\n"));
+    EXPECT_THAT(run.out + run.err, Not(HasSubstr("\x1b")));
+    EXPECT_THAT(run.out, Not(HasSubstr("\\x0D")));
+}
+
+} // namespace
+} // namespace quzo::test

@@ -1,0 +1,128 @@
+// The commands that only say something: tokens, action, check, version, help.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sstream>
+#include <string>
+
+#include "tests/cli/program.h"
+
+namespace quzo::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+TEST(Tokens, AreListed) {
+    const TemporaryDirectory dir;
+    const ProgramRun table = dir.quzo({"tokens"});
+    EXPECT_EQ(table.exitCode, 0);
+    EXPECT_THAT(table.out, HasSubstr("\n%VIRUSNAME%            51  scanner   name of the virus found\n"));
+    EXPECT_THAT(table.out, HasSubstr("\n%SUBJECT%              36  computed  subject, decoded\n"));
+
+    std::istringstream json(dir.quzo({"tokens", "--json"}).out);
+    int count = 0;
+    for (std::string line; std::getline(json, line); ++count) {
+        const auto token = nlohmann::json::parse(line);
+        EXPECT_THAT(token["name"].get<std::string>(), testing::MatchesRegex("%.+%"));
+        EXPECT_FALSE(token["meaning"].get<std::string>().empty()) << line;
+    }
+    EXPECT_EQ(count, 29);
+}
+
+TEST(Action, EncodesAndDecodes) {
+    struct Case {
+        std::vector<std::string> fields; // type first
+        const char* setting;
+        const char* decoded;
+    };
+    const Case cases[] = {
+        {{"tag-subject", "tag=[T] ", "signed=true"}, "T[T] ", "tag=[T] \nsigned=true\n"},
+        {{"x-header", "name=X-A", "value=1: 2"}, "X-A:1: 2", "name=X-A\nvalue=1: 2\n"},
+        {{"delete"}, "", ""},
+    };
+    const TemporaryDirectory dir;
+    for (const Case& each : cases) {
+        std::vector<std::string> encode = {"action", "encode"};
+        encode.insert(encode.end(), each.fields.begin(), each.fields.end());
+        EXPECT_EQ(dir.quzo(encode).out, std::string(each.setting) + "\n");
+        const ProgramRun decoded = dir.quzo({"action", "decode", each.fields[0], each.setting});
+        EXPECT_EQ(decoded.exitCode, 0);
+        std::string lines = decoded.out;
+        for (std::istringstream expected(each.decoded); std::getline(expected, lines);) {
+            EXPECT_THAT(decoded.out, HasSubstr(lines + "\n"));
+        }
+        EXPECT_EQ(decoded.out.size(), std::string(each.decoded).size());
+    }
+    // A control character in a value makes no second line.
+    EXPECT_THAT(dir.quzo({"action", "decode", "tag-subject", "Fa\nsigned=true"}).out,
+                HasSubstr("tag=a\\x0Asigned=true\n"));
+}
+
+TEST(Check, SaysOneLineForEachFault) {
+    const TemporaryDirectory dir;
+    dir.write("p.toml", R"([[rule]]
+id = 1
+name = "a"
+when = { sender = "*", nowhere = 1 }
+actions = [{ type = "tag-subject", tag = 5 }]
+
+[[rule]]
+id = 1
+name = "b"
+when = { always = true }
+actions = [{ type = "stamp", object = "missing" }]
+)");
+    const ProgramRun run = dir.quzo({"check", "-p", "p.toml"});
+    EXPECT_EQ(run.exitCode, 78);
+    for (const char* place :
+         {"quzo: p.toml:4: ", "quzo: p.toml:5: ", "quzo: p.toml:8: ", "quzo: p.toml:11: "}) {
+        EXPECT_THAT(run.err, HasSubstr(place));
+    }
+    EXPECT_THAT(run.out, IsEmpty());
+}
+
+TEST(Check, PassesWarningsAndSaysOk) {
+    const TemporaryDirectory dir;
+    dir.write("p.toml",
+              "[[rule]]\nid = 1\nname = \"a\"\nwhen = { always = true }\n"
+              "actions = [{ type = \"delete\" }]\n");
+    dir.write("q.ini", "[general]\nqueue_quarantin = /q\n");
+    const ProgramRun clean = dir.quzo({"check", "-p", "p.toml"});
+    EXPECT_EQ(clean.exitCode, 0);
+    EXPECT_EQ(clean.out, "ok: 1 rule, 1 action, 0 warnings\n");
+    const ProgramRun warned = dir.quzo({"check", "-c", "q.ini", "-p", "p.toml"});
+    EXPECT_EQ(warned.exitCode, 0);
+    EXPECT_EQ(warned.out, "ok: 1 rule, 1 action, 1 warning\n");
+    EXPECT_THAT(warned.err, StartsWith("quzo: q.ini:2: "));
+    EXPECT_THAT(warned.err, HasSubstr("queue_quarantine"));
+}
+
+TEST(Program, SaysItsVersionAndHelp) {
+    const TemporaryDirectory dir;
+    const ProgramRun version = dir.quzo({"version"});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_THAT(version.out,
+                testing::MatchesRegex("quzo [0-9.]+ \\(build [0-9]+, [0-9-]+\\)\nbuilt with GMime [^\n]+\n"));
+    for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{{},
+                                                                                         {"apply"},
+                                                                                         {"check"},
+                                                                                         {"tokens"},
+                                                                                         {"action"},
+                                                                                         {"action", "encode"},
+                                                                                         {"action", "decode"},
+                                                                                         {"version"}}) {
+        std::vector<std::string> words = command;
+        words.emplace_back("--help");
+        const ProgramRun help = dir.quzo(words);
+        EXPECT_EQ(help.exitCode, 0);
+        EXPECT_THAT(help.out, HasSubstr("--help"));
+        EXPECT_THAT(help.err, IsEmpty());
+    }
+    EXPECT_THAT(dir.quzo({"apply", "--help"}).out, HasSubstr("--dry-run"));
+}
+
+} // namespace
+} // namespace quzo::test

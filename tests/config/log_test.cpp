@@ -1,0 +1,141 @@
+// The log: one line a record whatever is in it, from any number of threads, and never an exception.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/charset/utf8.h"
+#include "platform/log/escape.h"
+#include "platform/log/file_log.h"
+
+namespace {
+
+using namespace std::string_literals;
+using quzo::platform::escapeForLog;
+using quzo::platform::FileLog;
+
+TEST(Escape, LeavesTextAndDisarmsTheRest) {
+    const struct {
+        std::string text;
+        const char* escaped;
+    } cases[] = {
+        {"plain 100% äöü 日本 😀", "plain 100% äöü 日本 😀"},
+        {"a\nb\r\tc\0d"s, "a\\x0Ab\\x0D\\x09c\\x00d"},
+        {"\x1B[31m\x7F", "\\x1B[31m\\x7F"},
+        {"\xC2\x85 \xC2\x9B \xC2\xA0", "\\xC2\\x85 \\xC2\\x9B \xC2\xA0"},
+        {"caf\xE9 \xC0\x80 \xED\xA0\x80", "caf\\xE9 \\xC0\\x80 \\xED\\xA0\\x80"},
+        {"a\xE2\x80\xA8"
+         "b\xE2\x80\xAE\xE2\x81\xA6 \xE2\x80\x99",
+         "a\\xE2\\x80\\xA8b\\xE2\\x80\\xAE\\xE2\\x81\\xA6 \xE2\x80\x99"},
+        {"", ""},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(escapeForLog(c.text), c.escaped);
+    }
+}
+
+class LogFile : public testing::Test {
+protected:
+    void SetUp() override { std::filesystem::remove(path_); }
+    void TearDown() override { std::filesystem::remove(path_); }
+
+    std::vector<std::string> lines() const {
+        std::ifstream stream(path_);
+        std::vector<std::string> out;
+        for (std::string line; std::getline(stream, line);) {
+            out.push_back(line);
+        }
+        return out;
+    }
+
+    std::filesystem::path path_ = std::filesystem::path(testing::TempDir()) / "quzo-log-test.log";
+};
+
+TEST_F(LogFile, WritesALineARecord) {
+    std::string problem;
+    const auto log = FileLog::open(path_.string(), 2, problem);
+    ASSERT_NE(log, nullptr) << problem;
+    EXPECT_EQ(log->level, 2);
+    log->write(1, "%s", "Subject: x\n2024-01-01 00:00:00.000 [1] error: forged {} %s");
+    log->write(2, "%d of %s", 3, "four");
+    log->write(3, "%s", "too much detail");
+    const std::string longText(20000, 'y');
+    log->write(1, "%s", longText.c_str());
+    const auto written = lines();
+    ASSERT_EQ(written.size(), 3U);
+    const std::regex form(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[\d+\] (error|notice): .*)");
+    for (const std::string& line : written) {
+        EXPECT_TRUE(std::regex_match(line, form)) << line.substr(0, 100);
+    }
+    EXPECT_THAT(written[0],
+                testing::EndsWith("error: Subject: x\\x0A2024-01-01 00:00:00.000 [1] error: forged {} %s"));
+    EXPECT_THAT(written[1], testing::EndsWith("notice: 3 of four"));
+    EXPECT_THAT(written[2], testing::EndsWith("error: " + std::string(FileLog::kMaxLine, 'y')));
+    struct stat status {};
+    ASSERT_EQ(stat(path_.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0007U, 0U);
+}
+
+TEST_F(LogFile, AppendsFromManyThreads) {
+    std::ofstream(path_) << "before\n";
+    std::string problem;
+    const auto log = FileLog::open(path_.string(), 3, problem);
+    ASSERT_NE(log, nullptr) << problem;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&log, t] {
+            for (int i = 0; i < 500; ++i) {
+                log->write(1 + i % 3, "thread %d line %d\n", t, i);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    const auto written = lines();
+    ASSERT_EQ(written.size(), 2001U);
+    for (std::size_t i = 1; i < written.size(); ++i) {
+        ASSERT_THAT(written[i], testing::EndsWith("\\x0A"));
+    }
+    EXPECT_EQ(log->lost(), 0U);
+}
+
+TEST_F(LogFile, SaysWhyItCannotBeOpened) {
+    for (const char* target : {"/nonexistent/quzo.log", "", "/"}) {
+        std::string problem;
+        EXPECT_EQ(FileLog::open(target, 1, problem), nullptr);
+        EXPECT_NE(problem, "");
+    }
+}
+
+TEST_F(LogFile, ClampsItsLevelAndWritesNothingAtNought) {
+    std::string problem;
+    const auto log = FileLog::open(path_.string(), -5, problem);
+    ASSERT_NE(log, nullptr);
+    EXPECT_EQ(log->level, 0);
+    log->write(1, "%s", "x");
+    EXPECT_TRUE(lines().empty());
+    EXPECT_EQ(FileLog::open(path_.string(), 99, problem)->level, 3);
+}
+
+// The disk is full: the line is lost, the program is not.
+TEST(Log, OutlivesAFailingFile) {
+    if (!std::filesystem::exists("/dev/full")) {
+        GTEST_SKIP() << "there is no /dev/full";
+    }
+    std::string problem;
+    const auto log = FileLog::open("/dev/full", 3, problem);
+    ASSERT_NE(log, nullptr) << problem;
+    for (int i = 0; i < 100; ++i) {
+        log->write(1, "%s", std::string(4000, 'x').c_str());
+    }
+    EXPECT_GT(log->lost(), 0U);
+}
+
+} // namespace

@@ -1,0 +1,162 @@
+// quzo.ini: values, defaults, and what the check finds.
+#include "platform/config/quzo_settings.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+using namespace std::string_literals;
+using quzo::platform::Finding;
+using quzo::platform::IniSettings;
+using quzo::platform::PlatformSettings;
+using testing::HasSubstr;
+
+TEST(Settings, GivesTextsAndIntegers) {
+    IniSettings settings;
+    ASSERT_TRUE(settings.parse(
+        "[general]\nlocale = ja\nqueue_archive = /a\nquzo_home =\n"
+        "[MessageModule]\nDisclaimerLineLimit = -5\nTagDirectly = 1x\nTagNotEncoding = 99999999999\n"));
+    const struct {
+        const char* section;
+        const char* key;
+        const char* text; // null: missing
+        int number;       // 77: missing
+    } cases[] = {
+        {"general", "locale", "ja", 77},
+        {"general", "quzo_home", "", 77},
+        {"general", "queue_archive", "/a", 77},
+        {"general", "queue_quarantine", nullptr, 77}, // there is no spool
+        {"general", "Locale", nullptr, 77},
+        {"nowhere", "locale", nullptr, 77},
+        {"MessageModule", "DisclaimerLineLimit", "-5", -5},
+        {"MessageModule", "TagDirectly", "1x", 77},
+        {"MessageModule", "TagNotEncoding", "99999999999", 77},
+        {"MessageModule", "DefaultSourceCharset", "utf-8", 77},
+        {"General-Notification", "PreferredCharset", "utf-8", 77},
+    };
+    for (const auto& c : cases) {
+        std::string text = "untouched";
+        const int result = settings.getValue(c.key, text, c.section, 0);
+        EXPECT_EQ(result == 0, c.text != nullptr) << c.key;
+        EXPECT_EQ(text, c.text != nullptr ? c.text : "untouched") << c.key;
+        int number = 77;
+        EXPECT_EQ(settings.getIntValue(c.key, number, c.section, 0) == 0, c.number != 77) << c.key;
+        EXPECT_EQ(number, c.number) << c.key;
+    }
+    std::string text;
+    EXPECT_NE(settings.getValue(nullptr, text, "general", 0), 0);
+    EXPECT_NE(settings.getValue("locale", text, nullptr, 0), 0);
+}
+
+TEST(Settings, PutsQueuesBelowTheSpool) {
+    IniSettings settings;
+    ASSERT_TRUE(
+        settings.parse("[platform]\nspool = /var/spool/quzo\n[general]\nqueue_archive = /a\n"
+                       "[General-Notification]\nPreferredCharset = iso-2022-jp\n"));
+    const struct {
+        const char* section;
+        const char* key;
+        const char* text;
+    } cases[] = {{"general", "queue_quarantine", "/var/spool/quzo/quarantine"},
+                 {"general", "queue_notify", "/var/spool/quzo/notify"},
+                 {"general", "queue_archive", "/a"},
+                 {"General-Notification", "PreferredCharset", "iso-2022-jp"}};
+    for (const auto& c : cases) {
+        std::string text;
+        EXPECT_EQ(settings.getValue(c.key, text, c.section, 0), 0);
+        EXPECT_EQ(text, c.text);
+    }
+    std::string text;
+    EXPECT_NE(settings.getValue("queue_other", text, "general", 0), 0);
+}
+
+TEST(Settings, ReadsThePlatformSection) {
+    IniSettings settings;
+    ASSERT_TRUE(settings.parse(
+        "[platform]\nstore = sqlite3:///x.db\nnext_hop = smtp://127.0.0.1:2525\ntls = require\n"
+        "timeout = 20\nlimit_message = 100M\nlimit_nesting = 5\nlimit_parts = 7\n"
+        "limit_header = 2k\non_limit = refuse\nlog = /var/log/quzo.log\nlog_level = 3\ntenant = 12\n"));
+    PlatformSettings platform = settings.platform();
+    EXPECT_EQ(platform.store, "sqlite3:///x.db");
+    EXPECT_EQ(platform.nextHop, "smtp://127.0.0.1:2525");
+    EXPECT_EQ(platform.tls, PlatformSettings::Tls::Require);
+    EXPECT_EQ(platform.timeout, 20);
+    EXPECT_EQ(platform.limits.messageBytes, std::size_t{100} << 20U);
+    EXPECT_EQ(platform.limits.headerBytes, 2048U);
+    EXPECT_EQ(platform.limits.nesting, 5U);
+    EXPECT_EQ(platform.limits.parts, 7U);
+    EXPECT_EQ(platform.onLimit, PlatformSettings::OnLimit::Refuse);
+    EXPECT_EQ(platform.log, "/var/log/quzo.log");
+    EXPECT_EQ(platform.logLevel, 3);
+    EXPECT_EQ(platform.tenant, 12U);
+    // What is no value of its kind leaves the default.
+    ASSERT_TRUE(settings.parse(
+        "[platform]\nstore = x.db\ntimeout = 0\nlimit_message = -1\nlimit_header = 99999999999G\n"
+        "tls = maybe\nlog_level = 4\nlimit_parts = 1K\n"));
+    const PlatformSettings usual;
+    platform = settings.platform();
+    EXPECT_EQ(platform.store, "");
+    EXPECT_EQ(platform.timeout, usual.timeout);
+    EXPECT_EQ(platform.limits.messageBytes, usual.limits.messageBytes);
+    EXPECT_EQ(platform.limits.headerBytes, usual.limits.headerBytes);
+    EXPECT_EQ(platform.limits.parts, usual.limits.parts);
+    EXPECT_EQ(platform.tls, usual.tls);
+    EXPECT_EQ(platform.logLevel, usual.logLevel);
+}
+
+TEST(Settings, FindsWhatIsWrong) {
+    const struct {
+        std::string text;
+        std::size_t line;
+        Finding::Severity severity;
+        const char* message;
+        const char* advice;
+    } cases[] = {
+        {"[General-Notification]\nPreferedCharset = utf-8\n", 2, Finding::Severity::Warning,
+         "PreferedCharset", "'PreferredCharset'"},
+        {"[general]\nLOCALE = ja\n", 2, Finding::Severity::Warning, "LOCALE", "'locale'"},
+        {"[MessageModule]\nPreferredCharset = utf-8\n", 2, Finding::Severity::Warning, "PreferredCharset",
+         "[General-Notification]"},
+        {"[general]\nzzzzzz = 1\n", 2, Finding::Severity::Warning, "zzzzzz", "take"},
+        {"\n[MesageModule]\nTagDirectly = x\n", 2, Finding::Severity::Warning, "MesageModule",
+         "[MessageModule]"},
+        {"[qqqqqqqqqqqqq]\n", 1, Finding::Severity::Warning, "qqqqq", "take"},
+        {"[MessageModule]\nTagDirectly = yes\n", 2, Finding::Severity::Error, "'yes' of TagDirectly",
+         "integer"},
+        {"[MessageModule]\nDisclaimerLineLimit = 9.5\n", 2, Finding::Severity::Error, "9.5", "integer"},
+        {"[MessageModule]\nDefaultSourceCharset = utf9\n", 2, Finding::Severity::Error, "utf9", "charset"},
+        {"[general]\nuseQUZOLocaleForNotificationTime = 1\n", 2, Finding::Severity::Error, "'1'",
+         "yes or no"},
+        {"[platform]\nlimit_message = 100MB\n", 2, Finding::Severity::Error, "100MB", "100M"},
+        {"[platform]\non_limit = drop\n", 2, Finding::Severity::Error, "drop", "defer, pass, refuse"},
+        {"[platform]\nstore = quzo.db\n", 2, Finding::Severity::Error, "quzo.db", "sqlite3://"},
+        {"[platform]\ntimeout = -1\n", 2, Finding::Severity::Error, "-1", "1 or more"},
+        {"[platform]\nlimit_parts = -1\n", 2, Finding::Severity::Error, "-1", "0 or more"},
+        {"[general]\nlocale = a\nlocale = b\n", 3, Finding::Severity::Error, "again", "line 2"},
+    };
+    for (const auto& c : cases) {
+        IniSettings settings;
+        settings.parse(c.text);
+        const auto findings = settings.check();
+        ASSERT_EQ(findings.size(), 1U) << c.text;
+        EXPECT_EQ(findings[0].line, c.line) << c.text;
+        EXPECT_EQ(findings[0].severity, c.severity) << c.text;
+        EXPECT_THAT(findings[0].message, HasSubstr(c.message));
+        EXPECT_THAT(findings[0].advice, HasSubstr(c.advice));
+    }
+    IniSettings settings;
+    settings.parse("[platform]\nlog_level = 9\nx_\xFF = 1\n[general]\nlocale = ja\nlocale = de\n");
+    const auto findings = settings.check();
+    ASSERT_EQ(findings.size(), 3U);
+    EXPECT_EQ(findings[0].line, 2U);
+    EXPECT_THAT(findings[1].message, HasSubstr("'x_\\xFF'"));
+    EXPECT_EQ(findings[2].line, 6U);
+    EXPECT_FALSE(settings.load("/nonexistent/quzo.ini"));
+    ASSERT_EQ(settings.check().size(), 1U);
+    EXPECT_EQ(settings.check()[0].line, 0U);
+}
+
+} // namespace

@@ -1,0 +1,174 @@
+// Conditions over whole messages: what each kind sees, and how kinds combine.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/host/scan_support.h"
+
+namespace quzo::host {
+namespace {
+
+using test::messageOf;
+using test::Scan;
+
+bool matches(const std::string& when, platform::MailMessage& msg,
+             const std::vector<std::pair<ScanToken, std::string>>& tokens = {}) {
+    Scan scan("[[rule]]\nid = 1\nstop = true\nwhen = " + when + "\n");
+    for (const auto& [code, value] : tokens) {
+        scan.tokens.set(code, value);
+    }
+    const ScanResult result = scan(msg);
+    EXPECT_EQ(result.outcome, Outcome::Unchanged);
+    return !result.rules.empty();
+}
+
+struct Case {
+    const char* when;
+    bool holds;
+};
+
+const char kPlain[] =
+    "From: A <a@a.example>\r\n"
+    "Subject: =?utf-8?Q?Gr=C3=BC=C3=9Fe?=\r\n"
+    "X-Twice: one\r\n"
+    "X-Twice: two\r\n"
+    "X-Folded: a\r\n b\r\n"
+    "X-Raw: caf\xe9\r\n"
+    "Content-Type: text/plain; charset=iso-8859-1\r\n"
+    "Content-Transfer-Encoding: quoted-printable\r\n"
+    "\r\n"
+    "The stra=DFe is clo=\r\nsed.\r\n";
+
+class PlainMessage : public testing::TestWithParam<Case> {};
+
+TEST_P(PlainMessage, Holds) {
+    const auto msg = messageOf(kPlain, "Boss@Example.com", {"x@b.example", "y@c.example"});
+    EXPECT_EQ(matches(GetParam().when, *msg), GetParam().holds) << GetParam().when;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, PlainMessage,
+    testing::Values(
+        Case{"{ always = true }", true}, Case{"{ always = false }", false},
+        Case{"{ sender = '*@example.com' }", true}, Case{"{ sender = ['x', 'boss@*'] }", true},
+        Case{"{ sender = '<>' }", false}, Case{"{ recipient = '*@c.example' }", true},
+        Case{"{ recipient = '*@d.example' }", false}, Case{"{ every_recipient = '*@c.example' }", false},
+        Case{"{ every_recipient = ['*@c.example', '*@b.example'] }", true},
+        // All must hold; combinations nest.
+        Case{"{ sender = 'boss@*', recipient = 'z*' }", false},
+        Case{"{ any = [{ sender = 'z*' }, { recipient = 'y*' }] }", true},
+        Case{"{ any = [{ sender = 'z*' }, { recipient = 'z*' }] }", false},
+        Case{"{ all = [{ sender = 'b*' }, { not = { recipient = 'z*' } }] }", true},
+        Case{"{ not = { sender = 'b*', recipient = 'z*' } }", true},
+        Case{"{ not = [{ sender = 'z*' }, { recipient = 'y*' }] }", false},
+        // Decoded headers; any field of the name, in any case.
+        Case{"{ subject = '^Gr\xc3\xbc\xc3\x9f.$' }", true}, Case{"{ subject = '^gr' }", false},
+        Case{"{ subject = '(?i)^gr' }", true}, Case{"{ subject = ['x', 'e$'] }", true},
+        Case{"{ header = { x-twice = '^two$' } }", true}, Case{"{ header = { X-Twice = 'three' } }", false},
+        Case{"{ header = { X-Twice = 'one', X-Folded = '^a b$' } }", true},
+        Case{"{ header = { X-Twice = 'one', X-None = '' } }", false},
+        Case{"{ header = { X-None = '' } }", false}, Case{"{ header = { X-Raw = '^caf.$' } }", true},
+        // Decoded bodies, unanchored.
+        Case{"{ body = 'stra\xc3\x9f"
+             "e is closed' }",
+             true},
+        Case{"{ body = '^is' }", false}, Case{"{ content_type = 'text/plain' }", true},
+        Case{"{ content_type = 'plain' }", true}, Case{"{ content_type = 'TEXT/*' }", true},
+        Case{"{ content_type = 'text' }", false}, Case{"{ attachment = '*' }", false},
+        Case{"{ signed = true }", false}, Case{"{ signed = false }", true},
+        Case{"{ encrypted = false }", true}, Case{"{ size_over = 100 }", true},
+        Case{"{ size_over = '1K' }", false}, Case{"{ size_under = '1K' }", true},
+        Case{"{ size_under = 0 }", false}, Case{"{ token = { SENDER = '^Boss@Example.com$' } }", true},
+        Case{"{ token = { RCPTS = '^x@b.example;y@c.example$' } }", true},
+        Case{"{ token = { PROTOCOL = 'FILE' } }", true}, Case{"{ token = { VIRUSNAME = '' } }", false}));
+
+TEST(Conditions, SizeLimitsAreStrict) {
+    const auto msg = messageOf(std::string("A: b\n\n") + std::string(94, 'x'));
+    EXPECT_FALSE(matches("{ size_over = 100 }", *msg));
+    EXPECT_FALSE(matches("{ size_under = 100 }", *msg));
+    EXPECT_TRUE(matches("{ size_over = 99, size_under = 101 }", *msg));
+}
+
+TEST(Conditions, EnvelopeMayBeEmpty) {
+    const auto msg = messageOf("A: b\n\nc\n", "", {});
+    EXPECT_TRUE(matches("{ sender = '<>' }", *msg));
+    EXPECT_TRUE(matches("{ sender = '' }", *msg));
+    EXPECT_FALSE(matches("{ recipient = '*' }", *msg));
+    EXPECT_FALSE(matches("{ every_recipient = '*' }", *msg));
+}
+
+TEST(Conditions, SeeTokensOfOthers) {
+    const auto msg = messageOf("A: b\n\nc\n");
+    EXPECT_TRUE(matches("{ token = { VirusName = 'EICAR' } }", *msg, {{ScanToken::VirusName, "EICAR-Test"}}));
+    EXPECT_TRUE(matches("{ token = { 7 = '^1' } }", *msg, {{ScanToken::WholeMailFinding, "1"}}));
+    EXPECT_FALSE(matches("{ token = { '%VIRUSNAME%' = 'x' } }", *msg));
+}
+
+const char kParts[] =
+    "Subject: parts\n"
+    "Content-Type: multipart/mixed; boundary=b\n"
+    "\n"
+    "--b\n"
+    "Content-Type: text/plain\n"
+    "\n"
+    "hello\n"
+    "--b\n"
+    "Content-Type: application/x-msdownload; name=\"harmless.txt\"\n"
+    "Content-Disposition: attachment; filename*=utf-8''%C3%84rger.EXE%20.%20.\n"
+    "Content-Transfer-Encoding: base64\n"
+    "\n"
+    "TVqQAAMA\n"
+    "--b\n"
+    "Content-Type: message/rfc822\n"
+    "\n"
+    "Subject: inner\n"
+    "Content-Type: multipart/mixed; boundary=c\n"
+    "\n"
+    "--c\n"
+    "Content-Type: text/html\n"
+    "\n"
+    "<p>nested words</p>\n"
+    "--c\n"
+    "Content-Disposition: attachment; filename=\"=?utf-8?B?aW5uZXIuc2Ny?=\"\n"
+    "\n"
+    "x\n"
+    "--c--\n"
+    "--b--\n";
+
+class PartsMessage : public testing::TestWithParam<Case> {};
+
+TEST_P(PartsMessage, Holds) {
+    const auto msg = messageOf(kParts);
+    EXPECT_EQ(matches(GetParam().when, *msg), GetParam().holds) << GetParam().when;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, PartsMessage,
+    testing::Values(
+        // Each name counts, without what stands at its end for show, and in attached messages too.
+        Case{"{ attachment = '*.exe' }", true}, Case{"{ attachment = '\xc3\xa4rger.exe' }", true},
+        Case{"{ attachment = 'harmless.txt' }", true}, Case{"{ attachment = ['*.com', '*.scr'] }", true},
+        Case{"{ attachment = '*.zip' }", false}, Case{"{ content_type = 'message/rfc822' }", true},
+        Case{"{ content_type = 'msdownload' }", true}, Case{"{ content_type = 'x-msdownload' }", true},
+        Case{"{ content_type = 'multipart/signed' }", false}, Case{"{ body = '^hello' }", true},
+        Case{"{ body = 'nested words' }", true}, Case{"{ body = 'TVqQ' }", false},
+        // Header conditions are about the message itself.
+        Case{"{ subject = 'inner' }", false}));
+
+TEST(Conditions, SeeTheFirstMegabyteOfText) {
+    const std::string filler(1U << 20U, '.');
+    const auto late = messageOf("A: b\n\n" + filler + "needle");
+    EXPECT_FALSE(matches("{ body = 'needle' }", *late));
+    const auto early = messageOf("A: b\n\nneedle" + filler);
+    EXPECT_TRUE(matches("{ body = 'needle' }", *early));
+}
+
+TEST(Conditions, NulHidesNothingInAHeader) {
+    using namespace std::string_literals;
+    const auto msg = messageOf("Subject: a\0hidden\n\nb\n"s);
+    EXPECT_TRUE(matches("{ subject = 'hidden' }", *msg));
+}
+
+} // namespace
+} // namespace quzo::host

@@ -1,0 +1,242 @@
+// Loading policies: what a good one becomes, and that each fault is told with its line, its place and its
+// remedy.
+#include "host/policy/policy.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+
+#include "quzo/core/token_map.h"
+
+namespace quzo::host {
+namespace {
+
+using testing::HasSubstr;
+
+std::string told(const LoadedPolicy& loaded) {
+    std::string all;
+    for (const Finding& finding : loaded.findings) {
+        all += describe(finding, "p.toml") + "\n";
+    }
+    return all;
+}
+
+// A rule around a condition or an action list, whose text begins at line 3.
+std::string ruleWith(const std::string& lines) { return "[[rule]]\nid = 10\n" + lines + "\n"; }
+std::string withWhen(const std::string& when) { return ruleWith("stop = true\nwhen = " + when); }
+std::string withAction(const std::string& action) {
+    return ruleWith("when = { always = true }\nactions = [" + action + "]");
+}
+
+TEST(Policy, ReadsRulesInOrder) {
+    const LoadedPolicy loaded = loadPolicy(R"(
+[defaults]
+hostname = "gw1.example.com"
+mark_header = "X-Marks"
+
+[[rule]]
+id = 4294967295
+name = "Tag"
+when = { body = "secret", sender = ["*@a.example", "<>"], attachment = "*.exe", Subject = 1 }
+)");
+    EXPECT_THAT(told(loaded), HasSubstr("p.toml:9: rule 4294967295: when.Subject: "));
+
+    const LoadedPolicy good = loadPolicy(R"(
+[defaults]
+hostname = "gw1.example.com"
+mark_header = "X-Marks"
+
+[[rule]]
+id = 4294967295
+name = "Tag"
+when = { body = "secret", sender = ["*@a.example", "<>"], attachment = "*.exe", subject = "x" }
+actions = [
+  { type = "tag-subject", tag = "[x] ", signed = true },
+  { type = "x-header", name = "X-A", value = "b: c", on_failure = "stop" },
+  { type = "delete" },
+]
+
+[[rule]]
+id = 2
+stop = true
+when.not = { header = { X-Spam = "yes", Subject = "y" }, token = { "%VIRUSNAME%" = "." } }
+)");
+    ASSERT_NE(good.policy, nullptr) << told(good);
+    const Policy& policy = *good.policy;
+    EXPECT_EQ(policy.defaults.hostname, "gw1.example.com");
+    EXPECT_EQ(policy.defaults.markHeader, "X-Marks");
+    EXPECT_THAT(policy.headerNames, testing::UnorderedElementsAre("x-spam", "subject"));
+    EXPECT_TRUE(policy.usesTokens);
+    ASSERT_EQ(policy.rules.size(), 2U);
+
+    const Rule& tag = policy.rules[0];
+    EXPECT_EQ(tag.id, 4294967295U);
+    EXPECT_EQ(tag.name, "Tag");
+    EXPECT_TRUE(tag.mayChange);
+    std::vector<Condition::Kind> kinds;
+    for (const Condition& child : tag.when.children) {
+        kinds.push_back(child.kind);
+    }
+    using Kind = Condition::Kind;
+    EXPECT_THAT(kinds, testing::ElementsAre(Kind::Sender, Kind::Header, Kind::Attachment, Kind::Body));
+    ASSERT_EQ(tag.actions.size(), 3U);
+    EXPECT_EQ(tag.actions[0].setting, "T[x] ");
+    EXPECT_EQ(tag.actions[0].onFailure, OnFailure::Continue);
+    EXPECT_EQ(tag.actions[1].setting, "X-A:b: c");
+    EXPECT_EQ(tag.actions[1].onFailure, OnFailure::Stop);
+    EXPECT_EQ(tag.actions[2].setting, "");
+    EXPECT_EQ(tag.actions[2].onFailure, OnFailure::Defer);
+
+    EXPECT_EQ(policy.rules[1].name, "rule 2");
+    EXPECT_FALSE(policy.rules[1].mayChange);
+    EXPECT_EQ(policy.rules[1].when.kind, Kind::Not);
+    EXPECT_FALSE(policy.rules[1].when.marksEntities);
+}
+
+struct Fault {
+    const char* name;
+    std::string text;
+    const char* begin; // of the line that tells it
+    const char* part;  // found in it
+};
+
+class PolicyFaults : public testing::TestWithParam<Fault> {};
+
+TEST_P(PolicyFaults, AreTold) {
+    const LoadedPolicy loaded = loadPolicy(GetParam().text);
+    EXPECT_EQ(loaded.policy, nullptr);
+    const std::string all = told(loaded);
+    EXPECT_THAT(all, testing::StartsWith(GetParam().begin));
+    EXPECT_THAT(all, HasSubstr(GetParam().part));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, PolicyFaults,
+    testing::Values(
+        Fault{"NoToml", "[[rule]]\nid = = 1\n", "p.toml:2: ", "correct the text"},
+        Fault{"DuplicateKey", "[[rule]]\nid = 1\nid = 2\n", "p.toml:3: ", "id"},
+        Fault{"TopKey", "[[rules]]\nid = 1\n", "p.toml:1: rules: ", "'rule'"},
+        Fault{"RuleKey", ruleWith("wen = { always = true }\nstop = true\nwhen = { always = true }"),
+              "p.toml:3: rule 10: wen: ", "did you mean 'when'?"},
+        Fault{"DefaultsKey", "[defaults]\nmark-header = 'X-M'\n" + withWhen("{ always = true }"),
+              "p.toml:2: defaults.mark-header: ", "'mark_header'"},
+        Fault{"MarkHeader", "[defaults]\nmark_header = 'Subject'\n" + withWhen("{ always = true }"),
+              "p.toml:2: defaults.mark_header: ", "begins with X-"},
+        Fault{"NoId", "[[rule]]\nstop = true\nwhen = { always = true }\n",
+              "p.toml:1: rule no. 1: id: ", "number of its own"},
+        Fault{"IdZero", "[[rule]]\nid = 0\nstop = true\nwhen = { always = true }\n",
+              "p.toml:2: rule no. 1: id: ", "4294967295"},
+        Fault{"IdTooLarge", "[[rule]]\nid = 4294967296\nstop = true\nwhen = { always = true }\n",
+              "p.toml:2: rule no. 1: id: ", "4294967295"},
+        Fault{"IdText", "[[rule]]\nid = '1'\nstop = true\nwhen = { always = true }\n",
+              "p.toml:2: rule no. 1: id: it is a text", "integer"},
+        Fault{"IdTwice", withWhen("{ always = true }") + withWhen("{ always = true }"),
+              "p.toml:6: rule 10: id: the rule at line 2", "own"},
+        Fault{"NoWhen", ruleWith("stop = true"), "p.toml:1: rule 10: when: ", "always = true"},
+        Fault{"EmptyWhen", withWhen("{}"), "p.toml:4: rule 10: when: ", "always = true"},
+        Fault{"NoActions", ruleWith("when = { always = true }"), "p.toml:1: rule 10: ", "stop = true"},
+        Fault{"ConditionKey", withWhen("{ recipients = 'a' }"),
+              "p.toml:4: rule 10: when.recipients: ", "'recipient'"},
+        Fault{"GlobType", withWhen("{ sender = 5 }"), "p.toml:4: rule 10: when.sender: it is an integer",
+              "text"},
+        Fault{"GlobList", withWhen("{ sender = ['a', 5] }"), "p.toml:4: rule 10: when.sender: ", "quotes"},
+        Fault{"EmptyList", withWhen("{ attachment = [] }"), "p.toml:4: rule 10: when.attachment: ", "empty"},
+        Fault{"Expression", withWhen("{ subject = [\n'ok',\n'(a'] }"),
+              "p.toml:6: rule 10: when.subject: ", "missing )"},
+        Fault{"HeaderName", withWhen("{ header = { 'X A' = 'b' } }"),
+              "p.toml:4: rule 10: when.header.X A: ", "header field"},
+        Fault{"TokenName", withWhen("{ token = { VIRUS = 'b' } }"),
+              "p.toml:4: rule 10: when.token.VIRUS: ", "quzo tokens"},
+        Fault{"Size", withWhen("{ size_over = '10X' }"), "p.toml:4: rule 10: when.size_over: ", "\"10K\""},
+        Fault{"SizeNegative", withWhen("{ size_under = -1 }"),
+              "p.toml:4: rule 10: when.size_under: ", "bytes"},
+        Fault{"Switch", withWhen("{ signed = 'yes' }"), "p.toml:4: rule 10: when.signed: ", "true or false"},
+        Fault{"AnyOfTexts", withWhen("{ any = ['a'] }"), "p.toml:4: rule 10: when.any[0]: ", "braces"},
+        Fault{"Inner", withWhen("{ any = [{ not = { sendr = 'a' } }] }"),
+              "p.toml:4: rule 10: when.any[0].not.sendr: ", "'sender'"},
+        Fault{"ActionType", withAction("{ type = 'tagsubject' }"),
+              "p.toml:4: rule 10: actions[0].type: ", "'tag-subject'"},
+        Fault{"NotInThisBuild", withAction("{ type = 'quarantine', object = 'x' }"),
+              "p.toml:4: rule 10: actions[0].type: this build does not have quarantine yet", ""},
+        Fault{"NoType", withAction("{ tag = 'x' }"), "p.toml:4: rule 10: actions[0]: ", "type"},
+        Fault{"ActionKey", withAction("{ type = 'delete' }, { type = 'x-header', nam = 'X', value = 'y' }"),
+              "p.toml:4: rule 10: actions[1].nam: ", "'name'"},
+        Fault{"MissingField", withAction("{ type = 'x-header', name = 'X' }"),
+              "p.toml:4: rule 10: actions[0].value: ", "missing"},
+        Fault{"FieldType", withAction("{ type = 'tag-subject', tag = 'x', signed = 'T' }"),
+              "p.toml:4: rule 10: actions[0].signed: ", "true or false"},
+        Fault{"EmptyTag", withAction("{ type = 'tag-subject', tag = '' }"),
+              "p.toml:4: rule 10: actions[0].tag: ", "empty"},
+        Fault{"ValueBlanks", withAction("{ type = 'x-header', name = 'X', value = ' y' }"),
+              "p.toml:4: rule 10: actions[0].value: ", "blank"},
+        Fault{"ValueBytes", withAction("{ type = 'x-header', name = 'X', value = 'h\xc3\xb6' }"),
+              "p.toml:4: rule 10: actions[0].value: ", "ASCII"},
+        Fault{"NameColon", withAction("{ type = 'x-header', name = 'X:Y', value = 'z' }"),
+              "p.toml:4: rule 10: actions[0].name: ", "colons"},
+        Fault{"ValueLong",
+              withAction("{ type = 'x-header', name = 'X', value = '" + std::string(511, 'y') + "' }"),
+              "p.toml:4: rule 10: actions[0].value: ", "511"},
+        Fault{"OnFailure", withAction("{ type = 'delete', on_failure = 'ignore' }"),
+              "p.toml:4: rule 10: actions[0].on_failure: ", "\"defer\""},
+        Fault{"SettingAndField", withAction("{ type = 'tag-subject', setting = 'Tx', tag = 'x' }"),
+              "p.toml:4: rule 10: actions[0].setting: ", "one of them"},
+        Fault{"SettingRefused", withAction("{ type = 'tag-subject', setting = 'T' }"),
+              "p.toml:4: rule 10: actions[0].setting: ", "refuses"},
+        Fault{"SettingOther", withAction("{ type = 'tag-subject', setting = 'Xtag' }"),
+              "p.toml:4: rule 10: actions[0].setting: ", "does not come back"},
+        Fault{"SettingOfDelete", withAction("{ type = 'delete', setting = 'x' }"),
+              "p.toml:4: rule 10: actions[0].setting: ", "does not come back"},
+        Fault{"SettingOfDecrypt", withAction("{ type = 'decrypt', setting = 'x' }"),
+              "p.toml:4: rule 10: actions[0].setting: ", "takes no setting"},
+        Fault{"SettingNul", withAction("{ type = 'tag-subject', setting = \"Ta\\u0000b\" }"),
+              "p.toml:4: rule 10: actions[0].setting: ", "does not come back"}),
+    [](const testing::TestParamInfo<Fault>& fault) { return fault.param.name; });
+
+TEST(Policy, TellsAllFaultsInOrderOfLines) {
+    const LoadedPolicy loaded = loadPolicy(
+        "[[rule]]\nid = 1\nwhen = { sender = 5 }\nactions = [{ type = 'x' }]\n"
+        "[[rule]]\nid = 1\nstop = 1\n");
+    std::vector<unsigned> lines;
+    for (const Finding& finding : loaded.findings) {
+        lines.push_back(finding.line);
+    }
+    EXPECT_THAT(lines, testing::ElementsAre(3, 4, 5, 5, 6, 7)) << told(loaded);
+}
+
+TEST(Policy, TakesSettingTexts) {
+    const LoadedPolicy loaded =
+        loadPolicy(withAction("{ type = 'x-header', setting = ' X-A :  one two ' },"
+                              "{ type = 'tag-subject', setting = 'F[spam] ' },"
+                              "{ type = 'encrypt' }, { type = 're-encrypt' }, { type = 'decrypt' },"
+                              "{ type = 'virus-clean', setting = '' }"));
+    ASSERT_NE(loaded.policy, nullptr) << told(loaded);
+    const auto& actions = loaded.policy->rules[0].actions;
+    ASSERT_EQ(actions.size(), 6U);
+    EXPECT_EQ(actions[0].setting, "X-A:one two");
+    EXPECT_EQ(actions[1].setting, "F[spam] ");
+    EXPECT_EQ(actions[2].setting.size(), 23U);
+    EXPECT_EQ(actions[3].setting, actions[2].setting);
+    EXPECT_EQ(actions[4].setting, "");
+}
+
+TEST(Policy, LimitsDepthAndSize) {
+    std::string deep = "{ always = true }";
+    for (unsigned i = 1; i < kMaxConditionDepth; ++i) {
+        deep.insert(0, "{ not = ").append(" }");
+    }
+    EXPECT_NE(loadPolicy(withWhen(deep)).policy, nullptr);
+    EXPECT_THAT(told(loadPolicy(withWhen("{ not = " + deep + " }"))), HasSubstr("nested more than 32 deep"));
+    EXPECT_THAT(told(loadPolicy(std::string(kMaxPolicyBytes + 1, '#'))), HasSubstr("larger than 4 MiB"));
+    EXPECT_EQ(loadPolicyFile("/nonexistent/policy.toml").readError, ENOENT);
+    EXPECT_EQ(loadPolicyFile("/").policy, nullptr);
+}
+
+TEST(Finding, StaysOnOneLine) {
+    EXPECT_EQ(describe({Finding::Severity::Error, 3, "a\nb", "c", ""}, "f"), "f:3: a?b: c");
+    EXPECT_EQ(describe({Finding::Severity::Error, 0, "", "c", "d"}, "f"), "f: c: d");
+}
+
+} // namespace
+} // namespace quzo::host

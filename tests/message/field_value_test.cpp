@@ -1,0 +1,174 @@
+// Reading field values, the subject and the charset; address lists.
+#include <gtest/gtest.h>
+
+#include "messages.h"
+#include "platform/message/address_list.h"
+
+namespace quzo::platform::test {
+namespace {
+
+using namespace std::string_literals;
+
+TEST(FieldValue, DecodedTrimmedAndCached) {
+    struct Case {
+        std::string line;
+        const char* value;
+        const char* charset; // null: none
+    };
+    const Case cases[] = {
+        {"X:  a  b \r\n", "a  b", nullptr},
+        {"X:tight\n", "tight", nullptr},
+        {"X:\r\n", "", nullptr},
+        {"X: a\r\n\tb\r\n  c\r\n", "a\tb  c", nullptr},
+        {"X: =?UTF-8?B?Z3LDvMOf?= gott\n", "gr\xC3\xBC\xC3\x9F gott", "utf-8"},
+        {"X: =?iso-8859-1?Q?gr=FC?=\n =?iso-8859-1?Q?=DF?=\n", "gr\xFC\xDF", "iso-8859-1"},
+        {"X: gr\xFC\xDF\n", "gr\xFC\xDF", nullptr},
+        {"X: a\0b\n"s, "a b", nullptr},
+        {"X: =?utf-16be?B?AGEAYg==?=\n", "ab", "utf-8"},
+    };
+    for (const Case& one : cases) {
+        const auto message = parsed(one.line + "\n");
+        const KvMsgHeaderField* field = message->getRootEntity()->getHeaderFieldByName("x", true);
+        ASSERT_NE(field, nullptr) << one.line;
+        const char* charset = "not set";
+        const char* value = field->getValue(&charset);
+        EXPECT_STREQ(value, one.value) << one.line;
+        EXPECT_STREQ(charset, one.charset) << one.line;
+        EXPECT_EQ(field->getValue(nullptr), value) << "the pointer must hold";
+        std::string raw = one.line;
+        std::replace(raw.begin(), raw.end(), '\0', ' ');
+        EXPECT_EQ(field->getRawLine(), raw);
+    }
+}
+
+struct CharsetCase {
+    const char* name;
+    const char* bytes;
+    const char* charset; // null: none
+};
+
+class MessageCharset : public testing::TestWithParam<CharsetCase> {};
+
+TEST_P(MessageCharset, IsFound) {
+    const auto message = parsed(GetParam().bytes);
+    const char* found = msgu::getCharset(message.get());
+    EXPECT_STREQ(found, GetParam().charset);
+    ASSERT_TRUE(msgu::setHeader(message->getRootEntity(), "Subject", "\xC3\xBC", "utf-8"));
+    EXPECT_STREQ(found, GetParam().charset) << "callers keep it while they change the subject";
+}
+
+const CharsetCase kCharsets[] = {
+    {"Leaf", "Content-Type: text/html; charset=\"ISO-8859-15\"\n\n", "ISO-8859-15"},
+    {"Nothing", "A: 1\n\n", nullptr},
+    {"AsciiSaysNothing", "Content-Type: text/plain; charset=US-ASCII\n\n", nullptr},
+    {"AsciiBodyEncodedSubject",
+     "Content-Type: text/plain; charset=us-ascii\nSubject: a =?koi8-r*ru?Q?x?=\n\n", "koi8-r"},
+    {"NoText", "Content-Type: image/png; charset=x\nSubject: =?utf-8?Q?x?=\n\n", "utf-8"},
+    {"NoWord", "Subject: =?no word?= =?x\n\n", nullptr},
+    {"NoCharsetName", "Content-Type: text/plain; charset=\"a b\"\n\n", nullptr},
+    {"FirstTextPartOfTheBody",
+     "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/plain; charset=x1\n"
+     "Content-Disposition: ATTACHMENT\n\n\n--b\nContent-Type: text/html; charset=x2\n\n\n--b--\n",
+     "x2"},
+    {"NotOfAnAttachedMessage",
+     "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: message/rfc822\n\n"
+     "Content-Type: text/plain; charset=x1\n\n\n--b--\n",
+     nullptr},
+};
+
+INSTANTIATE_TEST_SUITE_P(Charsets, MessageCharset, testing::ValuesIn(kCharsets),
+                         [](const auto& one) { return std::string(one.param.name); });
+
+TEST(Subject, IsConverted) {
+    struct Case {
+        const char* header;
+        const char* local;
+        const char* mail;
+        const char* subject; // null: no result
+    };
+    const Case cases[] = {
+        {"Subject: plain\n", "utf-8", nullptr, "plain"},
+        {"subject: =?iso-8859-1?Q?=FC?=\nSubject: second\n", "utf-8", nullptr, "\xC3\xBC"},
+        {"Subject: =?utf-8?B?w7zlrZc=?=\n", "iso-8859-1", nullptr, "\xFC?"},
+        {"Subject: \xFC\n", "utf-8", "iso-8859-2", "\xC3\xBC"},
+        {"Subject: \xC3\xBC\n", "iso-8859-1", nullptr, "\xFC"},
+        {"Subject: \xA4\n", "utf-8", nullptr, nullptr},
+        {"Subject: \xA4\nContent-Type: text/plain; charset=iso-8859-15\n", "utf-8", "", "\xE2\x82\xAC"},
+        {"Subject: \xA4\n", "iso-8859-15", nullptr, "\xA4"},
+        {"A: 1\n", "utf-8", nullptr, nullptr},
+        {"Subject: =?x-none?Q?=FC?=\n", "utf-8", nullptr, nullptr},
+    };
+    for (const Case& one : cases) {
+        const auto message = parsed(one.header + "\n"s);
+        std::string subject;
+        const bool found = msgu::getSubject(message.get(), one.local, one.mail, subject);
+        EXPECT_EQ(found, one.subject != nullptr) << one.header;
+        if (found) {
+            EXPECT_EQ(subject, one.subject) << one.header;
+        }
+    }
+}
+
+TEST(AddressList, SplitOutsideQuotesCommentsLiteralsAndGroups) {
+    struct Case {
+        const char* list;
+        std::vector<std::string_view> entries;
+    };
+    const Case cases[] = {
+        {"", {}},
+        {" ; ;; ", {}},
+        {"a@x;b@x", {"a@x", "b@x"}},
+        {" a@x ;\tb@x;", {"a@x", "b@x"}},
+        {";\"NotificationRecipients\"<NotificationRecipients>",
+         {"\"NotificationRecipients\"<NotificationRecipients>"}},
+        {"\"a;b\" <c@x>; d@x", {"\"a;b\" <c@x>", "d@x"}},
+        {"\"a\\\";b\" <c@x>; d@x", {"\"a\\\";b\" <c@x>", "d@x"}},
+        {"a@x (one; (two;) \\); three); b@x", {"a@x (one; (two;) \\); three)", "b@x"}},
+        {"Team: a@x, b@x;; c@x", {"Team: a@x, b@x;", "c@x"}},
+        {"Team: a@x; b@x;c@x", {"Team: a@x;", "b@x", "c@x"}},
+        {"undisclosed-recipients:;", {"undisclosed-recipients:;"}},
+        {"a@[IPv6:1::2]; b@x", {"a@[IPv6:1::2]", "b@x"}},
+        {"<@a:b@x>; c@x", {"<@a:b@x>", "c@x"}},
+        {"\"open; a@x", {"\"open; a@x"}},
+    };
+    for (const Case& one : cases) {
+        EXPECT_EQ(splitAddressList(one.list), one.entries) << one.list;
+    }
+}
+
+TEST(AddressList, IsWrittenAndFolded) {
+    const auto written = [](const std::string& list, const char* charset) {
+        std::string out;
+        EXPECT_EQ(writtenAddressList(list, charset, 4, "\r\n", out), 0) << list;
+        return out;
+    };
+    EXPECT_EQ(written("a@x;b@x ; ;c@x", nullptr), "a@x, b@x, c@x");
+    EXPECT_EQ(written("a@x\r\nBcc: v@x;b@x", nullptr), "a@x  Bcc: v@x;, b@x");
+    EXPECT_EQ(written("M\xFCller <a@x>", nullptr), "M\xFCller <a@x>");
+    const std::string encoded = written("\"M\xC3\xBCller; B\" <a@x>;b@x", "utf-8");
+    EXPECT_EQ(encoded.find_first_of("\xC3\xBC\""), std::string::npos);
+    std::string decoded;
+    EXPECT_TRUE(msgu::getHeader(parsed("To: " + encoded + "\n\n")->getRootEntity(), "To", decoded));
+    EXPECT_EQ(decoded, "M\xC3\xBCller; B <a@x>, b@x");
+    std::string many;
+    for (int i = 0; i < 40; ++i) {
+        many += "\"A very long name; really\" <recipient" + std::to_string(i) + "@example.com>;";
+    }
+    const std::string folded = written(many, nullptr);
+    std::size_t begin = 0;
+    int lines = 0;
+    for (std::size_t end = 0; end != std::string::npos; begin = end + 2, ++lines) {
+        end = folded.find("\r\n", begin);
+        const std::size_t length = (end == std::string::npos ? folded.size() : end) - begin;
+        EXPECT_LE(length + (begin == 0 ? 4 : 0), 76U);
+        EXPECT_TRUE(begin == 0 || (folded[begin] == ' ' && folded[begin + 1] == '"')) << begin;
+    }
+    EXPECT_EQ(lines, 40);
+    const auto message = parsed("tO: x@x\r\n\r\n");
+    ASSERT_TRUE(msgu::setHeader(message->getRootEntity(), "To", "a@x;b@x", nullptr));
+    ASSERT_TRUE(msgu::setHeader(message->getRootEntity(), "BCC", ";c@x;", nullptr));
+    EXPECT_EQ(test::written(*message), "tO: a@x, b@x\r\nBCC: c@x\r\n\r\n");
+}
+
+} // namespace
+} // namespace quzo::platform::test

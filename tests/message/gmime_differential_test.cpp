@@ -1,0 +1,202 @@
+// The structure scan against GMime: over messages written by hand, over real ones, and over real ones that
+// have been damaged.
+#include <gmime/gmime.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/message/gmime_compare.h"
+#include "tests/message/structure_samples.h"
+
+namespace quzo::platform::test {
+
+namespace {
+
+// Sums up many comparisons.
+class Tally {
+public:
+    void add(const std::string& name, std::string_view text) {
+        const Comparison comparison = compareWithGmime(text);
+        ++messages_;
+        alike_ += comparison.any() ? 0 : 1;
+        for (std::size_t i = 0; i < comparison.differences.size(); ++i) {
+            counts_[i] += comparison.differences[i] == 0 ? 0 : 1;
+        }
+        for (const std::string& line : comparison.unexplained) {
+            ADD_FAILURE() << name << ": " << line;
+        }
+    }
+
+    std::size_t messages() const { return messages_; }
+    std::size_t alike() const { return alike_; }
+    std::size_t count(Difference difference) const { return counts_[static_cast<std::size_t>(difference)]; }
+
+    void print() const {
+        std::cout << messages_ << " messages, " << alike_ << " without any difference; messages with\n";
+        for (std::size_t i = 0; i < counts_.size(); ++i) {
+            if (counts_[i] != 0) {
+                std::cout << "  " << counts_[i] << "\t" << kDifferences[i].name << ": " << kDifferences[i].why
+                          << "\n";
+            }
+        }
+    }
+
+private:
+    std::size_t messages_ = 0;
+    std::size_t alike_ = 0;
+    std::array<std::size_t, static_cast<std::size_t>(Difference::count)> counts_{};
+};
+
+std::string changeLineBreaks(const std::string& text, const char* lineBreak) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\n') {
+            result += lineBreak;
+        } else if (text[i] != '\r' || i + 1 == text.size() || text[i + 1] != '\n') {
+            result += text[i];
+        }
+    }
+    return result;
+}
+
+// Damages of the kinds that relays, editors and attackers do to messages.
+class Damage {
+public:
+    explicit Damage(std::uint32_t seed) : random_(seed) {}
+
+    std::string of(std::string text) {
+        for (std::size_t steps = 1 + pick(3); steps > 0 && !text.empty(); --steps) {
+            apply(text);
+        }
+        return text;
+    }
+
+private:
+    // Not a distribution: those differ between libraries.
+    std::size_t pick(std::size_t below) { return random_() % below; }
+
+    std::size_t lineIn(const std::string& text) {
+        const std::size_t lf = text.find('\n', pick(text.size()));
+        return lf == std::string::npos ? 0 : lf + 1;
+    }
+
+    static std::size_t lengthOfLine(const std::string& text, std::size_t line) {
+        return std::min(text.find('\n', line), text.size() - 1) + 1 - line;
+    }
+
+    void apply(std::string& text) {
+        static const std::vector<std::string> kStray = {
+            "\r", std::string(1, '\0'), " ", "--", ":", "\t", "From ", "\n"};
+        const std::size_t line = lineIn(text);
+        switch (pick(6)) {
+            case 0:
+                text.resize(pick(text.size() + 1));
+                break;
+            case 1:
+                text = changeLineBreaks(text, pick(2) == 0 ? "\n" : "\r\n");
+                break;
+            case 2:
+                text.erase(pick(text.size()), pick(200));
+                break;
+            case 3:
+                text.erase(line, line < text.size() ? lengthOfLine(text, line) : 0);
+                break;
+            case 4: {
+                const std::size_t boundary = text.find("\n--", pick(text.size()));
+                if (boundary != std::string::npos) {
+                    text.insert(line, text.substr(boundary + 1, lengthOfLine(text, boundary + 1)));
+                }
+                break;
+            }
+            default:
+                text.insert(pick(2) == 0 ? line : pick(text.size()), kStray[pick(kStray.size())]);
+                break;
+        }
+    }
+
+    std::mt19937 random_;
+};
+
+std::vector<std::filesystem::path> corpus() {
+    std::vector<std::filesystem::path> files;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(QUZO_CORPUS "/mail", error)) {
+        files.push_back(entry.path());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+std::string readFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+class GmimeDifferential : public testing::Test {
+protected:
+    static void SetUpTestSuite() { g_mime_init(); }
+    static void TearDownTestSuite() { g_mime_shutdown(); }
+};
+
+TEST_F(GmimeDifferential, SamplesInAnyLineBreakAndAtAnyLength) {
+    Tally tally;
+    for (const StructureSample& sample : structureSamples()) {
+        for (const char* lineBreak : {"\n", "\r\n"}) {
+            const std::string text = changeLineBreaks(std::string(sample.text), lineBreak);
+            for (std::size_t size = 0; size <= text.size(); ++size) {
+                tally.add(sample.name + (" cut at " + std::to_string(size)), text.substr(0, size));
+            }
+        }
+    }
+    tally.print();
+    // The samples are there to be different, so every difference that needs no special size must occur.
+    for (std::size_t i = 0; i < kDifferences.size(); ++i) {
+        const auto difference = static_cast<Difference>(i);
+        if (difference != Difference::longJunk && difference != Difference::bufferEdge &&
+            difference != Difference::boundaryIsField) {
+            EXPECT_GT(tally.count(difference), 0U) << kDifferences[i].name;
+        }
+    }
+}
+
+TEST_F(GmimeDifferential, RealMessages) {
+    const std::vector<std::filesystem::path> files = corpus();
+    if (files.empty()) {
+        GTEST_SKIP() << "no messages in " << QUZO_CORPUS;
+    }
+    Tally tally;
+    for (const std::filesystem::path& file : files) {
+        tally.add(file.filename(), readFile(file));
+    }
+    tally.print();
+    EXPECT_GT(tally.alike() * 10, tally.messages() * 9) << "differences must stay the exception";
+}
+
+TEST_F(GmimeDifferential, DamagedMessages) {
+    const std::vector<std::filesystem::path> files = corpus();
+    if (files.empty()) {
+        GTEST_SKIP() << "no messages in " << QUZO_CORPUS;
+    }
+    Tally tally;
+    Damage damage(20240229);
+    for (const std::filesystem::path& file : files) {
+        const std::string text = readFile(file);
+        for (int i = 0; text.size() < 200000 && i < 10; ++i) {
+            tally.add(file.filename().string() + ", damage " + std::to_string(i), damage.of(text));
+        }
+    }
+    tally.print();
+    EXPECT_GT(tally.alike() * 10, tally.messages() * 7) << "differences must stay the exception";
+}
+
+} // namespace
+
+} // namespace quzo::platform::test

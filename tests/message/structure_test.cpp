@@ -1,0 +1,292 @@
+// Tests of the structure scan: what it sees in messages written by hand, its limits, and its cost.
+#include "platform/message/structure.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "quzo/core/message.h"
+#include "tests/message/structure_dump.h"
+#include "tests/message/structure_samples.h"
+
+namespace quzo::platform::test {
+
+namespace {
+
+constexpr Limits kNoLimits{0, 0, 0, 0};
+
+Structure scan(std::string_view text, const Limits& limits = {}) {
+    return scanStructure(text, scanHeader(text, 0, text.size(), limits), limits);
+}
+
+// Lines that end with LF made to end with CRLF.
+std::string withCrlf(std::string_view text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\n' && (i == 0 || text[i - 1] != '\r')) {
+            result += '\r';
+        }
+        result += text[i];
+    }
+    return result;
+}
+
+std::string replaceAll(std::string text, std::string_view what, std::string_view by) {
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+        text.replace(at, what.size(), by);
+    }
+    return text;
+}
+
+class Samples : public testing::TestWithParam<StructureSample> {};
+
+TEST_P(Samples, AreSeenAsTheyAre) {
+    const StructureSample& sample = GetParam();
+    const Structure structure = scan(sample.text);
+    EXPECT_EQ(dumpStructure(sample.text, structure), sample.structure);
+    EXPECT_EQ(brokenInvariant(sample.text, structure), "");
+    EXPECT_FALSE(structure.limited);
+}
+
+TEST_P(Samples, AreSeenAlikeWithCrlf) {
+    const std::string text = withCrlf(GetParam().text);
+    const Structure structure = scan(text);
+    EXPECT_EQ(replaceAll(dumpStructure(text, structure), "\\r\\n", "\\n"),
+              replaceAll(std::string(GetParam().structure), "\\r\\n", "\\n"));
+    EXPECT_EQ(brokenInvariant(text, structure), "");
+}
+
+// Mail is cut off in transit, and the scan must hold together wherever that happens.
+TEST_P(Samples, HoldTogetherWhenCutOff) {
+    for (const std::string& text : {std::string(GetParam().text), withCrlf(GetParam().text)}) {
+        for (std::size_t size = 0; size < text.size(); ++size) {
+            const std::string_view head = std::string_view(text).substr(0, size);
+            ASSERT_EQ(brokenInvariant(head, scan(head)), "") << "cut at " << size;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Structure, Samples, testing::ValuesIn(structureSamples()), [](const auto& tested) {
+    std::string name;
+    for (const char c : std::string_view(tested.param.name)) {
+        name += (c >= '0' && c <= '9') || (c >= 'A' && c <= 'z') ? c : '_';
+    }
+    return name;
+});
+
+TEST(Structure, OffsetsAreThoseOfTheText) {
+    //                                 0         10         20          30            42  44
+    constexpr std::string_view text =
+        "From x\nSubject : a\r\n b\nContent-Type: multipart/x; boundary=q\r\n\r\n"
+        "--q\r\n\nbody\r\n\n--q--";
+    const Structure structure = scan(text);
+    ASSERT_EQ(structure.entities.size(), 2U);
+    const EntitySpan& root = structure.entities[0];
+    const EntitySpan& part = structure.entities[1];
+    EXPECT_EQ(root.header.begin, 7U);
+    ASSERT_EQ(root.header.fields.size(), 2U);
+    EXPECT_EQ(root.header.fields[0].begin, 7U);
+    EXPECT_EQ(root.header.fields[0].nameEnd, 14U);
+    EXPECT_EQ(root.header.fields[0].valueBegin, 16U);
+    EXPECT_EQ(root.header.fields[0].end, 23U);
+    EXPECT_EQ(root.header.fields[1].begin, 23U);
+    EXPECT_EQ(root.header.fields[1].end, 63U);
+    EXPECT_EQ(root.header.end, 63U);
+    EXPECT_EQ(root.header.bodyBegin, 65U);
+    EXPECT_EQ(root.firstBoundary, 65U);
+    EXPECT_EQ(part.header.begin, 70U);
+    EXPECT_EQ(part.header.end, 70U);
+    EXPECT_EQ(part.header.bodyBegin, 71U);
+    EXPECT_EQ(part.bodyEnd, 77U); // the LF in front of the boundary is the boundary's, the CRLF is not
+    EXPECT_EQ(root.closeDelimiter, 78U);
+    EXPECT_EQ(root.bodyEnd, text.size());
+    EXPECT_EQ(root.boundary.data(), text.data() + 67);
+}
+
+TEST(Structure, FieldsAreFoundByName) {
+    constexpr std::string_view text = "To: a\nSUBJECT: b\nSubject: c\n\n";
+    const HeaderSpan header = scanHeader(text, 0, text.size(), {});
+    const FieldSpan* field = findField(text, header, "subject");
+    ASSERT_NE(field, nullptr);
+    EXPECT_EQ(fieldName(text, *field), "SUBJECT");
+    EXPECT_EQ(findField(text, header, "subjec"), nullptr);
+    EXPECT_EQ(findField(text, header, "subjects"), nullptr);
+}
+
+TEST(Structure, HeaderScanKeepsToItsRange) {
+    constexpr std::string_view text = "A: 1\nFrom x\nB: 2\nC: 3\n\n";
+    const HeaderSpan header = scanHeader(text, 5, 17, {});
+    ASSERT_EQ(header.fields.size(), 1U); // and no mbox line away from the start
+    EXPECT_EQ(fieldName(text, header.fields[0]), "B");
+    EXPECT_EQ(header.begin, 5U);
+    EXPECT_EQ(header.bodyBegin, 17U);
+}
+
+// ---- limits
+
+std::string nested(std::size_t levels, bool close) {
+    std::string text;
+    for (std::size_t i = 0; i < levels; ++i) {
+        text += "Content-Type: multipart/mixed; boundary=b" + std::to_string(i) + "\n\n--b" +
+                std::to_string(i) + "\n";
+    }
+    text += "\nbody\n";
+    for (std::size_t i = close ? levels : 0; i-- > 0;) {
+        text += "--b" + std::to_string(i) + "--\n";
+    }
+    return text;
+}
+
+TEST(StructureLimits, NestingEndsInALeaf) {
+    const std::string text = nested(3, true);
+    const Structure allowed = scan(text, {0, 0, 3, 0});
+    EXPECT_FALSE(allowed.limited);
+    EXPECT_EQ(allowed.entities.size(), 4U);
+
+    const Structure cut = scan(text, {0, 0, 2, 0});
+    EXPECT_TRUE(cut.limited);
+    ASSERT_EQ(cut.entities.size(), 3U);
+    EXPECT_EQ(cut.entities[2].type, kEntityLeaf);
+    EXPECT_TRUE(cut.entities[2].cut);
+    EXPECT_FALSE(cut.entities[1].cut);
+    EXPECT_TRUE(cut.entities[1].closed);
+    EXPECT_TRUE(cut.entities[0].closed);
+    EXPECT_EQ(brokenInvariant(text, cut), "");
+}
+
+TEST(StructureLimits, NestingCountsMessages) {
+    constexpr std::string_view text =
+        "Content-Type: message/rfc822\n\nContent-Type: message/rfc822\n\nA: 1\n\nx";
+    EXPECT_EQ(dumpStructure(text, scan(text, {0, 0, 1, 0})),
+              "message [Content-Type]\n  leaf [Content-Type] \"A: 1\\n\\nx\" cut\n");
+}
+
+TEST(StructureLimits, PartsBeyondTheLimitAreLeftOut) {
+    constexpr std::string_view text =
+        "Content-Type: multipart/mixed; boundary=aa\n\n--aa\nContent-Type: multipart/mixed; boundary=bb\n\n"
+        "--bb\n\none\n--bb\n\ntwo\n--bb--\nepi\n--aa\n\nthree\n--aa--\nend\n";
+    const Structure structure = scan(text, {0, 0, 0, 3});
+    EXPECT_TRUE(structure.limited);
+    EXPECT_EQ(dumpStructure(text, structure),
+              "multipart [Content-Type] boundary=aa preamble=\"\" epilogue=\"end\\n\" cut\n"
+              "  multipart [Content-Type] boundary=bb preamble=\"\" epilogue=\"epi\" cut\n"
+              "    leaf [] \"one\"\n");
+    EXPECT_EQ(dumpStructure(text, scan(text, {0, 0, 0, 1})).substr(0, 21), "leaf [Content-Type] \"");
+    EXPECT_FALSE(scan(text, {0, 0, 0, 5}).limited);
+}
+
+TEST(StructureLimits, HeaderBlockIsCutBetweenFields) {
+    constexpr std::string_view text = "A: 1\nB: 2\n 3\nC: 4\n\nbody";
+    struct Case {
+        std::size_t limit;
+        std::size_t fields;
+        std::size_t bodyBegin;
+        bool limited;
+    };
+    for (const Case& c : {Case{18, 3, 19, false}, Case{17, 2, 13, true}, Case{12, 1, 5, true},
+                          Case{10, 1, 5, true}, Case{9, 1, 5, true}, Case{4, 0, 0, true}}) {
+        const HeaderSpan header = scanHeader(text, 0, text.size(), {0, c.limit, 0, 0});
+        EXPECT_EQ(header.fields.size(), c.fields) << c.limit;
+        EXPECT_EQ(header.bodyBegin, c.bodyBegin) << c.limit;
+        EXPECT_EQ(header.limited, c.limited) << c.limit;
+        EXPECT_EQ(header.readable, !c.limited) << c.limit;
+    }
+}
+
+TEST(StructureLimits, AnEntityWhoseHeaderIsCutIsALeaf) {
+    const std::string text =
+        "Content-Type: multipart/mixed; boundary=aa\nX: " + std::string(100, 'x') + "\n\n--aa\n\nx\n";
+    const Structure structure = scan(text, {0, 80, 0, 0});
+    ASSERT_EQ(structure.entities.size(), 1U);
+    EXPECT_TRUE(structure.limited);
+    EXPECT_TRUE(structure.entities[0].cut);
+    EXPECT_EQ(structure.entities[0].type, kEntityLeaf);
+}
+
+// ---- cost: each of these takes far longer than allowed when some step is quadratic
+
+class Stopwatch {
+public:
+    double seconds() const { return static_cast<double>(std::clock() - start_) / CLOCKS_PER_SEC; }
+
+private:
+    std::clock_t start_ = std::clock();
+};
+constexpr double kAllowedSeconds = 10;
+
+TEST(StructureCost, BoundaryLinesAmongManyOpenBoundaries) {
+    constexpr std::size_t kLevels = 10000;
+    std::string text = nested(kLevels, false);
+    for (std::size_t i = 0; i < 500000; ++i) {
+        text += "--b" + std::to_string(i % kLevels) + "x\n";
+    }
+    text += "--b0--\n";
+    const Stopwatch stopwatch;
+    const Structure structure = scan(text, kNoLimits);
+    EXPECT_LT(stopwatch.seconds(), kAllowedSeconds);
+    ASSERT_EQ(structure.entities.size(), kLevels + 1);
+    EXPECT_TRUE(structure.entities[0].closed);
+    EXPECT_EQ(structure.entities[kLevels].bodyEnd, text.size() - 8);
+}
+
+TEST(StructureCost, OneBoundaryOnManyLevels) {
+    constexpr std::size_t kLevels = 10000;
+    std::string text;
+    for (std::size_t i = 0; i < kLevels; ++i) {
+        text += "Content-Type: multipart/mixed; boundary=a\n\n--a\n";
+    }
+    text += "\nbody\n";
+    for (std::size_t i = 0; i < kLevels; ++i) {
+        text += "--a--\n";
+    }
+    const Stopwatch stopwatch;
+    const Structure structure = scan(text, kNoLimits);
+    EXPECT_LT(stopwatch.seconds(), kAllowedSeconds);
+    ASSERT_EQ(structure.entities.size(), kLevels + 1);
+    EXPECT_EQ(structure.entities[kLevels - 1].closeDelimiter, structure.entities[kLevels].bodyEnd + 1);
+    EXPECT_TRUE(structure.entities[0].closed);
+}
+
+TEST(StructureCost, ManyPartsOfADigestWithALargeHeader) {
+    constexpr std::size_t kParts = 100000;
+    std::string text;
+    for (std::size_t i = 0; i < 10000; ++i) {
+        text += "Content-Type: text/plain\n";
+    }
+    text += "Content-Type: multipart/digest; boundary=a\n\n";
+    for (std::size_t i = 0; i < kParts; ++i) {
+        text += "--a\nContent-Type: text/plain\n\nx\n";
+    }
+    const Stopwatch stopwatch;
+    const Structure structure = scan(text, kNoLimits);
+    EXPECT_LT(stopwatch.seconds(), kAllowedSeconds);
+    EXPECT_EQ(structure.entities.size(), kParts + 1);
+    EXPECT_EQ(scan(text, {}).entities.size(), Limits{}.parts);
+}
+
+TEST(StructureCost, LongLinesAndManyFields) {
+    std::string text;
+    for (std::size_t i = 0; i < 200000; ++i) {
+        text += "A:\n";
+    }
+    text += "Content-Type: multipart/mixed; boundary=" + std::string(1000000, '-') + "\n";
+    for (std::size_t i = 0; i < 100000; ++i) {
+        text += "-- junk\n";
+    }
+    text += "\n" + std::string(20000000, '-') + "\n--" + std::string(20000000, ' ') + "\n" +
+            std::string(1000002, '-') + "\n" + std::string(20000000, '\r') + "x\n\nbody";
+    const Stopwatch stopwatch;
+    const Structure structure = scan(text, kNoLimits);
+    EXPECT_LT(stopwatch.seconds(), kAllowedSeconds);
+    ASSERT_EQ(structure.entities.size(), 2U);
+    EXPECT_EQ(structure.entities[0].header.fields.size(), 200001U);
+    EXPECT_FALSE(structure.entities[1].header.readable);
+}
+
+} // namespace
+
+} // namespace quzo::platform::test

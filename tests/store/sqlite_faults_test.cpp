@@ -1,0 +1,151 @@
+// What can be wrong with the file of an embedded store.
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "store_place.h"
+
+namespace quzo::test {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::ObjectKind;
+using platform::ObjectStore;
+using platform::StoreRemedy;
+using platform::StoreTrouble;
+
+constexpr auto kStamp = ObjectKind::StampArea;
+
+class SqliteFaultsTest : public ::testing::Test {
+protected:
+    static auto open(const fs::path& file) {
+        return ObjectStore::open({"sqlite3://" + file.string(), "ada", 1});
+    }
+
+    // Runs `work` in a child that is an ordinary user; true when it returned true.
+    static bool asOrdinaryUser(const std::function<bool()>& work) {
+        return inChild([&] {
+                   constexpr uid_t kNobody = 65534;
+                   if (geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) {
+                       return 2;
+                   }
+                   return work() ? 0 : 1;
+               }) == 0;
+    }
+
+    TemporaryFolder folder;
+    const fs::path file = folder.path() / "store.db";
+};
+
+TEST_F(SqliteFaultsTest, FileNamesAreTakenLiterally) {
+    const fs::path before = fs::current_path();
+    fs::current_path(folder.path());
+    for (const char* name :
+         {"two  blanks.db", ":memory:", "file:a?mode=ro", "a=b.db", "quote\".db", "\xC3\xA4.db"}) {
+        must(must(ObjectStore::open({std::string("sqlite3://") + name, "ada", 1})).add(1, kStamp, "a", "b"));
+        EXPECT_TRUE(fs::is_regular_file(folder.path() / name)) << name;
+        EXPECT_EQ(must(must(open(folder.path() / name)).list(1)).size(), 1U) << name;
+    }
+    fs::current_path(before);
+}
+
+TEST_F(SqliteFaultsTest, ANewFileIsNotForEverybody) {
+    const mode_t mask = umask(0);
+    must(open(file));
+    umask(mask);
+    struct stat status {};
+    ASSERT_EQ(stat(file.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0640U);
+}
+
+TEST_F(SqliteFaultsTest, AnUnsuitablePlaceIsASettingToChange) {
+    std::ofstream(folder.path() / "text") << std::string(4096, 'x');
+    executeOnFile(folder.path() / "foreign.db", "create table theirs (a text)");
+    const struct {
+        fs::path path;
+        StoreTrouble trouble;
+        const char* part;
+    } rows[] = {
+        {folder.path() / "none/store.db", StoreTrouble::CannotOpen, "its folder does not exist"},
+        {folder.path(), StoreTrouble::CannotOpen, "not a regular file"},
+        {folder.path() / "text", StoreTrouble::NotAStore, "no database"},
+        {folder.path() / "text/store.db", StoreTrouble::CannotOpen, "cannot be opened"},
+        {folder.path() / "foreign.db", StoreTrouble::NotAStore, "something else"},
+    };
+    for (const auto& row : rows) {
+        const auto refused = open(row.path);
+        expectFault(refused, row.trouble, {row.path.c_str(), row.part});
+        EXPECT_EQ(refused.fault().remedy(), StoreRemedy::Configure);
+    }
+    EXPECT_FALSE(fs::exists(folder.path() / "none"));
+    EXPECT_EQ(executeOnFile(folder.path() / "foreign.db", "select count(*) from sqlite_master"), "1");
+}
+
+TEST_F(SqliteFaultsTest, WhatMayOnlyBeReadIsReadAndNotChanged) {
+    const unsigned id = must(must(open(file)).add(1, kStamp, "legal", "x")).id;
+    must(must(open(file)).setReferences(1, {{10, "rule", id}}));
+    fs::permissions(file, fs::perms(0444));
+    EXPECT_TRUE(asOrdinaryUser([&] {
+        ObjectStore store = must(open(file));
+        const auto refused = store.modify(1, id, kStamp, "legal", "y");
+        return must(store.get(1, id)).content == "x" && !must(store.setReferences(1, {{10, "rule", id}})) &&
+               !refused && refused.fault().trouble == StoreTrouble::ReadOnlyStore &&
+               refused.fault().text.find("read-only") != std::string::npos;
+    }));
+    fs::permissions(file, fs::perms(0666));
+    fs::permissions(folder.path(), fs::perms(0555)); // the journal has to be written beside the file
+    EXPECT_TRUE(asOrdinaryUser([&] {
+        ObjectStore store = must(open(file));
+        const auto refused = store.modify(1, id, kStamp, "legal", "y");
+        const auto created = open(folder.path() / "another.db");
+        return must(store.get(1, id)).content == "x" && !refused &&
+               refused.fault().trouble == StoreTrouble::ReadOnlyStore &&
+               refused.fault().text.find("folder") != std::string::npos && !created &&
+               created.fault().trouble == StoreTrouble::CannotOpen;
+    }));
+    fs::permissions(folder.path(), fs::perms(0777));
+    fs::permissions(file, fs::perms(0600));
+    if (geteuid() == 0) {
+        EXPECT_TRUE(asOrdinaryUser([&] {
+            const auto refused = open(file);
+            return !refused && refused.fault().trouble == StoreTrouble::CannotOpen;
+        }));
+    }
+    EXPECT_EQ(must(must(open(file)).history(1, id)).size(), 1U);
+}
+
+TEST_F(SqliteFaultsTest, AFullDiskChangesNothing) {
+    const unsigned id = must(must(open(file)).add(1, kStamp, "legal", "x")).id;
+    const int result = inChild([&] {
+        ObjectStore store = must(open(file));
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{200000, 200000}; // bytes that a file may have
+        setrlimit(RLIMIT_FSIZE, &limit);
+        const auto refused = store.modify(1, id, kStamp, "legal", std::string(500000, 'y'));
+        const bool told = !refused && refused.fault().trouble == StoreTrouble::NoSpace &&
+                          refused.fault().remedy() == StoreRemedy::TryAgain;
+        return told && must(store.get(1, id)).content == "x" &&
+                       store.modify(1, id, kStamp, "legal", "small").ok()
+                   ? 0
+                   : 1;
+    });
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(must(must(open(file)).get(1, id)).content, "small");
+    EXPECT_EQ(must(must(open(file)).history(1, id)).size(), 2U);
+}
+
+TEST_F(SqliteFaultsTest, AFileThatGoesAwayIsMissedAndUsedAgainWhenItIsBack) {
+    ObjectStore store = must(open(file));
+    const unsigned id = must(store.add(1, kStamp, "legal", "x")).id;
+    fs::rename(file, folder.path() / "aside.db");
+    expectFault(store.modify(1, id, kStamp, "legal", "y"), StoreTrouble::CannotOpen, {"is gone"});
+    fs::rename(folder.path() / "aside.db", file);
+    must(store.modify(1, id, kStamp, "legal", "y"));
+    EXPECT_EQ(must(must(open(file)).get(1, id)).content, "y");
+}
+
+} // namespace
+} // namespace quzo::test
