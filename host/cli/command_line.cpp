@@ -17,10 +17,8 @@ namespace {
 
 constexpr unsigned kMaxJobs = 256;
 
-constexpr const char* kApplyText =
-    R"(Apply a policy to messages.
-
-PATH is a message file, a directory, a mailbox file, or "-" for standard input.
+constexpr const char* kApplyFooter =
+    R"(PATH is a message file, a directory, a mailbox file, or "-" for standard input.
   directory   every regular file below it whose first line is a header field or "From ", in sorted
               order; of a Maildir not tmp. Links are not followed.
   mailbox     a file that begins with a line "From SENDER DATE" and has a second one behind an empty
@@ -29,10 +27,9 @@ PATH is a message file, a directory, a mailbox file, or "-" for standard input.
   otherwise   one message, byte for byte; a "From " line before its header stays there.
 
 Without -o and --json a single message goes to standard output as it would be delivered, and nothing
-when it was consumed.)";
+when it was consumed.
 
-constexpr const char* kApplyFooter =
-    R"(Exit codes: 0 done, 64 wrong usage, 65 a bad message, 66 no input, 73 an output cannot be created,
+Exit codes: 0 done, 64 wrong usage, 65 a bad message, 66 no input, 73 an output cannot be created,
 74 reading or writing failed, 75 a message was deferred: try again, 78 wrong settings or policy.
 Of several messages: 75 if one was deferred, else 74, else 73, else 65, else 66.)";
 
@@ -46,7 +43,7 @@ CLI::Option* repeated(CLI::App& command, const std::string& name, T& target, con
 }
 
 void addApply(CLI::App& app, Chosen& chosen) {
-    CLI::App* command = app.add_subcommand("apply", kApplyText);
+    CLI::App* command = app.add_subcommand("apply", "Apply a policy to messages.");
     const auto options = std::make_shared<ApplyOptions>();
     command->footer(kApplyFooter);
     command
@@ -71,25 +68,26 @@ void addApply(CLI::App& app, Chosen& chosen) {
         ->type_name("DIR");
     command->add_flag("--json", options->json,
                       "One JSON object a message on standard output, in input order");
-    command->add_option("-j,--jobs", options->jobs, "Messages at a time, 1 to 256; 0: one for each processor")
+    command
+        ->add_option("-j,--jobs", options->jobs,
+                     "Messages at a time, 1 to 256; 0: one for each processor (default: 1)")
         ->type_name("N")
-        ->check(CLI::Range(0U, kMaxJobs))
-        ->capture_default_str();
+        ->check(CLI::Range(0U, kMaxJobs).description(""));
     command->add_flag("--sync", options->syncEach,
                       "Make each output durable when it is written (default: all of them at the end)");
     command->add_flag("--dry-run", options->dryRun, "Say what would happen; write no file and no queue");
     command->add_flag("--diff", options->diff, "As --dry-run, and show what would change");
     command->add_flag("-v,--verbose", options->verbose,
                       "Say a summary of several messages, not on a terminal only");
-    command->add_option("PATH", options->paths, "Messages; see above")->required();
+    command->add_option("PATH", options->paths, "Messages; see below")->required()->type_name("");
     command->callback(
         [options, &chosen] { chosen = [options](Console& console) { return runApply(*options, console); }; });
 }
 
 void addCheck(CLI::App& app, Chosen& chosen) {
-    CLI::App* command = app.add_subcommand(
-        "check",
-        "Check settings and policy: every key, rule, action and object reference, one line a fault.\n"
+    CLI::App* command = app.add_subcommand("check", "Check settings and policy.");
+    command->footer(
+        "Every key, rule, action and object reference is checked; one line a fault.\n"
         "Exit codes: 0 in order (warnings included), 64 wrong usage, 78 faults.");
     const auto options = std::make_shared<CheckOptions>();
     command->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini")->type_name("FILE");
@@ -99,8 +97,7 @@ void addCheck(CLI::App& app, Chosen& chosen) {
 }
 
 void addTokens(CLI::App& app, Chosen& chosen) {
-    CLI::App* command = app.add_subcommand(
-        "tokens", "List the tokens that texts may contain: name, code, who fills it, meaning.");
+    CLI::App* command = app.add_subcommand("tokens", "List the tokens that texts may contain.");
     const auto options = std::make_shared<TokensOptions>();
     command->add_flag("--json", options->json, "One JSON object a token");
     command->callback([options, &chosen] {
@@ -113,24 +110,27 @@ void addAction(CLI::App& app, Chosen& chosen) {
         app.add_subcommand("action", "Translate between an action's fields and its stored text.");
     action->require_subcommand(1);
 
-    CLI::App* encode = action->add_subcommand(
-        "encode",
-        "Print the stored text of an action, ready for setting = \"...\" in a policy.\n"
+    CLI::App* encode = action->add_subcommand("encode", "Print the stored text of an action.");
+    encode->footer(
+        "The text can stand in a policy as setting = \"...\".\n"
         "Exit codes: 0 done, 64 an unknown type, 65 a key or value that is refused.");
     const auto fields = std::make_shared<EncodeOptions>();
-    encode->add_option("TYPE", fields->type, "Action type, such as tag-subject")->required();
-    encode->add_option("KEY=VALUE", fields->pairs, "Fields as in a policy; flags are true or false");
+    encode->add_option("TYPE", fields->type, "Action type, such as tag-subject")->required()->type_name("");
+    encode->add_option("KEY=VALUE", fields->pairs, "Fields as in a policy; flags are true or false")
+        ->type_name("");
     encode->callback(
         [fields, &chosen] { chosen = [fields](Console& console) { return runEncode(*fields, console); }; });
 
-    CLI::App* decode = action->add_subcommand(
-        "decode",
-        "Print the fields of a stored text, one key=value a line; control characters are escaped.\n"
+    CLI::App* decode =
+        action->add_subcommand("decode", "Print the fields of a stored text, one key=value a line.");
+    decode->footer(
+        "Control characters in values are escaped, as \\x0A.\n"
         "Exit codes: 0 done, 64 an unknown type, 65 a text that is refused.");
     const auto text = std::make_shared<DecodeOptions>();
-    decode->add_option("TYPE", text->type, "Action type, such as tag-subject")->required();
+    decode->add_option("TYPE", text->type, "Action type, such as tag-subject")->required()->type_name("");
     decode->add_option("SETTING", text->setting, "The stored text; after -- when it begins with '-'")
-        ->required();
+        ->required()
+        ->type_name("");
     decode->callback(
         [text, &chosen] { chosen = [text](Console& console) { return runDecode(*text, console); }; });
 }

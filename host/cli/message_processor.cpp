@@ -56,6 +56,9 @@ std::string consumedLine(const MessageReport& report) {
 
 void complain(const MessageReport& report, Processed& done) {
     for (const std::string& warning : report.scan.warnings) {
+        if (report.scan.error && report.scan.error->text == warning) {
+            continue; // said below, with what to do
+        }
         done.complaints.push_back(Fault{0, report.file, "warning", warning}.line());
     }
     if (report.scan.error) {

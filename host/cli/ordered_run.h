@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -34,15 +35,15 @@ public:
         : threads_(threads), window_(window), maxWeight_(maxWeight) {}
 
     void run(const Source& source, const Weight& weight, const Work& work, const Sink& sink) {
-        if (threads_ <= 1) {
-            for (Item item; source(item);) {
-                sink(work(std::move(item)));
-            }
-            return;
-        }
         work_ = work;
         const Threads threads(*this);
-        drive(source, weight, sink);
+        if (threads.count() != 0) {
+            drive(source, weight, sink);
+            return;
+        }
+        for (Item item; source(item);) {
+            sink(work(std::move(item)));
+        }
     }
 
 private:
@@ -57,8 +58,12 @@ private:
     class Threads {
     public:
         explicit Threads(OrderedRun& owner) : owner_(owner) {
-            for (unsigned count = 0; count < owner.threads_; ++count) {
-                threads_.emplace_back([&owner] { owner.serve(); });
+            try {
+                for (unsigned started = 0; owner.threads_ > 1 && started < owner.threads_; ++started) {
+                    threads_.emplace_back([&owner] { owner.serve(); });
+                }
+            } catch (const std::exception&) { // NOLINT(bugprone-empty-catch)
+                // The system allows no more: those that run do the work, or else the calling one.
             }
         }
         ~Threads() {
@@ -73,6 +78,8 @@ private:
         }
         Threads(const Threads&) = delete;
         Threads& operator=(const Threads&) = delete;
+
+        std::size_t count() const { return threads_.size(); }
 
     private:
         OrderedRun& owner_;

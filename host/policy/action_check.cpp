@@ -26,12 +26,27 @@ bool sameFields(const PolicyActionType& type, const std::string& a, const std::s
                       [](const Field& x, const Field& y) { return x.key == y.key && x.value == y.value; });
 }
 
+// A text that the action would read may still hold what no field may.
+bool fieldsAreGood(const PolicyActionType& type, const std::string& setting, FieldFault& fault) {
+    const std::optional<Fields> fields = type.decode(setting);
+    std::string again;
+    if (!fields || type.encode(*fields, again, fault)) {
+        return true; // a text that is not read at all is refused by the action itself
+    }
+    fault.problem.insert(0, ": ").insert(0, fault.key);
+    fault.key = "setting";
+    return false;
+}
+
 } // namespace
 
 bool checkComesBack(const PolicyActionType& type, std::string& setting, const Fields* fields,
                     FieldFault& fault) {
     if (!type.inThisBuild() || type.hasNoSetting) {
         return true;
+    }
+    if (fields == nullptr && !fieldsAreGood(type, setting, fault)) {
+        return false;
     }
     const std::unique_ptr<QuzoAction> action = makeAction(type, setting);
     if (action == nullptr) {

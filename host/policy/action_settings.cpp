@@ -86,8 +86,8 @@ bool encodeTagSubject(const Fields& fields, std::string& setting, FieldFault& fa
     if (tag.empty()) {
         return refuse(fault, "tag", "an empty tag changes nothing", "give the text to put in front");
     }
-    if (hasControls(tag)) {
-        return refuse(fault, "tag", "control characters cannot stand in a subject", "leave them out");
+    if (tag.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) {
+        return refuse(fault, "tag", "line breaks and NUL cannot stand in a subject", "leave them out");
     }
     uiTagSubject ui;
     ui.setTagSubjectAction(flagOf(fields, "signed"), tag.c_str());

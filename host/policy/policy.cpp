@@ -13,7 +13,6 @@
 
 #include "host/policy/action_reader.h"
 #include "host/policy/condition_reader.h"
-#include "host/policy/token_name.h"
 #include "host/policy/toml_reading.h"
 #include "platform/message/ascii.h"
 
@@ -24,12 +23,14 @@ constexpr std::string_view kTopKeys[] = {"defaults", "rule"};
 constexpr std::string_view kDefaultsKeys[] = {"hostname", "mark_header"};
 constexpr std::string_view kRuleKeys[] = {"id", "name", "when", "actions", "stop"};
 
-// Texts with tokens stand in the setting itself or in a named object; what is stored keeps all tokens.
-bool mayShowRecipients(const RuleAction& action) {
-    const auto isObject = [](const FieldType& field) { return field.kind == FieldType::Kind::Object; };
-    return action.type->stores ||
-           std::any_of(action.type->fields.begin(), action.type->fields.end(), isObject) ||
-           action.setting.find(tokenName(ScanToken::HeaderRecipients)) != std::string::npos;
+// Whether a header field of that name says something else already.
+bool isTaken(std::string_view name) {
+    constexpr std::string_view kNames[] = {
+        "from",     "to",       "cc",          "bcc",          "subject",    "date",        "sender",
+        "reply-to", "received", "return-path", "mime-version", "message-id", "in-reply-to", "references"};
+    return platform::startsWithNoCase(name, "content-") ||
+           platform::startsWithNoCase(name, "x-quzo-reprocess-") ||
+           std::find(std::begin(kNames), std::end(kNames), platform::lowered(name)) != std::end(kNames);
 }
 
 // Reads one file's table into a policy.
@@ -81,10 +82,9 @@ private:
         if (!std::all_of(name.begin(), name.end(), [](char c) { return c > 32 && c < 127 && c != ':'; })) {
             faults_.error(line, "defaults.mark_header", "this is no name of a header field",
                           "use printable ASCII characters without blanks and colons");
-        } else if (!platform::startsWithNoCase(name, "x-") ||
-                   platform::startsWithNoCase(name, "x-quzo-reprocess-")) {
-            faults_.error(line, "defaults.mark_header", "this field is not free to be used as a mark",
-                          "give a name that begins with X-, but not with X-quzo-reprocess-");
+        } else if (isTaken(name)) {
+            faults_.error(line, "defaults.mark_header", "this field has a meaning of its own",
+                          "give another name, such as X-Marks");
         }
     }
 
@@ -123,16 +123,18 @@ private:
             rule.name = at.where;
         }
         readWhen(at, rule);
-        if (const toml::node* actions = table.get("actions")) {
+        const toml::node* actions = table.get("actions");
+        if (actions != nullptr) {
             rule.actions = readActions(*actions, joined(at.where, "actions"), faults_);
-        } else if (!rule.stop) {
+        }
+        const bool none = actions == nullptr || (actions->is_array() && actions->as_array()->empty());
+        if (none && !rule.stop) {
             faults_.error(rule.line, at.where, "the rule has no actions and does not stop",
                           "give actions = [...] or stop = true");
         }
         rule.mayChange = std::any_of(rule.actions.begin(), rule.actions.end(), [](const RuleAction& action) {
             return action.type->mayChange || action.type->stores;
         });
-        rule.showsHeaderRecipients = std::any_of(rule.actions.begin(), rule.actions.end(), mayShowRecipients);
         policy_.rules.push_back(std::move(rule));
     }
 

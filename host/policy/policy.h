@@ -37,8 +37,6 @@ struct Rule {
     std::vector<RuleAction> actions;
     bool stop = false;      // no further rule is tried
     bool mayChange = false; // one of the actions may change the message or its envelope
-    // Whether one of the actions could show %HEADER_RCPTS%, which is dear to work out.
-    bool showsHeaderRecipients = true;
     unsigned line = 0;
 };
 

@@ -3,6 +3,7 @@
 // message is built.
 #include "host/scan/condition_eval.h"
 
+#include <glib.h>
 #include <re2/re2.h>
 
 #include <algorithm>
@@ -24,21 +25,29 @@ bool foundInAny(const std::vector<Expression>& expressions, const std::vector<st
                        [&](const std::string& text) { return found(expressions, text); });
 }
 
-// A name without what a file system would drop at its end, where a forbidden ending could hide.
+// Whether a character at the end of a name is for show: what a file system drops, or nobody sees.
+bool isPadding(gunichar c) {
+    constexpr gunichar kReplacement = 0xfffd; // what undecodable bytes and NUL have become
+    switch (g_unichar_type(c)) {
+        case G_UNICODE_CONTROL:
+        case G_UNICODE_FORMAT:
+        case G_UNICODE_LINE_SEPARATOR:
+        case G_UNICODE_PARAGRAPH_SEPARATOR:
+        case G_UNICODE_SPACE_SEPARATOR:
+            return true;
+        default:
+            return c == '.' || c == kReplacement;
+    }
+}
+
+// A name, which is valid UTF-8, without its padding, behind which a forbidden ending could hide.
 std::string_view comparable(std::string_view name) {
-    constexpr std::string_view kWideBlanks[] = {"\xc2\xa0", "\xe3\x80\x80"};
     while (!name.empty()) {
-        const auto last = static_cast<unsigned char>(name.back());
-        if (last <= 0x20 || last == '.' || last == 0x7f) {
-            name.remove_suffix(1);
-            continue;
-        }
-        const auto* wide = std::find_if(std::begin(kWideBlanks), std::end(kWideBlanks),
-                                        [&](std::string_view blank) { return name.ends_with(blank); });
-        if (wide == std::end(kWideBlanks)) {
+        const char* last = g_utf8_find_prev_char(name.data(), name.data() + name.size());
+        if (last == nullptr || !isPadding(g_utf8_get_char(last))) {
             break;
         }
-        name.remove_suffix(wide->size());
+        name = name.substr(0, static_cast<std::size_t>(last - name.data()));
     }
     return name;
 }

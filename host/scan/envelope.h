@@ -22,8 +22,7 @@ Envelope envelopeOf(const platform::MailMessage& msg, const std::optional<std::s
                     const std::vector<std::string>& to);
 
 // The bare addresses in a raw field value such as "A <a@x>, Group: b@x, c@x;", in order, duplicates
-// included; those that could not stand in an SMTP command are left out. None in a value of more than 8 MiB or
-// 1000 colons.
+// included; those that could not stand in an SMTP command are left out. Time in proportion to the value.
 std::vector<std::string> addressesIn(std::string_view value);
 
 } // namespace quzo::host

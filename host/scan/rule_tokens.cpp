@@ -31,7 +31,7 @@ std::string joinedTexts(const Texts& texts, std::string_view separator) {
     return all;
 }
 
-std::string headerRecipientsOf(const ReceivedHeader& header) {
+std::string headerRecipients(const ReceivedHeader& header) {
     std::vector<std::string> all;
     for (const char* name : {"To", "Cc", "Bcc"}) {
         for (std::string& address : header.addresses(name)) {
@@ -62,7 +62,7 @@ RuleTokens::RuleTokens(TokenMap<ScanToken>& tokens, platform::MailMessage& msg, 
 
 const std::string* RuleTokens::valueForCondition(ScanToken code, const ReceivedHeader& header) {
     if (!prepared_) {
-        setMessageValues(header, true);
+        setMessageValues(header);
         prepared_ = true;
     }
     if (const std::string* value = tokens_.find(code); value != nullptr && !value->empty()) {
@@ -77,7 +77,7 @@ const std::string* RuleTokens::valueForCondition(ScanToken code, const ReceivedH
 
 void RuleTokens::beginRule(const Rule& rule, const MarkedEntities& marked, const ReceivedHeader& header) {
     removeFormerRule();
-    setMessageValues(header, rule.showsHeaderRecipients);
+    setMessageValues(header);
     tokens_.set(ScanToken::RuleId, std::to_string(rule.id));
     tokens_.set(ScanToken::RuleName, utf8(rule.name));
     tokens_.set(ScanToken::RuleType, "content");
@@ -106,12 +106,10 @@ void RuleTokens::setUnlessGiven(ScanToken code, std::string value) {
 }
 
 // The envelope may have been changed by a former rule, so these are set anew.
-void RuleTokens::setMessageValues(const ReceivedHeader& header, bool headerRecipients) {
+void RuleTokens::setMessageValues(const ReceivedHeader& header) {
     setUnlessGiven(ScanToken::Sender, utf8(msg_.sender()));
     setUnlessGiven(ScanToken::Recipients, utf8(joinedTexts(msg_.recipients(), ";")));
-    if (headerRecipients) {
-        setUnlessGiven(ScanToken::HeaderRecipients, headerRecipientsOf(header));
-    }
+    setUnlessGiven(ScanToken::HeaderRecipients, headerRecipients(header));
     setUnlessGiven(ScanToken::MailId, messageId(header));
     setUnlessGiven(ScanToken::OriginalMailId,
                    utf8(firstIdentifier_.empty() ? msg_.getIdentifier() : firstIdentifier_));

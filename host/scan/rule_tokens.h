@@ -34,7 +34,7 @@ public:
 
 private:
     void removeFormerRule();
-    void setMessageValues(const ReceivedHeader& header, bool headerRecipients);
+    void setMessageValues(const ReceivedHeader& header);
     void setMarked(const MarkedEntities& marked);
     void setUnlessGiven(ScanToken code, std::string value);
 

@@ -2,7 +2,7 @@
 // begins. That proves at the same time that the bytes are text of the charset at all.
 #include "platform/charset/char_text.h"
 
-#include "platform/charset/transcoder.h"
+#include "platform/charset/unit_reader.h"
 #include "platform/charset/utf8.h"
 #include "quzo/core/error_text.h"
 

@@ -3,6 +3,7 @@
 // business. Opening a converter costs microseconds and a lock inside ICU, so each thread keeps what it used.
 #include "platform/charset/charset.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <utility>
@@ -217,13 +218,11 @@ class Cache {
 public:
     std::shared_ptr<Charset> find(std::string_view name) {
         std::string folded = foldName(name);
-        for (std::size_t i = 0; i < kept_.size(); ++i) {
-            if (kept_[i]->folded == folded) {
-                if (i != 0) {
-                    std::swap(kept_[i], kept_[i - 1]);
-                }
-                return kept_[i != 0 ? i - 1 : 0];
-            }
+        const auto found = std::find_if(kept_.begin(), kept_.end(),
+                                        [&](const auto& charset) { return charset->folded == folded; });
+        if (found != kept_.end()) {
+            std::rotate(kept_.begin(), found, found + 1);
+            return kept_.front();
         }
         auto charset = open(name, std::move(folded));
         if (charset != nullptr) {

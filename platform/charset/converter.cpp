@@ -1,5 +1,5 @@
 // The public face of the conversions: finds both charsets, takes the short ways where the bytes need no
-// conversion at all, and otherwise joins the two halves of transcoder.h chunk by chunk.
+// conversion at all, and otherwise joins a UnitReader and a UnitWriter chunk by chunk.
 #include "platform/charset/converter.h"
 
 #include <unicode/utf16.h>
@@ -8,7 +8,8 @@
 #include <array>
 
 #include "platform/charset/charset.h"
-#include "platform/charset/transcoder.h"
+#include "platform/charset/unit_reader.h"
+#include "platform/charset/unit_writer.h"
 #include "platform/charset/utf8.h"
 #include "quzo/core/error_text.h"
 

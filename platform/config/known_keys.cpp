@@ -112,6 +112,7 @@ const std::vector<KnownKey>& knownKeys() {
         {kPlatform, "timeout", KeyType::Positive},
         {kPlatform, "limit_message", KeyType::Size},
         {kPlatform, "limit_header", KeyType::Size},
+        {kPlatform, "limit_fields", KeyType::Count},
         {kPlatform, "limit_nesting", KeyType::Count},
         {kPlatform, "limit_parts", KeyType::Count},
         {kPlatform, "on_limit", KeyType::Choice, "defer|pass|refuse"},

@@ -113,6 +113,7 @@ PlatformSettings IniSettings::platform() const {
     settings.logLevel = parseInteger(text("log_level").value_or("")).value_or(settings.logLevel);
     size("limit_message", settings.limits.messageBytes, true);
     size("limit_header", settings.limits.headerBytes, true);
+    size("limit_fields", settings.limits.headerFields, false);
     size("limit_nesting", settings.limits.nesting, false);
     size("limit_parts", settings.limits.parts, false);
     const std::string tls = text("tls").value_or("");

@@ -46,6 +46,7 @@ public:
 private:
     std::size_t behindMboxLines(std::size_t at) const;
     bool isBoundary(std::size_t at);
+    bool isFull(std::size_t at) const;
     bool scanLine(std::size_t at);
     std::size_t readName(std::size_t at, FieldSpan& field) const;
     void finish(std::size_t headerEnd, std::size_t bodyBegin);
@@ -114,6 +115,12 @@ std::size_t HeaderScanner::readName(std::size_t at, FieldSpan& field) const {
     return at;
 }
 
+// Whether the line at `at` would be one field too many.
+bool HeaderScanner::isFull(std::size_t at) const {
+    return limits_.headerFields != 0 && header_.fields.size() >= limits_.headerFields &&
+           nameByte(text_[at]) != NameByte::blank;
+}
+
 // Takes one line in. False when it reaches beyond the limit.
 bool HeaderScanner::scanLine(std::size_t at) {
     const bool continued = nameByte(text_[at]) == NameByte::blank;
@@ -179,7 +186,7 @@ HeaderSpan HeaderScanner::scan(std::size_t begin, bool ofMessage) {
             finish(at, at);
             return std::move(header_);
         }
-        if (at >= stop_ || !scanLine(at)) {
+        if (at >= stop_ || isFull(at) || !scanLine(at)) {
             cut(at);
             return std::move(header_);
         }

@@ -11,6 +11,7 @@ struct Limits {
     std::size_t headerBytes = 32U << 20U; // of one header block
     std::size_t nesting = 100;            // levels of multiparts and embedded messages
     std::size_t parts = 10000;            // entities of one message
+    std::size_t headerFields = 100000;    // of one header block, and of all before a part is added
 };
 
 } // namespace quzo::platform

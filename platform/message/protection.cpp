@@ -168,38 +168,46 @@ Protection readCms(std::string_view text, const HeaderSpan& header, std::size_t 
     return found;
 }
 
-// What a Content-Type says about the entity that it describes.
-Protection readType(const ContentType& contentType, std::string_view text, const HeaderSpan& header,
-                    std::size_t bodyEnd) {
-    if (contentType.is("multipart")) {
-        return {equalsNoCase(contentType.subtype, "signed"), equalsNoCase(contentType.subtype, "encrypted")};
-    }
-    if (!contentType.is("application", "pkcs7-mime") && !contentType.is("application", "x-pkcs7-mime")) {
-        return {};
-    }
+bool isCms(const ContentType& contentType) {
+    return contentType.is("application", "pkcs7-mime") || contentType.is("application", "x-pkcs7-mime");
+}
+
+// What the smime-type of such a Content-Type says; nothing when it is none that is known.
+std::optional<Protection> readSmimeType(const ContentType& contentType) {
     std::string storage;
     const std::string_view kind = findParameter(contentType.parameters, "smime-type", storage);
     const auto isOneOf = [&](std::string_view a, std::string_view b) {
         return equalsNoCase(kind, a) || equalsNoCase(kind, b);
     };
     if (isOneOf("signed-data", "signed-receipt")) {
-        return {true, false};
+        return Protection{true, false};
     }
     if (isOneOf("enveloped-data", "authenveloped-data")) {
-        return {false, true};
+        return Protection{false, true};
     }
     if (isOneOf("certs-only", "compressed-data")) {
-        return {};
+        return Protection{};
     }
-    return readCms(text, header, bodyEnd);
+    return std::nullopt;
 }
 
-// All that the types of an entity say.
+// All that the types of an entity say about it.
 Protection readTypes(const std::vector<ContentType>& types, std::string_view text, const HeaderSpan& header,
                      std::size_t bodyEnd) {
     Protection found;
+    bool dataDecides = false;
     for (const ContentType& contentType : types) {
-        merge(found, readType(contentType, text, header, bodyEnd));
+        if (contentType.is("multipart")) {
+            merge(found, {equalsNoCase(contentType.subtype, "signed"),
+                          equalsNoCase(contentType.subtype, "encrypted")});
+        } else if (isCms(contentType)) {
+            const std::optional<Protection> kind = readSmimeType(contentType);
+            dataDecides = dataDecides || !kind;
+            merge(found, kind.value_or(Protection{}));
+        }
+    }
+    if (dataDecides) {
+        merge(found, readCms(text, header, bodyEnd));
     }
     return found;
 }

@@ -50,6 +50,7 @@ private:
     const Limits& limits_;
     Structure result_;
     std::vector<Open> open_;
+    std::size_t fields_ = 0;                 // of all entities so far
     std::uint32_t leaf_ = EntitySpan::kNone; // the leaf whose end is being looked for
     OpenBoundaries boundaries_;
 };
@@ -57,6 +58,7 @@ private:
 std::uint32_t StructureScanner::add(std::uint32_t parent, HeaderSpan header) {
     const auto entity = static_cast<std::uint32_t>(result_.entities.size());
     result_.limited = result_.limited || header.limited;
+    fields_ += header.fields.size();
     EntitySpan& added = result_.entities.emplace_back();
     added.cut = header.limited;
     added.header = std::move(header);
@@ -87,7 +89,8 @@ bool StructureScanner::mayNest(std::uint32_t entity) {
 bool StructureScanner::mayAdd(std::uint32_t container) {
     constexpr std::size_t kMost = EntitySpan::kNone;
     const std::size_t most = limits_.parts == 0 ? kMost : std::min(limits_.parts, kMost);
-    if (result_.entities.size() < most) {
+    const bool room = limits_.headerFields == 0 || fields_ < limits_.headerFields;
+    if (room && result_.entities.size() < most) {
         return true;
     }
     at(container).cut = true;

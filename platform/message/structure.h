@@ -80,6 +80,18 @@ struct Structure {
 };
 
 // Scans the whole message, whose root header block has been scanned already.
+//
+// A boundary line is "--", the boundary, perhaps "--", then nothing but blanks, tabs and carriage returns.
+// The line break in front of it is no part of the body before it. An outer boundary ends inner parts that
+// were not closed, a close delimiter in front of the first part closes nothing, and no part begins behind a
+// boundary line that ends the data. A multipart in which no part was found is a leaf, and so is a
+// message/rfc822 that is empty or transfer-encoded. Where Content-Type fields contradict each other, the one
+// that gives the body a structure is followed (governingContentType in content_type.h), and of two boundaries
+// the first that occurs.
+//
+// Limits: a container below `nesting` others stays a leaf that is `cut`; a container whose parts exceed
+// `parts` is `cut` and has only those before; ends and close delimiters of what was found are true all the
+// same. Costs one pass over the text, whatever its boundaries, and memory in proportion to fields and parts.
 Structure scanStructure(std::string_view text, HeaderSpan rootHeader, const Limits& limits);
 
 } // namespace quzo::platform

@@ -107,7 +107,7 @@ int FileAdapter::put(QueueStore* store, QueueEntry& entry, const MessageWriter& 
     }
     // Noted first: once it is stored nothing may go wrong any more.
     queued_.push_back({store->name(), entry.id});
-    int error = kErrorNoMemory;
+    int error = kErrorNone;
     try {
         error = context_.dryRun ? int{kErrorNone} : store->store(entry, write);
     } catch (...) {
@@ -122,6 +122,7 @@ int FileAdapter::put(QueueStore* store, QueueEntry& entry, const MessageWriter& 
 
 int FileAdapter::rescan(MailMessage& msg) {
     QueueEntry entry = entryOf(msg);
+    entry.markEnd = markEndOf(msg);
     return put(context_.queues->find(QueueKind::Scan), entry, writerOf(msg));
 }
 
@@ -194,6 +195,7 @@ int FileAdapter::quarantineMessage(int& error, KvMsgMailMessage* msg, const char
 
 int FileAdapter::quarantine(MailMessage& msg, const char* queueDir, char* pathOut) {
     QueueEntry entry = entryOf(msg);
+    entry.markEnd = markEndOf(msg);
     entry.areaId = numberOf(token(ScanToken::QuarantineAreaId));
     entry.area = token(ScanToken::QuarantineArea);
     entry.aging = numberOf(token(ScanToken::QuarantineAging));

@@ -19,14 +19,17 @@ bool inside(int minutes, int begin, int end) {
     return begin <= end ? begin <= minutes && minutes <= end : minutes >= begin || minutes <= end;
 }
 
-// The library may answer a time that a day skips with one before or behind the gap: the first minute behind
-// it is found by going there.
-std::int64_t behindGap(std::int64_t time, int begin) {
+// What a clock on the wall shows, as seconds that run on over days.
+std::int64_t wallClock(std::tm time) { return ::timegm(&time); }
+
+// The library may answer a time that the day skips with one on either side of the gap: the first minute
+// behind it is found by going there.
+std::int64_t firstFrom(std::int64_t time, std::int64_t wall) {
     constexpr int kLongestGap = 24 * 60; // minutes
-    for (int i = 0; i < kLongestGap && minutesOf(localTime(time - 60)) > begin; ++i) {
+    for (int i = 0; i < kLongestGap && wallClock(localTime(time - 60)) >= wall; ++i) {
         time -= 60;
     }
-    for (int i = 0; i < kLongestGap && minutesOf(localTime(time)) < begin; ++i) {
+    for (int i = 0; i < kLongestGap && wallClock(localTime(time)) < wall; ++i) {
         time += 60;
     }
     return time;
@@ -52,9 +55,9 @@ std::int64_t dueTime(std::int64_t now, const TimeWindow& window) {
     time.tm_min = window.minute;
     time.tm_sec = 0;
     time.tm_isdst = -1;
-    const std::int64_t due = std::mktime(&time);
-    const std::int64_t behind = minutesOf(localTime(due)) == begin ? due : behindGap(due, begin);
-    return behind < now ? now : behind;
+    const std::int64_t wall = wallClock(time);
+    const std::int64_t due = firstFrom(std::mktime(&time), wall);
+    return due < now ? now : due;
 }
 
 } // namespace quzo::platform

@@ -20,6 +20,8 @@ constexpr int kFormat = 1;
 constexpr int kMaxDepth = 16;
 constexpr std::int64_t kMaxTime = std::int64_t{1} << 53U; // so that differences of times cannot overflow
 
+constexpr std::uint32_t kMaxMarkEnd = 2; // a line break
+
 // What a reader throws; it does not leave this file.
 struct Refused {
     int error;
@@ -181,6 +183,8 @@ void read(std::string_view text, QueueEntry& out) {
     require(stored && size);
     out.stored = *stored;
     out.size = *size;
+    out.markEnd = fields.number<std::uint32_t>("mark_end").value_or(0);
+    require(out.markEnd <= kMaxMarkEnd);
     out.subject = fields.text("subject");
     out.rule = fields.number<std::uint32_t>("rule");
     out.ruleName = fields.text("rule_name");
@@ -205,6 +209,10 @@ void put(Json& object, const char* name, const std::optional<Number>& number) {
     if (number) {
         object[name] = *number;
     }
+}
+
+std::optional<std::uint32_t> nonZero(std::uint32_t number) {
+    return number == 0 ? std::nullopt : std::optional(number);
 }
 
 void putParts(Json& object, const QueueEntry& entry) {
@@ -250,9 +258,9 @@ Json toJson(const QueueEntry& entry) {
     put(object, "due", entry.due);
     putParts(object, entry);
     put(object, "previous", entry.previous);
-    if (entry.attempts != 0) {
-        object["attempts"] = entry.attempts;
-    }
+    require(entry.markEnd <= kMaxMarkEnd, kErrorInvalidArgument);
+    put(object, "mark_end", nonZero(entry.markEnd));
+    put(object, "attempts", nonZero(entry.attempts));
     put(object, "reason", entry.reason);
     return object;
 }

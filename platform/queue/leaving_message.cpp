@@ -1,6 +1,7 @@
 // See leaving_message.h.
 #include "platform/queue/leaving_message.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "quzo/core/reprocess_mark.h"
@@ -38,7 +39,7 @@ std::string leavingSender(const std::string& sender, const std::string& hostname
     return sender == "QUZO" && !hostname.empty() ? sender + "@" + hostname : sender;
 }
 
-std::string withoutMarks(std::string message) {
+std::string withoutMarks(std::string message, std::uint32_t markEnd) {
     // Only the first header block is looked at, whatever its size: the message was accepted once.
     const auto parsed = MailMessage::parse(std::move(message), {.headerBytes = 0});
     if (KvMsgEntity* root = parsed->getRootEntity(); root != nullptr && root->hasError() == 0) {
@@ -46,7 +47,26 @@ std::string withoutMarks(std::string message) {
             root->removeHeader(name);
         }
     }
-    return textOf(*parsed);
+    std::string text = textOf(*parsed);
+    text.resize(text.size() - std::min<std::size_t>(markEnd, text.size()));
+    return text;
+}
+
+std::uint32_t markEndOf(MailMessage& msg) {
+    const std::string_view original = msg.original();
+    if (original.empty() || original.back() == '\n' || !marked(msg)) {
+        return 0;
+    }
+    // Other fields may have been added behind it as well: then the line break is theirs and stays.
+    const std::string_view lastLine = original.substr(original.rfind('\n') + 1);
+    const std::string text = withoutMarks(textOf(msg), 0);
+    for (const std::string_view lineBreak : {"\r\n", "\n"}) {
+        if (text.ends_with(lineBreak) &&
+            std::string_view(text).substr(0, text.size() - lineBreak.size()).ends_with(lastLine)) {
+            return static_cast<std::uint32_t>(lineBreak.size());
+        }
+    }
+    return 0;
 }
 
 MessageWriter writerOf(MailMessage& msg) {
@@ -57,7 +77,7 @@ MessageWriter leavingWriterOf(MailMessage& msg) {
     if (!marked(msg)) {
         return writerOf(msg);
     }
-    return [&msg](const MailMessage::Sink& sink) { return sink(withoutMarks(textOf(msg))); };
+    return [&msg](const MailMessage::Sink& sink) { return sink(withoutMarks(textOf(msg), markEndOf(msg))); };
 }
 
 MessageWriter writerOf(std::string_view message) {

@@ -1,6 +1,7 @@
 // What changes about a message when it leaves this system for good.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -13,9 +14,14 @@ namespace quzo::platform {
 // hostname nothing changes.
 std::string leavingSender(const std::string& sender, const std::string& hostname);
 
-// The message without the reprocessing marks, which mean something inside only; no other byte changes. A
-// message whose header cannot be read stays as it is.
-std::string withoutMarks(std::string message);
+// The message without the reprocessing marks, which mean something inside only, and without the last
+// `markEnd` bytes; no other byte changes. A message whose header cannot be read stays as it is.
+std::string withoutMarks(std::string message, std::uint32_t markEnd);
+
+// A message that ends inside its header, without a line break, gets one when a mark is put behind it, and the
+// stored bytes do not tell any more that it was not there. This is the size of that line break, to be kept
+// with the message; 0 for nearly all.
+std::uint32_t markEndOf(MailMessage& msg);
 
 // Writes the message as it now stands, with or without its marks. The message itself is not changed and
 // outlives the writer.

@@ -128,7 +128,10 @@ QueueResult QueueAdmin::release(QueueKind queue, std::string_view id, const Rele
             error == kErrorNotFound ? int{kErrorInputOutput} : error; // the entry is there, its message not
     }
     if (error == kErrorNone) {
-        message = options.rescan ? std::move(message) : withoutMarks(std::move(message));
+        if (!options.rescan) {
+            message = withoutMarks(std::move(message), entry.markEnd);
+            entry.markEnd = 0;
+        }
         error = transferEntry(source, *target, entry, writerOf(message));
         released = {queueName(targetKind), entry.id};
     }

@@ -16,24 +16,25 @@ namespace quzo::platform {
 struct QueueFilter {
     using Test = std::function<bool(std::string_view)>;
 
-    std::optional<std::int64_t> minAge;
-    std::optional<std::int64_t> maxAge;
-    std::optional<std::uint64_t> minSize;
-    std::optional<std::uint64_t> maxSize;
-    std::optional<std::uint32_t> rule;
-    Test sender;    // each null: any
-    Test recipient; // of one recipient at least
-    Test subject;
-    Test area; // of the area's description, or of its id as decimal text
+    std::optional<std::int64_t> minAge = std::nullopt;
+    std::optional<std::int64_t> maxAge = std::nullopt;
+    std::optional<std::uint64_t> minSize = std::nullopt;
+    std::optional<std::uint64_t> maxSize = std::nullopt;
+    std::optional<std::uint32_t> rule = std::nullopt;
+    // Each null: any.
+    Test sender = nullptr;
+    Test recipient = nullptr; // of one recipient at least
+    Test subject = nullptr;
+    Test area = nullptr; // of the area's description, or of its id as decimal text
 
     bool matches(const QueueEntry& entry, std::int64_t now) const;
     bool empty() const;
 };
 
 struct ReleaseOptions {
-    std::vector<std::string> recipients; // in place of the entry's own; none: those
-    bool rescan = false;                 // through the scanner again, with the marks of the rules that ran
-    bool asAttachment = false;           // in a message of its own: not supported yet
+    std::vector<std::string> recipients = {}; // in place of the entry's own; none: those
+    bool rescan = false;       // through the scanner again, with the marks of the rules that ran
+    bool asAttachment = false; // in a message of its own: not supported yet
 };
 
 // An entry of a queue.

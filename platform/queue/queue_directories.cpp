@@ -3,7 +3,10 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
+
+#include "platform/queue/queue_names.h"
 
 namespace quzo::platform {
 namespace {
@@ -29,68 +32,124 @@ int QueueDirectories::open(std::string_view place, FileHandle& out) const {
     return error != 0 ? error : files_.openAt(outer.get(), Name(place[1]).text, kInnerFlags, 0, out);
 }
 
-int QueueDirectories::make(std::string_view place, FileHandle& out) {
-    const std::size_t first = kCharacters.find(place[0]);
-    const std::size_t second = kCharacters.find(place[1]);
-    FileHandle root;
-    FileHandle outer;
-    int error = makeRoot(root);
-    if (error == 0) {
-        error = makeBelow(root, place[0], outerDurable_[first], outer);
-    }
-    return error != 0 ? error : makeBelow(outer, place[1], innerDurable_[first][second], out);
-}
-
-// Makes what is missing of the way, from the top down, and syncs the directory that holds each new name.
-int QueueDirectories::makeRoot(FileHandle& out) {
-    if (rootDurable_) {
-        const int error = files_.openAt(AT_FDCWD, root_.c_str(), kRootFlags, 0, out);
-        if (error != ENOENT) {
-            return error;
+int QueueDirectories::listPlaces(const FileHandle& directory, std::vector<char>& out) const {
+    std::vector<std::string> names;
+    const int error = files_.list(directory.get(), names);
+    out.clear();
+    for (const std::string& name : names) {
+        if (name.size() == 1 && kCharacters.find(name[0]) != std::string_view::npos) {
+            out.push_back(name[0]);
         }
     }
-    if (root_.empty()) {
-        return ENOENT;
-    }
-    for (std::size_t begin = root_.find_first_not_of('/'); begin < root_.size();) {
-        const std::size_t end = std::min(root_.find('/', begin), root_.size());
-        const int error = files_.makeDirectory(AT_FDCWD, root_.substr(0, end).c_str(), kMode);
-        if (error != 0 && error != EEXIST) {
-            return error;
-        }
-        begin = std::min(root_.find_first_not_of('/', end), root_.size());
-        if (error == 0 || begin == root_.size()) {
-            const std::size_t slash = root_.rfind('/', end - 1);
-            const std::string parent = slash == std::string::npos ? "." : root_.substr(0, slash + 1);
-            FileHandle holder;
-            if (const int openError = files_.openAt(AT_FDCWD, parent.c_str(), kRootFlags, 0, holder)) {
-                return openError;
-            }
-            if (const int syncError = files_.sync(holder.get())) {
-                return syncError;
-            }
-        }
-    }
-    const int error = files_.openAt(AT_FDCWD, root_.c_str(), kRootFlags, 0, out);
-    rootDurable_ = rootDurable_ || error == 0;
+    std::sort(out.begin(), out.end());
     return error;
 }
 
-int QueueDirectories::makeBelow(const FileHandle& parent, char name, std::atomic<bool>& durable,
-                                FileHandle& out) {
+int QueueDirectories::forEach(const Visitor& visit) const {
+    FileHandle root;
+    std::vector<char> outers;
+    int firstError = files_.openAt(AT_FDCWD, root_.c_str(), kRootFlags, 0, root);
+    if (firstError != 0) {
+        return firstError == ENOENT ? 0 : firstError;
+    }
+    const auto keep = [&firstError](int error) { firstError = firstError != 0 ? firstError : error; };
+    keep(listPlaces(root, outers));
+    for (const char first : outers) {
+        FileHandle outer;
+        std::vector<char> inners;
+        int error = files_.openAt(root.get(), Name(first).text, kInnerFlags, 0, outer);
+        keep(error != 0 ? error : listPlaces(outer, inners));
+        for (const char second : inners) {
+            FileHandle inner;
+            error = files_.openAt(outer.get(), Name(second).text, kInnerFlags, 0, inner);
+            keep(error);
+            const char place[] = {first, second};
+            if (error == 0 && !visit(std::string_view(place, 2), inner)) {
+                return firstError;
+            }
+        }
+    }
+    return firstError;
+}
+
+int QueueDirectories::make(std::string_view place, FileHandle& out) {
+    std::atomic<bool>& durable = durable_[kCharacters.find(place[0])][kCharacters.find(place[1])];
+    FileHandle root;
+    FileHandle outer;
+    bool fresh = false;
+    int error = makeRoot(root, fresh);
+    if (error == 0) {
+        error = makeBelow(root, place[0], fresh, outer);
+    }
+    if (error == 0) {
+        error = makeBelow(outer, place[1], fresh, out);
+    }
+    if (error != 0 || (!fresh && (durable || hasEntry(out, place)))) {
+        durable = durable || error == 0;
+        return error;
+    }
+    error = files_.sync(outer.get());
+    if (error == 0) {
+        error = files_.sync(root.get());
+    }
+    if (error == 0) {
+        error = syncHolder(root_.size());
+    }
+    durable = durable || error == 0;
+    return error;
+}
+
+// Whoever published an entry here has synced the way to it before.
+bool QueueDirectories::hasEntry(const FileHandle& directory, std::string_view place) const {
+    std::vector<std::string> names;
+    if (files_.list(directory.get(), names) != 0) {
+        return false;
+    }
+    const DirectoryNames sorted = sortNames(names, place);
+    return std::any_of(sorted.entries.begin(), sorted.entries.end(),
+                       [](const auto& entry) { return entry.second.state != EntryState::None; });
+}
+
+// Makes what is missing of the way to the root, from the top down.
+int QueueDirectories::makeRoot(FileHandle& out, bool& fresh) {
+    int error = files_.openAt(AT_FDCWD, root_.c_str(), kRootFlags, 0, out);
+    if (error != ENOENT || root_.empty()) {
+        return error;
+    }
+    for (std::size_t begin = root_.find_first_not_of('/'); begin < root_.size();) {
+        const std::size_t end = std::min(root_.find('/', begin), root_.size());
+        error = files_.makeDirectory(AT_FDCWD, root_.substr(0, end).c_str(), kMode);
+        if (error != 0 && error != EEXIST) {
+            return error;
+        }
+        error = error == 0 && end < root_.size() ? syncHolder(end) : 0;
+        if (error != 0) {
+            return error;
+        }
+        begin = std::min(root_.find_first_not_of('/', end), root_.size());
+    }
+    fresh = true;
+    return files_.openAt(AT_FDCWD, root_.c_str(), kRootFlags, 0, out);
+}
+
+// Syncs the directory that holds the name which ends the first `end` bytes of the root's path.
+int QueueDirectories::syncHolder(std::size_t end) {
+    const std::size_t slash = root_.find_last_of('/', end - 1);
+    const std::string holder = slash == std::string::npos ? "." : root_.substr(0, slash + 1);
+    FileHandle directory;
+    const int error = files_.openAt(AT_FDCWD, holder.c_str(), kRootFlags, 0, directory);
+    return error != 0 ? error : files_.sync(directory.get());
+}
+
+int QueueDirectories::makeBelow(const FileHandle& parent, char name, bool& fresh, FileHandle& out) {
     const Name text(name);
     int error = files_.openAt(parent.get(), text.text, kInnerFlags, 0, out);
-    bool fresh = false;
     if (error == ENOENT) {
         error = files_.makeDirectory(parent.get(), text.text, kMode);
-        fresh = error == 0;
+        fresh = fresh || error == 0;
         if (error == 0 || error == EEXIST) {
             error = files_.openAt(parent.get(), text.text, kInnerFlags, 0, out);
         }
-    }
-    if (error == 0 && (fresh || !durable)) {
-        error = files_.sync(parent.get());
-        durable = durable || error == 0;
     }
     return error;
 }

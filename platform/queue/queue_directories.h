@@ -4,8 +4,11 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "platform/queue/file_system.h"
 
@@ -30,16 +33,24 @@ public:
     // survives a crash.
     int make(std::string_view place, FileHandle& out);
 
+    // Visits each directory that is there, in order, with its place, until `visit` returns false. One that
+    // cannot be opened is left out; returns 0 or the first errno value.
+    using Visitor = std::function<bool(std::string_view place, const FileHandle& directory)>;
+    int forEach(const Visitor& visit) const;
+
 private:
-    int makeRoot(FileHandle& out);
-    int makeBelow(const FileHandle& parent, char name, std::atomic<bool>& durable, FileHandle& out);
+    int makeRoot(FileHandle& out, bool& fresh);
+    int makeBelow(const FileHandle& parent, char name, bool& fresh, FileHandle& out);
+    int syncHolder(std::size_t end);
+    bool hasEntry(const FileHandle& directory, std::string_view place) const;
+    // The names of one of our characters in a directory, in order.
+    int listPlaces(const FileHandle& directory, std::vector<char>& out) const;
 
     FileSystem& files_;
     std::string root_;
-    // Which names are known to be synced. Somebody else's new directory may not be yet when we first see it.
-    std::atomic<bool> rootDurable_{false};
-    std::array<std::atomic<bool>, 36> outerDurable_{};
-    std::array<std::array<std::atomic<bool>, 36>, 36> innerDurable_{};
+    // The places that are known to survive a crash. A directory that somebody else has just made may not, so
+    // the first look at one without entries syncs the way to it.
+    std::array<std::array<std::atomic<bool>, 36>, 36> durable_{};
 };
 
 } // namespace quzo::platform

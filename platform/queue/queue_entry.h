@@ -36,6 +36,7 @@ struct QueueEntry {
     std::int64_t stored = 0;             // when it came into this queue
     std::optional<std::int64_t> due;     // not before this; none: at once
     std::uint64_t size = 0;              // of the message in bytes
+    std::uint32_t markEnd = 0; // bytes at the message's end that only the reprocessing marks brought: 0 to 2
     std::optional<QueueRoute> route;
     std::map<std::uint32_t, std::string> tokens; // scan tokens for the next pass, by their code
     std::string previous;                        // identifier of the pass or entry before; may be empty

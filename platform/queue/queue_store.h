@@ -101,8 +101,8 @@ private:
     int openPlace(std::string_view id, FileHandle& out) const;
     int readNames(int directory, std::string_view place, DirectoryNames& out) const;
     int readMetadata(int directory, const std::string& name, std::string_view id, QueueEntry& out) const;
-    int cleanUpPlace(std::string_view place, std::int64_t now, CleanUpCounts& counts,
-                     const HeldVisitor& onHeld);
+    int cleanUpPlace(const FileHandle& directory, std::string_view place, std::int64_t now,
+                     CleanUpCounts& counts, const HeldVisitor& onHeld);
     bool removeOrphan(int directory, std::string_view id, std::int64_t now);
     // Log and translate an errno value; the second takes a file that is not there for no fault.
     int failed(const char* what, std::string_view id, int error) const;

@@ -32,34 +32,15 @@ ListedEntry listedAs(const std::string& id, const EntryNames& names) {
     return listed;
 }
 
-// Calls `visit` with each of the 36 x 36 places until it returns false.
-template <typename Visit>
-void forEachPlace(Visit&& visit) {
-    for (const char first : QueueDirectories::kCharacters) {
-        for (const char second : QueueDirectories::kCharacters) {
-            const char place[] = {first, second};
-            if (!visit(std::string_view(place, 2))) {
-                return;
-            }
-        }
-    }
-}
-
 } // namespace
 
 int QueueStore::forEach(const std::function<bool(ListedEntry&&)>& visit) const {
     int firstError = kErrorNone;
-    forEachPlace([&](std::string_view place) {
-        FileHandle directory;
+    const int error = directories_.forEach([&](std::string_view place, const FileHandle& directory) {
         DirectoryNames names;
-        int error = openPlace(place, directory);
-        if (error == kErrorNone) {
-            error = readNames(directory.get(), place, names);
-        }
-        if (error != kErrorNone && error != kErrorNotFound && firstError == kErrorNone) {
-            firstError = error;
-        }
-        for (auto& [id, found] : names.entries) {
+        const int listError = readNames(directory.get(), place, names);
+        firstError = firstError != kErrorNone ? firstError : listError;
+        for (const auto& [id, found] : names.entries) {
             if (found.state == EntryState::None) {
                 continue;
             }
@@ -75,7 +56,7 @@ int QueueStore::forEach(const std::function<bool(ListedEntry&&)>& visit) const {
         }
         return true;
     });
-    return firstError;
+    return firstError != kErrorNone ? firstError : failed("cannot list", "all of it", error);
 }
 
 int QueueStore::expire(std::int64_t now, std::size_t& removed) {
@@ -103,23 +84,18 @@ int QueueStore::expire(std::int64_t now, std::size_t& removed) {
 
 int QueueStore::cleanUp(std::int64_t now, CleanUpCounts& counts, const HeldVisitor& onHeld) {
     int firstError = kErrorNone;
-    forEachPlace([&](std::string_view place) {
-        const int error = cleanUpPlace(place, now, counts, onHeld);
-        firstError = firstError != 0 || error == kErrorNotFound ? firstError : error;
+    const int error = directories_.forEach([&](std::string_view place, const FileHandle& directory) {
+        const int placeError = cleanUpPlace(directory, place, now, counts, onHeld);
+        firstError = firstError != kErrorNone ? firstError : placeError;
         return true;
     });
-    return firstError;
+    return firstError != kErrorNone ? firstError : failed("cannot clean up", "all of it", error);
 }
 
-int QueueStore::cleanUpPlace(std::string_view place, std::int64_t now, CleanUpCounts& counts,
-                             const HeldVisitor& onHeld) {
-    FileHandle directory;
+int QueueStore::cleanUpPlace(const FileHandle& directory, std::string_view place, std::int64_t now,
+                             CleanUpCounts& counts, const HeldVisitor& onHeld) {
     DirectoryNames names;
-    int error = openPlace(place, directory);
-    if (error == kErrorNone) {
-        error = readNames(directory.get(), place, names);
-    }
-    if (error != kErrorNone) {
+    if (const int error = readNames(directory.get(), place, names)) {
         return error;
     }
     for (const TemporaryName& temporary : names.temporaries) {

@@ -75,11 +75,20 @@ void appendEncoded(std::string& uri, std::string_view value) {
     }
 }
 
+// libpq itself looks at ports only when it connects.
+void checkPorts(const Parameters& parameters) {
+    const auto port = parameters.find("port");
+    if (port != parameters.end() && port->second.find_first_not_of("0123456789,") != std::string::npos) {
+        refuse("has a port that is no number");
+    }
+}
+
 ConnectionTarget postgresTarget(const std::string& text) {
     Parameters parameters = parsePostgres(text);
     if (parameters["dbname"].find_first_of("=@") != std::string::npos) {
         refuse("has a database name that looks like another connection string");
     }
+    checkPorts(parameters);
     parameters.try_emplace("connect_timeout", "10");     // seconds
     parameters.try_emplace("tcp_user_timeout", "30000"); // milliseconds
     parameters.try_emplace("fallback_application_name", "quzo");

@@ -8,7 +8,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <string_view>
 
 #include "platform/store/postgres_diagnosis.h"
@@ -35,31 +34,24 @@ StoreFault full(const FailureContext& context) {
     return fault(context, StoreTrouble::NoSpace, "is full: make room on its disk");
 }
 
-// Why SQLite cannot open the file, or the journal beside it.
-StoreFault cannotOpen(const FailureContext& context) {
-    const std::string& path = context.target.path;
+StoreFault readOnly(const FailureContext& context) {
+    const bool fileIsWritable = access(context.target.path.c_str(), W_OK) == 0;
+    return fault(context, StoreTrouble::ReadOnlyStore,
+                 fileIsWritable ? "cannot be changed by this user: its folder has to be writable, too"
+                                : "is read-only for this user: change its owner or its mode");
+}
+
+// Why SQLite cannot open or write the file, or the journal beside it.
+StoreFault notAccessible(const FailureContext& context) {
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
+    if (stat(context.target.path.c_str(), &status) != 0) {
         return fault(context, StoreTrouble::CannotOpen, "is gone: restore it from a backup");
     }
-    if (access(path.c_str(), R_OK) != 0) {
+    if (access(context.target.path.c_str(), R_OK) != 0) {
         return fault(context, StoreTrouble::CannotOpen,
                      "cannot be read by this user: change its owner or its mode");
     }
-    return fault(context, StoreTrouble::ReadOnlyStore,
-                 "cannot be changed by this user: its folder has to be writable, too");
-}
-
-StoreFault inputOutput(const FailureContext& context) {
-    int error = 0;
-    if (context.session != nullptr) {
-        const auto* backend = static_cast<soci::sqlite3_session_backend*>(context.session->get_backend());
-        error = sqlite_api::sqlite3_system_errno(backend->conn_);
-    }
-    if (error == ENOSPC || error == EDQUOT || error == EFBIG) {
-        return full(context);
-    }
-    return fault(context, StoreTrouble::InputOutput, "cannot be read or written: input/output error");
+    return readOnly(context);
 }
 
 StoreFault sqliteFault(const FailureContext& context, int code) {
@@ -70,17 +62,12 @@ StoreFault sqliteFault(const FailureContext& context, int code) {
             return locked(context);
         case SQLITE_FULL:
             return full(context);
-        case SQLITE_IOERR:
-            return inputOutput(context);
+        case SQLITE_IOERR: // a quota that is used up, among others
+            return fault(context, StoreTrouble::InputOutput,
+                         "cannot be read or written: check its disk, and the quota");
         case SQLITE_CANTOPEN:
-            return cannotOpen(context);
-        case SQLITE_READONLY: {
-            struct stat status {};
-            return stat(context.target.path.c_str(), &status) != 0
-                       ? cannotOpen(context)
-                       : fault(context, StoreTrouble::ReadOnlyStore,
-                               "is read-only for this user: change its owner or its mode");
-        }
+        case SQLITE_READONLY:
+            return notAccessible(context);
         case SQLITE_NOTADB:
             return fault(context, StoreTrouble::NotAStore,
                          "is no database: give the store a file of its own");
@@ -116,6 +103,7 @@ StoreFault postgresFault(const FailureContext& context, std::string_view state) 
         {"57P", StoreTrouble::Unreachable, "is starting up or shutting down: try again"},
         {"25006", StoreTrouble::ReadOnlyStore, "is read-only: use the primary server"},
         {"42501", StoreTrouble::NotAllowed, "does not allow this to its user: grant the right"},
+        {"3F", StoreTrouble::NotAllowed, "has no schema for the tables of its user: create one"},
         {"22021", StoreTrouble::BadText, "cannot hold the text"},
         {"58", StoreTrouble::InputOutput, "cannot be read or written: input/output error"},
         {"XX", StoreTrouble::Damaged, "is damaged: restore it from a backup"},

@@ -30,6 +30,7 @@ public:
     template <typename T>
     Query& into(T& column) {
         statement_.exchange(soci::into(column));
+        hasColumns_ = true;
         return *this;
     }
 
@@ -37,17 +38,17 @@ public:
         statement_.alloc();
         statement_.prepare(text_, soci::details::st_one_time_query);
         statement_.define_and_bind();
-        statement_.execute(false);
+        statement_.execute(!hasColumns_); // rows are fetched one by one; without any, there is only this
         return *this;
     }
 
-    // Fills the columns with the next row; false when there is none left.
+    // Fills the columns with the next row; false when there is none left. Not without columns.
     bool next() { return statement_.fetch(); }
 
-    // For a statement that changes rows and returns none.
+    // Runs a statement for what it does; a row that it returns is put into the columns.
     void change() {
         run();
-        while (next()) {
+        while (hasColumns_ && next()) {
         }
     }
 
@@ -55,6 +56,7 @@ private:
     std::deque<long long> numbers_; // stays in place while it grows
     soci::statement statement_;
     std::string text_;
+    bool hasColumns_ = false;
 };
 
 } // namespace quzo::platform

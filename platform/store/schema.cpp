@@ -65,9 +65,11 @@ long long single(Database& database, const char* text) {
 // 0: there are no tables of ours.
 long long foundVersion(Database& database) {
     const bool sqlite = database.target().backend == Backend::Sqlite;
+    // Not to_regclass(), which may still answer from before the lock that upgrades wait for.
     const long long tables =
         single(database, sqlite ? "select count(*) from sqlite_master where name = 'quzo_schema'"
-                                : "select case when to_regclass('quzo_schema') is null then 0 else 1 end");
+                                : "select count(*) from pg_catalog.pg_class where relname = 'quzo_schema'"
+                                  " and pg_catalog.pg_table_is_visible(oid)");
     if (tables == 0) {
         return 0;
     }

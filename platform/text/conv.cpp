@@ -1,7 +1,8 @@
 // The charset helpers of msgu: thin covers over platform/charset that turn its results into the library's.
 #include <cstring>
-#include <exception>
+#include <memory>
 #include <new>
+#include <utility>
 
 #include "platform/charset/converter.h"
 #include "platform/charset/encoded_words.h"
@@ -34,14 +35,6 @@ int convertTo(const char* text, const char* fromCharset, const char* toCharset, 
     return platform::convert(text, fromCharset, toCharset,
                              strict ? platform::Unmappable::Fail : platform::Unmappable::Substitute, '?', out,
                              maxBytes);
-}
-
-// `value` in memory that KvMsg_FreeHeaderValue frees.
-char* newValue(const std::string& value) {
-    auto* copy =
-        new char[value.size() + 1]; // NOLINT(cppcoreguidelines-owning-memory): the interface is C-like
-    std::memcpy(copy, value.c_str(), value.size() + 1);
-    return copy;
 }
 
 } // namespace
@@ -84,7 +77,9 @@ char* msgu::genRfc2047(const char* text, const char* charset, int& error) {
         std::string words;
         const int result = platform::encodeAsWords(text, charset, words);
         if (result == kErrorNone) {
-            value = newValue(words);
+            auto copy = std::make_unique<char[]>(words.size() + 1);
+            std::memcpy(copy.get(), words.c_str(), words.size() + 1);
+            value = copy.release(); // to KvMsg_FreeHeaderValue
         }
         return result;
     });

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -92,6 +93,32 @@ TEST(DecodeWords, LeavesAloneWhatIsNoWord) {
         EXPECT_EQ(decodeWords(raw).charset, "") << raw;
     }
     EXPECT_EQ(decodeWords("=?utf-8?q?x =?utf-8?q?y?=").bytes, "=?utf-8?q?x y");
+}
+
+// Any bytes at all: nothing is lost (a value without words is its own bytes) and whatever comes can be
+// written again.
+TEST(DecodeWords, SurvivesAnyBytes) {
+    const std::vector<std::string> pieces = {
+        "=?", "?=", "utf-8", "iso-2022-jp", "gb2312",   "?q?", "?b?", "=1B", "=E9", "GyRCRnwbKEI=",
+        " ",  "\t", "\r\n ", "\xE9",        "\xC3\xA9", "=00", "a",   "_",   "=",   "*en"};
+    std::mt19937 random(5);
+    for (int i = 0; i < 20000; ++i) {
+        std::string raw;
+        for (auto count = random() % 20; count > 0; --count) {
+            raw += random() % 8 == 0 ? "=?utf-8?q?" : pieces[random() % pieces.size()];
+        }
+        const DecodedValue value = decodeWords(raw);
+        if (value.charset.empty()) {
+            continue;
+        }
+        ASSERT_NE(raw.find("=?"), std::string::npos);
+        std::string written;
+        if (encodeWords(value.bytes, value.charset.c_str(), 9, "\r\n", written) == 0) {
+            const DecodedValue back = decodeWords(written);
+            ASSERT_EQ(utf8(back.bytes, back.charset), utf8(value.bytes, value.charset))
+                << testing::PrintToString(raw);
+        }
+    }
 }
 
 TEST(DecodeWords, TakesTimeInProportion) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <cstdio>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -176,6 +177,40 @@ TEST_F(Apply, TakesOneMessageFromAFileNamedMbox) {
     EXPECT_EQ(dir_.files("out"), (Files{{"one.mbox/000001.eml", "A: 1\n\none\n"}}));
 }
 
+// What is larger than the limit waits, is refused, or passes as it is; the others go on.
+TEST_F(Apply, KeepsToTheSizeLimit) {
+    struct Case {
+        const char* onLimit;
+        int exitCode;
+        std::vector<std::string> written;
+    };
+    const std::string large = mail("x@c.example", std::string(200, 's'));
+    dir_.write("in/1.eml", large);
+    dir_.write("in/2.eml", mail("x@c.example"));
+    dir_.write("in/box", kFrom + large + "\n" + kFrom + mail("x@c.example"));
+    const Case cases[] = {{"defer", 75, {"2.eml", "box/000002.eml"}},
+                          {"refuse", 65, {"2.eml", "box/000002.eml"}},
+                          {"pass", 0, {"1.eml", "2.eml", "box/000001.eml", "box/000002.eml"}}};
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.onLimit);
+        dir_.write("q.ini",
+                   std::string("[platform]\nlimit_message = 150\non_limit = ") + each.onLimit + "\n");
+        const ProgramRun run = apply({"-c", "q.ini", "-o", each.onLimit, "in"});
+        EXPECT_EQ(run.exitCode, each.exitCode) << run.err;
+        std::vector<std::string> names;
+        for (const auto& [name, bytes] : dir_.files(each.onLimit)) {
+            names.push_back(name);
+            EXPECT_EQ(bytes.size(), name.find('1') != std::string::npos ? large.size() : large.size() - 197);
+        }
+        EXPECT_EQ(names, each.written);
+        EXPECT_EQ(run.err.find("quzo: in/1.eml: is larger than the limit of 150 bytes: ") == 0,
+                  each.exitCode != 0);
+    }
+    EXPECT_EQ(apply({"-c", "q.ini", "-o", "x", "nowhere", "in"}).exitCode, 66);
+    dir_.write("q.ini", "[platform]\nlimit_message = 150\n");
+    EXPECT_EQ(apply({"-c", "q.ini", "-o", "y", "nowhere", "in"}).exitCode, 75);
+}
+
 TEST_F(Apply, SaysEachMessageAsJson) {
     dir_.write("in/1.eml", mail("x@b.example"));
     dir_.write("in/2\xff.eml", mail("x@gone.example"));
@@ -244,6 +279,58 @@ TEST_F(Apply, DryRunsWriteNothing) {
                           " To: x@b.example\n-Subject: one\n+Subject: [T] one\n+X-T: 1\n \n body\n"));
     EXPECT_EQ(dir_.files(""), before);
     EXPECT_FALSE(fs::exists(dir_.path("out")));
+}
+
+// Applies the hunks of a diff to the lines of a text; counts and context must fit.
+std::string patched(const std::string& text, const std::string& diff) {
+    std::istringstream old(text);
+    std::istringstream hunks(diff.substr(diff.find("@@")));
+    std::string result;
+    std::string line;
+    std::string kept;
+    std::size_t at = 1;
+    while (std::getline(hunks, line)) {
+        unsigned long begin = 0;
+        if (std::sscanf(line.c_str(), "@@ -%lu,", &begin) == 1) { // NOLINT(cert-err34-c)
+            for (; at < begin && std::getline(old, kept); ++at) {
+                result += kept + "\n";
+            }
+            continue;
+        }
+        if (line[0] != '+') {
+            std::getline(old, kept);
+            EXPECT_EQ(kept, line.substr(1)) << "at line " << at;
+            ++at;
+        }
+        result += line[0] != '-' ? line.substr(1) + "\n" : "";
+    }
+    while (std::getline(old, kept)) {
+        result += kept + "\n";
+    }
+    return result;
+}
+
+TEST_F(Apply, ShowsAllOfAChange) {
+    std::string fields;
+    for (int at = 0; at < 20; ++at) {
+        fields += "X-" + std::to_string(at) + ": " + std::to_string(at) + "\n";
+    }
+    const std::string to = "To: x@b.example\n";
+    const std::string samples[] = {
+        to + "Subject: a\n" + fields + "\nbody\n",
+        to + fields + "Subject: a\n\tfolded =?utf-8?q?=C3=A4?=\n" + fields + "Subject: b\n\n",
+        to + "\n",
+        "Subject: a\n" + fields + "Subject: b\nSubject: c\n" + fields + "Subject: d\n" + to +
+            "\n1\n2\n3\n4\n",
+    };
+    for (const std::string& sample : samples) {
+        dir_.write("m.eml", sample);
+        std::string diff = apply({"--diff", "m.eml"}).out;
+        for (std::size_t tab = diff.find("\\x09"); tab != std::string::npos; tab = diff.find("\\x09")) {
+            diff.replace(tab, 4, "\t");
+        }
+        EXPECT_EQ(patched(sample, diff), apply({"m.eml"}).out) << diff;
+    }
 }
 
 // What mail and file names hold is shown, not obeyed.

@@ -1,4 +1,4 @@
-// The key/value text of settings, error texts, and the adapter of messages from files.
+// The key/value text of settings, error texts, and the adapter of messages where there are no queues.
 #include "quzo/core/blob.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +10,7 @@
 
 #include "platform/mta/file_adapter.h"
 #include "quzo/core/error_text.h"
+#include "quzo/core/handles.h"
 
 namespace {
 
@@ -104,8 +105,9 @@ TEST(ErrorText, HasATextForEveryNumber) {
 
 TEST(FileAdapter, NotesDeletionAndRefusesTheRest) {
     quzo::platform::FileAdapter adapter;
-    char place = 0;
-    auto* msg = reinterpret_cast<quzo::KvMsgMailMessage*>(&place); // never looked at
+    const quzo::MessageHandle message(quzo::KvMsg_CreateMailMessage());
+    quzo::KvMsgMailMessage* msg = message.get();
+    ASSERT_NE(msg, nullptr);
     unsigned error = 77;
     EXPECT_NE(adapter.deleteMessage(error, nullptr), 0);
     EXPECT_NE(error, 0U);

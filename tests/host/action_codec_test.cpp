@@ -77,7 +77,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Refused{"tag-subject", {{"tagg", "x"}}, "tag: it is missing"},
                     Refused{"tag-subject", {{"tag", "x"}, {"tag", "y"}}, "tag: it is given twice"},
                     Refused{"tag-subject", {{"tag", "x"}, {"signed", "T"}}, "signed: 'T' is no flag"},
-                    Refused{"tag-subject", {{"tag", "a\nb"}}, "tag: control characters"},
+                    Refused{"tag-subject", {{"tag", "a\nb"}}, "tag: line breaks"},
                     Refused{"x-header", {{"name", "X A"}, {"value", "b"}}, "name: "},
                     Refused{"handoff", {{"host", "h"}, {"port", "0"}}, "port: it is not between"},
                     Refused{"handoff", {{"host", "h"}, {"port", "65536"}}, "port: it is not between"},

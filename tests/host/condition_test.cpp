@@ -115,7 +115,7 @@ const char kParts[] =
     "hello\n"
     "--b\n"
     "Content-Type: application/x-msdownload; name=\"harmless.txt\"\n"
-    "Content-Disposition: attachment; filename*=utf-8''%C3%84rger.EXE%20.%20.\n"
+    "Content-Disposition: attachment; filename*=utf-8''%C3%84rger.EXE%20.%E2%80%8B%20.%C2%A0\n"
     "Content-Transfer-Encoding: base64\n"
     "\n"
     "TVqQAAMA\n"

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -52,8 +53,33 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"Groups", "To: team: b@y, C <c@y>;, d@y (comment)", {}, {}, "", {"b@y", "c@y", "d@y"}},
         Case{"QuotedName", "To: \"x, y; <z@z>\" <b@y>", {}, {}, "", {"b@y"}},
         Case{"EncodedName", "To: =?utf-8?Q?J=C3=B6rg?= <b@y>", {}, {}, "", {"b@y"}},
+        Case{"Semicolons", "To: b@y; C <c@y>", {}, {}, "", {"b@y", "c@y"}},
+        Case{"Commas",
+             "To: \"B, \\\"x\" <b@y>, (c, (d)) e@y, f@[IPv6:::1]",
+             {},
+             {},
+             "",
+             {"b@y", "e@y", "f@[IPv6:::1]"}},
+        Case{"Unclosed", "To: a@y, <b@y, c@y", {}, {}, "", {"a@y", "b@y", "c@y"}},
         Case{"Nobody", "To: undisclosed-recipients:;", {}, {}, "", {}}),
     [](const testing::TestParamInfo<Case>& row) { return row.param.name; });
+
+TEST(Addresses, AreReadInProportionToTheirNumber) {
+    struct Repeated {
+        const char* entry;
+        std::size_t addresses; // of 100,000 entries
+    };
+    for (const Repeated& c : {Repeated{"a ,", 100000}, Repeated{"a@b, ", 100000}, Repeated{"a:", 0},
+                              Repeated{"(", 0}, Repeated{"N <a@b>,", 100000}, Repeated{"\"a\" ", 0}}) {
+        std::string list;
+        for (int i = 0; i < 100000; ++i) {
+            list += c.entry;
+        }
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(addressesIn(list).size(), c.addresses) << c.entry;
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5)) << c.entry;
+    }
+}
 
 TEST(TokenArgument, SetsValidText) {
     TokenMap<ScanToken> tokens;

@@ -123,7 +123,7 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"DefaultsKey", "[defaults]\nmark-header = 'X-M'\n" + withWhen("{ always = true }"),
               "p.toml:2: defaults.mark-header: ", "'mark_header'"},
         Fault{"MarkHeader", "[defaults]\nmark_header = 'Subject'\n" + withWhen("{ always = true }"),
-              "p.toml:2: defaults.mark_header: ", "begins with X-"},
+              "p.toml:2: defaults.mark_header: ", "X-Marks"},
         Fault{"NoId", "[[rule]]\nstop = true\nwhen = { always = true }\n",
               "p.toml:1: rule no. 1: id: ", "number of its own"},
         Fault{"IdZero", "[[rule]]\nid = 0\nstop = true\nwhen = { always = true }\n",
@@ -137,6 +137,8 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"NoWhen", ruleWith("stop = true"), "p.toml:1: rule 10: when: ", "always = true"},
         Fault{"EmptyWhen", withWhen("{}"), "p.toml:4: rule 10: when: ", "always = true"},
         Fault{"NoActions", ruleWith("when = { always = true }"), "p.toml:1: rule 10: ", "stop = true"},
+        Fault{"EmptyActions", ruleWith("when = { always = true }\nactions = []"),
+              "p.toml:1: rule 10: ", "stop = true"},
         Fault{"ConditionKey", withWhen("{ recipients = 'a' }"),
               "p.toml:4: rule 10: when.recipients: ", "'recipient'"},
         Fault{"GlobType", withWhen("{ sender = 5 }"), "p.toml:4: rule 10: when.sender: it is an integer",
@@ -186,12 +188,14 @@ INSTANTIATE_TEST_SUITE_P(
               "p.toml:4: rule 10: actions[0].setting: ", "refuses"},
         Fault{"SettingOther", withAction("{ type = 'tag-subject', setting = 'Xtag' }"),
               "p.toml:4: rule 10: actions[0].setting: ", "does not come back"},
+        Fault{"SettingName", withAction("{ type = 'x-header', setting = 'X A: b' }"),
+              "p.toml:4: rule 10: actions[0].setting: name: ", "without blanks"},
         Fault{"SettingOfDelete", withAction("{ type = 'delete', setting = 'x' }"),
               "p.toml:4: rule 10: actions[0].setting: ", "does not come back"},
         Fault{"SettingOfDecrypt", withAction("{ type = 'decrypt', setting = 'x' }"),
               "p.toml:4: rule 10: actions[0].setting: ", "takes no setting"},
         Fault{"SettingNul", withAction("{ type = 'tag-subject', setting = \"Ta\\u0000b\" }"),
-              "p.toml:4: rule 10: actions[0].setting: ", "does not come back"}),
+              "p.toml:4: rule 10: actions[0].setting: ", "tag: line breaks"}),
     [](const testing::TestParamInfo<Fault>& fault) { return fault.param.name; });
 
 TEST(Policy, TellsAllFaultsInOrderOfLines) {

@@ -124,7 +124,7 @@ TEST(Envelope, ViewIsLive) {
 
 TEST(Identifier, WellFormedDistinctAndSpread) {
     std::set<std::string> seen;
-    constexpr std::size_t kPairs = 36U * 36U;
+    constexpr std::size_t kPairs = 1296; // 36 * 36
     std::vector<int> first(kPairs);
     for (std::size_t i = 0; i < 40 * kPairs; ++i) {
         const std::string id = newIdentifier();

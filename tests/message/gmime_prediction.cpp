@@ -198,7 +198,8 @@ std::optional<Difference> GmimePrediction::leavesScanAt(std::size_t i) const {
     if (i != 0 && span.header.readable && span.header.end == span.header.bodyBegin && isFieldLine(behind)) {
         return Difference::boundaryIsField;
     }
-    if (behind.starts_with("\r\r") || hasLoneReturn(span.header)) {
+    const bool endsInReturn = text_.ends_with('\r') && span.header.end == span.header.bodyBegin;
+    if (behind.starts_with("\r\r") || endsInReturn || hasLoneReturn(span.header)) {
         return Difference::carriageReturn;
     }
     if (hidesOuterBoundary(i)) {
@@ -247,7 +248,7 @@ bool GmimePrediction::endsInName(std::size_t i) const {
     const std::size_t lastLine = text_.rfind('\n') + 1;
     const std::string_view line = text_.substr(lastLine);
     const bool continued = line.find_first_of(kBlanks) == 0;
-    if (line.empty() || lastLine < header.begin || (continued && !header.fields.empty()) ||
+    if (line.empty() || lastLine < blockBegin(i) || (continued && !header.fields.empty()) ||
         line.find_first_not_of(kBlanks, nameLength(line)) != std::string_view::npos) {
         return false;
     }

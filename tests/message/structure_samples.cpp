@@ -167,6 +167,9 @@ const std::vector<StructureSample>& structureSamples() {
         {"a leaf behind a multipart type",
          "Content-Type: multipart/mixed; boundary=aa\nContent-Type: text/plain\n\n--aa\n\nx\n--aa--\n",
          "multipart [Content-Type, Content-Type] boundary=aa preamble=\"\" epilogue=\"\"\n  leaf [] \"x\"\n"},
+        {"a boundary that is written badly",
+         "Content-Type: multipart/mixed charset=x; =; boundary=\"aa; y=z\n\n--aa\n\nx\n--aa--\n",
+         "multipart [Content-Type] boundary=aa preamble=\"\" epilogue=\"\"\n  leaf [] \"x\"\n"},
         {"two boundaries, the first is used",
          "Content-Type: multipart/mixed; boundary=aa\nContent-Type: multipart/mixed; boundary=bb\n\n"
          "--aa\n\nx\n--bb\n--aa--\n",

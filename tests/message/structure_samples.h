@@ -2,6 +2,7 @@
 // tests read them with CRLF as well.
 #pragma once
 
+#include <ostream>
 #include <string_view>
 #include <vector>
 
@@ -14,5 +15,8 @@ struct StructureSample {
 };
 
 const std::vector<StructureSample>& structureSamples();
+
+// How a failing test names its sample.
+inline void PrintTo(const StructureSample& sample, std::ostream* out) { *out << sample.name; }
 
 } // namespace quzo::platform::test

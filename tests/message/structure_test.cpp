@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/message/structure_lines.h"
 #include "quzo/core/message.h"
 #include "tests/message/structure_dump.h"
 #include "tests/message/structure_samples.h"
@@ -17,7 +18,7 @@ namespace quzo::platform::test {
 
 namespace {
 
-constexpr Limits kNoLimits{0, 0, 0, 0};
+constexpr Limits kNoLimits{0, 0, 0, 0, 0};
 
 Structure scan(std::string_view text, const Limits& limits = {}) {
     return scanStructure(text, scanHeader(text, 0, text.size(), limits), limits);
@@ -79,7 +80,6 @@ INSTANTIATE_TEST_SUITE_P(Structure, Samples, testing::ValuesIn(structureSamples(
 });
 
 TEST(Structure, OffsetsAreThoseOfTheText) {
-    //                                 0         10         20          30            42  44
     constexpr std::string_view text =
         "From x\nSubject : a\r\n b\nContent-Type: multipart/x; boundary=q\r\n\r\n"
         "--q\r\n\nbody\r\n\n--q--";
@@ -94,17 +94,17 @@ TEST(Structure, OffsetsAreThoseOfTheText) {
     EXPECT_EQ(root.header.fields[0].valueBegin, 16U);
     EXPECT_EQ(root.header.fields[0].end, 23U);
     EXPECT_EQ(root.header.fields[1].begin, 23U);
-    EXPECT_EQ(root.header.fields[1].end, 63U);
-    EXPECT_EQ(root.header.end, 63U);
-    EXPECT_EQ(root.header.bodyBegin, 65U);
-    EXPECT_EQ(root.firstBoundary, 65U);
-    EXPECT_EQ(part.header.begin, 70U);
-    EXPECT_EQ(part.header.end, 70U);
-    EXPECT_EQ(part.header.bodyBegin, 71U);
-    EXPECT_EQ(part.bodyEnd, 77U); // the LF in front of the boundary is the boundary's, the CRLF is not
-    EXPECT_EQ(root.closeDelimiter, 78U);
+    EXPECT_EQ(root.header.fields[1].end, 62U);
+    EXPECT_EQ(root.header.end, 62U);
+    EXPECT_EQ(root.header.bodyBegin, 64U);
+    EXPECT_EQ(root.firstBoundary, 64U);
+    EXPECT_EQ(part.header.begin, 69U);
+    EXPECT_EQ(part.header.end, 69U);
+    EXPECT_EQ(part.header.bodyBegin, 70U);
+    EXPECT_EQ(part.bodyEnd, 76U); // the LF in front of the boundary is the boundary's, the CRLF is not
+    EXPECT_EQ(root.closeDelimiter, 77U);
     EXPECT_EQ(root.bodyEnd, text.size());
-    EXPECT_EQ(root.boundary.data(), text.data() + 67);
+    EXPECT_EQ(root.boundary.data(), text.data() + 66);
 }
 
 TEST(Structure, FieldsAreFoundByName) {
@@ -124,6 +124,31 @@ TEST(Structure, HeaderScanKeepsToItsRange) {
     EXPECT_EQ(fieldName(text, header.fields[0]), "B");
     EXPECT_EQ(header.begin, 5U);
     EXPECT_EQ(header.bodyBegin, 17U);
+}
+
+// Finds the same as a search byte by byte, wherever in its blocks the line is.
+TEST(StructureLines, FindsDashLinesAtEveryPlace) {
+    const auto slowly = [](std::string_view text, std::size_t end) {
+        for (std::size_t at = 0; at + 2 <= end; ++at) {
+            if ((at == 0 || text[at - 1] == '\n') && text.substr(at, 2) == "--") {
+                return at;
+            }
+        }
+        return std::string_view::npos;
+    };
+    for (std::size_t size = 0; size < 300; ++size) {
+        std::string text(size, '\n');
+        for (std::size_t i = 2; i < size; i += 3) {
+            text[i] = '-'; // no two of them in a row
+        }
+        ASSERT_EQ(findDashLine(text, 0, text.size()), std::string_view::npos) << size;
+        for (std::size_t at = 0; at + 2 <= size; at += 7) {
+            std::string changed = text;
+            changed.replace(at, 2, "--");
+            ASSERT_EQ(findDashLine(changed, 0, size), slowly(changed, size)) << size << " " << at;
+            ASSERT_EQ(findDashLine(changed, 0, at + 1), slowly(changed, at + 1)) << size << " " << at;
+        }
+    }
 }
 
 // ---- limits
@@ -195,6 +220,27 @@ TEST(StructureLimits, HeaderBlockIsCutBetweenFields) {
         EXPECT_EQ(header.limited, c.limited) << c.limit;
         EXPECT_EQ(header.readable, !c.limited) << c.limit;
     }
+}
+
+TEST(StructureLimits, FieldsAreCounted) {
+    constexpr std::string_view text =
+        "A: 1\nContent-Type: multipart/mixed; boundary=aa\n\n--aa\nB: 2\nC: 3\n\none\n--aa\n\ntwo\n--aa--\n";
+    struct Case {
+        std::size_t limit;
+        std::size_t entities;
+        bool limited;
+    };
+    for (const Case& c :
+         {Case{0, 3, false}, Case{5, 3, false}, Case{4, 2, true}, Case{3, 2, true}, Case{2, 1, true}}) {
+        const Structure structure = scan(text, {0, 0, 0, 0, c.limit});
+        EXPECT_EQ(structure.entities.size(), c.entities) << c.limit;
+        EXPECT_EQ(structure.limited, c.limited) << c.limit;
+    }
+    const HeaderSpan header = scanHeader(text, 0, text.size(), {0, 0, 0, 0, 1});
+    EXPECT_EQ(header.fields.size(), 1U);
+    EXPECT_TRUE(header.limited);
+    constexpr std::string_view folded = "A: 1\n 2\n\n";
+    EXPECT_FALSE(scanHeader(folded, 0, folded.size(), {0, 0, 0, 0, 1}).limited);
 }
 
 TEST(StructureLimits, AnEntityWhoseHeaderIsCutIsALeaf) {
@@ -277,8 +323,8 @@ TEST(StructureCost, LongLinesAndManyFields) {
     for (std::size_t i = 0; i < 100000; ++i) {
         text += "-- junk\n";
     }
-    text += "\n" + std::string(20000000, '-') + "\n--" + std::string(20000000, ' ') + "\n" +
-            std::string(1000002, '-') + "\n" + std::string(20000000, '\r') + "x\n\nbody";
+    text.append("\n").append(20000000, '-').append("\n--").append(20000000, ' ').append("\n");
+    text.append(1000002, '-').append("\n").append(20000000, '\r').append("x\n\nbody");
     const Stopwatch stopwatch;
     const Structure structure = scan(text, kNoLimits);
     EXPECT_LT(stopwatch.seconds(), kAllowedSeconds);

@@ -63,8 +63,8 @@ TEST_F(ServerFaultsOnPostgresTest, ASessionThatDiesInTheMiddleIsTold) {
 }
 
 TEST_F(ServerFaultsOnPostgresTest, WhatTheServerRefusesIsASettingToChange) {
+    server().execute("create role guest login password 'pa''ss\\ word';");
     server().execute(
-        "create role guest login password 'pa''ss\\ word'; create role stranger login password 'x';"
         "create database latin encoding 'LATIN1' lc_collate 'C' lc_ctype 'C' template template0");
     const std::string guest = server().connectionByPassword("guest");
     const struct {
@@ -76,7 +76,8 @@ TEST_F(ServerFaultsOnPostgresTest, WhatTheServerRefusesIsASettingToChange) {
         {server().connection("latin"), StoreTrouble::NotAStore, "LATIN1"},
         {guest + " password=wr0ng", StoreTrouble::CannotOpen, "password"},
         {guest + " passfile=none", StoreTrouble::CannotOpen, "password"},
-        {guest + " password='pa\\'ss\\\\ word'", StoreTrouble::NotAllowed, "grant"},
+        {guest + " password='pa\\'ss\\\\ word'", StoreTrouble::NotAllowed, "grant the right"},
+        {server().connection() + " options=-csearch_path=nowhere", StoreTrouble::NotAllowed, "schema"},
     };
     for (const auto& row : rows) {
         const auto refused = open(row.connection);
@@ -86,7 +87,7 @@ TEST_F(ServerFaultsOnPostgresTest, WhatTheServerRefusesIsASettingToChange) {
     }
     server().execute("create schema guest authorization guest");
     must(must(open(guest + " password='pa\\'ss\\\\ word'")).add(1, kStamp, "legal", "x"));
-    server().execute("drop schema guest cascade; drop role guest; drop role stranger",
+    server().execute("drop schema guest cascade; drop role guest",
                      "options='-c client_min_messages=warning'");
     server().execute("drop database latin");
 }

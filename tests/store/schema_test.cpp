@@ -59,10 +59,8 @@ TEST_P(SchemaTest, ProcessesThatStartTogetherUpgradeOnce) {
             makeFirstVersion();
         }
         EXPECT_TRUE(inChildren(6, [this, fresh] {
-            auto store = ObjectStore::open({place->connection(), "child", 60});
-            const bool fine =
-                store.ok() && store->list(7).ok() && store->list(7)->size() == (fresh ? 0U : 1U);
-            return fine ? 0 : 1;
+            ObjectStore store = must(ObjectStore::open({place->connection(), "child", 60}));
+            return must(store.list(7)).size() == (fresh ? 0U : 1U) ? 0 : 1;
         }));
         EXPECT_EQ(place->execute("select version from quzo_schema"), "2");
         EXPECT_EQ(place->execute("select count(*) from quzo_schema"), "1");

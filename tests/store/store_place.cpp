@@ -79,6 +79,15 @@ private:
     std::string schema_;
 };
 
+int guardedWork(const std::function<int()>& work) {
+    try {
+        return work();
+    } catch (const std::exception& problem) {
+        std::fprintf(stderr, "child: %s\n", problem.what());
+        return 99;
+    }
+}
+
 } // namespace
 
 TemporaryFolder::TemporaryFolder() {
@@ -123,7 +132,7 @@ std::string executeOnFile(const std::string& file, const std::string& statements
 int inChild(const std::function<int()>& work) {
     const pid_t child = fork();
     if (child == 0) {
-        _exit(work());
+        _exit(guardedWork(work));
     }
     int status = 0;
     waitpid(child, &status, 0);
@@ -142,7 +151,7 @@ bool inChildren(int count, const std::function<int()>& work) {
             char byte = 0;
             close(gate[1]);
             const bool waited = read(gate[0], &byte, 1) == 0; // until the parent closes its end
-            _exit(waited ? work() : 1);
+            _exit(waited ? guardedWork(work) : 1);
         }
         children.push_back(child);
     }

@@ -1,0 +1,290 @@
+#!/usr/bin/env python3
+"""Hostile mail through the built program: handled or refused, in bounded memory and linear time.
+
+usage: hostile_mail.py QUZO [-DSANITIZED]
+
+Each case is a message that grows with a number. The program runs over it with a policy that looks at everything
+(header, structure, bodies, attachment names) and changes the subject and the header. Checked for each case:
+
+  - the exit code is that of a handled message (0) or of a refused one (75, deferred), never a crash;
+  - a handled message differs from the one received in the edited fields only;
+  - the peak of memory is at most twice the message plus 32 MiB;
+  - twice the message takes at most 2.3 times the processor time. Where the machine is too quick to tell, the
+    message is doubled until a run takes 0.15 s more than an empty message, or the largest size is reached.
+
+The last line counts the cases; the exit code is 1 when one failed.
+"""
+
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+POLICY = """
+[[rule]]
+id = 1
+name = "all"
+when = { any = [
+  { subject = "no such subject", body = "no such text" },
+  { header = { X-None = "x" } }, { body = "certainly not in there" },
+  { attachment = ["*.never"] }, { content_type = "never/never" }, { signed = true }, { encrypted = true },
+  { recipient = "*@*" }, { always = true } ] }
+actions = [
+  { type = "tag-subject", tag = "[t] ", signed = true },
+  { type = "x-header", name = "X-Hostile", value = "yes" },
+]
+"""
+RAISED = "[platform]\nlimit_nesting = 20000\nlimit_parts = 300000\nlimit_header = 200M\nlimit_fields = 0\n"
+HEAD = b"From: a@example.com\nTo: b@example.com\nSubject: s\n"
+GROWTH = 2.3
+MEMORY = 32 << 20
+ENOUGH = 0.15  # seconds of processor time that tell something
+
+
+def parts(n):
+    yield HEAD + b'Content-Type: multipart/mixed; boundary="b"\n\n'
+    for _ in range(n):
+        yield b"--b\nContent-Type: text/plain\n\nx\n"
+    yield b"--b--\n"
+
+
+def nesting(n):
+    yield HEAD + b'Content-Type: multipart/mixed; boundary="b0"\n\n'
+    for i in range(1, n):
+        yield b'--b%d\nContent-Type: multipart/mixed; boundary="b%d"\n\n' % (i - 1, i)
+    yield b"--b%d\n\nleaf\n" % (n - 1)
+
+
+def embedded(n):
+    yield HEAD
+    for _ in range(n):
+        yield b"Content-Type: message/rfc822\n\nSubject: inner\n"
+    yield b"\nleaf\n"
+
+
+def long_line(n):
+    yield HEAD + b"\n"
+    for _ in range(n):
+        yield b"x" * 1000000
+
+
+def dash_lines(n):
+    yield HEAD + b'Content-Type: multipart/mixed; boundary="' + b"-" * 60 + b'"\n\n'
+    for _ in range(n):
+        yield b"--" + b"-" * 59 + b"\n"
+
+
+def header_block(n):
+    yield HEAD
+    for i in range(n):
+        yield b"X-F%d: " % i + b"v" * 990 + b"\n"
+    yield b"\nbody\n"
+
+
+def fields(n):
+    yield HEAD
+    for _ in range(n):
+        yield b"X: y\n"
+    yield b"\nbody\n"
+
+
+def folded(n):
+    yield HEAD + b"X: y\n"
+    for _ in range(n):
+        yield b" \n z\n"
+    yield b"\nbody\n"
+
+
+def encoded_words(n):
+    yield b"From: a@example.com\nSubject:"
+    for _ in range(n):
+        yield b" =?utf-8?B?44GC44GE?=\n =?iso-2022-jp?B?GyRCJCIbKEI=?= =?x?q?_?="
+    yield b"\n\nbody\n"
+
+
+def open_words(n):
+    yield b"From: a@example.com\nSubject: "
+    for _ in range(n):
+        yield b"=?=?a?b?=??q?"
+    yield b"\n\nbody\n"
+
+
+def boundaries_in_each_other(n):
+    yield HEAD + b'Content-Type: multipart/mixed; boundary="a"\n\n'
+    for i in range(1, 40):
+        yield b"--" + b"a" * i + b'\nContent-Type: multipart/mixed; boundary="' + b"a" * (i + 1) + b'"\n\n'
+    for i in range(n):
+        yield b"--" + b"a" * (i % 45 + 1) + b"\n\nx\n"
+
+
+def recipients(n):
+    yield b"From: a@example.com\nSubject: s\nTo: "
+    for i in range(n):
+        yield b"user%d@example.com,\n " % i
+    yield b"z@example.com\n\nbody\n"
+
+
+def parameters(n):
+    yield HEAD + b"Content-Type: multipart/mixed"
+    for i in range(n):
+        yield b";\n name*%d*=%%41" % i
+    yield b"\n\nbody\n"
+
+
+def comments(n):
+    yield HEAD + b"Content-Type: " + b"(" * n + b"text/plain" + b")" * n + b"\n\nbody\n"
+
+
+def nuls(n):
+    yield HEAD
+    for _ in range(n):
+        yield b"X\0\0: \0\0\0\n\0\0" + b"\0" * 1000 + b"\n"
+    yield b"\n" + b"\0" * 100
+
+
+def lone_breaks(n):
+    yield HEAD
+    for _ in range(n):
+        yield b"A: \r\r x\rB: y\r\n \r\n"
+    yield b"\r\n"
+    for _ in range(n):
+        yield b"\r\r\n\n\r\n--\r--\n"
+
+
+def base64_body(n):
+    yield HEAD + b"Content-Type: text/plain; charset=iso-2022-jp\nContent-Transfer-Encoding: base64\n\n"
+    for _ in range(n):
+        yield b"GyRCJCIbKEIbJEIkIhsoQhskQiQiGyhC\n" * 100
+
+
+# name, generator, the first number, the largest, needs raised limits
+CASES = [
+    ("100,000 parts", parts, 25000, 100000, True),
+    ("nesting of 10,000", nesting, 2500, 10000, True),
+    ("10,000 embedded messages", embedded, 2500, 10000, True),
+    ("a line of 50 MB", long_line, 12, 50, False),
+    ("lines of dashes", dash_lines, 50000, 400000, False),
+    ("a header block of 20 MB", header_block, 5000, 20000, False),
+    ("200,000 header fields", fields, 50000, 200000, True),
+    ("folds without end", folded, 100000, 800000, False),
+    ("encoded words without end", encoded_words, 10000, 40000, False),
+    ("encoded words never closed", open_words, 50000, 400000, False),
+    ("boundaries that contain each other", boundaries_in_each_other, 50000, 200000, True),
+    ("a million recipients", recipients, 250000, 1000000, True),
+    ("parameters without end", parameters, 20000, 160000, False),
+    ("comments in each other", comments, 500000, 4000000, False),
+    ("NULs everywhere", nuls, 5000, 20000, False),
+    ("lone CR and LF", lone_breaks, 100000, 400000, True),
+    ("a body in base64", base64_body, 2000, 8000, False),
+]
+
+
+class Runner:
+    def __init__(self, program, folder):
+        self.program = program
+        self.folder = folder
+        self.message = os.path.join(folder, "m.eml")
+        self.output = os.path.join(folder, "out.eml")
+        for name, text in (("policy.toml", POLICY), ("raised.ini", RAISED), ("plain.ini", "")):
+            with open(os.path.join(folder, name), "w", encoding="ascii") as file:
+                file.write(text)
+        self.launcher = subprocess.Popen([sys.executable, __file__, "--launch"], stdin=subprocess.PIPE,
+                                         stdout=subprocess.PIPE, text=True)
+        self.empty = self.seconds_of("plain.ini", [HEAD, b"\n"])[0]
+
+    def write(self, pieces):
+        with open(self.message, "wb", buffering=1 << 20) as file:
+            for piece in pieces:
+                file.write(piece)
+        return os.path.getsize(self.message)
+
+    def run(self, ini):
+        """One run: exit code, processor seconds, peak of memory in bytes."""
+        command = [self.program, "apply", "-c", os.path.join(self.folder, ini), "-p",
+                   os.path.join(self.folder, "policy.toml"), self.message]
+        self.launcher.stdin.write("\t".join([self.output] + command) + "\n")
+        self.launcher.stdin.flush()
+        code, seconds, memory = self.launcher.stdout.readline().split()
+        return int(code), float(seconds), int(memory)
+
+    def close(self):
+        self.launcher.stdin.close()
+        self.launcher.wait(timeout=60)
+
+    def seconds_of(self, ini, pieces):
+        size = self.write(pieces)
+        runs = [self.run(ini) for _ in range(3)]
+        return min(run[1] for run in runs), size, runs[0]
+
+
+EDITED = re.compile(rb"(?im)^(subject|x-hostile)[ \t]*:.*\n([ \t].*\n)*")
+
+
+def only_edited_fields_differ(runner):
+    with open(runner.message, "rb") as file:
+        before = file.read()
+    with open(runner.output, "rb") as file:
+        after = file.read()
+    return EDITED.sub(b"", after) == EDITED.sub(b"", before)
+
+
+def check(runner, name, generate, first, largest, raised):
+    ini = "raised.ini" if raised else "plain.ini"
+    faults = []
+    n = first
+    before, _, _ = runner.seconds_of(ini, generate(n))
+    while True:
+        n *= 2
+        seconds, size, (code, _, memory) = runner.seconds_of(ini, generate(n))
+        growth = (seconds - runner.empty) / max(before - runner.empty, 0.01)
+        if seconds - runner.empty >= ENOUGH or n >= largest:
+            break
+        before = seconds
+    if code not in (0, 75):
+        faults.append(f"exit code {code}")
+    if code == 0 and not only_edited_fields_differ(runner):
+        faults.append("bytes outside the edited fields differ")
+    if raised:
+        # The usual limits refuse most of these. They bound the memory that the parts of a message take.
+        runner.write(generate(n))
+        refused, _, memory = runner.run("plain.ini")
+        if refused not in (0, 75):
+            faults.append(f"exit code {refused} with the usual limits")
+    if "-DSANITIZED" not in sys.argv:
+        if memory > 2 * size + MEMORY:
+            faults.append(f"{memory / 1e6:.0f} MB of memory for {size / 1e6:.0f} MB")
+        if growth > GROWTH and seconds - runner.empty > 0.05:
+            faults.append(f"grows {growth:.2f}-fold when the message doubles")
+    state = "FAILED: " + ", ".join(faults) if faults else "ok"
+    print(f"{name:36} {size / 1e6:7.1f} MB  {seconds:6.2f} s  x{growth:4.2f}  {memory / 1e6:6.0f} MB  {state}",
+          flush=True)
+    return not faults
+
+
+def launch():
+    """Runs the commands that come in. A small process of its own, because the peak of memory that the system tells of
+    a child includes that of the process that started it."""
+    for line in sys.stdin:
+        output, *command = line.rstrip("\n").split("\t")
+        with open(output, "wb") as out:
+            child = subprocess.Popen(command, stdout=out, stderr=subprocess.DEVNULL)
+            _, status, usage = os.wait4(child.pid, 0)
+        child.returncode = os.waitstatus_to_exitcode(status)
+        print(child.returncode, usage.ru_utime + usage.ru_stime, usage.ru_maxrss << 10, flush=True)
+    return 0
+
+
+def main():
+    if sys.argv[1] == "--launch":
+        return launch()
+    with tempfile.TemporaryDirectory() as folder:
+        runner = Runner(sys.argv[1], folder)
+        results = [check(runner, *case) for case in CASES]
+        runner.close()
+    print(f"{sum(results)} passed, {len(results) - sum(results)} failed")
+    return 0 if all(results) else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

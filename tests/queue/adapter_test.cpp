@@ -1,0 +1,280 @@
+// The adapter: each operation ends up in the right queue with what the rule at work knows, or fails without a
+// trace.
+#include "platform/mta/file_adapter.h"
+
+#include <ctime>
+
+#include "platform/mta/host_name.h"
+#include "quzo/core/error_text.h"
+#include "quzo/core/msgu.h"
+#include "quzo/core/quarantine_path.h"
+#include "quzo/core/reprocess_mark.h"
+#include "tests/queue/queue_support.h"
+
+namespace quzo::platform::test {
+namespace {
+
+const std::string kMarks = "X-quzo-reprocess-rules: 12 40\r\nX-quzo-reprocess-type: quarantine\r\n";
+const std::string kHead = "From: a@example.com\r\nSubject: =?utf-8?q?f=C3=BCr?= you\r\n";
+const std::string kBody = "\r\nbody\r\n";
+
+class AdapterTest : public QueueTest {
+protected:
+    AdapterTest() {
+        tokens_.set(ScanToken::RuleId, "40");
+        tokens_.set(ScanToken::RuleName, "forty");
+        tokens_.set(ScanToken::VirusName, "Eicar");
+        EXPECT_EQ(msg_->setEnvelope("a@example.com", {"b@example.com", "c@example.com"}), 0);
+    }
+
+    // The only entry of the queue, and its message.
+    QueueEntry only(const char* queue, std::string* message = nullptr) {
+        QueueEntry entry;
+        const auto entries = wholeEntries(*queues_.find(queue));
+        EXPECT_EQ(entries.size(), 1U) << queue;
+        if (!entries.empty()) {
+            EXPECT_EQ(queues_.find(queue)->read(entries.begin()->first, entry), 0);
+            if (message != nullptr) {
+                *message = entries.begin()->second;
+            }
+        }
+        return entry;
+    }
+
+    Queues queues_{{root_ + "/spool", root_ + "/q", root_ + "/a"}, files_};
+    TokenMap<ScanToken> tokens_;
+    std::unique_ptr<MailMessage> msg_ = MailMessage::parse(kHead + kMarks + kBody, {});
+    FileAdapter adapter_{AdapterContext{&queues_, &tokens_, "gw.example.com", false}};
+    unsigned error_ = 99;
+};
+
+TEST_F(AdapterTest, EachOperationHasItsQueueAndMarksStayInside) {
+    struct Row {
+        const char* queue;
+        bool marks;
+        std::function<int(FileAdapter&, unsigned&, KvMsgMailMessage*)> call;
+    };
+    const Row rows[] = {
+        {"outgoing", false, [](auto& a, auto& e, auto* m) { return a.sendMessage(e, m, false); }},
+        {"scan", true, [](auto& a, auto& e, auto* m) { return a.sendMessage(e, m, true); }},
+        {"scan", true, [](auto& a, auto& e, auto* m) { return a.submitForScan(e, m, 1); }},
+        {"outgoing", false, [](auto& a, auto& e, auto* m) { return a.sendComposed(e, m); }},
+        {"postponed", false, [](auto& a, auto& e, auto* m) { return a.postponeMessage(e, m, 0, 0, 23, 59); }},
+        {"outgoing", false, [](auto& a, auto& e, auto* m) { return a.handoffMessage(e, m, "mx", 25); }},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.queue);
+        clear();
+        FileAdapter adapter(AdapterContext{&queues_, &tokens_, "gw.example.com", false});
+        ASSERT_EQ(row.call(adapter, error_, msg_.get()), 0);
+        EXPECT_EQ(error_, 0U);
+        std::string message;
+        const QueueEntry entry = only(row.queue, &message);
+        EXPECT_EQ(message, kHead + (row.marks ? kMarks : "") + kBody);
+        EXPECT_FALSE(msg_->changed()) << "the message itself is not touched";
+        EXPECT_EQ(entry.id, msg_->getIdentifier());
+        EXPECT_EQ(entry.sender, "a@example.com");
+        EXPECT_EQ(entry.recipients, msg_->recipients());
+        EXPECT_EQ(entry.rule, 40U);
+        EXPECT_EQ(entry.ruleName, "forty");
+        EXPECT_EQ(entry.subject, "f\xC3\xBCr you");
+        EXPECT_EQ(entry.tokens.at(51), "Eicar");
+        EXPECT_NEAR(static_cast<double>(entry.stored), static_cast<double>(std::time(nullptr)), 100);
+        ASSERT_EQ(adapter.queued().size(), 1U);
+        EXPECT_EQ(adapter.queued()[0].queue, row.queue);
+        EXPECT_EQ(adapter.queued()[0].id, entry.id);
+        EXPECT_NE(row.call(adapter, error_, msg_.get()), 0) << "the same identifier twice";
+        EXPECT_EQ(error_, static_cast<unsigned>(kErrorExists));
+        EXPECT_EQ(adapter.queued().size(), 1U);
+        EXPECT_NE(row.call(adapter, error_, nullptr), 0);
+        EXPECT_EQ(error_, static_cast<unsigned>(kErrorInvalidArgument));
+        clear();
+        std::ofstream(root_ + "/spool") << "a file is in the way";
+        EXPECT_NE(row.call(adapter, error_, msg_.get()), 0);
+        EXPECT_NE(error_, 0U);
+    }
+}
+
+TEST_F(AdapterTest, QuarantineRecordsAreaAndPath) {
+    tokens_.set(ScanToken::QuarantineAreaId, "7");
+    tokens_.set(ScanToken::QuarantineArea, "Suspicious");
+    tokens_.set(ScanToken::QuarantineAging, "30");
+    tokens_.set(ScanToken::OriginalMailId, "FIRST");
+    char path[KvIsAdapter::kPathSize] = "old";
+    int error = 99;
+    ASSERT_EQ(adapter_.quarantineMessage(error, msg_.get(), "", (root_ + "/q").c_str(), path), 0);
+    EXPECT_EQ(error, 0);
+    EXPECT_EQ(path, quarantinePath(root_ + "/q", msg_->getIdentifier()));
+    EXPECT_EQ(content(path), kHead + kMarks + kBody);
+    const QueueEntry entry = only("quarantine");
+    EXPECT_EQ(entry.areaId, 7U);
+    EXPECT_EQ(entry.area, "Suspicious");
+    EXPECT_EQ(entry.aging, 30U);
+    EXPECT_EQ(entry.previous, "FIRST");
+    EXPECT_EQ(adapter_.queued()[0].queue, "quarantine");
+    EXPECT_NE(adapter_.quarantineMessage(error, msg_.get(), "", (root_ + "/q/").c_str(), path), 0);
+    EXPECT_EQ(error, kErrorExists) << "a slash at the end is the same queue";
+    EXPECT_STREQ(path, "");
+}
+
+TEST_F(AdapterTest, APathThatNobodyCouldBeToldStoresNothing) {
+    const std::size_t around = std::string("/A/B/.DF").size() + std::string(msg_->getIdentifier()).size();
+    for (const std::size_t size : {KvIsAdapter::kPathSize - around - 1, KvIsAdapter::kPathSize - around}) {
+        std::string queue = root_;
+        while (queue.size() + 101 < size) {
+            queue += "/" + std::string(99, 'd');
+        }
+        queue += "/" + std::string(size - queue.size() - 1, 'e');
+        const bool fits = size + around < KvIsAdapter::kPathSize;
+        char path[KvIsAdapter::kPathSize] = "old";
+        int error = 99;
+        EXPECT_EQ(adapter_.quarantineMessage(error, msg_.get(), "", queue.c_str(), path), error);
+        EXPECT_EQ(error, fits ? kErrorNone : kErrorLimit);
+        EXPECT_EQ(std::filesystem::exists(queue), fits);
+        EXPECT_EQ(std::string(path).size(), fits ? KvIsAdapter::kPathSize - 1U : 0U);
+    }
+}
+
+TEST_F(AdapterTest, ArchiveCopiesAreNumbered) {
+    int error = 99;
+    const std::string queue = root_ + "/a";
+    for (const char* area : {"Legal", "Audit"}) {
+        tokens_.set(ScanToken::ArchiveAreaId, "9");
+        tokens_.set(ScanToken::ArchiveArea, std::string(area) + " in full");
+        tokens_.set(ScanToken::ArchiveAging, "");
+        ASSERT_EQ(adapter_.archiveMessage(error, msg_.get(), "", queue.c_str(), area), 0);
+    }
+    const std::string id = msg_->getIdentifier();
+    EXPECT_EQ(wholeEntries(*queues_.find("archive")),
+              (std::map<std::string, std::string>{{id + "-1", kHead + kBody}, {id + "-2", kHead + kBody}}));
+    QueueEntry entry;
+    ASSERT_EQ(queues_.find("archive")->read(id + "-2", entry), 0);
+    EXPECT_EQ(entry.area, "Audit in full");
+    EXPECT_EQ(entry.areaId, 9U);
+    EXPECT_FALSE(entry.aging) << "an empty token means never";
+    FileAdapter again(AdapterContext{&queues_, &tokens_, "", false});
+    ASSERT_EQ(again.archiveMessage(error, msg_.get(), "", queue.c_str(), "Third"), 0);
+    EXPECT_EQ(again.queued()[0].id, id + "-3") << "numbers that others have used are passed over";
+}
+
+TEST_F(AdapterTest, OurOwnSenderGetsAHostOnItsWayOut) {
+    ASSERT_EQ(msg_->setEnvelope("QUZO", {"b@example.com"}), 0);
+    ASSERT_EQ(adapter_.sendComposed(error_, msg_.get()), 0);
+    EXPECT_EQ(only("outgoing").sender, "QUZO@gw.example.com");
+    ASSERT_EQ(adapter_.submitForScan(error_, msg_.get(), 1), 0);
+    EXPECT_EQ(only("scan").sender, "QUZO");
+}
+
+TEST_F(AdapterTest, RefusesWhatCannotBeDelivered) {
+    const auto code = [&](int result) {
+        EXPECT_EQ(static_cast<unsigned>(result), error_);
+        return result;
+    };
+    for (const unsigned port : {0U, 65536U, 4294967295U}) {
+        EXPECT_EQ(code(adapter_.handoffMessage(error_, msg_.get(), "mx", port)), kErrorInvalidArgument);
+    }
+    for (const char* host : {"", "a b", "mx\r\nQUIT", "-a", "a..b", "a/b", "[::1", "1:2", "a@b"}) {
+        EXPECT_EQ(code(adapter_.handoffMessage(error_, msg_.get(), host, 25)), kErrorInvalidArgument) << host;
+    }
+    struct Time {
+        unsigned char hour, minute;
+        int endHour, endMinute;
+    };
+    for (const Time& t : {Time{24, 0, 23, 59}, Time{255, 0, 23, 59}, Time{0, 60, 23, 59}, Time{0, 0, 24, 0},
+                          Time{0, 0, 0, 60}, Time{0, 0, -1, 0}}) {
+        EXPECT_EQ(
+            code(adapter_.postponeMessage(error_, msg_.get(), t.hour, t.minute, t.endHour, t.endMinute)),
+            kErrorInvalidArgument);
+    }
+    ASSERT_EQ(msg_->setEnvelope("a@example.com", {}), 0);
+    EXPECT_EQ(code(adapter_.sendMessage(error_, msg_.get(), false)), kErrorInvalidArgument) << "to nobody";
+    int error = 0;
+    char path[KvIsAdapter::kPathSize];
+    EXPECT_EQ(adapter_.quarantineMessage(error, msg_.get(), "", "", path), kErrorNotSupported) << "no queue";
+    EXPECT_TRUE(filesBelow(root_).empty());
+    EXPECT_TRUE(adapter_.queued().empty());
+}
+
+TEST_F(AdapterTest, ADryRunTellsAndStoresNothing) {
+    FileAdapter adapter(AdapterContext{&queues_, &tokens_, "gw", true});
+    int error = 0;
+    char path[KvIsAdapter::kPathSize];
+    EXPECT_EQ(adapter.quarantineMessage(error, msg_.get(), "", (root_ + "/q").c_str(), path), 0);
+    EXPECT_EQ(path, quarantinePath(root_ + "/q", msg_->getIdentifier()));
+    EXPECT_EQ(adapter.archiveMessage(error, msg_.get(), "", (root_ + "/a").c_str(), "x"), 0);
+    EXPECT_NE(adapter.handoffMessage(error_, msg_.get(), "mx", 0), 0);
+    EXPECT_EQ(adapter.queued().size(), 2U);
+    EXPECT_TRUE(std::filesystem::is_empty(root_));
+}
+
+TEST(HostName, TakesNamesAndAddresses) {
+    std::string plain;
+    for (const char* host :
+         {"mx1.example.com", "localhost", "a_b.example", "10.0.0.1", "mx.example.com.", "::1"}) {
+        EXPECT_TRUE(readHostName(host, plain)) << host;
+        EXPECT_EQ(plain, host);
+    }
+    EXPECT_TRUE(readHostName("[2001:db8::1]", plain));
+    EXPECT_EQ(plain, "2001:db8::1");
+    EXPECT_FALSE(readHostName(std::string(64, 'a'), plain));
+    EXPECT_FALSE(readHostName(std::string("a\0b", 3), plain));
+    EXPECT_FALSE(readHostName(".", plain));
+}
+
+struct DueCase {
+    const char* name;
+    const char* zone;
+    const char* now; // local time
+    TimeWindow window;
+    const char* due; // local time; the times before and behind a change of clocks carry their zone's name
+};
+
+class DueTest : public testing::TestWithParam<DueCase> {
+protected:
+    ~DueTest() override {
+        ::unsetenv("TZ");
+        ::tzset();
+    }
+    static std::int64_t local(const char* text) {
+        std::tm time{};
+        EXPECT_NE(::strptime(text, "%Y-%m-%d %H:%M:%S", &time), nullptr);
+        time.tm_isdst = -1;
+        return std::mktime(&time);
+    }
+};
+
+TEST_P(DueTest, HoldsUntilTheWindow) {
+    ASSERT_EQ(::setenv("TZ", GetParam().zone, 1), 0);
+    ::tzset();
+    const std::int64_t due = dueTime(local(GetParam().now), GetParam().window);
+    char text[32] = "";
+    const std::time_t seconds = due;
+    std::tm time{};
+    ::localtime_r(&seconds, &time);
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &time);
+    EXPECT_STREQ(text, GetParam().due);
+}
+
+// Rules written out, so that no time zone files are needed.
+constexpr char kBerlin[] = "CET-1CEST,M3.5.0,M10.5.0/3";
+constexpr char kMidnight[] = "XST5XDT,M3.2.0/0,M11.1.0/1"; // puts its clocks forward at midnight
+
+INSTANTIATE_TEST_SUITE_P(
+    Adapter, DueTest,
+    testing::Values(
+        DueCase{"Before", kBerlin, "2024-05-01 21:59:59", {22, 0, 23, 59}, "2024-05-01 22:00:00"},
+        DueCase{"First", kBerlin, "2024-05-01 22:00:00", {22, 0, 23, 59}, "2024-05-01 22:00:00"},
+        DueCase{"Inside", kBerlin, "2024-05-01 23:10:11", {22, 0, 23, 59}, "2024-05-01 23:10:11"},
+        DueCase{"Last", kBerlin, "2024-05-01 23:59:59", {22, 0, 23, 59}, "2024-05-01 23:59:59"},
+        DueCase{"NextDay", kBerlin, "2024-12-31 12:00:01", {8, 30, 12, 0}, "2024-12-31 12:00:01"},
+        DueCase{"Behind", kBerlin, "2024-12-31 12:01:00", {8, 30, 12, 0}, "2025-01-01 08:30:00"},
+        DueCase{"OverMidnightInside", kBerlin, "2024-05-01 03:00:00", {22, 0, 5, 0}, "2024-05-01 03:00:00"},
+        DueCase{"OverMidnightOutside", kBerlin, "2024-05-01 05:01:00", {22, 0, 5, 0}, "2024-05-01 22:00:00"},
+        DueCase{"SkippedHour", kBerlin, "2024-03-31 01:30:00", {2, 30, 23, 59}, "2024-03-31 03:00:00"},
+        DueCase{"BehindSkipped", kBerlin, "2024-03-31 00:30:00", {3, 0, 23, 59}, "2024-03-31 03:00:00"},
+        DueCase{"TurnedBack", kBerlin, "2024-10-27 01:00:00", {4, 0, 23, 59}, "2024-10-27 04:00:00"},
+        DueCase{"SkippedMidnight", kMidnight, "2024-03-09 23:00:00", {0, 10, 1, 30}, "2024-03-10 01:00:00"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+} // namespace
+} // namespace quzo::platform::test

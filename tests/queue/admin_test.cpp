@@ -1,0 +1,216 @@
+// Looking at queues, releasing and removing.
+#include "platform/queue/queue_admin.h"
+
+#include "platform/mta/file_adapter.h"
+#include "quzo/core/error_text.h"
+#include "quzo/core/msgu.h"
+#include "quzo/core/reprocess_mark.h"
+#include "tests/queue/queue_support.h"
+
+namespace quzo::platform::test {
+namespace {
+
+using Outcome = QueueResult::Outcome;
+
+class AdminTest : public QueueTest {
+protected:
+    QueueStore& queue(const char* name) { return *queues_.find(name); }
+
+    // Quarantines a message by rule 40 as the action does, mark and all, and gives its identifier.
+    std::string quarantine(const std::string& bytes, const std::string& sender = "from@example.com") {
+        TokenMap<ScanToken> tokens;
+        tokens.set(ScanToken::RuleId, "40");
+        tokens.set(ScanToken::QuarantineArea, "Suspicious");
+        tokens.set(ScanToken::QuarantineAreaId, "7");
+        tokens.set(ScanToken::QuarantineAging, "30");
+        const auto msg = MailMessage::parse(bytes, {});
+        EXPECT_EQ(msg->setEnvelope(sender, {"to@example.com"}), 0);
+        FileAdapter adapter({&queues_, &tokens, "gw", false});
+        const ReprocessMark mark(tokens, msg->getRootEntity(), "quarantine");
+        int error = 0;
+        char path[KvIsAdapter::kPathSize];
+        EXPECT_EQ(adapter.quarantineMessage(error, msg.get(), "", (root_ + "/quarantine").c_str(), path), 0);
+        EXPECT_TRUE(std::filesystem::exists(path));
+        return msg->getIdentifier();
+    }
+
+    std::string messageIn(const QueuedEntry& entry) {
+        std::string message;
+        EXPECT_EQ(admin_.showMessage(*queueKind(entry.queue), entry.id, message), 0);
+        return message;
+    }
+
+    Queues queues_{{root_, "", ""}, files_};
+    QueueAdmin admin_{queues_, "gw.example.com"};
+};
+
+TEST_F(AdminTest, AReleasedMessageIsAsItWasReceived) {
+    std::vector<std::string> messages = {
+        "From: a@example.com\r\nSubject: x\r\n\r\nbody\r\n",
+        "From: a@example.com\nSubject: =?utf-8?q?f=C3=BCr?=\n folded\n\nbody without line end",
+        "Subject: only a header\n",
+        "Subject: header without line end",
+        "Subject: two lines\nX-Last: without line end",
+        "Subject: ends in CR\r",
+        "",
+        "\r\nno header\r\n",
+        "no header at all",
+        "Subject: nothing follows\r\n\r\n",
+        "Subject: mixed\nTo: b@example.com\r\nX:\ty\n\n\r\nbody\r",
+        "From old@example.com Thu Jan  1 00:00:00 2004\nSubject: mbox line\n\nbody\n",
+        "Subject: raw \xE4\xF6 \x80\r\nX-Long: " + std::string(2000, 'x') + "\r\n\r\n\x00\x01\xFF",
+        "Content-Type: multipart/mixed; boundary=b\n\n--b\nX-quzo-reprocess-type: inside\n\n1\n--b--\n",
+    };
+    const std::filesystem::path corpus = std::filesystem::path(QUZO_CORPUS) / "mail";
+    if (std::filesystem::is_directory(corpus)) {
+        for (const auto& entry : std::filesystem::directory_iterator(corpus)) {
+            messages.push_back(content(entry.path()));
+        }
+    }
+    for (const std::string& message : messages) {
+        SCOPED_TRACE(message.substr(0, 60));
+        const std::string id = quarantine(message);
+        const auto stored = MailMessage::parse(messageIn({"quarantine", id}), {});
+        QueuedEntry released;
+        std::string rules;
+        if (stored->getRootEntity()->hasError() == 0) {
+            ASSERT_TRUE(msgu::getHeader(stored->getRootEntity(), kReprocessRulesHeader, rules));
+            ASSERT_EQ(rules, "40");
+        }
+        ASSERT_TRUE(admin_.release(QueueKind::Quarantine, id, {}, kNow, released).done());
+        ASSERT_EQ(released.queue, "outgoing");
+        ASSERT_EQ(messageIn(released), message);
+    }
+}
+
+TEST_F(AdminTest, ReleaseKeepsWhatIsKnown) {
+    const std::string id = quarantine("Subject: x\n\ny\n", "QUZO");
+    QueuedEntry released;
+    ASSERT_TRUE(admin_.release(QueueKind::Quarantine, id, {}, kNow + 5, released).done());
+    QueueEntry entry;
+    ASSERT_EQ(admin_.show(QueueKind::Outgoing, released.id, entry), 0);
+    EXPECT_EQ(entry.sender, "QUZO@gw.example.com");
+    EXPECT_EQ(entry.recipients, std::vector<std::string>{"to@example.com"});
+    EXPECT_EQ(entry.rule, 40U);
+    EXPECT_EQ(entry.subject, "x");
+    EXPECT_EQ(entry.previous, id);
+    EXPECT_EQ(entry.stored, kNow + 5);
+    EXPECT_FALSE(entry.aging) << "mail on its way out must not age out";
+    EXPECT_TRUE(wholeEntries(queue("quarantine")).empty());
+    EXPECT_EQ(admin_.release(QueueKind::Quarantine, id, {}, kNow, released).outcome, Outcome::Missing);
+}
+
+TEST_F(AdminTest, ReleaseToOthersAndThroughTheScanner) {
+    const std::string id = quarantine("Subject: x\n\ny\n");
+    const std::string stored = messageIn({"quarantine", id});
+    QueuedEntry released;
+    const auto refused = [&](const ReleaseOptions& options) {
+        return admin_.release(QueueKind::Quarantine, id, options, kNow, released).error;
+    };
+    EXPECT_EQ(refused({.recipients = {"a@example.com\r\nRCPT TO:<b@example.com>"}}), kErrorInvalidArgument);
+    EXPECT_EQ(refused({.recipients = {"a@example.com", ""}}), kErrorInvalidArgument);
+    EXPECT_EQ(refused({.recipients = {}, .rescan = false, .asAttachment = true}), kErrorNotSupported);
+    EXPECT_EQ(wholeEntries(queue("quarantine")).size(), 1U) << "a refused release leaves it";
+    EXPECT_TRUE(wholeEntries(queue("outgoing")).empty());
+    const ReleaseOptions options{.recipients = {"other@example.com"}, .rescan = true};
+    ASSERT_TRUE(admin_.release(QueueKind::Quarantine, id, options, kNow, released).done());
+    EXPECT_EQ(released.queue, "scan");
+    EXPECT_EQ(messageIn(released), stored) << "the scanner has to see the marks";
+    QueueEntry entry;
+    ASSERT_EQ(admin_.show(QueueKind::Scan, released.id, entry), 0);
+    EXPECT_EQ(entry.recipients, std::vector<std::string>{"other@example.com"});
+}
+
+TEST_F(AdminTest, ReleaseRefusesWhatCannotLeave) {
+    QueueEntry nobody = entryNamed("AB");
+    nobody.recipients.clear();
+    ASSERT_EQ(queue("failed").store(nobody, writerOf(std::string_view("x"))), 0);
+    ASSERT_EQ(storeNamed(queue("failed"), "CD"), 0);
+    std::filesystem::remove(root_ + "/failed/C/D/CD.DF");
+    QueuedEntry released;
+    EXPECT_EQ(admin_.release(QueueKind::Failed, "AB", {}, kNow, released).error, kErrorInvalidArgument);
+    EXPECT_EQ(admin_.release(QueueKind::Failed, "CD", {}, kNow, released).outcome, Outcome::Failed);
+    EXPECT_EQ(admin_.release(QueueKind::Outgoing, "AB", {}, kNow, released).error, kErrorInvalidArgument);
+    QueueClaim claim;
+    ASSERT_EQ(queue("failed").claim("AB", claim), ClaimOutcome::Taken);
+    EXPECT_EQ(admin_.release(QueueKind::Failed, "AB", {}, kNow, released).outcome, Outcome::Busy);
+    EXPECT_EQ(admin_.remove(QueueKind::Failed, "AB").outcome, Outcome::Busy);
+    claim.release();
+    EXPECT_TRUE(admin_.remove(QueueKind::Failed, "AB").done());
+    EXPECT_EQ(admin_.remove(QueueKind::Failed, "AB").outcome, Outcome::Missing);
+    Queues none{{}, files_};
+    EXPECT_EQ(QueueAdmin(none, "").remove(QueueKind::Failed, "CD").outcome, Outcome::Missing);
+}
+
+TEST_F(AdminTest, FiltersByWhatIsKnown) {
+    const auto add = [&](const char* id, const char* sender, const char* subject, std::uint32_t rule,
+                         const char* area, std::int64_t age, std::size_t size) {
+        QueueEntry entry = entryNamed(id);
+        entry.sender = sender;
+        entry.subject = subject;
+        entry.rule = rule;
+        entry.area = area;
+        entry.areaId = rule + 1;
+        entry.stored = kNow - age;
+        const std::string message(size, 'x');
+        ASSERT_EQ(queue("quarantine").store(entry, writerOf(std::string_view(message))), 0);
+    };
+    add("AA", "a@example.com", "invoice", 10, "Spam", 10, 100);
+    add("BB", "b@example.com", "lottery", 20, "Virus", 1000, 2000);
+    add("CC", "a@example.com", "lottery", 10, "Virus", 5000, 30);
+    const auto is = [](std::string wanted) {
+        return [wanted = std::move(wanted)](std::string_view text) { return text == wanted; };
+    };
+    const auto listed = [&](const QueueFilter& filter) {
+        std::string ids;
+        EXPECT_EQ(admin_.list(QueueKind::Quarantine, filter, kNow,
+                              [&](const ListedEntry& entry) {
+                                  ids += entry.id;
+                                  return true;
+                              }),
+                  0);
+        return ids;
+    };
+    EXPECT_EQ(listed({}), "AABBCC");
+    EXPECT_EQ(listed({.minAge = 1000}), "BBCC");
+    EXPECT_EQ(listed({.maxAge = 1000}), "AABB");
+    EXPECT_EQ(listed({.minSize = 100, .maxSize = 100}), "AA");
+    EXPECT_EQ(listed({.rule = 10}), "AACC");
+    EXPECT_EQ(listed({.rule = 10, .subject = is("lottery")}), "CC");
+    EXPECT_EQ(listed({.sender = is("a@example.com")}), "AACC");
+    EXPECT_EQ(listed({.recipient = is("too@example.com")}), "AABBCC");
+    EXPECT_EQ(listed({.recipient = is("nobody@example.com")}), "");
+    EXPECT_EQ(listed({.area = is("Virus")}), "BBCC");
+    EXPECT_EQ(listed({.area = is("11")}), "AACC");
+}
+
+TEST_F(AdminTest, AHeldEntryWaitsForItsOrigin) {
+    const auto hold = [&](const std::string& origin, std::int64_t stored) {
+        QueueEntry entry = entryNamed(derivedIdentifier("quarantine", origin));
+        entry.origin = QueueOrigin{"quarantine", origin};
+        entry.stored = stored;
+        const std::string message = messageOf(origin);
+        EXPECT_EQ(queue("outgoing").storeHeld(entry, writerOf(std::string_view(message))), 0);
+        return entry.id;
+    };
+    ASSERT_EQ(storeNamed(queue("quarantine"), "AB1"), 0);
+    ASSERT_EQ(storeNamed(queue("quarantine"), "AB2"), 0);
+    const std::string gone = hold("AB3", kNow);    // the old entry was removed: that decided it
+    const std::string stands = hold("AB1", kNow);  //
+    const std::string unknown = hold("ZZ1", kNow); // no such directory: perhaps only not mounted
+    const std::string working = hold("AB2", kNow - 9 * kHour);
+    EXPECT_TRUE(wholeEntries(queue("outgoing")).empty());
+    EXPECT_EQ(queues_.start(kNow), 0);
+    EXPECT_EQ(wholeEntries(queue("outgoing")).size(), 1U);
+    EXPECT_TRUE(wholeEntries(queue("outgoing")).contains(gone));
+    EXPECT_EQ(filesBelow(root_ + "/outgoing").size(), 8U) << "the others stay as they are";
+    QueueClaim claim;
+    EXPECT_EQ(queue("outgoing").claim(stands, claim), ClaimOutcome::Missing);
+    QueuedEntry released;
+    ASSERT_TRUE(admin_.release(QueueKind::Quarantine, "AB1", {}, kNow, released).done());
+    EXPECT_EQ(released.id, stands);
+    EXPECT_EQ(wholeEntries(queue("outgoing")).at(stands), messageOf("AB1"));
+}
+
+} // namespace
+} // namespace quzo::platform::test

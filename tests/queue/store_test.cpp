@@ -1,0 +1,312 @@
+// One queue by itself: what it takes, what it refuses, and what it leaves alone.
+#include <sys/stat.h>
+
+#include <chrono>
+#include <ctime>
+
+#include "quzo/core/error_text.h"
+#include "tests/queue/queue_support.h"
+
+namespace quzo::platform::test {
+namespace {
+
+class StoreTest : public QueueTest {
+protected:
+    std::string path(const std::string& name) const { return root_ + "/q/" + name; }
+
+    void write(const std::string& name, const std::string& text) const {
+        std::filesystem::create_directories(std::filesystem::path(path(name)).parent_path());
+        std::ofstream(path(name), std::ios::binary) << text;
+    }
+
+    // Makes a file look as old as `hours` before now.
+    void age(const std::string& name, int hours) const {
+        std::filesystem::last_write_time(
+            path(name), std::filesystem::file_time_type::clock::now() - std::chrono::hours(hours));
+    }
+
+    QueueStore store_{"q", root_ + "/q", files_};
+};
+
+TEST_F(StoreTest, StoresUnderTheNamesThatPeopleExpect) {
+    ASSERT_EQ(storeNamed(store_, "AB12"), 0);
+    EXPECT_EQ(content(path("A/B/AB12.DF")), messageOf("AB12"));
+    QueueEntry entry;
+    ASSERT_EQ(decodeEntry(content(path("A/B/AB12.json")), entry), 0);
+    EXPECT_EQ(entry.size, messageOf("AB12").size());
+    EXPECT_EQ(filesBelow(root_).size(), 2U);
+    struct stat status {};
+    ASSERT_EQ(::stat(path("A/B/AB12.DF").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    ASSERT_EQ(::stat(path("A/B").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0700U);
+}
+
+TEST_F(StoreTest, NeverOverwrites) {
+    ASSERT_EQ(storeNamed(store_, "AB12"), 0);
+    const auto before = filesBelow(root_);
+    QueueEntry second = entryNamed("AB12");
+    EXPECT_EQ(store_.store(second, writerOf(std::string_view("other"))), kErrorExists);
+    QueueClaim claim;
+    ASSERT_EQ(store_.claim("AB12", claim), ClaimOutcome::Taken);
+    EXPECT_EQ(store_.store(second, writerOf(std::string_view("other"))), kErrorExists) << "while claimed";
+    claim.release();
+    EXPECT_EQ(filesBelow(root_), before);
+    write("C/D/CD.json", "something else's");
+    EXPECT_EQ(storeNamed(store_, "CD"), kErrorExists);
+    EXPECT_EQ(content(path("C/D/CD.json")), "something else's");
+    EXPECT_FALSE(std::filesystem::exists(path("C/D/CD.DF")));
+}
+
+TEST_F(StoreTest, LargeMessagesAndManyPiecesComeWhole) {
+    std::string expected;
+    QueueEntry entry = entryNamed("AB");
+    ASSERT_EQ(
+        store_.store(
+            entry,
+            [&](const auto& sink) {
+                for (std::size_t size : {1UL, 70000UL, 0UL, 65536UL, 3UL, 65535UL, 2UL, 1000000UL, 5UL}) {
+                    const std::string piece(size, static_cast<char>('a' + size % 26));
+                    expected += piece;
+                    if (!sink(piece)) {
+                        return false;
+                    }
+                }
+                return true;
+            }),
+        0);
+    EXPECT_EQ(wholeEntries(store_).at("AB"), expected);
+}
+
+TEST_F(StoreTest, AWriterThatFailsOrThrowsLeavesNothing) {
+    QueueEntry entry = entryNamed("AB");
+    EXPECT_EQ(store_.store(entry, [](const auto& sink) { return sink("half") && false; }), kErrorInternal);
+    EXPECT_THROW(store_.store(entry,
+                              [](const auto& sink) -> bool {
+                                  sink("half");
+                                  throw std::bad_alloc();
+                              }),
+                 std::bad_alloc);
+    EXPECT_TRUE(filesBelow(root_).empty());
+}
+
+TEST_F(StoreTest, HostileIdentifiersTouchNothing) {
+    std::ofstream(root_ + "/outside.DF") << "outside";
+    std::ofstream(root_ + "/outside.json") << "outside";
+    const auto before = filesBelow(root_);
+    for (const std::string& id :
+         {std::string("../outside"), std::string("/etc/passwd"), std::string("A/B/AB"),
+          std::string("AB/../../outside"), std::string(), std::string("AB\0C", 4), std::string(300, 'A'),
+          std::string("ab"), std::string("AB\n")}) {
+        EXPECT_EQ(storeNamed(store_, id), kErrorInvalidArgument);
+        QueueEntry entry;
+        QueueClaim claim;
+        std::string message;
+        EXPECT_EQ(store_.read(id, entry), kErrorNotFound);
+        EXPECT_EQ(store_.readMessage(id, 0, message), kErrorNotFound);
+        EXPECT_EQ(store_.claim(id, claim), ClaimOutcome::Missing);
+        EXPECT_EQ(store_.publishHeld(id, "1-2-01234567"), kErrorNotFound);
+        EXPECT_NE(store_.discardHeld(id), 0);
+    }
+    EXPECT_EQ(filesBelow(root_), before);
+}
+
+TEST_F(StoreTest, FollowsNoLinkInside) {
+    std::filesystem::create_directories(root_ + "/outside/B");
+    std::filesystem::create_directories(path(""));
+    std::filesystem::create_directory_symlink(root_ + "/outside", path("A"));
+    EXPECT_NE(storeNamed(store_, "AB12"), 0);
+    EXPECT_TRUE(filesBelow(root_ + "/outside").empty());
+
+    ASSERT_EQ(storeNamed(store_, "CD12"), 0);
+    std::ofstream(root_ + "/secret") << messageOf("CD12");
+    std::filesystem::remove(path("C/D/CD12.DF"));
+    std::filesystem::create_symlink(root_ + "/secret", path("C/D/CD12.DF"));
+    std::string message;
+    EXPECT_EQ(store_.readMessage("CD12", messageOf("CD12").size(), message), kErrorInputOutput);
+    std::filesystem::remove(path("C/D/CD12.DF"));
+    ASSERT_EQ(::mkfifo(path("C/D/CD12.DF").c_str(), 0600), 0);
+    EXPECT_EQ(store_.readMessage("CD12", 0, message), kErrorInputOutput) << "a FIFO must not hold us up";
+    // The way to the queue may have links.
+    std::filesystem::create_directories(root_ + "/elsewhere");
+    std::filesystem::create_directory_symlink(root_ + "/elsewhere", root_ + "/link");
+    QueueStore linked("l", root_ + "/link/deep/q", files_);
+    EXPECT_EQ(storeNamed(linked, "AB12"), 0);
+    EXPECT_EQ(filesBelow(root_ + "/elsewhere").size(), 2U);
+}
+
+TEST_F(StoreTest, AMessageOfAnotherSizeIsNotHandedOut) {
+    ASSERT_EQ(storeNamed(store_, "AB12"), 0);
+    std::ofstream(path("A/B/AB12.DF"), std::ios::app) << "x";
+    std::string message;
+    EXPECT_EQ(store_.readMessage("AB12", messageOf("AB12").size(), message), kErrorInputOutput);
+    EXPECT_EQ(store_.readMessage("AB12", messageOf("AB12").size() + 1, message, 3), kErrorLimit);
+}
+
+TEST_F(StoreTest, ListsWhatCannotBeReadAndLeavesStrangersOut) {
+    ASSERT_EQ(storeNamed(store_, "AB1"), 0);
+    write("A/B/AB2.DF", "x");
+    write("A/B/AB2.json", "{broken");
+    write("A/B/AB3.json", content(path("A/B/AB1.json"))); // another one's, and no message
+    write("A/B/AB4.DF", "only half");
+    write("A/B/CD.json", "{}"); // in the wrong place
+    write("A/B/README", "hello");
+    write("A/B/ab5.json", "{}");
+    write("A/note", "hello");
+    write("lost+found/A/AA.json", "{}");
+    std::map<std::string, std::pair<bool, bool>> found; // readable, with message
+    EXPECT_EQ(store_.forEach([&](ListedEntry&& entry) {
+        found[entry.id] = {entry.error == 0, entry.message};
+        return true;
+    }),
+              0);
+    const std::map<std::string, std::pair<bool, bool>> expected = {
+        {"AB1", {true, true}}, {"AB2", {false, true}}, {"AB3", {false, false}}};
+    EXPECT_EQ(found, expected);
+    QueueClaim claim;
+    ASSERT_EQ(store_.claim("AB2", claim), ClaimOutcome::Taken);
+    EXPECT_NE(claim.error(), 0);
+    EXPECT_EQ(claim.remove(), 0) << "people must be able to get rid of it";
+    EXPECT_FALSE(std::filesystem::exists(path("A/B/AB2.DF")));
+}
+
+TEST_F(StoreTest, CleanUpTakesOldLeftoversOnly) {
+    ASSERT_EQ(storeNamed(store_, "AB1"), 0);
+    age("A/B/AB1.DF", 5000);
+    age("A/B/AB1.json", 5000);
+    ASSERT_EQ(storeNamed(store_, "AB2"), 0);
+    age("A/B/AB2.DF", 5000);
+    QueueClaim claim;
+    ASSERT_EQ(store_.claim("AB2", claim), ClaimOutcome::Taken);
+    const std::string dead = "999999999-1-01234567";
+    for (const std::string name : {"AB3.DF", "AB4.DF", "README", ".AB5.DF.tmp"}) {
+        write("A/B/" + name, "x");
+        age("A/B/" + name, name == "AB4.DF" ? 0 : 2);
+    }
+    write("A/B/.AB6.DF." + dead + "-0.tmp", "x");
+    write("A/B/.AB7.json." + dead + "-1.tmp", "x");
+    age("A/B/.AB7.json." + dead + "-1.tmp", 2);
+    const std::string alive = "A/B/" + temporaryName("AB8", ".DF"); // still being written, however slowly
+    write(alive, "x");
+    age(alive, 3);
+    const auto before = filesBelow(root_);
+    CleanUpCounts counts;
+    EXPECT_EQ(store_.cleanUp(std::time(nullptr), counts), 0);
+    EXPECT_EQ(counts.orphans, 1U);
+    EXPECT_EQ(counts.temporaries, 1U);
+    auto expected = before;
+    expected.erase("q/A/B/AB3.DF");
+    expected.erase("q/A/B/.AB7.json." + dead + "-1.tmp");
+    EXPECT_EQ(filesBelow(root_), expected);
+}
+
+TEST_F(StoreTest, ExpiresByDaysSinceStored) {
+    struct Row {
+        const char* id;
+        std::optional<std::uint32_t> aging;
+        std::int64_t age; // seconds
+        bool gone;
+    };
+    const Row rows[] = {
+        {"AA", std::nullopt, 100000000, false}, {"AB", 30, 30 * 24 * kHour - 1, false},
+        {"AC", 30, 30 * 24 * kHour, true},      {"AD", 0, 0, true},
+        {"AE", 4294967295U, 1000000000, false}, {"AF", 1, -kHour, false}, // stored by a clock that is ahead
+    };
+    for (const Row& row : rows) {
+        QueueEntry entry = entryNamed(row.id);
+        entry.aging = row.aging;
+        entry.stored = kNow - row.age;
+        ASSERT_EQ(store_.store(entry, writerOf(std::string_view("x"))), 0);
+    }
+    std::size_t removed = 0;
+    EXPECT_EQ(store_.expire(kNow, removed), 0);
+    EXPECT_EQ(removed, 2U);
+    const auto left = wholeEntries(store_);
+    for (const Row& row : rows) {
+        EXPECT_EQ(left.contains(row.id), !row.gone) << row.id;
+    }
+}
+
+TEST_F(StoreTest, ExpireLeavesWhatSomebodyWorksOn) {
+    QueueEntry entry = entryNamed("AB");
+    entry.aging = 0;
+    ASSERT_EQ(store_.store(entry, writerOf(std::string_view("x"))), 0);
+    QueueClaim claim;
+    ASSERT_EQ(store_.claim("AB", claim), ClaimOutcome::Taken);
+    std::size_t removed = 0;
+    EXPECT_EQ(store_.expire(kNow, removed), 0);
+    EXPECT_EQ(removed, 0U);
+    EXPECT_TRUE(claim) << "still ours";
+    claim.release();
+    EXPECT_EQ(store_.expire(kNow, removed), 0);
+    EXPECT_EQ(removed, 1U);
+    EXPECT_TRUE(filesBelow(root_).empty());
+}
+
+TEST_F(StoreTest, UpdateKeepsTheMessageAndTheClaim) {
+    ASSERT_EQ(storeNamed(store_, "AB"), 0);
+    QueueClaim claim;
+    ASSERT_EQ(store_.claim("AB", claim), ClaimOutcome::Taken);
+    QueueEntry entry = claim.entry();
+    entry.reason = "451 try again";
+    entry.attempts = 2;
+    ASSERT_EQ(claim.update(entry), 0);
+    QueueClaim second;
+    EXPECT_EQ(store_.claim("AB", second), ClaimOutcome::Busy);
+    entry.id = "AC";
+    EXPECT_EQ(claim.update(entry), kErrorInvalidArgument);
+    claim = QueueClaim(); // gives it back
+    ASSERT_EQ(store_.claim("AB", second), ClaimOutcome::Taken);
+    EXPECT_EQ(second.entry().reason, "451 try again");
+    EXPECT_EQ(wholeEntries(store_).at("AB"), messageOf("AB"));
+}
+
+// Time for the process alone, so that other work on the machine does not count.
+double cpuSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
+
+double timed(const std::function<void()>& work) {
+    const double begin = cpuSeconds();
+    work();
+    return cpuSeconds() - begin;
+}
+
+TEST_F(StoreTest, AHundredThousandEntriesCostTheSameEach) {
+    constexpr unsigned kStep = 20000;
+    constexpr unsigned kAll = 5 * kStep;
+    const std::string message = "Subject: x\r\n\r\nx\r\n";
+    unsigned next = 0;
+    const auto store = [&] {
+        for (const unsigned end = next + kStep; next < end; ++next) {
+            QueueEntry entry = entryNamed(identifier(next));
+            entry.aging = next % 2 == 0 ? 1 : 2;
+            ASSERT_EQ(store_.store(entry, writerOf(std::string_view(message))), 0);
+        }
+    };
+    const auto list = [&] {
+        unsigned count = 0;
+        EXPECT_EQ(store_.forEach([&](ListedEntry&& entry) {
+            count += entry.error == 0 ? 1 : 0;
+            return true;
+        }),
+                  0);
+        EXPECT_EQ(count, next);
+    };
+    const double firstStore = timed(store);
+    const double smallList = timed(list);
+    double lastStore = 0;
+    while (next < kAll) {
+        lastStore = timed(store);
+    }
+    const double largeList = timed(list);
+    std::size_t removed = 0;
+    const double expire = timed([&] { EXPECT_EQ(store_.expire(kNow + 30 * kHour, removed), 0); });
+    EXPECT_EQ(removed, kAll / 2);
+    RecordProperty("StoreGrowth", std::to_string(lastStore / firstStore));
+    RecordProperty("ListGrowth", std::to_string(largeList / smallList));
+    EXPECT_LT(lastStore, 2 * firstStore);
+    EXPECT_LT(largeList, 5 * 2 * smallList);
+    EXPECT_LT(expire, 10 * largeList);
+}
+
+} // namespace
+} // namespace quzo::platform::test
