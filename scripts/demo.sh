@@ -4,6 +4,8 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# What was compiled in another checkout counts.
+export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 quzo=build/release/bin/quzo
 out=demo-output
 build_log=build/demo-build.log

@@ -59,7 +59,10 @@ int openFailure(int errnoValue) { return errnoValue == EIO ? kExitInputOutput : 
 
 } // namespace
 
-std::string lastComponent(const std::string& path) {
+std::string outputName(const std::string& path) {
+    if (path == "-") {
+        return "stdin.eml";
+    }
     std::filesystem::path whole(path);
     if (!whole.has_filename()) {
         whole = whole.parent_path();
@@ -96,8 +99,8 @@ bool InputReader::next(Input& input) {
 bool InputReader::openPath(Input& input) {
     const std::string& path = paths_[at_++];
     input.file = path;
+    input.name = outputName(path);
     if (path == "-") {
-        input.name = "stdin.eml";
         const int error = readRest(STDIN_FILENO, 0, maxBytes_, input.bytes);
         finish(input, error != 0 ? MboxReader::Got::Failed : MboxReader::Got::Message, error);
         return true;
@@ -108,7 +111,6 @@ bool InputReader::openPath(Input& input) {
         refuse(input, systemFault(openFailure(errno), path, "cannot be opened", errno), kErrorNotFound);
         return true;
     }
-    input.name = lastComponent(path);
     if (!S_ISDIR(status.st_mode)) {
         return readFile(std::move(descriptor), false, input);
     }

@@ -64,7 +64,7 @@ private:
     std::size_t passedOver_ = 0;
 };
 
-// The name that a path's messages get below an output directory: its last component.
-std::string lastComponent(const std::string& path);
+// The name that a path's messages get below an output directory: its last component, "stdin.eml" for "-".
+std::string outputName(const std::string& path);
 
 } // namespace quzo::host

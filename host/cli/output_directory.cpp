@@ -120,6 +120,11 @@ MaybeFault OutputDirectory::holdAgainstInputs(const std::vector<std::string>& in
     const auto own = std::filesystem::weakly_canonical(path_, error);
     std::set<std::string> names;
     for (const std::string& path : inputPaths) {
+        const std::string name = outputName(path);
+        if (!names.insert(name).second) {
+            return Fault{kExitUsage, path, "has the same output name as another input, " + pathOf(name),
+                         "apply them one by one with different output folders"};
+        }
         struct stat status {};
         if (path == "-" || ::stat(path.c_str(), &status) != 0) {
             continue; // whoever reads it says so
@@ -130,11 +135,6 @@ MaybeFault OutputDirectory::holdAgainstInputs(const std::vector<std::string>& in
             std::mismatch(input.begin(), input.end(), own.begin(), own.end()).first == input.end()) {
             return Fault{kExitUsage, path_, "lies in the input folder " + path,
                          "choose a folder outside of it"};
-        }
-        const std::string name = lastComponent(path);
-        if (!names.insert(name).second) {
-            return Fault{kExitUsage, path, "has the same output name as another input, " + pathOf(name),
-                         "apply them one by one with different output folders"};
         }
         struct stat target {};
         if ((!S_ISDIR(status.st_mode) || inputPaths.size() > 1) &&

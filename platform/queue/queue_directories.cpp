@@ -72,30 +72,31 @@ int QueueDirectories::forEach(const Visitor& visit) const {
     return firstError;
 }
 
-int QueueDirectories::make(std::string_view place, FileHandle& out) {
-    std::atomic<bool>& durable = durable_[kCharacters.find(place[0])][kCharacters.find(place[1])];
-    FileHandle root;
-    FileHandle outer;
-    bool fresh = false;
-    int error = makeRoot(root, fresh);
+int QueueDirectories::make(std::string_view place, Way& out) {
+    int error = makeRoot(out);
     if (error == 0) {
-        error = makeBelow(root, place[0], fresh, outer);
+        error = makeBelow(out.root, place[0], out.newOuter, out.outer);
     }
-    if (error == 0) {
-        error = makeBelow(outer, place[1], fresh, out);
+    return error != 0 ? error : makeBelow(out.outer, place[1], out.newInner, out.inner);
+}
+
+int QueueDirectories::settle(std::string_view place, const Way& way) {
+    const std::size_t first = kCharacters.find(place[0]);
+    std::atomic<bool>& outerDurable = outerDurable_[first];
+    std::atomic<bool>& innerDurable = innerDurable_[first][kCharacters.find(place[1])];
+    if (!way.newInner && !innerDurable && hasEntry(way.inner, place)) {
+        innerDurable = outerDurable = rootDurable_ = true;
     }
-    if (error != 0 || (!fresh && (durable || hasEntry(out, place)))) {
-        durable = durable || error == 0;
-        return error;
-    }
-    error = files_.sync(outer.get());
-    if (error == 0) {
-        error = files_.sync(root.get());
-    }
-    if (error == 0) {
-        error = syncHolder(root_.size());
-    }
-    durable = durable || error == 0;
+    int error = 0;
+    const auto settleOne = [&](bool fresh, std::atomic<bool>& durable, const auto& sync) {
+        if (error == 0 && (fresh || !durable)) {
+            error = sync();
+            durable = durable || error == 0;
+        }
+    };
+    settleOne(way.newInner, innerDurable, [&] { return files_.sync(way.outer.get()); });
+    settleOne(way.newOuter, outerDurable, [&] { return files_.sync(way.root.get()); });
+    settleOne(way.newRoot, rootDurable_, [&] { return syncHolder(root_.size()); });
     return error;
 }
 
@@ -111,8 +112,8 @@ bool QueueDirectories::hasEntry(const FileHandle& directory, std::string_view pl
 }
 
 // Makes what is missing of the way to the root, from the top down.
-int QueueDirectories::makeRoot(FileHandle& out, bool& fresh) {
-    int error = files_.openAt(AT_FDCWD, root_.c_str(), kRootFlags, 0, out);
+int QueueDirectories::makeRoot(Way& out) {
+    int error = files_.openAt(AT_FDCWD, root_.c_str(), kRootFlags, 0, out.root);
     if (error != ENOENT || root_.empty()) {
         return error;
     }
@@ -128,8 +129,8 @@ int QueueDirectories::makeRoot(FileHandle& out, bool& fresh) {
         }
         begin = std::min(root_.find_first_not_of('/', end), root_.size());
     }
-    fresh = true;
-    return files_.openAt(AT_FDCWD, root_.c_str(), kRootFlags, 0, out);
+    out.newRoot = true;
+    return files_.openAt(AT_FDCWD, root_.c_str(), kRootFlags, 0, out.root);
 }
 
 // Syncs the directory that holds the name which ends the first `end` bytes of the root's path.
@@ -146,7 +147,7 @@ int QueueDirectories::makeBelow(const FileHandle& parent, char name, bool& fresh
     int error = files_.openAt(parent.get(), text.text, kInnerFlags, 0, out);
     if (error == ENOENT) {
         error = files_.makeDirectory(parent.get(), text.text, kMode);
-        fresh = fresh || error == 0;
+        fresh = error == 0;
         if (error == 0 || error == EEXIST) {
             error = files_.openAt(parent.get(), text.text, kInnerFlags, 0, out);
         }

@@ -29,9 +29,23 @@ public:
     // there is none.
     int open(std::string_view place, FileHandle& out) const;
 
-    // The same, made with all above it when it is not there. On success its name, and what was made above,
-    // survives a crash.
-    int make(std::string_view place, FileHandle& out);
+    // A directory that may be new, and what it hangs on.
+    struct Way {
+        FileHandle root;
+        FileHandle outer;
+        FileHandle inner;
+        // Which of them were made just now.
+        bool newRoot = false;
+        bool newOuter = false;
+        bool newInner = false;
+    };
+
+    // The same, made with all above it when it is not there. What is made may not survive a crash yet.
+    int make(std::string_view place, Way& out);
+
+    // Makes the way survive a crash. Called before the first name is published there; after the files have
+    // been synced it costs little.
+    int settle(std::string_view place, const Way& way);
 
     // Visits each directory that is there, in order, with its place, until `visit` returns false. One that
     // cannot be opened is left out; returns 0 or the first errno value.
@@ -39,7 +53,7 @@ public:
     int forEach(const Visitor& visit) const;
 
 private:
-    int makeRoot(FileHandle& out, bool& fresh);
+    int makeRoot(Way& out);
     int makeBelow(const FileHandle& parent, char name, bool& fresh, FileHandle& out);
     int syncHolder(std::size_t end);
     bool hasEntry(const FileHandle& directory, std::string_view place) const;
@@ -48,9 +62,11 @@ private:
 
     FileSystem& files_;
     std::string root_;
-    // The places that are known to survive a crash. A directory that somebody else has just made may not, so
-    // the first look at one without entries syncs the way to it.
-    std::array<std::array<std::atomic<bool>, 36>, 36> durable_{};
+    // Whose names are known to survive a crash. A directory that somebody else has just made may not, so the
+    // first look at one without entries syncs the way to it.
+    std::atomic<bool> rootDurable_{false};
+    std::array<std::atomic<bool>, 36> outerDurable_{};
+    std::array<std::array<std::atomic<bool>, 36>, 36> innerDurable_{};
 };
 
 } // namespace quzo::platform

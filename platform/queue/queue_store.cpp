@@ -107,11 +107,13 @@ int QueueStore::put(QueueEntry& entry, const MessageWriter& write, const std::st
         return kErrorInvalidArgument;
     }
     const std::string& id = entry.id;
-    FileHandle directory;
-    if (const int error = directories_.make(std::string_view(id).substr(0, 2), directory)) {
+    const std::string_view place = std::string_view(id).substr(0, 2);
+    QueueDirectories::Way way;
+    if (const int error = directories_.make(place, way)) {
         failed("cannot make the directory of", id, error);
         return error == ENOENT ? kErrorInputOutput : platformError(error);
     }
+    const FileHandle& directory = way.inner;
     TemporaryFile message(files_, directory.get(), temporaryName(id, ".DF"));
     TemporaryFile metadata(files_, directory.get(), temporaryName(id, ".json"));
     int error = message.create();
@@ -139,6 +141,9 @@ int QueueStore::put(QueueEntry& entry, const MessageWriter& write, const std::st
     }
     if (error == 0) {
         error = metadata.sync();
+    }
+    if (error == 0) {
+        error = directories_.settle(place, way);
     }
     if (error == 0) {
         error = publishBoth(files_, directory.get(), message, messageName(id), metadata, metadataName);

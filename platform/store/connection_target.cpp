@@ -89,9 +89,15 @@ ConnectionTarget postgresTarget(const std::string& text) {
         refuse("has a database name that looks like another connection string");
     }
     checkPorts(parameters);
-    parameters.try_emplace("connect_timeout", "10");     // seconds
-    parameters.try_emplace("tcp_user_timeout", "30000"); // milliseconds
-    parameters.try_emplace("fallback_application_name", "quzo");
+    static constexpr std::pair<const char*, const char*> kDefaults[] = {
+        {"connect_timeout", "10"},     // seconds
+        {"tcp_user_timeout", "30000"}, // milliseconds
+        {"keepalives_idle", "30"},     // seconds, as the next
+        {"keepalives_interval", "10"}, {"keepalives_count", "3"}, {"fallback_application_name", "quzo"},
+    };
+    for (const auto& [key, value] : kDefaults) {
+        parameters.try_emplace(key, value);
+    }
     parameters["client_encoding"] = "UTF8";
     std::string uri = "postgresql:///";
     char separator = '?';

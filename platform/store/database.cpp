@@ -8,6 +8,7 @@
 #include <soci/postgresql/soci-postgresql.h>
 #include <soci/sqlite3/soci-sqlite3.h>
 
+#include <algorithm>
 #include <new>
 
 #include "platform/store/database_fault.h"
@@ -21,12 +22,14 @@ namespace {
 
 constexpr long long kWriterLock = 0x71757A6F; // the key of PostgreSQL's advisory lock: ours by agreement
 
+constexpr unsigned kLongestWait = 24U * 60U * 60U; // seconds
+
 void execute(soci::session& session, const char* text) { session.once << text; }
 
 } // namespace
 
 Database::Database(ConnectionTarget target, unsigned waitSeconds)
-    : target_(std::move(target)), waitSeconds_(waitSeconds) {
+    : target_(std::move(target)), waitSeconds_(std::min(waitSeconds, kLongestWait)) {
     open();
 }
 

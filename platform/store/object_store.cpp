@@ -194,9 +194,10 @@ StoreResult<bool> ObjectStore::setReferences(unsigned tenant, std::vector<Object
     const auto key = [](const ObjectReference& reference) {
         return std::pair(reference.ruleId, reference.objectId);
     };
-    std::ranges::stable_sort(references, {}, key);
-    const auto doubles = std::ranges::unique(references, {}, key);
-    references.erase(doubles.begin(), doubles.end());
+    const auto before = [&](const auto& left, const auto& right) { return key(left) < key(right); };
+    const auto same = [&](const auto& left, const auto& right) { return key(left) == key(right); };
+    std::stable_sort(references.begin(), references.end(), before);
+    references.erase(std::unique(references.begin(), references.end(), same), references.end());
     const StoreResult<bool> known = impl_->read<bool>(
         [&] { return readReferences(impl_->session(), tenant, std::nullopt) == references; });
     if (!known || *known) {

@@ -1,6 +1,7 @@
 // The text helpers of the platform: conversion into a caller's buffer, splitting, and comparing names.
 #include "quzo/core/text.h"
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <new>
@@ -47,16 +48,9 @@ int KvMsg_CharsetConverterString(const char* source, const char* sourceCharset, 
 
 void tokenize(const std::string& text, std::vector<std::string>& parts, const std::string& delimiters) {
     parts.clear();
-    if (text.empty()) {
-        return;
-    }
-    std::size_t begin = 0;
-    for (;;) {
-        const std::size_t end = text.find_first_of(delimiters, begin);
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find_first_of(delimiters, begin), text.size());
         parts.push_back(text.substr(begin, end - begin));
-        if (end == std::string::npos) {
-            return;
-        }
         begin = end + 1;
     }
 }

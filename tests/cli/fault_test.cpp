@@ -90,6 +90,7 @@ std::vector<Case> cases() {
         {"bad_token", apply({"--token", "FOO=1", "in/a.eml"}), 64, "FOO"},
         {"several_to_standard_output", apply({"in"}), 64, "add -o DIR or --json"},
         {"same_output_names", apply({"-o", "out", "in/a.eml", "other/a.eml"}), 64, "quzo: other/a.eml: "},
+        {"same_as_standard_input", apply({"-o", "out", "-", "none/stdin.eml"}), 64, "same output name"},
         {"output_is_input", apply({"-o", "in", "in/a.eml"}), 64, "would be replaced by its own output"},
         {"output_in_input", apply({"-o", "in/out", "in"}), 64, "quzo: in/out: lies in the input folder in"},
         {"output_over_inputs", apply({"-o", ".", "in", "other"}), 64, "quzo: in: would be replaced"},

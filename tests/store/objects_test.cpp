@@ -206,15 +206,16 @@ TEST_P(ObjectsTest, ChangesAreMadeTogetherOrNotAtAll) {
 }
 
 TEST_P(ObjectsTest, ThreadsWithSessionsOfTheirOwnLoseNothing) {
-    constexpr int kThreads = 8;
-    constexpr int kRounds = 5;
+    constexpr std::size_t kThreads = 8;
+    constexpr std::size_t kRounds = 5;
     ObjectStore store = place->open();
     const unsigned shared = must(store.add(1, kStamp, "counter", "+")).id;
     std::vector<std::thread> threads;
-    for (int number = 0; number < kThreads; ++number) {
+    threads.reserve(kThreads);
+    for (std::size_t number = 0; number < kThreads; ++number) {
         threads.emplace_back([this, number, shared] {
             ObjectStore own = must(ObjectStore::open({place->connection(), "thread", 60}));
-            for (int round = 0; round < kRounds; ++round) {
+            for (std::size_t round = 0; round < kRounds; ++round) {
                 const std::string name = std::to_string(number) + "." + std::to_string(round);
                 EXPECT_TRUE(own.add(1, kNotify, name, "x").ok());
                 for (bool done = false; !done;) {
@@ -231,8 +232,8 @@ TEST_P(ObjectsTest, ThreadsWithSessionsOfTheirOwnLoseNothing) {
     for (std::thread& thread : threads) {
         thread.join();
     }
-    EXPECT_EQ(namesOf(store, 1, kNotify).size(), std::size_t{kThreads * kRounds});
-    EXPECT_EQ(must(store.get(1, shared)).content.size(), std::size_t{1 + kThreads * kRounds});
+    EXPECT_EQ(namesOf(store, 1, kNotify).size(), kThreads * kRounds);
+    EXPECT_EQ(must(store.get(1, shared)).content.size(), 1 + kThreads * kRounds);
 }
 
 TEST_P(ObjectsTest, AWriterThatIsKilledLeavesNothingHalfDone) {

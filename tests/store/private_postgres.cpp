@@ -35,6 +35,18 @@ fs::path findPrograms() {
     return found.empty() ? found : found / "bin";
 }
 
+bool lookUp(const char* name, uid_t& user, gid_t& group) {
+    std::vector<char> buffer(4096);
+    passwd entry{};
+    passwd* found = nullptr;
+    if (getpwnam_r(name, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
+        return false;
+    }
+    user = entry.pw_uid;
+    group = entry.pw_gid;
+    return true;
+}
+
 int freePort() {
     const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
@@ -97,13 +109,9 @@ PrivatePostgres* PrivatePostgres::instance() {
 PrivatePostgres::PrivatePostgres(fs::path programs)
     : programs_(std::move(programs)), user_(geteuid()), group_(getegid()) {
     if (geteuid() == 0) { // the server refuses to run as root
-        const passwd* entry = getpwnam("postgres");
-        entry = entry != nullptr ? entry : getpwnam("nobody");
-        if (entry == nullptr) {
+        if (!lookUp("postgres", user_, group_) && !lookUp("nobody", user_, group_)) {
             throw std::runtime_error("no user to run PostgreSQL as");
         }
-        user_ = entry->pw_uid;
-        group_ = entry->pw_gid;
     }
     std::string pattern = fs::temp_directory_path() / "quzo-pg-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr || chown(pattern.c_str(), user_, group_) != 0) {

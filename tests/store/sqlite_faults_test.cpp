@@ -171,5 +171,16 @@ TEST_F(SqliteFaultsTest, AFileThatGoesAwayIsMissedAndUsedAgainWhenItIsBack) {
     EXPECT_EQ(must(must(open(file)).get(1, id)).content, "y");
 }
 
+TEST_F(SqliteFaultsTest, AChangeThatCannotBeSavedWhileOthersReadIsUndone) {
+    ObjectStore store = must(open(file));
+    const unsigned id = must(store.add(1, kStamp, "legal", "x")).id;
+    ObjectStore other = must(ObjectStore::open({"sqlite3://" + file.string(), "bob", 0}));
+    must(store.visit(1, [&](const auto&) {
+        expectFault(other.modify(1, id, kStamp, "legal", "y"), StoreTrouble::Locked);
+    }));
+    EXPECT_EQ(must(other.get(1, id)).content, "x");
+    must(other.modify(1, id, kStamp, "legal", "y", 1));
+}
+
 } // namespace
 } // namespace quzo::test
