@@ -7,7 +7,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 export CCACHE_BASEDIR=$PWD CCACHE_NOHASHDIR=1
 jobs=$(nproc)
 
-scripts/install_packages
+scripts/install_packages --with-tests
 cmake --preset release
 cmake --build --preset release --parallel "$jobs"
 exec ctest --preset release --parallel "$jobs"

@@ -137,7 +137,7 @@ std::optional<Fields> decodeXHeader(std::string_view setting) {
 }
 
 bool encodeDeleteAttachment(const Fields& fields, std::string& setting, FieldFault& /*fault*/) {
-    setting = flagOf(fields, "all") ? "T" : "F";
+    setting.assign(1, flagOf(fields, "all") ? 'T' : 'F');
     return true;
 }
 

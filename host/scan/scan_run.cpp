@@ -132,12 +132,10 @@ std::optional<ScanRun::Matched> ScanRun::nextMatch() {
             pending_.push_back(std::move(*matched));
         }
     }
-    if (ended_ || pending_.empty()) {
+    if (ended_ || nextPending_ == pending_.size()) {
         return std::nullopt;
     }
-    std::optional<Matched> first = std::move(pending_.front());
-    pending_.pop_front();
-    return first;
+    return std::move(pending_[nextPending_++]);
 }
 
 // False when no further rule is to be tried.

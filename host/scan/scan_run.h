@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -57,7 +56,8 @@ private:
 
     std::size_t nextRule_ = 0;  // the first rule whose condition has not been evaluated
     bool allEvaluated_ = false; // pending_ holds all that is still to run
-    std::deque<Matched> pending_;
+    std::vector<Matched> pending_;
+    std::size_t nextPending_ = 0;
     bool limitsChecked_ = false; // of the entities
     bool consumed_ = false;
     bool ended_ = false;                        // the outcome is decided
