@@ -29,15 +29,6 @@ constexpr std::array kLabels = {
     Label{"unicode11utf8", "UTF-8"},
     Label{"utf8mb4", "UTF-8"},
     Label{"cp65001", "UTF-8"},
-    // Bytes 80 to 9F are windows-1252 in all mail that has them.
-    Label{"iso88591", "windows-1252", Narrow::Latin1},
-    Label{"iso885911987", "windows-1252", Narrow::Latin1},
-    Label{"latin1", "windows-1252", Narrow::Latin1},
-    Label{"l1", "windows-1252", Narrow::Latin1},
-    Label{"isoir100", "windows-1252", Narrow::Latin1},
-    Label{"csisolatin1", "windows-1252", Narrow::Latin1},
-    Label{"cp819", "windows-1252", Narrow::Latin1},
-    Label{"ibm819", "windows-1252", Narrow::Latin1},
     Label{"gb2312", "gb18030", Narrow::Gb2312},
     Label{"csgb2312", "gb18030", Narrow::Gb2312},
     Label{"gb231280", "gb18030", Narrow::Gb2312},
@@ -153,8 +144,6 @@ std::string findMimeName(const UConverter& converter) {
 // The name that may stand in an encoded word for a label of our table.
 std::string wordName(const Label& label) {
     switch (label.narrow) {
-        case Narrow::Latin1:
-            return "iso-8859-1";
         case Narrow::Gb2312:
             return "gb2312";
         case Narrow::Gbk:

@@ -78,7 +78,8 @@ int convert(std::string_view in, const char* from, const char* to, Unmappable mo
 
 int decodeLeniently(std::string_view in, const char* from, std::string& out, std::size_t maxBytes) {
     out.clear();
-    const auto source = findCharset(from);
+    // In mail that says iso-8859-1, bytes 80 to 9F are meant as windows-1252, not as control characters.
+    const auto source = findCharset(sameCharset(from, "iso-8859-1") ? "windows-1252" : from);
     const auto target = findCharset(std::string_view("utf-8"));
     if (source == nullptr || target == nullptr) {
         return kErrorUnknownCharset;

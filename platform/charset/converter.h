@@ -1,15 +1,15 @@
 // Conversions between charsets, on ICU.
 //
 // Converters are opened once per thread and charset and kept. Names are those of mail: labels that
-// stand for a wider charset in real mail (gb2312, ks_c_5601-1987, iso-8859-1, ...) decode as the wider one
+// stand for a wider charset in real mail (gb2312, ks_c_5601-1987, iso-8859-11, ...) decode as the wider one
 // and encode strictly, so that what is written can be read by everybody:
 //
 //   label                               decodes as      encodes
 //   gb2312, gbk                         gb18030         gb2312, gbk
 //   euc-kr, ks_c_5601-1987              windows-949     euc-kr
-//   iso-8859-1                          windows-1252    iso-8859-1 without the controls 80 to 9F
-//   iso-8859-11, tis-620                windows-874     iso-8859-11, tis-620
-//   shift_jis, iso-2022-jp              with NEC's and IBM's additions and halfwidth katakana; encode alike
+//   iso-8859-1                          as it says, the controls 80 to 9F included; encodes alike, so raw
+//   bytes stay iso-8859-11, tis-620                windows-874     iso-8859-11, tis-620 shift_jis,
+//   iso-2022-jp              with NEC's and IBM's additions and halfwidth katakana; encode alike
 //   iso-10646-ucs-2                     utf-16          big-endian, no byte order mark, no surrogates
 //   hz-gb-2312                          as it says      ASCII only
 //
@@ -34,7 +34,8 @@ int convert(std::string_view in, const char* from, const char* to, Unmappable mo
             std::string& out, std::size_t maxBytes = std::string::npos);
 
 // Decodes `in` to UTF-8 for reading: every sequence that cannot be read becomes U+FFFD, so only an unknown
-// charset is an error. Replaces `out`, at most `maxBytes` of it.
+// charset is an error, and iso-8859-1 is read as windows-1252, which is what mail means by it. Replaces
+// `out`, at most `maxBytes` of it.
 int decodeLeniently(std::string_view in, const char* from, std::string& out,
                     std::size_t maxBytes = std::string::npos);
 

@@ -108,10 +108,6 @@ const Repertoire* repertoireOf(Narrow narrow) {
     switch (narrow) {
         case Narrow::None:
             return nullptr;
-        case Narrow::Latin1: {
-            static const Repertoire set = workOut("ISO-8859-1", "windows-1252", 0xA0);
-            return &set;
-        }
         case Narrow::Gb2312: {
             static const Repertoire set = workOut("ibm-1383_P110-1999", "gb18030", 0xA1);
             return &set;

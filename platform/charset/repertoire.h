@@ -13,7 +13,7 @@ namespace quzo::platform {
 
 // Which narrow charset. None: everything the converter has. Hz: ICU does not close a text in hz, so only what
 // needs no shift is written in it.
-enum class Narrow : std::uint8_t { None, Latin1, Gb2312, Gbk, EucKr, Iso885911, Tis620, Hz };
+enum class Narrow : std::uint8_t { None, Gb2312, Gbk, EucKr, Iso885911, Tis620, Hz };
 
 // A set of characters of the Basic Multilingual Plane. Immutable, may be used by any thread.
 class Repertoire {

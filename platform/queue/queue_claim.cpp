@@ -95,12 +95,8 @@ int QueueClaim::update(const QueueEntry& entry) {
     }
     FileSystem& files = store_->files_;
     TemporaryFile file(files, directory_.get(), temporaryName(id_, ".json"));
-    int error = file.create();
-    if (error == 0) {
-        file.append(text);
-        file.flush();
-        error = file.sync();
-    }
+    int error = file.write(text);
+    error = error != 0 ? error : file.sync();
     if (error == 0) {
         error = file.replace(name_);
         if (error == 0) {

@@ -48,6 +48,17 @@ int readWhole(FileSystem& files, const FileHandle& file, std::uint64_t size, std
     return 0;
 }
 
+// ECANCELED when it is the writer that gave up.
+int writeMessage(TemporaryFile& file, const MessageWriter& write) {
+    int error = file.create();
+    if (error == 0) {
+        const bool written = write([&file](std::string_view piece) { return file.append(piece) == 0; });
+        error = file.flush();
+        error = error == 0 && !written ? ECANCELED : error;
+    }
+    return error;
+}
+
 // The message and what is known of it, from their temporary names to their real ones. The message's name is
 // the lock on the identifier: who has it is the only one who may give or take the other.
 int publishBoth(FileSystem& files, int directory, TemporaryFile& message, const std::string& messageAs,
@@ -113,16 +124,12 @@ int QueueStore::put(QueueEntry& entry, const MessageWriter& write, const std::st
         failed("cannot make the directory of", id, error);
         return error == ENOENT ? kErrorInputOutput : platformError(error);
     }
-    const FileHandle& directory = way.inner;
-    TemporaryFile message(files_, directory.get(), temporaryName(id, ".DF"));
-    TemporaryFile metadata(files_, directory.get(), temporaryName(id, ".json"));
-    int error = message.create();
-    if (error == 0) {
-        const bool written = write([&](std::string_view piece) { return message.append(piece) == 0; });
-        error = message.flush();
-        if (error == 0 && !written) {
-            return kErrorInternal;
-        }
+    const int directory = way.inner.get();
+    TemporaryFile message(files_, directory, temporaryName(id, ".DF"));
+    TemporaryFile metadata(files_, directory, temporaryName(id, ".json"));
+    int error = writeMessage(message, write);
+    if (error == ECANCELED) {
+        return kErrorInternal;
     }
     if (error == 0) {
         entry.size = message.size();
@@ -130,24 +137,13 @@ int QueueStore::put(QueueEntry& entry, const MessageWriter& write, const std::st
         if (const int encodeError = encodeEntry(entry, text)) {
             return encodeError;
         }
-        error = metadata.create();
-        if (error == 0) {
-            metadata.append(text);
-            error = metadata.flush();
-        }
+        error = metadata.write(text);
     }
-    if (error == 0) {
-        error = message.sync();
-    }
-    if (error == 0) {
-        error = metadata.sync();
-    }
-    if (error == 0) {
-        error = directories_.settle(place, way);
-    }
-    if (error == 0) {
-        error = publishBoth(files_, directory.get(), message, messageName(id), metadata, metadataName);
-    }
+    error = error != 0 ? error : message.sync();
+    error = error != 0 ? error : metadata.sync();
+    error = error != 0 ? error : directories_.settle(place, way);
+    error =
+        error != 0 ? error : publishBoth(files_, directory, message, messageName(id), metadata, metadataName);
     failed("cannot store", id, error);
     return error == ENOENT ? kErrorInputOutput : platformError(error);
 }

@@ -45,6 +45,14 @@ int TemporaryFile::flush() {
     return error_;
 }
 
+int TemporaryFile::write(std::string_view content) {
+    if (create() == 0) {
+        append(content);
+        flush();
+    }
+    return error_;
+}
+
 // Never tried again: after a failure the system forgets which pages were not written.
 int TemporaryFile::sync() {
     if (error_ == 0) {

@@ -23,6 +23,8 @@ public:
     // Small pieces are collected. After a failure every further call gives the same error.
     int append(std::string_view piece);
     int flush();
+    // The three at once.
+    int write(std::string_view content);
     // Makes the content survive a crash. flush() comes first.
     int sync();
     std::uint64_t size() const { return size_; }

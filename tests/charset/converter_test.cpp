@@ -55,8 +55,7 @@ TEST(Converter, ReadsLabelsAsMailMeansThem) {
         {"GBK", "\x81\x30\x81\x30"s, "\xC2\x80"},       // only in GB18030
         {"ks_c_5601-1987", "\x81\x41"s, "갂"},          // only in windows-949
         {"EUC-KR", "\x81\x41"s, "갂"},                  //
-        {"iso-8859-1", "\x93q\x94"s, "“q”"},            // windows-1252
-        {"latin1", "\x85\xE9"s, "…é"},                  //
+        {"iso-8859-1", "\x93\xE9"s, "\xC2\x93é"},       // the control as it is
         {"iso-8859-11", "\x80\xA1"s, "€ก"},             // windows-874
         {"tis-620", "\x80\xA1"s, "€ก"},                 //
         {"shift_jis", "\x87\x40\xB1\xFA\x5C"s, "①ｱ纊"}, // NEC, halfwidth, IBM
@@ -93,7 +92,7 @@ TEST(Converter, WritesStrictlyWhatItReadsGenerously) {
         {"windows-949", "갂", "\x81\x41"s},
         {"iso-8859-1", "é", "\xE9"s},
         {"iso-8859-1", "’", ""},
-        {"iso-8859-1", "\xC2\x92", ""},
+        {"iso-8859-1", "\xC2\x92", "\x92"s},
         {"windows-1252", "’", "\x92"s},
         {"tis-620", "ก", "\xA1"s},
         {"tis-620", "€", ""},
@@ -288,7 +287,8 @@ TEST(Converter, ReadsAnythingLeniently) {
         {"shift_jis", "\x81"s, "\uFFFD"},
         {"gb2312", "\xD6\xD0\xFF"s, "中\uFFFD"},
         {"utf-7", "+2AA-x", "\uFFFDx"},
-        {"iso-8859-1", "\xE9"s, "é"},
+        {"iso-8859-1", "\x93q\x94\xE9"s, "“q”é"},
+        {"latin1", "\x85"s, "…"},
     };
     for (const auto& c : cases) {
         std::string out;
