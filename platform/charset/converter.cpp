@@ -70,8 +70,7 @@ int convert(std::string_view in, const char* from, const char* to, Unmappable mo
         return copyUtf8(in, out, maxBytes);
     }
     const auto mark = static_cast<char16_t>(substitute & 0x7F);
-    UnitReader reader(
-        *source, mode == Unmappable::Fail ? OnUnreadable::Fail : OnUnreadable::SubstituteUnassigned, mark);
+    UnitReader reader(*source, OnUnreadable::Fail, mark);
     UnitWriter writer(*target, mode, mark, out, maxBytes);
     return transcode(in, reader, writer);
 }

@@ -51,10 +51,7 @@ void UnitReader::unreadable(const void* context, UConverterToUnicodeArgs* args, 
         return;
     }
     const auto& reader = *static_cast<const UnitReader*>(context);
-    // An unsupported escape sequence is also called "unassigned", but the text after it would be misread.
-    const bool unassigned = reason == UCNV_UNASSIGNED && *status == U_INVALID_CHAR_FOUND;
-    if (reader.onUnreadable_ == OnUnreadable::ReplaceAll ||
-        (unassigned && reader.onUnreadable_ == OnUnreadable::SubstituteUnassigned)) {
+    if (reader.onUnreadable_ == OnUnreadable::ReplaceAll) {
         *status = U_ZERO_ERROR;
         ucnv_cbToUWriteUChars(args, &reader.substitute_, 1, 0, status);
     }

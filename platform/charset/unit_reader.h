@@ -15,9 +15,8 @@ namespace quzo::platform {
 
 // What becomes of bytes that cannot be read.
 enum class OnUnreadable : std::uint8_t {
-    Fail,                 // an error
-    SubstituteUnassigned, // a well-formed code without a character becomes the substitute; else an error
-    ReplaceAll,           // every such sequence becomes the substitute
+    Fail,       // an error
+    ReplaceAll, // every such sequence becomes the substitute
 };
 
 class UnitReader {

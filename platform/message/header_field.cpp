@@ -6,6 +6,7 @@
 
 #include "platform/charset/converter.h"
 #include "platform/charset/encoded_words.h"
+#include "platform/charset/utf8.h"
 #include "platform/message/ascii.h"
 #include "platform/message/field_text.h"
 #include "platform/message/header_block.h"
@@ -80,6 +81,10 @@ void HeaderField::decode(Details& details) const {
         convert(decoded.bytes, decoded.charset.c_str(), "utf-8", Unmappable::Fail, '?', converted) ==
             kErrorNone) {
         decoded = {std::move(converted), "utf-8"};
+    }
+    // 8-bit text that is valid UTF-8 is UTF-8, whatever the charset of the body.
+    if (decoded.charset.empty() && !isAscii(decoded.bytes) && isUtf8(decoded.bytes)) {
+        decoded.charset = "utf-8";
     }
     std::replace(decoded.bytes.begin(), decoded.bytes.end(), '\0', ' ');
     details.value = std::move(decoded.bytes);

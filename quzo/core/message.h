@@ -65,9 +65,9 @@ public:
 
     // The field's value, unfolded, with encoded words decoded. `charsetOut`, which may be null,
     // receives the charset of the returned bytes: that of the encoded words when all words (and the
-    // plain text between them) share one, "utf-8" when they do not, null when the value has no
-    // encoded words and is returned as its raw bytes. Null on failure. Both pointers hold until
-    // the field changes.
+    // plain text between them) share one, "utf-8" when they do not. A value without encoded words is
+    // returned as its raw bytes, with "utf-8" when it is 8-bit text in UTF-8 and null otherwise. Null
+    // on failure. Both pointers hold until the field changes.
     virtual const char* getValue(const char** charsetOut) const = 0;
 
     // Replaces the value. With a charset, `value` is in that charset and is written as encoded words

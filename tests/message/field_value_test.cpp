@@ -23,6 +23,7 @@ TEST(FieldValue, DecodedTrimmedAndCached) {
         {"X: =?UTF-8?B?Z3LDvMOf?= gott\n", "gr\xC3\xBC\xC3\x9F gott", "utf-8"},
         {"X: =?iso-8859-1?Q?gr=FC?=\n =?iso-8859-1?Q?=DF?=\n", "gr\xFC\xDF", "iso-8859-1"},
         {"X: gr\xFC\xDF\n", "gr\xFC\xDF", nullptr},
+        {"X: gr\xC3\xBC\xC3\x9F\n", "gr\xC3\xBC\xC3\x9F", "utf-8"},
         {"X: a\0b\n"s, "a b", nullptr},
         {"X: =?utf-16be?B?AGEAYg==?=\n", "ab", "utf-8"},
     };

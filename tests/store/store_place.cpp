@@ -2,10 +2,13 @@
 #include "store_place.h"
 
 #include <libpq-fe.h>
+#include <signal.h>
 #include <sqlite3.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <stdexcept>
 #include <vector>
 
@@ -79,15 +82,6 @@ private:
     std::string schema_;
 };
 
-int guardedWork(const std::function<int()>& work) {
-    try {
-        return work();
-    } catch (const std::exception& problem) {
-        std::fprintf(stderr, "child: %s\n", problem.what());
-        return 99;
-    }
-}
-
 } // namespace
 
 TemporaryFolder::TemporaryFolder() {
@@ -129,13 +123,23 @@ std::string executeOnFile(const std::string& file, const std::string& statements
     return value;
 }
 
-int inChild(const std::function<int()>& work) {
+pid_t startChild(const std::function<int()>& work) {
     const pid_t child = fork();
-    if (child == 0) {
-        _exit(guardedWork(work));
+    if (child != 0) {
+        return child;
     }
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    try {
+        _exit(work());
+    } catch (const std::exception& problem) {
+        std::fprintf(stderr, "child: %s\n", problem.what());
+    }
+    _exit(99);
+}
+
+int inChild(const std::function<int()>& work) {
     int status = 0;
-    waitpid(child, &status, 0);
+    waitpid(startChild(work), &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
@@ -146,14 +150,12 @@ bool inChildren(int count, const std::function<int()>& work) {
     }
     std::vector<pid_t> children;
     for (int index = 0; index < count; ++index) {
-        const pid_t child = fork();
-        if (child == 0) {
+        children.push_back(startChild([&] {
             char byte = 0;
             close(gate[1]);
-            const bool waited = read(gate[0], &byte, 1) == 0; // until the parent closes its end
-            _exit(waited ? guardedWork(work) : 1);
-        }
-        children.push_back(child);
+            const bool opened = read(gate[0], &byte, 1) == 0; // the parent has closed its end
+            return opened ? work() : 1;
+        }));
     }
     close(gate[0]);
     close(gate[1]);

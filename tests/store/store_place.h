@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
 #include <filesystem>
 #include <functional>
@@ -49,8 +50,11 @@ public:
 // Runs statements on a SQLite file; returns the first column of the last row. Throws std::runtime_error.
 std::string executeOnFile(const std::string& file, const std::string& statements);
 
-// Runs `work` in a child process and returns its exit code. The child makes no use of what the parent has
-// open.
+// Starts `work` in a child process, which ends with its result as exit code, with 99 when it throws, and with
+// this process at the latest. The child makes no use of what the parent has open.
+pid_t startChild(const std::function<int()>& work);
+
+// Runs `work` in a child process and returns its exit code.
 int inChild(const std::function<int()>& work);
 
 // Runs `work` in several child processes at once; true when all return 0.
