@@ -199,7 +199,7 @@ int FileAdapter::quarantine(MailMessage& msg, const char* queueDir, char* pathOu
     entry.areaId = numberOf(token(ScanToken::QuarantineAreaId));
     entry.area = token(ScanToken::QuarantineArea);
     entry.aging = numberOf(token(ScanToken::QuarantineAging));
-    constexpr std::size_t kAround = std::strlen("/A/B/.DF") + 1;
+    constexpr std::size_t kAround = sizeof "/A/B/.DF"; // the NUL included
     if (std::strlen(queueDir) + entry.id.size() + kAround > kPathSize) {
         return kErrorLimit; // said before anything is stored under a path that nobody could be told
     }

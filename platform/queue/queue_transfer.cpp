@@ -9,7 +9,7 @@
 namespace quzo::platform {
 namespace {
 
-constexpr std::int64_t kForgottenAge = 60 * 60; // seconds
+constexpr std::int64_t kForgottenAge = 3600; // seconds
 
 } // namespace
 

@@ -13,7 +13,7 @@
 namespace quzo::platform {
 namespace {
 
-constexpr std::int64_t kLeftoverAge = 60 * 60; // seconds
+constexpr std::int64_t kLeftoverAge = 3600; // seconds
 
 bool olderThan(const struct stat& status, std::int64_t now) {
     return std::int64_t{status.st_mtim.tv_sec} <= now - kLeftoverAge;

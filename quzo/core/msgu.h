@@ -24,7 +24,7 @@ bool getSubject(const KvMsgMailMessage* msg, const char* localCharset, const cha
 // The message's mail id, which the scanner gave it; null when it has none. Holds as long as msg.
 const char* getXMailId(const KvMsgMailMessage* msg);
 
-// The charset of the first text part of the body, or of the words or the UTF-8 text of the Subject; null
+// The charset of the first text part of the body, or of the first encoded word in the Subject; null
 // when neither says more than us-ascii. Holds until the message changes.
 const char* getCharset(const KvMsgMailMessage* msg);
 

@@ -207,7 +207,7 @@ TEST(EncodeWords, WritesNoMoreThanItHasTo) {
         {"utf-8", "is =?this?q?one?=", "is =?utf-8?B?PT90aGlzP3E/b25lPz0=?="},
         {"utf-8", "one+one+one=? yes", "=?utf-8?Q?one+one+one=3D=3F?= yes"},
         {"utf-8", "a\r\nB: c", "=?utf-8?B?YQ0KQjo=?= c"},
-        {"iso-8859-1", "\xE9"s, "=?ISO-8859-1?Q?=E9?="},
+        {"iso-8859-1", "\xE9"s, "=?iso-8859-1?Q?=E9?="},
         {"iso_8859-1:1987", "\xE9"s, "=?ISO-8859-1?Q?=E9?="},
         {"gb2312", "\xD6\xD0 a"s, "=?gb2312?B?1tA=?= a"},
         {"iso-2022-jp", "Re: \x1B$BF|\x1B(B"s, "Re: =?iso-2022-jp?B?GyRCRnwbKEI=?="},

@@ -17,6 +17,8 @@ namespace {
 const std::string kMarks = "X-quzo-reprocess-rules: 12 40\r\nX-quzo-reprocess-type: quarantine\r\n";
 const std::string kHead = "From: a@example.com\r\nSubject: =?utf-8?q?f=C3=BCr?= you\r\n";
 const std::string kBody = "\r\nbody\r\n";
+const std::string kMarked = kHead + kMarks + kBody;
+const std::string kUnmarked = kHead + kBody;
 
 class AdapterTest : public QueueTest {
 protected:
@@ -43,7 +45,7 @@ protected:
 
     Queues queues_{{root_ + "/spool", root_ + "/q", root_ + "/a"}, files_};
     TokenMap<ScanToken> tokens_;
-    std::unique_ptr<MailMessage> msg_ = MailMessage::parse(kHead + kMarks + kBody, {});
+    std::unique_ptr<MailMessage> msg_ = MailMessage::parse(kMarked, {});
     FileAdapter adapter_{AdapterContext{&queues_, &tokens_, "gw.example.com", false}};
     unsigned error_ = 99;
 };
@@ -70,7 +72,7 @@ TEST_F(AdapterTest, EachOperationHasItsQueueAndMarksStayInside) {
         EXPECT_EQ(error_, 0U);
         std::string message;
         const QueueEntry entry = only(row.queue, &message);
-        EXPECT_EQ(message, kHead + (row.marks ? kMarks : "") + kBody);
+        EXPECT_EQ(message, row.marks ? kMarked : kUnmarked);
         EXPECT_FALSE(msg_->changed()) << "the message itself is not touched";
         EXPECT_EQ(entry.id, msg_->getIdentifier());
         EXPECT_EQ(entry.sender, "a@example.com");
@@ -105,7 +107,7 @@ TEST_F(AdapterTest, QuarantineRecordsAreaAndPath) {
     ASSERT_EQ(adapter_.quarantineMessage(error, msg_.get(), "", (root_ + "/q").c_str(), path), 0);
     EXPECT_EQ(error, 0);
     EXPECT_EQ(path, quarantinePath(root_ + "/q", msg_->getIdentifier()));
-    EXPECT_EQ(content(path), kHead + kMarks + kBody);
+    EXPECT_EQ(content(path), kMarked);
     const QueueEntry entry = only("quarantine");
     EXPECT_EQ(entry.areaId, 7U);
     EXPECT_EQ(entry.area, "Suspicious");
@@ -146,7 +148,7 @@ TEST_F(AdapterTest, ArchiveCopiesAreNumbered) {
     }
     const std::string id = msg_->getIdentifier();
     EXPECT_EQ(wholeEntries(*queues_.find("archive")),
-              (std::map<std::string, std::string>{{id + "-1", kHead + kBody}, {id + "-2", kHead + kBody}}));
+              (std::map<std::string, std::string>{{id + "-1", kUnmarked}, {id + "-2", kUnmarked}}));
     QueueEntry entry;
     ASSERT_EQ(queues_.find("archive")->read(id + "-2", entry), 0);
     EXPECT_EQ(entry.area, "Audit in full");
@@ -232,7 +234,7 @@ struct DueCase {
 class DueTest : public testing::TestWithParam<DueCase> {
 protected:
     ~DueTest() override {
-        ::unsetenv("TZ");
+        ::unsetenv("TZ"); // NOLINT(concurrency-mt-unsafe): one thread
         ::tzset();
     }
     static std::int64_t local(const char* text) {
@@ -244,7 +246,7 @@ protected:
 };
 
 TEST_P(DueTest, HoldsUntilTheWindow) {
-    ASSERT_EQ(::setenv("TZ", GetParam().zone, 1), 0);
+    ASSERT_EQ(::setenv("TZ", GetParam().zone, 1), 0); // NOLINT(concurrency-mt-unsafe): one thread
     ::tzset();
     const std::int64_t due = dueTime(local(GetParam().now), GetParam().window);
     char text[32] = "";

@@ -58,7 +58,8 @@ TEST_F(AdminTest, AReleasedMessageIsAsItWasReceived) {
         "Subject: nothing follows\r\n\r\n",
         "Subject: mixed\nTo: b@example.com\r\nX:\ty\n\n\r\nbody\r",
         "From old@example.com Thu Jan  1 00:00:00 2004\nSubject: mbox line\n\nbody\n",
-        "Subject: raw \xE4\xF6 \x80\r\nX-Long: " + std::string(2000, 'x') + "\r\n\r\n\x00\x01\xFF",
+        "Subject: raw \xE4\xF6 \x80\r\nX-Long: " + std::string(2000, 'x') + "\r\n\r\n\x01\xFF" +
+            std::string(3, '\0'),
         "Content-Type: multipart/mixed; boundary=b\n\n--b\nX-quzo-reprocess-type: inside\n\n1\n--b--\n",
     };
     const std::filesystem::path corpus = std::filesystem::path(QUZO_CORPUS) / "mail";

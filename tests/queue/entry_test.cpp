@@ -16,11 +16,9 @@ const std::vector<std::string>& hostileTexts() {
         std::string("a\0b", 3),
         "line\r\nX-Other: line\n",
         std::string(10240, '/'),
-        "\xE2\x80\xAE"
-        "fdp.exe",                 // right-to-left override
+        "\xE2\x80\xAE.fdp.exe",    // right-to-left override
         "\x1B[2J\x1B]0;title\x07", // terminal escapes
-        "\xC2\x9B"
-        "31m", // a one-character escape of some terminals
+        "\xC2\x9B;31m",            // a one-character escape of some terminals
         "\xFF\xFE\x80 latin \xE9",
         "\\x41 \\\\ \\ \"quoted\"",
         "\xED\xA0\x80 \xC0\xAF", // a surrogate, an overlong slash
@@ -155,7 +153,7 @@ TEST(QueueEntry, RefusesBrokenJson) {
     EXPECT_EQ(decodeEntry("{\"x\":" + deep + "," + text.substr(1), out), kErrorLimit);
     std::string nested = "1";
     for (int depth = 0; depth < 20; ++depth) {
-        nested = "{\"n\":" + nested + "}";
+        nested.insert(0, "{\"n\":").push_back('}');
     }
     EXPECT_EQ(decodeEntry("{\"x\":" + nested + "," + text.substr(1), out), kErrorLimit);
     EXPECT_EQ(decodeEntry(std::string(kMaxEntryText + 1, ' '), out), kErrorLimit);

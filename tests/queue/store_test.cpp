@@ -208,8 +208,8 @@ TEST_F(StoreTest, ExpiresByDaysSinceStored) {
         bool gone;
     };
     const Row rows[] = {
-        {"AA", std::nullopt, 100000000, false}, {"AB", 30, 30 * 24 * kHour - 1, false},
-        {"AC", 30, 30 * 24 * kHour, true},      {"AD", 0, 0, true},
+        {"AA", std::nullopt, 100000000, false}, {"AB", 30, 720 * kHour - 1, false},
+        {"AC", 30, 720 * kHour, true},          {"AD", 0, 0, true},
         {"AE", 4294967295U, 1000000000, false}, {"AF", 1, -kHour, false}, // stored by a clock that is ahead
     };
     for (const Row& row : rows) {

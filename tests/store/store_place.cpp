@@ -149,6 +149,7 @@ bool inChildren(int count, const std::function<int()>& work) {
         return false;
     }
     std::vector<pid_t> children;
+    children.reserve(static_cast<std::size_t>(count));
     for (int index = 0; index < count; ++index) {
         children.push_back(startChild([&] {
             char byte = 0;
