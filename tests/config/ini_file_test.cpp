@@ -1,6 +1,8 @@
 // Reading sections and keys: values as they are, and every fault with its line.
 #include "platform/config/ini_file.h"
 
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -127,7 +129,8 @@ TEST(IniFile, SaysWhyAFileCannotBeRead) {
 }
 
 TEST(ConfigFileOnDisk, ReadsScannerInformation) {
-    const auto path = std::filesystem::path(testing::TempDir()) / "quzo-scanner.info";
+    const auto path =
+        std::filesystem::path(testing::TempDir()) / ("quzo-scanner-" + std::to_string(::getpid()));
     std::ofstream(path) << "[update]\nvirus_engine_version = 9.1; build 4\nvirus_pattern_version=17\n";
     const quzo::ConfigFileOnDisk file(path.c_str());
     std::filesystem::remove(path);

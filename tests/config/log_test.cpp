@@ -1,4 +1,6 @@
 // The log: one line a record whatever is in it, from any number of threads, and never an exception.
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -53,7 +55,9 @@ protected:
         return out;
     }
 
-    std::filesystem::path path_ = std::filesystem::path(testing::TempDir()) / "quzo-log-test.log";
+    // Tests run side by side, each in a process of its own.
+    std::filesystem::path path_ =
+        std::filesystem::path(testing::TempDir()) / ("quzo-log-" + std::to_string(::getpid()));
 };
 
 TEST_F(LogFile, WritesALineARecord) {

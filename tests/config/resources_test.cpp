@@ -1,6 +1,8 @@
 // Localised texts and the names of actions.
 #include "platform/config/resources.h"
 
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -97,7 +99,7 @@ TEST_F(Texts, CachedBundlesAreInTheInstallationsLanguage) {
 }
 
 TEST_F(Texts, LeavesABrokenLanguageOut) {
-    const fs::path directory = fs::path(testing::TempDir()) / "quzo-locale";
+    const fs::path directory = fs::path(testing::TempDir()) / ("quzo-locale-" + std::to_string(::getpid()));
     fs::create_directories(directory / "en");
     fs::create_directories(directory / "fr");
     std::ofstream(directory / "en" / "texts.ini") << "[B]\nk = english\n";
