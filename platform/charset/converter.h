@@ -22,9 +22,9 @@
 
 namespace quzo::platform {
 
-// What to do with a character that the target charset does not have. What cannot be read in the source charset
-// (malformed or cut sequences, codes that stand for no character) is an error always: nothing of a text is lost
-// because it was taken for one of another charset.
+// What to do with a character that the target charset does not have. What cannot be read in the source
+// charset (malformed or cut sequences, codes that stand for no character) is an error always: nothing of a
+// text is lost because it was taken for one of another charset.
 enum class Unmappable { Fail, Substitute };
 
 // Converts `in` and replaces `out`. `substitute` is an ASCII character. `maxBytes` cuts the result between
