@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <ctime>
 #include <deque>
 #include <limits>
 #include <string>
@@ -18,8 +19,10 @@
 #include "host/cli/output_directory.h"
 #include "host/cli/session.h"
 #include "host/cli/temporary_files.h"
+#include "host/queues/own_host_name.h"
 #include "host/scan/token_argument.h"
 #include "platform/message/mailbox.h"
+#include "quzo/core/error_text.h"
 
 namespace quzo::host {
 namespace {
@@ -137,6 +140,13 @@ void finishOutput(const OutputDirectory& directory, bool stopped, ApplyResults& 
     }
 }
 
+// What killed processes left in the queues. What cannot be tidied up is in nobody's way.
+void tidyQueues(Session& session, Console& console) {
+    if (session.queues()->start(std::time(nullptr)) != kErrorNone) {
+        console.err.line("quzo: queues: warning: not everything could be tidied up: see the log");
+    }
+}
+
 } // namespace
 
 int runApply(const ApplyOptions& options, Console& console) {
@@ -149,7 +159,11 @@ int runApply(const ApplyOptions& options, Console& console) {
     const InterruptWatch watch;
     Session session;
     if (!session.start(options.iniFile, options.policyFile, console.err)) {
-        return kExitConfiguration;
+        return session.exitCode();
+    }
+    const bool dry = options.dryRun || options.diff;
+    if (!dry) {
+        session.recordReferences(console.err);
     }
     InputReader reader(options.paths, readLimit(session.scannerOptions()));
     LookAhead inputs(reader);
@@ -166,15 +180,20 @@ int runApply(const ApplyOptions& options, Console& console) {
             return console.err.say(*fault);
         }
     }
+    if (!dry) {
+        tidyQueues(session, console);
+    }
     const Scanner scanner(session.policy(), session.scannerOptions());
-    const MessageProcessor processor(scanner, session.scannerOptions(), options, tokens,
-                                     storing ? &directory : nullptr, show, StandardOutput::colours());
+    const MessageProcessor processor(
+        scanner, session.scannerOptions(), options, tokens,
+        {session.namedObjects(), session.queues(), mailHostName(session.policy()->defaults.hostname)},
+        storing ? &directory : nullptr, show, StandardOutput::colours());
     ApplyResults results(console);
     work(options, inputs, processor, console, results);
     if (storing) {
         finishOutput(directory, processor.stopping(), results);
     }
-    results.sayQueues();
+    results.sayQueues(dry);
     if (results.messages() > 1 && (console.err.terminal() || options.verbose)) {
         results.saySummary(reader.passedOver());
     }

@@ -32,7 +32,7 @@ int runCheck(const CheckOptions& options, Console& console) {
     }
     Session session;
     if (!session.start(options.iniFile, options.policyFile, console.err)) {
-        return kExitConfiguration;
+        return session.exitCode();
     }
     std::string text = "ok: ";
     if (session.policy() != nullptr) {

@@ -1,13 +1,16 @@
-// What a command that works with messages stands on: settings, log, policy.
+// What a command that works with messages stands on: settings, log, named objects, queues, policy.
 #pragma once
 
 #include <memory>
 #include <string>
 
 #include "host/cli/error_output.h"
+#include "host/cli/fault.h"
 #include "host/policy/policy.h"
 #include "host/scan/scanner.h"
 #include "platform/config/quzo_settings.h"
+#include "platform/queue/queues.h"
+#include "platform/store/stored_named_objects.h"
 #include "quzo/core/log.h"
 
 namespace quzo::host {
@@ -16,26 +19,46 @@ namespace quzo::host {
 // one at a time.
 class Session {
 public:
-    // Reads the settings, starts the library and loads the policy; each file name may be empty, for the
-    // built-in settings and for no policy. Every fault and warning is said, each on a line of its own. False
-    // when one of them is an error; then nothing may be done with messages.
+    // Reads the settings, starts the library, reads the named objects and loads the policy; each file name
+    // may be empty, for the built-in settings and for no policy. The store is asked only when there is a
+    // policy. Every fault and warning is said, each on a line of its own. False when one of them is an error;
+    // then nothing may be done with messages. exitCode() is then what the program should end with.
     bool start(const std::string& iniFile, const std::string& policyFile, ErrorOutput& err);
+
+    // Tells the store which objects the policy refers to, so that nobody removes them. A fault is a warning:
+    // the messages can be worked on all the same.
+    void recordReferences(ErrorOutput& err);
 
     // Null without a policy file.
     const std::shared_ptr<const Policy>& policy() const { return policy_; }
     const ScannerOptions& scannerOptions() const { return scannerOptions_; }
 
+    // As they were in the store at start; null without a store. Threads may share it.
+    const platform::StoredNamedObjects* namedObjects() const { return objects_.get(); }
+
+    // Never null; without directories in the settings it has no queues.
+    platform::Queues* queues() { return queues_.get(); }
+
+    const platform::IniSettings& settings() const { return settings_; }
+
     unsigned warnings() const { return warnings_; }
+    int exitCode() const { return exitCode_; }
 
 private:
     void readSettings(const std::string& iniFile, ErrorOutput& err);
     void openLog(const std::string& iniFile, ErrorOutput& err);
+    bool readObjects(const std::string& iniFile, ErrorOutput& err);
     void readPolicy(const std::string& policyFile, ErrorOutput& err);
+    void checkQueues(const std::string& policyFile, ErrorOutput& err);
+    void refuse(const Fault& fault, ErrorOutput& err);
 
     platform::IniSettings settings_;
     std::unique_ptr<LogMsg> log_;
+    std::unique_ptr<platform::StoredNamedObjects> objects_;
+    std::unique_ptr<platform::Queues> queues_;
     std::shared_ptr<const Policy> policy_;
     ScannerOptions scannerOptions_;
+    int exitCode_ = 0;
     unsigned errors_ = 0;
     unsigned warnings_ = 0;
 };

@@ -8,6 +8,7 @@
 #include "host/policy/action_check.h"
 #include "host/policy/action_type.h"
 #include "host/policy/nearest.h"
+#include "host/policy/object_reader.h"
 
 namespace quzo::host {
 namespace {
@@ -70,8 +71,7 @@ bool readField(const TableAt& at, const FieldType& field, Fields& fields, FaultL
                 return true;
             }
             return false;
-        case Kind::TextList:
-        case Kind::Object: {
+        case Kind::TextList: {
             std::vector<std::string> texts;
             for (TextAt& entry : readTexts(*at.table.get(field.key), joined(at.where, field.key), faults)) {
                 texts.push_back(std::move(entry.text));
@@ -89,9 +89,13 @@ bool readField(const TableAt& at, const FieldType& field, Fields& fields, FaultL
 }
 
 // False when a fault was reported.
-bool readFields(const TableAt& at, const PolicyActionType& type, Fields& fields, FaultList& faults) {
+bool readFields(const TableAt& at, const PolicyActionType& type, const ObjectLookup& lookup, Fields& fields,
+                FaultList& faults) {
     bool good = true;
     for (const FieldType& field : type.fields) {
+        if (field.kind == Kind::Object || field.kind == Kind::Ids) {
+            continue; // below
+        }
         if (at.table.contains(field.key)) {
             good = readField(at, field, fields, faults) && good;
         } else if (field.required) {
@@ -99,6 +103,9 @@ bool readFields(const TableAt& at, const PolicyActionType& type, Fields& fields,
                          std::string(type.name) + " needs it");
             good = false;
         }
+    }
+    if (objectKindOf(type)) {
+        good = readObjects(at, type, lookup, fields, faults) && good;
     }
     return good;
 }
@@ -109,37 +116,43 @@ void reportFault(const TableAt& at, const FieldFault& fault, FaultList& faults) 
                  fault.problem, fault.remedy);
 }
 
-// The setting text, made from the fields or given; false when a fault was reported.
-bool readSetting(const TableAt& at, const PolicyActionType& type, std::string& setting, FaultList& faults) {
-    FieldFault fault;
-    if (const toml::node* node = at.table.get("setting")) {
-        const std::optional<std::string> text = readText(at, "setting", faults);
-        for (const FieldType& field : type.fields) {
-            if (at.table.contains(field.key)) {
-                faults.error(lineOf(*node), joined(at.where, "setting"),
-                             "the fields are given as well as the setting text", "give one of them");
-                return false;
-            }
-        }
-        if (!text) {
+// The setting text as it is given; false when a fault was reported.
+bool readStoredText(const TableAt& at, const PolicyActionType& type, const ObjectLookup& lookup,
+                    std::string& setting, FaultList& faults) {
+    const toml::node& node = *at.table.get("setting");
+    const std::optional<std::string> text = readText(at, "setting", faults);
+    for (const FieldType& field : type.fields) {
+        if (at.table.contains(field.key)) {
+            faults.error(lineOf(node), joined(at.where, "setting"),
+                         "the fields are given as well as the setting text", "give one of them");
             return false;
         }
-        setting = *text;
-        if (type.hasNoSetting && !setting.empty()) {
-            fault = {"setting", std::string(type.name) + " takes no setting text", "leave it out"};
-        } else if (checkComesBack(type, setting, nullptr, fault)) {
-            return true;
-        }
-        reportFault(at, fault, faults);
+    }
+    if (!text) {
         return false;
+    }
+    setting = *text;
+    FieldFault fault;
+    if (type.hasNoSetting && !setting.empty()) {
+        fault = {"setting", std::string(type.name) + " takes no setting text", "leave it out"};
+    } else if (checkComesBack(type, setting, nullptr, fault)) {
+        return checkObjects(at, type, setting, lookup, faults);
+    }
+    reportFault(at, fault, faults);
+    return false;
+}
+
+// The setting text, made from the fields or given; false when a fault was reported.
+bool readSetting(const TableAt& at, const PolicyActionType& type, const ObjectLookup& lookup,
+                 std::string& setting, FaultList& faults) {
+    if (at.table.contains("setting")) {
+        return readStoredText(at, type, lookup, setting, faults);
     }
     Fields fields;
-    if (!readFields(at, type, fields, faults)) {
+    if (!type.inThisBuild() || !readFields(at, type, lookup, fields, faults)) {
         return false;
     }
-    if (!type.inThisBuild()) {
-        return true;
-    }
+    FieldFault fault;
     if (type.encode(fields, setting, fault) && checkComesBack(type, setting, &fields, fault)) {
         return true;
     }
@@ -158,7 +171,8 @@ void reportUnknownFields(const TableAt& at, const PolicyActionType& type, FaultL
     reportUnknownKeys(at, keys, faults);
 }
 
-void readAction(const TableAt& at, std::vector<RuleAction>& actions, FaultList& faults) {
+void readAction(const TableAt& at, const ObjectLookup& lookup, std::vector<RuleAction>& actions,
+                FaultList& faults) {
     const PolicyActionType* type = readType(at, faults);
     if (type == nullptr) {
         return;
@@ -168,14 +182,15 @@ void readAction(const TableAt& at, std::vector<RuleAction>& actions, FaultList& 
     action.type = type;
     action.line = lineOf(at.table);
     action.onFailure = readOnFailure(at, *type, faults);
-    if (readSetting(at, *type, action.setting, faults)) {
+    if (readSetting(at, *type, lookup, action.setting, faults)) {
         actions.push_back(std::move(action));
     }
 }
 
 } // namespace
 
-std::vector<RuleAction> readActions(const toml::node& node, const std::string& where, FaultList& faults) {
+std::vector<RuleAction> readActions(const toml::node& node, const std::string& where,
+                                    const ObjectLookup& lookup, FaultList& faults) {
     std::vector<RuleAction> actions;
     const toml::array* list = node.as_array();
     if (list == nullptr) {
@@ -187,7 +202,7 @@ std::vector<RuleAction> readActions(const toml::node& node, const std::string& w
     for (const toml::node& entry : *list) {
         const std::string place = where + "[" + std::to_string(index++) + "]";
         if (const toml::table* table = entry.as_table()) {
-            readAction({*table, place}, actions, faults);
+            readAction({*table, place}, lookup, actions, faults);
         } else {
             faults.error(lineOf(entry), place, "it is " + kindOf(entry), "give an action in braces");
         }

@@ -5,9 +5,12 @@
 #include <limits>
 
 #include "host/policy/action_settings.h"
+#include "quzo/actions/act_archive.h"
 #include "quzo/actions/act_delete.h"
 #include "quzo/actions/act_insert_xheader_tag.h"
 #include "quzo/actions/act_markers.h"
+#include "quzo/actions/act_quarantine.h"
+#include "quzo/actions/act_readdress.h"
 #include "quzo/actions/act_tag_subject.h"
 #include "quzo/settings/ui_fieldless.h"
 
@@ -63,13 +66,13 @@ namespace s = settings;
 constexpr std::span<const FieldType> kNoFields;
 
 const PolicyActionType kTypes[] = {
-    row<s::encodeIds, s::decodeIds>("archive", Type::Archive, kStores, kObjectFields, nullptr),
+    row<s::encodeIds, s::decodeIds>("archive", Type::Archive, kStores, kObjectFields, make<ActArchive>),
     row<s::encodeFixed<uiDelete>, s::decodeFixed<uiDelete>>("delete", Type::Delete, kConsumes, kNoFields,
                                                             make<ActDelete>),
     row<s::encodeIds, s::decodeIds>("quarantine", Type::Quarantine, kConsumes | kChanges | kStores,
-                                    kObjectFields, nullptr),
-    row<s::encodeRecipients, s::decodeRecipients>("readdress", Type::Readdress,
-                                                  kConsumes | kChanges | kStores, kRecipientFields, nullptr),
+                                    kObjectFields, make<ActQuarantine>),
+    row<s::encodeRecipients, s::decodeRecipients>(
+        "readdress", Type::Readdress, kConsumes | kChanges | kStores, kRecipientFields, make<ActReaddress>),
     row<s::encodeDeleteAttachment, s::decodeDeleteAttachment>("delete-attachment", Type::DeleteAttachment,
                                                               kChanges, kDeleteAttachmentFields, nullptr),
     row<s::encodeFixed<uiVirusClean>, s::decodeFixed<uiVirusClean>>("virus-clean", Type::VirusClean, kMark,
@@ -77,7 +80,7 @@ const PolicyActionType kTypes[] = {
     row<s::encodeTagSubject, s::decodeTagSubject>("tag-subject", Type::TagSubject, kChanges,
                                                   kTagSubjectFields, make<ActTagSubject>),
     row<s::encodeIds, s::decodeIds>("stamp", Type::Stamp, kChanges, kObjectFields, nullptr),
-    row<s::encodeRecipients, s::decodeRecipients>("bcc", Type::Bcc, kChanges, kRecipientFields, nullptr),
+    row<s::encodeRecipients, s::decodeRecipients>("bcc", Type::Bcc, kChanges, kRecipientFields, make<ActBcc>),
     row<s::encodeIds, s::decodeIds>("notify", Type::Notify, kChanges, kObjectFields, nullptr),
     row<s::encodeHandoff, s::decodeHandoff>("handoff", Type::Handoff, kConsumes | kStores, kHandoffFields,
                                             nullptr),
@@ -109,6 +112,25 @@ const PolicyActionType* findActionType(std::string_view name) {
     const auto* type = std::find_if(std::begin(kTypes), std::end(kTypes),
                                     [&](const PolicyActionType& t) { return t.name == name; });
     return type == std::end(kTypes) ? nullptr : type;
+}
+
+std::optional<platform::QueueKind> queueOf(const PolicyActionType& type) {
+    switch (type.type) {
+        case Type::Quarantine:
+            return platform::QueueKind::Quarantine;
+        case Type::Archive:
+            return platform::QueueKind::Archive;
+        case Type::Readdress:
+            return platform::QueueKind::Scan;
+        case Type::Postpone:
+            return platform::QueueKind::Postponed;
+        case Type::Notify:
+        case Type::Handoff:
+        case Type::Ferrowick:
+            return platform::QueueKind::Outgoing;
+        default:
+            return std::nullopt;
+    }
 }
 
 std::unique_ptr<QuzoAction> makeAction(const PolicyActionType& type, const std::string& setting) {

@@ -11,6 +11,7 @@
 #include <variant>
 #include <vector>
 
+#include "platform/queue/queues.h"
 #include "quzo/core/action.h"
 
 namespace quzo::host {
@@ -70,6 +71,9 @@ std::span<const PolicyActionType> policyActionTypes();
 
 // The type of that name; null when there is none.
 const PolicyActionType* findActionType(std::string_view name);
+
+// The queue that actions of a type put messages into; none for types that do without.
+std::optional<platform::QueueKind> queueOf(const PolicyActionType& type);
 
 // A new action of the type with its settings; null when this build does not have it or it refuses them.
 std::unique_ptr<QuzoAction> makeAction(const PolicyActionType& type, const std::string& setting);

@@ -13,6 +13,7 @@
 
 #include "host/policy/action_reader.h"
 #include "host/policy/condition_reader.h"
+#include "host/policy/policy_objects.h"
 #include "host/policy/toml_reading.h"
 #include "platform/message/ascii.h"
 
@@ -36,8 +37,8 @@ bool isTaken(std::string_view name) {
 // Reads one file's table into a policy.
 class PolicyReader {
 public:
-    PolicyReader(Policy& policy, FaultList& faults)
-        : policy_(policy), faults_(faults), conditions_(policy.headerNames, faults) {}
+    PolicyReader(Policy& policy, const platform::StoredNamedObjects* objects, FaultList& faults)
+        : policy_(policy), lookup_(objects), faults_(faults), conditions_(policy.headerNames, faults) {}
 
     void read(const toml::table& top) {
         const TableAt at{top, ""};
@@ -125,7 +126,7 @@ private:
         readWhen(at, rule);
         const toml::node* actions = table.get("actions");
         if (actions != nullptr) {
-            rule.actions = readActions(*actions, joined(at.where, "actions"), faults_);
+            rule.actions = readActions(*actions, joined(at.where, "actions"), lookup_, faults_);
         }
         const bool none = actions == nullptr || (actions->is_array() && actions->as_array()->empty());
         if (none && !rule.stop) {
@@ -180,6 +181,7 @@ private:
     }
 
     Policy& policy_;
+    ObjectLookup lookup_;
     FaultList& faults_;
     ConditionReader conditions_;
     std::map<std::uint32_t, unsigned> lines_; // of the ids seen
@@ -210,7 +212,7 @@ const char* onFailureName(OnFailure onFailure) {
     return "continue";
 }
 
-LoadedPolicy loadPolicy(std::string_view text) {
+LoadedPolicy loadPolicy(std::string_view text, const platform::StoredNamedObjects* objects) {
     if (text.size() > kMaxPolicyBytes) {
         return unreadable(tooLarge(), 0, "split it");
     }
@@ -218,7 +220,7 @@ LoadedPolicy loadPolicy(std::string_view text) {
     FaultList faults(result.findings);
     const auto policy = std::make_shared<Policy>();
     try {
-        PolicyReader(*policy, faults).read(toml::parse(text));
+        PolicyReader(*policy, objects, faults).read(toml::parse(text));
     } catch (const toml::parse_error& error) {
         faults.error(error.source().begin.line, "", std::string(error.description()), "correct the text");
     }
@@ -230,7 +232,7 @@ LoadedPolicy loadPolicy(std::string_view text) {
     return result;
 }
 
-LoadedPolicy loadPolicyFile(const std::string& path) {
+LoadedPolicy loadPolicyFile(const std::string& path, const platform::StoredNamedObjects* objects) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"), &std::fclose);
     if (file == nullptr) {
         const int error = errno;
@@ -248,7 +250,7 @@ LoadedPolicy loadPolicyFile(const std::string& path) {
     if (std::ferror(file.get()) != 0) {
         return unreadable("cannot be read", errno != 0 ? errno : EIO, "give the path of a policy file");
     }
-    return loadPolicy(text);
+    return loadPolicy(text, objects);
 }
 
 } // namespace quzo::host

@@ -12,6 +12,10 @@
 #include "host/policy/condition.h"
 #include "host/policy/finding.h"
 
+namespace quzo::platform {
+class StoredNamedObjects;
+}
+
 namespace quzo::host {
 
 // What happens to a message when an action of a rule fails.
@@ -66,9 +70,11 @@ constexpr unsigned kMaxConditionDepth = 32;
 
 // Reads a policy. Every fault is found, not only the first; of a text that is no TOML only the first.
 // Constructs each action once, so the library must have been initialised. Throws std::bad_alloc only.
-LoadedPolicy loadPolicy(std::string_view text);
+//
+// `objects` is what actions may refer to; null: there is no store, and a reference is a fault. Not kept.
+LoadedPolicy loadPolicy(std::string_view text, const platform::StoredNamedObjects* objects = nullptr);
 
 // The same from a file.
-LoadedPolicy loadPolicyFile(const std::string& path);
+LoadedPolicy loadPolicyFile(const std::string& path, const platform::StoredNamedObjects* objects = nullptr);
 
 } // namespace quzo::host

@@ -256,7 +256,11 @@ void ScanRun::finish() {
         stopWith(Outcome::Deferred, kErrorInternal, "the marks cannot be written into the message");
         return;
     }
-    result_.outcome = msg_.changed() ? Outcome::Modified : Outcome::Unchanged;
+    result_.outcome = msg_.changed() || envelopeChanged() ? Outcome::Modified : Outcome::Unchanged;
+}
+
+bool ScanRun::envelopeChanged() const {
+    return receivedSender_ && (msg_.sender() != *receivedSender_ || msg_.recipients() != receivedRecipients_);
 }
 
 void ScanRun::stopWith(Outcome outcome, int code, std::string text) {

@@ -44,6 +44,7 @@ private:
     const KvMsgMailMessage* originalMsg();
     void addMark(const char* name);
     void finish();
+    bool envelopeChanged() const;
     void stopWith(Outcome outcome, int code, std::string text);
 
     const Policy& policy_;

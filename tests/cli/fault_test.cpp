@@ -80,7 +80,7 @@ std::vector<Case> cases() {
         {"no_command", {}, 64, "see quzo --help"},
         {"unknown_command", {"aply"}, 64, "aply"},
         {"unknown_option", apply({"--frm", "in"}), 64, "quzo: apply: "},
-        {"not_in_this_build", {"object", "add", "--days", "3"}, 64, "quzo: object: is not in this build"},
+        {"not_in_this_build", {"milter", "--socket", "x"}, 64, "quzo: milter: is not in this build"},
         {"no_policy", {"apply", "in/a.eml"}, 64, "quzo: apply: there is no policy: name one with -p FILE"},
         {"no_path", apply({}), 64, "PATH"},
         {"jobs", apply({"-j", "999", "in"}), 64, "--jobs"},

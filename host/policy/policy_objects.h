@@ -1,0 +1,38 @@
+// The named objects that a policy refers to: found by name, held by id.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/policy/action_type.h"
+#include "host/policy/policy.h"
+#include "platform/store/stored_named_objects.h"
+
+namespace quzo::host {
+
+// The kind of object that actions of a type refer to; none for types without objects.
+std::optional<platform::ObjectKind> objectKindOf(const PolicyActionType& type);
+
+// Answers for the references of one policy, in words for an administrator.
+class ObjectLookup {
+public:
+    // Null: there is no store, and no reference can be resolved. Must outlive the lookup.
+    explicit ObjectLookup(const platform::StoredNamedObjects* objects) : objects_(objects) {}
+
+    // The id of the object; 0 with what is wrong.
+    unsigned byName(platform::ObjectKind kind, std::string_view name, FieldFault& fault) const;
+    unsigned byId(platform::ObjectKind kind, unsigned id, FieldFault& fault) const;
+
+private:
+    const platform::StoredNamedObjects* objects_;
+};
+
+// The ids in the setting text of an action of that type; none for types without objects.
+std::vector<unsigned> objectIdsOf(const PolicyActionType& type, std::string_view setting);
+
+// Every reference of a policy, in the order of its rules; an object that a rule names twice comes once.
+std::vector<platform::ObjectReference> objectReferences(const Policy& policy);
+
+} // namespace quzo::host
