@@ -31,9 +31,12 @@ bool ActInsertXHeaderTag::construct(const char* setting, unsigned length) {
 }
 
 std::string ActInsertXHeaderTag::serialize() {
-    uiInsertXHeaderTag settings;
-    settings.setXHeaderTag(headerName, headerValue);
-    return settings.serialize();
+    return guarded("ActInsertXHeaderTag::serialize", std::string(), [&] {
+        uiInsertXHeaderTag settings;
+        settings.headerName = headerName;
+        settings.headerValue = headerValue;
+        return settings.serialize();
+    });
 }
 
 bool ActInsertXHeaderTag::takeAction(KvMsgMailMessage* msg, const KvMsgMailMessage* /*originalMsg*/,

@@ -39,8 +39,11 @@ bool store(KvMsgMailMessage* msg, TokenMap<ScanToken>& tokens, KvIsAdapter& adap
         return false;
     }
     path[KvIsAdapter::kPathSize - 1] = '\0';
-    tokens.set(ScanToken::QuarantinePath, path);
-    return true;
+    // The message is stored: a token that cannot be kept must not make a failure of that.
+    return guarded("ActQuarantine::takeAction", true, [&] {
+        tokens.set(ScanToken::QuarantinePath, path);
+        return true;
+    });
 }
 
 } // namespace

@@ -34,9 +34,11 @@ bool ActReaddress::construct(const char* setting, unsigned length) {
 }
 
 std::string ActReaddress::serialize() {
-    uiReaddress settings;
-    settings.setRcpt(rcpts.c_str());
-    return settings.serialize();
+    return guarded("ActReaddress::serialize", std::string(), [&] {
+        uiReaddress settings;
+        settings.rcpt = rcpts.c_str();
+        return settings.serialize();
+    });
 }
 
 bool ActReaddress::takeAction(KvMsgMailMessage* msg, const KvMsgMailMessage* /*originalMsg*/,

@@ -30,13 +30,21 @@ bool ActTagSubject::init(GlobalSetting& settings, LogMsg& /*log*/) {
 
 bool ActTagSubject::construct(const char* setting, unsigned length) {
     uiTagSubject parsed;
-    return parsed.construct(setting, length) && parsed.getTagSubjectAction(modifySignedMessage, tagText) == 0;
+    if (!parsed.construct(setting, length)) {
+        return false;
+    }
+    modifySignedMessage = parsed.tagFlag;
+    tagText.swap(parsed.tagText);
+    return true;
 }
 
 std::string ActTagSubject::serialize() {
-    uiTagSubject settings;
-    settings.setTagSubjectAction(modifySignedMessage, tagText.c_str());
-    return settings.serialize();
+    return guarded("ActTagSubject::serialize", std::string(), [&] {
+        uiTagSubject settings;
+        settings.tagFlag = modifySignedMessage;
+        settings.tagText = tagText.c_str();
+        return settings.serialize();
+    });
 }
 
 int ActTagSubject::getTagSubjectAction(bool& modifySigned, std::string& text) const {
@@ -48,9 +56,9 @@ int ActTagSubject::getTagSubjectAction(bool& modifySigned, std::string& text) co
 }
 
 int ActTagSubject::setTagSubjectAction(bool modifySigned, const char* text) {
-    modifySignedMessage = modifySigned;
     return guarded("ActTagSubject::setTagSubjectAction", 0, [&] {
         tagText = text;
+        modifySignedMessage = modifySigned;
         return 0;
     });
 }

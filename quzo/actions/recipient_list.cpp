@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "quzo/core/guard.h"
 #include "quzo/core/msgu.h"
 #include "quzo/core/text.h"
 
@@ -34,38 +35,42 @@ std::string normalised(std::string_view address) {
 } // namespace
 
 bool _isSameEmailAddress(std::string a, std::string b) { // NOLINT(performance-unnecessary-value-param)
-    return normalised(a) == normalised(b);
+    return guarded("_isSameEmailAddress", false, [&] { return normalised(a) == normalised(b); });
 }
 
 bool _removeDuplicatedRcpt(KvMsgMailMessage* msg) {
-    std::string joined;
-    std::list<std::string> recipients;
-    if (!msgu::getRcpt(msg, joined, recipients)) {
-        return false; // a list that cannot be read must not become an empty one
-    }
-    std::unordered_set<std::string> seen;
-    std::string kept;
-    for (const std::string& recipient : recipients) {
-        const std::string_view address = trimmed(recipient);
-        if (!address.empty() && seen.insert(normalised(address)).second) {
-            kept.append(address).append(";");
+    return guarded("_removeDuplicatedRcpt", false, [&] {
+        std::string joined;
+        std::list<std::string> recipients;
+        if (!msgu::getRcpt(msg, joined, recipients)) {
+            return false; // a list that cannot be read must not become an empty one
         }
-    }
-    return msgu::setRcpt(msg, kept.c_str(), false);
+        std::unordered_set<std::string> seen;
+        std::string kept;
+        for (const std::string& recipient : recipients) {
+            const std::string_view address = trimmed(recipient);
+            if (!address.empty() && seen.insert(normalised(address)).second) {
+                kept.append(address).append(";");
+            }
+        }
+        return msgu::setRcpt(msg, kept.c_str(), false);
+    });
 }
 
 bool _addRcpt(KvMsgMailMessage* msg, std::string& rcpts, bool append) {
-    std::vector<std::string> parts;
-    tokenize(rcpts, parts, ";");
-    if (parts.empty()) {
-        return true;
-    }
-    std::string list;
-    for (const std::string& part : parts) {
-        list.append(trimmed(part)).append(";");
-    }
-    rcpts = std::move(list);
-    return msgu::setRcpt(msg, rcpts.c_str(), append) && _removeDuplicatedRcpt(msg);
+    return guarded("_addRcpt", false, [&] {
+        std::vector<std::string> parts;
+        tokenize(rcpts, parts, ";");
+        if (parts.empty()) {
+            return true;
+        }
+        std::string list;
+        for (const std::string& part : parts) {
+            list.append(trimmed(part)).append(";");
+        }
+        rcpts = std::move(list);
+        return msgu::setRcpt(msg, rcpts.c_str(), append) && _removeDuplicatedRcpt(msg);
+    });
 }
 
 } // namespace quzo

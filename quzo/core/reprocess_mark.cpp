@@ -6,32 +6,39 @@
 #include "quzo/core/msgu.h"
 
 namespace quzo {
+namespace {
 
-bool _add_rule_skipping_header(const TokenMap<ScanToken>& tokens, KvMsgEntity* entity, bool& present,
-                               std::string& former, const char* type) {
+// As _add_rule_skipping_header, but throws what it cannot handle. The entity is as it was then, and `present`
+// and `former` tell all the same what stands in it.
+bool place_mark(const TokenMap<ScanToken>& tokens, KvMsgEntity* entity, bool& present, std::string& former,
+                const char* type) {
     if (entity == nullptr) {
         return false;
     }
-    std::string rules;
-    if (msgu::getHeader(entity, kReprocessRulesHeader, rules) && !rules.empty()) {
-        former = rules;
+    former.clear();
+    if (std::string found; msgu::getHeader(entity, kReprocessRulesHeader, found) && !found.empty()) {
+        former.swap(found);
         present = true;
-        rules.append(" ");
-    } else {
-        rules.clear();
-        former.clear();
     }
     const std::string& rule = tokens.valueOrEmpty(ScanToken::RuleId);
     if (rule.empty()) {
         ActionLog::L3("Missing rule id for message reprocessing.");
         return true;
     }
-    rules.append(rule);
+    const std::string rules = former.empty() ? rule : former + " " + rule;
     if (!msgu::setHeader(entity, kReprocessRulesHeader, rules.c_str(), nullptr)) {
         ActionLog::L3("Failed to place rule id into message for reprocessing.");
     }
     msgu::setHeader(entity, kReprocessTypeHeader, type, nullptr);
     return true;
+}
+
+} // namespace
+
+bool _add_rule_skipping_header(const TokenMap<ScanToken>& tokens, KvMsgEntity* entity, bool& present,
+                               std::string& former, const char* type) {
+    return guarded("_add_rule_skipping_header", false,
+                   [&] { return place_mark(tokens, entity, present, former, type); });
 }
 
 void _reset_rule_skipping_header(KvMsgEntity* entity, bool present, const std::string& former) {
@@ -46,7 +53,7 @@ void _reset_rule_skipping_header(KvMsgEntity* entity, bool present, const std::s
 }
 
 ReprocessMark::ReprocessMark(const TokenMap<ScanToken>& tokens, KvMsgEntity* entity, const char* type)
-    : entity_(entity), placed_(_add_rule_skipping_header(tokens, entity, present_, former_, type)) {}
+    : entity_(entity), placed_(place_mark(tokens, entity, present_, former_, type)) {}
 
 ReprocessMark::~ReprocessMark() {
     guarded("ReprocessMark", false, [&] {

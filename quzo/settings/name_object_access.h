@@ -39,9 +39,11 @@ public:
     NameObjectAccess(const NameObjectAccess&) = delete;
     NameObjectAccess& operator=(const NameObjectAccess&) = delete;
 
-    // The objects of one tenant. `out` is empty unless the result is 0.
+    // The objects of one tenant, the organisation whose they are, in the store's order. `out` is empty unless
+    // the result is 0.
     virtual std::uint32_t getList(unsigned tenant, std::vector<NameObjectSummary>& out);
 
+    // Adds an object to those of `tenant`; `newId` is set when the result is 0.
     virtual std::uint32_t add(unsigned tenant, const char* name, const char* content, unsigned& newId);
 
     // Here the object's id comes first, then the tenant; the store takes them the other way round.

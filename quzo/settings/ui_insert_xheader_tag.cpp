@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <string_view>
+#include <utility>
 
 #include "quzo/core/guard.h"
 
@@ -70,8 +71,9 @@ void uiInsertXHeaderTag::getXHeaderTag(std::string& name, std::string& value) {
 
 void uiInsertXHeaderTag::setXHeaderTag(std::string& name, std::string& value) {
     guarded("uiInsertXHeaderTag::setXHeaderTag", false, [&] {
+        std::string copy = value; // both or neither
         headerName = name;
-        headerValue = value;
+        headerValue = std::move(copy);
         return true;
     });
 }

@@ -21,9 +21,9 @@ std::string uiTagSubject::serialize() {
 }
 
 int uiTagSubject::setTagSubjectAction(bool flag, const char* text) {
-    tagFlag = flag;
     return guarded("uiTagSubject::setTagSubjectAction", 0, [&] {
         tagText = text;
+        tagFlag = flag;
         return 0;
     });
 }

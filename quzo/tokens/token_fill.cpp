@@ -5,13 +5,14 @@
 #include "quzo/core/msgu.h"
 #include "quzo/core/quarantine_path.h"
 #include "quzo/tokens/action_utils.h"
+#include "quzo/tokens/token_lookup.h"
 
 namespace quzo {
 
 bool fnSubject(TokenMap<ScanToken>& tokens, const KvMsgMailMessage& msg, std::string& value) {
     const char* mailCharset = nullptr;
     if (ActionUtils::getUseMailCharsetFlag()) {
-        mailCharset = ActionUtils::getTokenValue(tokens, "%MAILCHARSET%", msg);
+        mailCharset = tokenValue(tokens, "%MAILCHARSET%", msg);
     }
     return msgu::getSubject(&msg, ActionUtils::getLocalCharset(), mailCharset, value);
 }

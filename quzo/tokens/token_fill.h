@@ -1,4 +1,5 @@
-// The functions that compute a token's value from the message. See TokenFill for their contract.
+// The functions that compute a token's value from the message. See TokenFill for their contract, except that
+// these throw what they cannot handle.
 #pragma once
 
 #include <string>

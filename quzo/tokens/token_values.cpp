@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <string_view>
+#include <utility>
 
 #include "quzo/core/guard.h"
 #include "quzo/tokens/action_utils.h"
@@ -17,13 +18,28 @@
 namespace quzo {
 namespace {
 
+// As the token table shows a function to other components: with nothing getting out of it. A lookup here uses
+// the bare one, which tells a value that could not be had from one that is not there.
+template <TokenFill fill>
+bool kept(TokenMap<ScanToken>& tokens, const KvMsgMailMessage& msg, std::string& value) {
+    return guarded("TokenFill", false, [&] { return fill(tokens, msg, value); });
+}
+
+constexpr std::pair<ScanToken, TokenFill> kFills[] = {
+    {ScanToken::Subject, fnSubject},         {ScanToken::Headers, fnHeaders},
+    {ScanToken::DateTime, fnDateTime},       {ScanToken::Action, fnActions},
+    {ScanToken::RuleAction, fnTActions},     {ScanToken::QuarantinePath, fnQAFilePath},
+    {ScanToken::DefaultCharset, fnDCharset}, {ScanToken::XMailId, fnXmailid},
+    {ScanToken::MailCharset, fnMCharset},
+};
+
 constexpr TokenEntry kTokenTable[] = {
     {ScanToken::Sender, "%SENDER%", nullptr},
     {ScanToken::Recipients, "%RCPTS%", nullptr},
     {ScanToken::HeaderRecipients, "%HEADER_RCPTS%", nullptr},
-    {ScanToken::Subject, "%SUBJECT%", fnSubject},
-    {ScanToken::Headers, "%HEADERS%", fnHeaders},
-    {ScanToken::DateTime, "%DATE&TIME%", fnDateTime},
+    {ScanToken::Subject, "%SUBJECT%", kept<fnSubject>},
+    {ScanToken::Headers, "%HEADERS%", kept<fnHeaders>},
+    {ScanToken::DateTime, "%DATE&TIME%", kept<fnDateTime>},
     {ScanToken::OriginalMailId, "%ORIGINALMAILID%", nullptr},
     {ScanToken::MailId, "%MAILID%", nullptr},
     {ScanToken::Protocol, "%PROTOCOL%", nullptr},
@@ -36,16 +52,16 @@ constexpr TokenEntry kTokenTable[] = {
     {ScanToken::MessageSize, "%MSG_SIZE%", nullptr},
     {ScanToken::AttachmentSize, "%ATTACH_SIZE%", nullptr},
     {ScanToken::AttachmentCount, "%ATTACH_COUNT%", nullptr},
-    {ScanToken::Action, "%ACTION%", fnActions},
-    {ScanToken::RuleAction, "%TACTION%", fnTActions},
+    {ScanToken::Action, "%ACTION%", kept<fnActions>},
+    {ScanToken::RuleAction, "%TACTION%", kept<fnTActions>},
     {ScanToken::VirusAction, "%VIRUSACTION%", nullptr},
-    {ScanToken::QuarantinePath, "%QUARANTINE_PATH%", fnQAFilePath},
+    {ScanToken::QuarantinePath, "%QUARANTINE_PATH%", kept<fnQAFilePath>},
     {ScanToken::QuarantineArea, "%QUARANTINE_AREA%", nullptr},
     {ScanToken::VirusName, "%VIRUSNAME%", nullptr},
     {ScanToken::HostName, "%HOSTNAME%", nullptr},
-    {ScanToken::DefaultCharset, "%DEF_CHARSET%", fnDCharset},
-    {ScanToken::XMailId, "%XMAILID%", fnXmailid},
-    {ScanToken::MailCharset, "%MAILCHARSET%", fnMCharset},
+    {ScanToken::DefaultCharset, "%DEF_CHARSET%", kept<fnDCharset>},
+    {ScanToken::XMailId, "%XMAILID%", kept<fnXmailid>},
+    {ScanToken::MailCharset, "%MAILCHARSET%", kept<fnMCharset>},
     {ScanToken::SuspiciousUrl, "%SUSPICIOUS_URL%", nullptr},
     {ScanToken::MarkedEntities, "", nullptr},
 };
@@ -63,19 +79,22 @@ Lookup& lookup() {
 }
 
 std::string build_tables(Lookup& tables) {
-    tables.codes.clear();
-    tables.fills.clear();
+    Lookup built;
     std::string names;
     names.reserve(1024);
     for (const TokenEntry* entry = ActionUtils::getTokenNames(); entry->name[0] != '\0'; ++entry) {
-        tables.codes.insert_or_assign(entry->name, entry->token);
-        tables.fills.insert_or_assign(entry->token, entry->fill);
+        built.codes.insert_or_assign(entry->name, entry->token);
+        built.fills.insert_or_assign(entry->token, nullptr);
         if (!names.empty()) {
             names.append(1, ',');
         }
         names.append(entry->name + 1);
         names.pop_back();
     }
+    for (const auto& [code, fill] : kFills) {
+        built.fills.insert_or_assign(code, fill);
+    }
+    std::swap(tables, built);
     return names;
 }
 

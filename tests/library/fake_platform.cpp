@@ -33,6 +33,7 @@ std::string shown(const char* text) { return text != nullptr ? text : "null"; }
 } // namespace
 
 void RecordingLog::write(int lineLevel, const char* format, ...) {
+    const InPlatform here;
     char text[4096];
     std::va_list arguments;
     va_start(arguments, format);
@@ -43,6 +44,7 @@ void RecordingLog::write(int lineLevel, const char* format, ...) {
 }
 
 int FakeSettings::getValue(const char* key, std::string& value, const char* section, int reserved) {
+    const InPlatform here;
     EXPECT_EQ(reserved, 0);
     const std::string name = std::string(section) + "/" + key;
     reads.push_back(name);
@@ -55,6 +57,7 @@ int FakeSettings::getValue(const char* key, std::string& value, const char* sect
 }
 
 int FakeSettings::getIntValue(const char* key, int& value, const char* section, int reserved) {
+    const InPlatform here;
     std::string text;
     if (getValue(key, text, section, reserved) != 0) {
         return 1;
@@ -71,6 +74,7 @@ const char* FakeField::getValue(const char** charsetOut) const {
 }
 
 int FakeField::setValue(const char* newValue, const char* newCharset) {
+    const InPlatform here;
     fake().calls.push_back("setValue '" + std::string(newValue) + "' " + shown(newCharset));
     if (refused.count(newCharset != nullptr ? newCharset : "") != 0) {
         return 3;
@@ -80,6 +84,7 @@ int FakeField::setValue(const char* newValue, const char* newCharset) {
 }
 
 FakeField& FakeEntity::add(const std::string& name, const std::string& value, const std::string& charset) {
+    const InPlatform here;
     fields.push_back(std::make_unique<FakeField>());
     fields.back()->name = name;
     fields.back()->value = value;
@@ -89,6 +94,7 @@ FakeField& FakeEntity::add(const std::string& name, const std::string& value, co
 }
 
 KvMsgHeaderField* FakeEntity::getHeaderField(int index, bool forRead) {
+    const InPlatform here;
     if (!forRead) {
         fake().calls.push_back("write field " + std::to_string(index));
     }
@@ -97,12 +103,14 @@ KvMsgHeaderField* FakeEntity::getHeaderField(int index, bool forRead) {
 
 KvMsgHeaderField* FakeEntity::addHeaderField(int position, const char* name, const char* value,
                                              const char* charset) {
+    const InPlatform here;
     fake().calls.push_back("addHeaderField " + std::to_string(position) + " " + name + " '" + value + "' " +
                            shown(charset));
     return takesFields ? &add(name, value) : nullptr;
 }
 
 int FakeEntity::removeHeader(const char* name) {
+    const InPlatform here;
     fake().calls.push_back(std::string("removeHeader ") + name);
     const auto gone = std::remove_if(fields.begin(), fields.end(), [&](const auto& field) {
         return strcasecmp(field->name.c_str(), name) == 0;
@@ -122,11 +130,13 @@ void FakeAdapter::note(const std::string& call, KvMsgMailMessage* msg) {
 }
 
 bool FakeMessage::isSigned() const {
+    const InPlatform here;
     fake().calls.emplace_back("isSigned");
     return isSignedAnswer;
 }
 
 bool FakeMessage::isEncrypted() const {
+    const InPlatform here;
     fake().calls.emplace_back("isEncrypted");
     return isEncryptedAnswer;
 }
@@ -167,21 +177,27 @@ void LibraryTest::expectL1(const std::string& line) {
 } // namespace test
 
 using test::fake;
+using test::InPlatform;
 
 // The platform's operations.
 
 struct KvResbundle::Impl {
     bool open = false;
 };
-KvResbundle::KvResbundle() : impl_(std::make_unique<Impl>()) {}
+KvResbundle::KvResbundle() {
+    const InPlatform here;
+    impl_ = std::make_unique<Impl>();
+}
 KvResbundle::~KvResbundle() = default;
 const char* KvResbundle::GetResourceFileName() { return "resources"; }
 bool KvResbundle::_init(const char* fileName, const char* bundleId, const char* locale) {
+    const InPlatform here;
     fake().calls.push_back(std::string("bundle ") + fileName + " " + bundleId + " '" + locale + "'");
     impl_->open = true;
     return true;
 }
 bool KvResbundle::getString(const char* key, std::string& value) {
+    const InPlatform here;
     const auto entry = fake().bundle.find(key);
     if (!impl_->open || entry == fake().bundle.end()) {
         return false;
@@ -197,6 +213,7 @@ const char* QuzoAction::getActionName(ActionType type) {
 }
 
 bool QuzoAction::CreateActionTokenString(const char* actionList, std::string& out) {
+    const InPlatform here;
     out = std::string("<") + actionList + ">";
     return true;
 }
@@ -205,6 +222,7 @@ int platform_icasencmp(const char* a, const char* b, unsigned n) { return strnca
 
 int KvMsg_CharsetConverterString(const char* source, const char* sourceCharset, char* target,
                                  const char* targetCharset, std::size_t* length, int flag, char substitute) {
+    const InPlatform here;
     EXPECT_EQ(substitute, '?');
     fake().calls.push_back("convert " + std::string(sourceCharset) + ">" + targetCharset + " room " +
                            std::to_string(*length) + " flag " + std::to_string(flag));
@@ -221,6 +239,7 @@ int KvMsg_CharsetConverterString(const char* source, const char* sourceCharset, 
 }
 
 void tokenize(const std::string& text, std::vector<std::string>& parts, const std::string& delimiters) {
+    const InPlatform here;
     parts.clear();
     std::size_t begin = 0;
     while (begin < text.size()) {
@@ -231,11 +250,19 @@ void tokenize(const std::string& text, std::vector<std::string>& parts, const st
 }
 
 struct RdbmsInterface::Impl {};
-RdbmsInterface::RdbmsInterface() : impl_(std::make_unique<Impl>()) { fake().calls.emplace_back("connect"); }
-RdbmsInterface::~RdbmsInterface() { fake().calls.emplace_back("disconnect"); }
+RdbmsInterface::RdbmsInterface() {
+    const InPlatform here;
+    impl_ = std::make_unique<Impl>();
+    fake().calls.emplace_back("connect");
+}
+RdbmsInterface::~RdbmsInterface() {
+    const InPlatform here;
+    fake().calls.emplace_back("disconnect");
+}
 
 bool QuzoNamedObj::getIds(RdbmsInterface&, unsigned tenant, NaObjType type,
                           std::vector<SummaryNamedObject>& rows) {
+    const InPlatform here;
     fake().calls.push_back("getIds " + std::to_string(tenant) + " type " +
                            std::to_string(static_cast<unsigned>(type)));
     for (const auto& [id, object] : fake().stored) {
@@ -245,17 +272,20 @@ bool QuzoNamedObj::getIds(RdbmsInterface&, unsigned tenant, NaObjType type,
 }
 bool QuzoNamedObj::add(RdbmsInterface&, unsigned tenant, const char* name, const char* content, NaObjType,
                        unsigned& newId) {
+    const InPlatform here;
     fake().calls.push_back("add " + std::to_string(tenant) + " " + name + " " + content);
     newId = 77;
     return fake().storeWorks;
 }
 bool QuzoNamedObj::modify(RdbmsInterface&, unsigned tenant, unsigned id, const char* name,
                           const char* content, NaObjType) {
+    const InPlatform here;
     fake().calls.push_back("modify " + std::to_string(tenant) + " " + std::to_string(id) + " " + name + " " +
                            content);
     return fake().storeWorks;
 }
 bool QuzoNamedObj::getContentBlob(RdbmsInterface&, unsigned id, std::string& name, std::string& content) {
+    const InPlatform here;
     const auto entry = fake().stored.find(id);
     if (entry == fake().stored.end()) {
         return false;
@@ -265,12 +295,14 @@ bool QuzoNamedObj::getContentBlob(RdbmsInterface&, unsigned id, std::string& nam
     return true;
 }
 unsigned QuzoNamedObj::remove(RdbmsInterface&, unsigned tenant, unsigned id) {
+    const InPlatform here;
     fake().calls.push_back("remove " + std::to_string(tenant) + " " + std::to_string(id));
     return 4711;
 }
 
 // A blob of the simplest form, without escapes.
 bool Blob::readBlob(const char*& cursor, Map& map) {
+    const InPlatform here;
     for (; *cursor != '\0'; ++cursor) {
         const char* equals = std::strchr(cursor, '=');
         const char* end = std::strchr(cursor, ';');
@@ -283,11 +315,13 @@ bool Blob::readBlob(const char*& cursor, Map& map) {
     return true;
 }
 void Blob::writeBlob(std::string& out, const Map& map) {
+    const InPlatform here;
     for (const auto& [key, value] : map) {
         out.append(key).append("=").append(value).append(";");
     }
 }
 bool Blob::bindBlobField(Map& map, const char* key, std::string& field, bool store) {
+    const InPlatform here;
     if (store) {
         map[key] = field;
     } else if (map.count(key) == 0) {
@@ -298,6 +332,7 @@ bool Blob::bindBlobField(Map& map, const char* key, std::string& field, bool sto
     return true;
 }
 bool Blob::bindBlobField(Map& map, const char* key, int& field, bool store) {
+    const InPlatform here;
     std::string text = std::to_string(field);
     if (!bindBlobField(map, key, text, store)) {
         return false;
@@ -308,10 +343,14 @@ bool Blob::bindBlobField(Map& map, const char* key, int& field, bool store) {
 
 namespace msgu {
 
-void getHeaders(const KvMsgMailMessage*, std::string& out) { out = fake().headers; }
+void getHeaders(const KvMsgMailMessage*, std::string& out) {
+    const InPlatform here;
+    out = fake().headers;
+}
 
 bool getSubject(const KvMsgMailMessage*, const char* localCharset, const char* mailCharset,
                 std::string& out) {
+    const InPlatform here;
     fake().calls.push_back(std::string("getSubject ") + localCharset + " " + test::shown(mailCharset));
     out = fake().subject;
     return !out.empty();
@@ -322,6 +361,7 @@ const char* getCharset(const KvMsgMailMessage*) { return fake().charset; }
 
 bool conv(const char* text, const char* fromCharset, const char* toCharset, std::string& out, int& error,
           bool strict) {
+    const InPlatform here;
     fake().calls.push_back(std::string("conv ") + fromCharset + ">" + toCharset + (strict ? " strict" : ""));
     fake().convInput = text;
     if (!fake().convWorks) {
@@ -333,6 +373,7 @@ bool conv(const char* text, const char* fromCharset, const char* toCharset, std:
 }
 
 bool getHeader(KvMsgEntity* entity, const char* name, std::string& value) {
+    const InPlatform here;
     for (const auto& field : static_cast<test::FakeEntity*>(entity)->fields) {
         if (strcasecmp(field->name.c_str(), name) == 0) {
             value = field->value;
@@ -343,6 +384,7 @@ bool getHeader(KvMsgEntity* entity, const char* name, std::string& value) {
 }
 
 bool setHeader(KvMsgEntity* entity, const char* name, const char* value, const char* charset) {
+    const InPlatform here;
     fake().calls.push_back("setHeader " + std::string(name) + " '" + value + "' " + test::shown(charset));
     if (!fake().setHeaderWorks) {
         return false;
@@ -361,6 +403,7 @@ bool setHeader(KvMsgEntity* entity, const char* name, const char* value, const c
 KvMsgEntity* getRootEntity(KvMsgMailMessage* msg) { return msg->getRootEntity(); }
 
 bool getRcpt(const KvMsgMailMessage* msg, std::string&, std::list<std::string>& rcpts) {
+    const InPlatform here;
     const auto& recipients = static_cast<const test::FakeMessage*>(msg)->recipients;
     rcpts.assign(recipients.begin(), recipients.end());
     return true;
@@ -368,6 +411,7 @@ bool getRcpt(const KvMsgMailMessage* msg, std::string&, std::list<std::string>& 
 
 // Keeps every part as it comes, blanks included, so that a test sees who tidied up.
 bool setRcpt(KvMsgMailMessage* msg, const char* rcpts, bool append) {
+    const InPlatform here;
     fake().calls.push_back(std::string("setRcpt '") + rcpts + (append ? "' append" : "' replace"));
     if (!fake().setRcptWorks) {
         return false;

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "in_platform.h"
 #include "quzo/core/adapter.h"
 #include "quzo/core/log.h"
 #include "quzo/core/message.h"
@@ -124,11 +125,13 @@ public:
 class FakeAdapter : public KvIsAdapter {
 public:
     int deleteMessage(unsigned& error, KvMsgMailMessage*) override {
+        const InPlatform here;
         fake().calls.emplace_back("deleteMessage");
         error = deleteError;
         return error != 0 ? 1 : 0;
     }
     int sendMessage(unsigned& error, KvMsgMailMessage* msg, bool rescan) override {
+        const InPlatform here;
         note(std::string("sendMessage") + (rescan ? " rescan" : ""), msg);
         error = sendError;
         return error != 0 ? 1 : 0;
@@ -143,12 +146,14 @@ public:
     }
     int quarantineMessage(int& error, KvMsgMailMessage* msg, const char* name, const char* queueDir,
                           char* pathOut) override {
+        const InPlatform here;
         note(std::string("quarantineMessage '") + name + "' " + queueDir, msg);
         std::strcpy(pathOut, "/stored/path"); // NOLINT(clang-analyzer-security.insecureAPI.strcpy)
         return error = storeError;
     }
     int archiveMessage(int& error, KvMsgMailMessage* msg, const char* name, const char* queueDir,
                        const char* areaDescription) override {
+        const InPlatform here;
         note(std::string("archiveMessage '") + name + "' " + queueDir + " " + areaDescription, msg);
         return error = storeError;
     }
