@@ -1,14 +1,20 @@
 // Configuration: quzo.ini and policies are read or refused with findings that name their place; nothing in
-// between.
+// between. Each input is read as both.
+#include <algorithm>
 #include <memory>
 
 #include "fuzz_input.h"
 #include "host/policy/policy.h"
 #include "platform/config/ini_file.h"
+#include "platform/config/quzo_settings.h"
 #include "quzo/tokens/action_utils.h"
 
 namespace quzo::fuzz {
 namespace {
+
+std::size_t linesOf(std::string_view text) {
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+}
 
 void readIni(std::string_view text) {
     platform::IniFile file;
@@ -19,6 +25,7 @@ void readIni(std::string_view text) {
     for (const platform::IniProblem& problem : problems) {
         require(!problem.message.empty(), "a finding without a text");
         require(problem.line == 0 || problem.line >= last, "findings out of order");
+        require(problem.line <= linesOf(text), "a finding behind the end");
         last = problem.line;
     }
     for (const auto& [name, section] : file.sections()) {
@@ -28,10 +35,42 @@ void readIni(std::string_view text) {
     }
 }
 
+// What is wrong is told, and what is used all the same is a value of its kind.
+void readSettings(std::string_view text) {
+    platform::IniSettings settings;
+    const bool good = settings.parse(text);
+    const auto findings = settings.check();
+    const bool anyError = std::any_of(findings.begin(), findings.end(), [](const platform::Finding& finding) {
+        require(!finding.message.empty(), "a finding without a text");
+        return finding.severity == platform::Finding::Severity::Error;
+    });
+    require(good || anyError, "a line that nobody can read is no error");
+    const platform::PlatformSettings used = settings.platform();
+    require(used.timeout > 0 && used.logLevel >= 0 && used.logLevel <= 3, "a value out of range is used");
+}
+
 void readPolicy(std::string_view text) {
     const host::LoadedPolicy loaded = host::loadPolicy(text);
     require((loaded.policy == nullptr) == host::hasErrors(loaded.findings),
             "a policy with errors, or none without");
+    for (const host::Finding& finding : loaded.findings) {
+        require(!finding.problem.empty() && finding.line <= linesOf(text), "a finding without text or place");
+        const std::string shown = host::describe(finding, "policy.toml");
+        require(
+            std::none_of(shown.begin(), shown.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }),
+            "a finding with a control character");
+    }
+    if (loaded.policy == nullptr) {
+        return;
+    }
+    for (const host::Rule& rule : loaded.policy->rules) {
+        require(rule.id != 0, "a rule without a number");
+        for (const host::RuleAction& action : rule.actions) {
+            const auto made = host::makeAction(*action.type, action.setting);
+            require(made != nullptr && made->serialize() == action.setting,
+                    "an action that refuses its setting");
+        }
+    }
 }
 
 } // namespace
@@ -43,14 +82,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         return true;
     }();
     quzo::fuzz::require(ready, "start-up");
-    if (size == 0) {
-        return 0;
-    }
-    const std::string_view text = quzo::fuzz::textOf(data + 1, size - 1);
-    if (data[0] % 2 == 0) {
-        quzo::fuzz::readIni(text);
-    } else {
-        quzo::fuzz::readPolicy(text);
-    }
+    const std::string_view text = quzo::fuzz::textOf(data, size);
+    quzo::fuzz::readIni(text);
+    quzo::fuzz::readSettings(text);
+    quzo::fuzz::readPolicy(text);
     return 0;
 }

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "quzo/core/log.h"
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace quzo::fuzz {
@@ -36,6 +38,22 @@ private:
     std::fprintf(stderr, "finding: %s\n", what);
     std::abort();
 }
+
+// Sees to it that the library's log lines are formatted, settings in them included, and drops them.
+class LogLines : public ActionLog {
+public:
+    static void areFormatted() {
+        static Dropping log;
+        setLogger(&log);
+    }
+
+private:
+    class Dropping : public LogMsg {
+    public:
+        Dropping() { level = 3; }
+        void write(int, const char*, ...) override {}
+    };
+};
 
 inline void require(bool holds, const char* what) {
     if (!holds) {

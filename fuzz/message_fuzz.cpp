@@ -1,5 +1,6 @@
-// Tagging and X-header on a whole message: what comes out is read again with the same parts, and every byte
-// outside the edited fields is where it was.
+// Tagging and X-header on a whole message: what comes out is read again with the same parts, which have the
+// same bytes, the tag is in the subject that is read, and every byte outside the edited fields is where it
+// was.
 #include <strings.h>
 
 #include <vector>
@@ -12,6 +13,7 @@
 #include "quzo/actions/act_tag_subject.h"
 #include "quzo/core/adapter.h"
 #include "quzo/core/handles.h"
+#include "quzo/core/msgu.h"
 #include "quzo/core/named_obj_cache.h"
 #include "quzo/tokens/action_utils.h"
 
@@ -87,6 +89,22 @@ std::string untouched(std::string_view text) {
     return rest.append(text.substr(copied));
 }
 
+// Type, header fields (but for the root, which is edited) and body of each part.
+std::string partsOf(std::string_view text) {
+    const platform::Limits limits;
+    const platform::Structure structure =
+        platform::scanStructure(text, platform::scanHeader(text, 0, text.size(), limits), limits);
+    std::string all;
+    for (const platform::EntitySpan& part : structure.entities) {
+        const bool root = &part == structure.entities.data();
+        const std::size_t begin = root ? part.header.bodyBegin : part.header.begin;
+        all += std::to_string(part.type) + " " + std::to_string(part.header.fields.size() * (root ? 0 : 1)) +
+               " " + std::to_string(part.parent) + ":";
+        all += text.substr(begin, part.bodyEnd - begin);
+    }
+    return all;
+}
+
 std::size_t entityCount(MailMessage& message) {
     std::size_t count = 0;
     for (KvMsgEntity* entity = message.getRootEntity(); entity != nullptr; entity = entity->getNext()) {
@@ -115,23 +133,28 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         return true;
     }();
     fuzz::require(ready, "start-up");
-    if (size == 0) {
-        return 0;
-    }
     static constexpr const char* kTags[] = {"T[tag] ", "F[tag] ", "T\xC3\xA9\xE3\x81\x82 ", "T[%SUBJECT%]"};
-    const char* tag = kTags[data[0] % 4];
-    const std::string original(fuzz::textOf(data + 1, size - 1));
+    const char* tag = kTags[size % 4];
+    const std::string original(fuzz::textOf(data, size));
     const auto message = platform::MailMessage::parse(original, {});
     fuzz::require(fuzz::written(*message) == original, "changed without an edit");
     const std::size_t entities = fuzz::entityCount(*message);
     const std::string rest = fuzz::untouched(original);
+    const std::string parts = fuzz::partsOf(original);
 
+    std::string value;
+    const bool hadSubject = msgu::getHeader(message->getRootEntity(), "Subject", value);
     fuzz::take<ActTagSubject>(tag, *message);
-    fuzz::take<ActInsertXHeaderTag>("X-Fuzz: yes", *message);
+    const bool stamped = fuzz::take<ActInsertXHeaderTag>("X-Fuzz: yes", *message);
     const std::string result = fuzz::written(*message);
     fuzz::require(message->changed() || result == original, "changed, but says it is not");
     fuzz::require(fuzz::sameRest(rest, fuzz::untouched(result)), "bytes outside the edited fields differ");
+    fuzz::require(result == original || fuzz::partsOf(result) == parts, "other parts than before");
     const auto again = platform::MailMessage::parse(result, {});
-    fuzz::require(fuzz::entityCount(*again) == entities, "other parts than before");
+    fuzz::require(fuzz::entityCount(*again) == entities, "another number of parts than before");
+    fuzz::require(!stamped || msgu::getHeader(again->getRootEntity(), "X-Fuzz", value),
+                  "the X-header is not there");
+    fuzz::require(!hadSubject || msgu::getHeader(again->getRootEntity(), "Subject", value),
+                  "the subject is gone");
     return 0;
 }

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <unordered_set>
+#include <cstdint>
+#include <set>
+#include <utility>
 
 #include "host/scan/received_header.h"
 #include "platform/message/ascii.h"
@@ -11,9 +13,6 @@
 
 namespace quzo::host {
 namespace {
-
-// An entry of more bytes is no address with a name.
-constexpr std::size_t kMaxEntry = 4096;
 
 // Splits an address list at its commas, and at the ':' and ';' of groups, whose names are dropped. A whole
 // list is never given to a parser of addresses: what takes time in proportion for one entry need not for a
@@ -84,10 +83,12 @@ private:
     bool inRoute_ = false;
 };
 
+bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20; }
+
 // The bare address of one entry; empty when there is none.
 std::string addressOf(std::string_view entry) {
     entry = platform::trimmed(entry);
-    if (entry.empty() || entry.size() > kMaxEntry) {
+    if (entry.empty()) {
         return {};
     }
     // "Name <address>" is what nearly all look like; an address holds no angle brackets.
@@ -99,7 +100,26 @@ std::string addressOf(std::string_view entry) {
         }
     }
     platform::Mailbox mailbox;
-    return platform::parseMailbox(entry, mailbox) == 0 ? mailbox.address : std::string();
+    if (std::none_of(entry.begin(), entry.end(), isControl)) {
+        return platform::parseMailbox(entry, mailbox) == 0 ? mailbox.address : std::string();
+    }
+    std::string unfolded(entry);
+    std::replace_if(unfolded.begin(), unfolded.end(), isControl, ' ');
+    return platform::parseMailbox(unfolded, mailbox) == 0 ? mailbox.address : std::string();
+}
+
+std::string firstAddress(const std::vector<std::string_view>& values) {
+    std::string first;
+    for (const std::string_view value : values) {
+        const bool none = eachAddress(value, [&](std::string address) {
+            first = std::move(address);
+            return false;
+        });
+        if (!none) {
+            break;
+        }
+    }
+    return first;
 }
 
 std::string senderOf(const ReceivedHeader& header) {
@@ -107,54 +127,96 @@ std::string senderOf(const ReceivedHeader& header) {
         if (platform::trimmed(raw) == "<>") {
             return {};
         }
-        if (std::vector<std::string> addresses = addressesIn(raw); !addresses.empty()) {
-            return std::move(addresses.front());
+        if (std::string address = firstAddress({raw}); !address.empty()) {
+            return address;
         }
     }
-    std::vector<std::string> addresses = header.addresses("From");
-    return addresses.empty() ? std::string() : std::move(addresses.front());
+    return firstAddress(header.rawValues("From"));
 }
 
-std::vector<std::string> recipientsOf(const ReceivedHeader& header) {
-    std::vector<std::string> recipients;
-    std::unordered_set<std::string> seen;
+// Collects addresses, each once, ASCII case aside. A sorted set of numbers: it keeps no texts of its own, and
+// no choice of addresses makes it slow, as one of a hash table would.
+class Recipients {
+public:
+    // 0: no limit.
+    explicit Recipients(std::size_t limit) : limit_(limit), seen_(Before{&addresses_}) {}
+    Recipients(const Recipients&) = delete;
+    Recipients& operator=(const Recipients&) = delete;
+
+    // False when it is one too many.
+    bool add(std::string address) {
+        addresses_.push_back(std::move(address));
+        if (!seen_.insert(static_cast<std::uint32_t>(addresses_.size() - 1)).second) {
+            addresses_.pop_back();
+        }
+        return limit_ == 0 || addresses_.size() <= limit_;
+    }
+
+    std::vector<std::string> take() {
+        seen_.clear();
+        return std::move(addresses_);
+    }
+
+private:
+    struct Before {
+        const std::vector<std::string>* addresses;
+        bool operator()(std::uint32_t a, std::uint32_t b) const {
+            const std::string& left = (*addresses)[a];
+            const std::string& right = (*addresses)[b];
+            return std::lexicographical_compare(
+                left.begin(), left.end(), right.begin(), right.end(),
+                [](char x, char y) { return platform::asciiLower(x) < platform::asciiLower(y); });
+        }
+    };
+
+    std::size_t limit_;
+    std::vector<std::string> addresses_;
+    std::set<std::uint32_t, Before> seen_; // places in addresses_
+};
+
+void readRecipients(const ReceivedHeader& header, std::size_t limit, Envelope& envelope) {
+    Recipients recipients(limit);
     for (const char* name : {"To", "Cc", "Bcc"}) {
-        for (std::string& address : header.addresses(name)) {
-            if (seen.insert(platform::lowered(address)).second) {
-                recipients.push_back(std::move(address));
+        for (const std::string_view value : header.rawValues(name)) {
+            if (!eachAddress(value,
+                             [&](std::string address) { return recipients.add(std::move(address)); })) {
+                envelope.beyondLimit =
+                    "more than " + std::to_string(limit) + " recipients (limit_recipients)";
+                return;
             }
         }
     }
-    return recipients;
+    envelope.recipients = recipients.take();
 }
 
 } // namespace
 
-std::vector<std::string> addressesIn(std::string_view value) {
-    std::string text(value);
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < 0x20; }, ' ');
-    std::vector<std::string> addresses;
-    EntrySplitter splitter(text);
+bool eachAddress(std::string_view value, const std::function<bool(std::string)>& take) {
+    EntrySplitter splitter(value);
     for (std::string_view entry; splitter.next(entry);) {
-        if (std::string address = addressOf(entry); !address.empty()) {
-            addresses.push_back(std::move(address));
+        std::string address = addressOf(entry);
+        if (!address.empty() && !take(std::move(address))) {
+            return false;
         }
     }
-    return addresses;
+    return true;
 }
 
-Envelope envelopeOf(const platform::MailMessage& msg, const std::optional<std::string>& from,
-                    const std::vector<std::string>& to) {
+Envelope envelopeOf(const platform::MailMessage& msg, const platform::Limits& limits,
+                    const std::optional<std::string>& from, const std::vector<std::string>& to) {
     Envelope envelope;
+    envelope.sender = from.value_or("");
+    envelope.recipients = to;
     if (from && !to.empty()) {
-        envelope.sender = *from;
-        envelope.recipients = to;
         return envelope;
     }
-    const ReceivedHeader header(msg.original(), platform::Limits{});
-    envelope.sender = from ? *from : senderOf(header);
-    envelope.recipients = to.empty() ? recipientsOf(header) : to;
+    const ReceivedHeader header(msg.original(), limits);
+    if (!from) {
+        envelope.sender = senderOf(header);
+    }
+    if (to.empty()) {
+        readRecipients(header, limits.recipients, envelope);
+    }
     return envelope;
 }
 

@@ -6,15 +6,24 @@
 
 #include "platform/message/ascii.h"
 #include "quzo/core/msgu.h"
+#include "quzo/core/reprocess_mark.h"
 
 namespace quzo::host {
 
 void removeOutsideMarks(platform::MailMessage& msg, const Policy& policy, const ReceivedHeader& received) {
     KvMsgEntity* root = msg.getRootEntity();
-    for (const char* name : {kReprocessRules, kReprocessType, policy.defaults.markHeader.c_str()}) {
+    for (const char* name :
+         {kReprocessRulesHeader, kReprocessTypeHeader, policy.defaults.markHeader.c_str()}) {
         if (root != nullptr && *name != '\0' && received.has(name)) {
             root->removeHeader(name);
         }
+    }
+}
+
+void removeReprocessMarks(platform::MailMessage& msg) {
+    if (KvMsgEntity* root = msg.getRootEntity(); root != nullptr) {
+        root->removeHeader(kReprocessRulesHeader);
+        root->removeHeader(kReprocessTypeHeader);
     }
 }
 

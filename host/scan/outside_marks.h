@@ -11,13 +11,12 @@
 
 namespace quzo::host {
 
-// Which rules a message has passed, and which action sent it round again.
-inline constexpr const char* kReprocessRules = "X-quzo-reprocess-rules";
-inline constexpr const char* kReprocessType = "X-quzo-reprocess-type";
-
 // Takes the reprocessing fields, and the policy's mark field, off the message's own header. Only fields that
 // the message was received with are looked for.
 void removeOutsideMarks(platform::MailMessage& msg, const Policy& policy, const ReceivedHeader& received);
+
+// Takes the reprocessing fields off, whoever wrote them: for a message that leaves.
+void removeReprocessMarks(platform::MailMessage& msg);
 
 // Writes the marks into the policy's mark field, joined by ", ", in place of what it holds. True also when
 // there is nothing to write.

@@ -1,7 +1,6 @@
 // Finding and decoding fields over the scan's offsets; no object is made for a field that nobody asks for.
 #include "host/scan/received_header.h"
 
-#include "host/scan/envelope.h"
 #include "platform/charset/encoded_words.h"
 #include "platform/message/ascii.h"
 #include "platform/message/readable_text.h"
@@ -32,16 +31,6 @@ std::vector<std::string> ReceivedHeader::values(std::string_view name) const {
         values.push_back(platform::readableText(decoded.bytes, decoded.charset));
     }
     return values;
-}
-
-std::vector<std::string> ReceivedHeader::addresses(std::string_view name) const {
-    std::vector<std::string> all;
-    for (const std::string_view raw : rawValues(name)) {
-        for (std::string& address : addressesIn(raw)) {
-            all.push_back(std::move(address));
-        }
-    }
-    return all;
 }
 
 } // namespace quzo::host

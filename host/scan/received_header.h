@@ -24,9 +24,6 @@ public:
     // The same unfolded, with encoded words decoded, as valid UTF-8.
     std::vector<std::string> values(std::string_view name) const;
 
-    // The bare addresses in all fields of that name.
-    std::vector<std::string> addresses(std::string_view name) const;
-
 private:
     std::string_view message_;
     platform::HeaderSpan header_;

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "host/policy/token_name.h"
+#include "host/scan/envelope.h"
 #include "platform/message/ascii.h"
 #include "platform/message/readable_text.h"
 #include "quzo/tokens/action_utils.h"
@@ -32,13 +33,16 @@ std::string joinedTexts(const Texts& texts, std::string_view separator) {
 }
 
 std::string headerRecipients(const ReceivedHeader& header) {
-    std::vector<std::string> all;
+    std::string all;
     for (const char* name : {"To", "Cc", "Bcc"}) {
-        for (std::string& address : header.addresses(name)) {
-            all.push_back(std::move(address));
+        for (const std::string_view value : header.rawValues(name)) {
+            eachAddress(value, [&](const std::string& address) {
+                all.append(all.empty() ? "" : ";").append(address);
+                return true;
+            });
         }
     }
-    return joinedTexts(all, ";");
+    return all;
 }
 
 std::string messageId(const ReceivedHeader& header) {

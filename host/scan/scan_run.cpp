@@ -52,13 +52,18 @@ void ScanRun::run() {
 }
 
 bool ScanRun::withinLimits() {
+    if (!job_.beyondLimit.empty()) {
+        beyondLimits(kErrorLimit, job_.beyondLimit);
+        ended_ = true;
+        return false;
+    }
     int error = msg_.error();
     if (error == kErrorNone) {
         const KvMsgEntity* root = msg_.getRootEntity();
         error = root == nullptr ? kErrorMalformedEntity : root->hasError();
     }
     if (error != kErrorNone) {
-        beyondLimits(error);
+        beyondLimits(error, KVMSGERR::I2A(error));
         ended_ = true;
     }
     return error == kErrorNone;
@@ -69,14 +74,13 @@ bool ScanRun::sawAllEntities() {
     if (!limitsChecked_ && facts_.lookedAtEntities()) {
         limitsChecked_ = true;
         if (msg_.limited()) {
-            beyondLimits(kErrorLimit);
+            beyondLimits(kErrorLimit, KVMSGERR::I2A(kErrorLimit));
         }
     }
     return !ended_;
 }
 
-void ScanRun::beyondLimits(int error) {
-    const std::string text = KVMSGERR::I2A(error);
+void ScanRun::beyondLimits(int error, const std::string& text) {
     switch (options_.onLimit) {
         case OnLimit::Pass:
             result_.warnings.push_back("not all of the message was looked at: " + text);
@@ -251,6 +255,9 @@ void ScanRun::finish() {
     const bool marked = !result_.marks.empty() && !policy_.defaults.markHeader.empty();
     if ((msg_.changed() || marked) && !job_.trustMarks) {
         removeOutsideMarks(msg_, policy_, facts_.receivedHeader());
+    }
+    if (msg_.changed()) {
+        removeReprocessMarks(msg_); // a failed action may have left one
     }
     if (!writeMarks(msg_, policy_, result_.marks)) {
         stopWith(Outcome::Deferred, kErrorInternal, "the marks cannot be written into the message");

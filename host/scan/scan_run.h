@@ -34,7 +34,7 @@ private:
     };
     bool withinLimits();
     bool sawAllEntities();
-    void beyondLimits(int error);
+    void beyondLimits(int error, const std::string& text);
     std::optional<Matched> nextMatch();
     std::optional<Matched> findMatch();
     bool runRule(const Matched& matched);

@@ -2,24 +2,15 @@
 // here, with a result that keeps the message.
 #include "host/scan/scanner.h"
 
-#include <unistd.h>
-
 #include <new>
 
+#include "host/scan/own_host_name.h"
 #include "host/scan/scan_run.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/log.h"
 
 namespace quzo::host {
 namespace {
-
-std::string ownHostName() {
-    char name[256] = "";
-    if (gethostname(name, sizeof name - 1) != 0 || name[0] == '\0') {
-        return "localhost";
-    }
-    return name;
-}
 
 // Short enough to need no memory of their own.
 constexpr const char* kNoMemoryText = "out of memory";
@@ -32,9 +23,7 @@ Scanner::Scanner(std::shared_ptr<const Policy> policy, ScannerOptions options)
     if (options_.hostname.empty()) {
         options_.hostname = policy_->defaults.hostname;
     }
-    if (options_.hostname.empty()) {
-        options_.hostname = ownHostName();
-    }
+    options_.hostname = mailHostName(options_.hostname);
 }
 
 ScanResult Scanner::scan(platform::MailMessage& msg, const ScanJob& job) const noexcept {

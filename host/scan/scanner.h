@@ -45,6 +45,10 @@ struct ScanJob {
     // Whether the reprocessing fields of the message are our own. Forged ones are taken off a message that
     // a rule changes or stores.
     bool trustMarks = false;
+
+    // Which limit the envelope is beyond (Envelope::beyondLimit); empty: none. The message is then treated as
+    // one that is itself beyond a limit.
+    std::string beyondLimit{};
 };
 
 // One policy, ready to be applied. Immutable after construction: threads share one scanner, each with

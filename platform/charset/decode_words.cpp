@@ -54,16 +54,69 @@ std::string lowerCase(std::string_view text) {
     return out;
 }
 
-// The words and the text between them. Blanks between two words are no text.
-std::vector<Piece> cut(std::string_view value) {
-    std::vector<Piece> pieces;
-    std::size_t textBegin = 0;
-    std::size_t at = value.find("=?");
-    while (at != std::string_view::npos) {
+// Which charsets are known. Words tend to name the one before them, and asking for one that is not known is
+// dear.
+class KnownCharsets {
+public:
+    bool has(std::string_view name) {
+        if (name != last_ || last_.empty()) {
+            last_ = name;
+            known_ = findCharset(name) != nullptr;
+        }
+        return known_;
+    }
+
+private:
+    std::string_view last_;
+    bool known_ = false;
+};
+
+enum class Words : bool { All, OfKnownCharsets };
+
+// Calls `take` with each word and where it begins.
+template <typename Take>
+void eachWord(std::string_view value, Take&& take) {
+    for (std::size_t at = value.find("=?"); at != std::string_view::npos;) {
         EncodedWord word;
-        if (!readEncodedWord(value, at, word)) {
+        if (readEncodedWord(value, at, word)) {
+            take(word, at);
+            at = value.find("=?", word.end);
+        } else {
             at = value.find("=?", at + 1);
-            continue;
+        }
+    }
+}
+
+bool isOtherCharset(const std::string& a, const std::string& b) {
+    return a != b && !sameCharset(a.c_str(), b.c_str());
+}
+
+// Words that nobody can read are words all the same when there are no others.
+Words wantedWords(std::string_view value) {
+    KnownCharsets known;
+    std::string first;
+    bool oneCharset = true;
+    bool allKnown = true;
+    eachWord(value, [&](const EncodedWord& word, std::size_t) {
+        allKnown = allKnown && known.has(word.charset);
+        if (first.empty()) {
+            first = lowerCase(word.charset);
+        } else if (oneCharset) {
+            oneCharset = !isOtherCharset(first, lowerCase(word.charset));
+        }
+    });
+    return allKnown || oneCharset ? Words::All : Words::OfKnownCharsets;
+}
+
+// The words and the text between them; what is no word of those that are wanted is text. Blanks between two
+// words are no text.
+std::vector<Piece> cut(std::string_view value, Words wanted) {
+    std::vector<Piece> pieces;
+    KnownCharsets known;
+    std::size_t textBegin = 0;
+    eachWord(value, [&](const EncodedWord& word, std::size_t at) {
+        if (wanted == Words::OfKnownCharsets && !known.has(word.charset)) {
+            return;
         }
         const std::string_view text = value.substr(textBegin, at - textBegin);
         const bool onlyBlanks = text.find_first_not_of(kBlanks) == std::string_view::npos;
@@ -74,8 +127,7 @@ std::vector<Piece> cut(std::string_view value) {
         appendWordBytes(word, piece.bytes);
         pieces.push_back(std::move(piece));
         textBegin = word.end;
-        at = value.find("=?", textBegin);
-    }
+    });
     if (!pieces.empty() && textBegin < value.size()) {
         pieces.push_back({false, {}, std::string(value.substr(textBegin))});
     }
@@ -89,10 +141,6 @@ struct Survey {
     bool onlyWords = true;
     bool asciiText = true; // outside the words
 };
-
-bool isOtherCharset(const std::string& a, const std::string& b) {
-    return a != b && !sameCharset(a.c_str(), b.c_str());
-}
 
 Survey survey(const std::vector<Piece>& pieces) {
     Survey seen;
@@ -212,7 +260,8 @@ bool canStay(const std::vector<Piece>& pieces, const Survey& seen) {
 
 DecodedValue decodeWords(std::string_view rawValue) {
     std::string value = unfolded(rawValue);
-    const std::vector<Piece> pieces = cut(value);
+    // Bytes that nobody can read would be read wrongly under the name of another charset.
+    const std::vector<Piece> pieces = cut(value, wantedWords(value));
     if (pieces.empty()) {
         return {std::move(value), {}};
     }

@@ -21,8 +21,11 @@ struct DecodedValue {
 // interprets them, since real mailers split characters between words, and the blanks between adjacent
 // words are dropped. Words of one charset, and plain ASCII around them, come back in that charset, when
 // it is ASCII-compatible or the words are all there is; anything else as "utf-8", utf-16 and its like
-// always. When that conversion fails because a charset is unknown or its bytes are malformed, the value
-// comes back as its words' bytes with the first word's charset.
+// always. When that conversion fails because bytes are malformed, the value comes back as its words' bytes
+// with the first word's charset.
+//
+// A charset that is not known is named all the same when it is that of every word. Beside words of other
+// charsets its words stay as they are written, like text that is none.
 //
 // Raw 8-bit text beside the words is taken to be in their charset when that is a multibyte one and the text
 // is well-formed in it; else as UTF-8 when it is that; else in the words' charset.

@@ -115,6 +115,7 @@ const std::vector<KnownKey>& knownKeys() {
         {kPlatform, "limit_fields", KeyType::Count},
         {kPlatform, "limit_nesting", KeyType::Count},
         {kPlatform, "limit_parts", KeyType::Count},
+        {kPlatform, "limit_recipients", KeyType::Count},
         {kPlatform, "on_limit", KeyType::Choice, "defer|pass|refuse"},
         {kPlatform, "log", KeyType::Text},
         {kPlatform, "log_level", KeyType::Choice, "0|1|2|3"},

@@ -116,6 +116,7 @@ PlatformSettings IniSettings::platform() const {
     size("limit_fields", settings.limits.headerFields, false);
     size("limit_nesting", settings.limits.nesting, false);
     size("limit_parts", settings.limits.parts, false);
+    size("limit_recipients", settings.limits.recipients, false);
     const std::string tls = text("tls").value_or("");
     if (!tls.empty()) {
         settings.tls = tls == "off" ? PlatformSettings::Tls::Off : PlatformSettings::Tls::Try;

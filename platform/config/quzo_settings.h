@@ -17,7 +17,7 @@ namespace quzo::platform {
 // What the section [platform] says, with its defaults.
 struct PlatformSettings {
     enum class Tls : std::uint8_t { Off, Try, Require };
-    // What becomes of a message that a limit does not let through: not now, as it came, or never.
+    // What becomes of a message beyond a limit: tried later, judged by what could be read of it, or failed.
     enum class OnLimit : std::uint8_t { Defer, Pass, Refuse };
 
     std::string store;   // connection string; empty: no named objects

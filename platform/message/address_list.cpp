@@ -1,18 +1,18 @@
 // Address lists. See address_list.h.
 //
 // Entries that are plain ASCII are written as they come: they are somebody's configuration, or a header
-// field's value, and need no better spelling. Only names in other characters go through GMime.
+// field's value, and need no better spelling. Only names in other characters go through GMime, an entry at a
+// time, or what stands between the commas of one that is too large for that.
 #include "platform/message/address_list.h"
 
-#include <gmime/gmime.h>
-
+#include <algorithm>
 #include <utility>
 
 #include "platform/charset/converter.h"
 #include "platform/charset/utf8.h"
 #include "platform/message/ascii.h"
 #include "platform/message/field_text.h"
-#include "platform/message/gmime_objects.h"
+#include "platform/message/gmime_addresses.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
@@ -55,18 +55,68 @@ private:
     bool escaped_ = false;
 };
 
-// One entry whose names are not ASCII, `utf8`, with the names as encoded words of `charset`.
-std::string encodedEntry(const std::string& utf8, const char* charset) {
-    startGMime();
-    const GObjectHandle<InternetAddressList> list(internet_address_list_parse(nullptr, utf8.c_str()));
+// What GMime reads in `utf8`, its names as encoded words of `charset`; empty when it reads nothing.
+std::string encodedByGMime(const std::string& utf8, const char* charset) {
+    const GObjectHandle<InternetAddressList> list = parseAddresses(utf8);
     if (!list) {
-        return utf8;
+        return {};
     }
     for (int i = 0; i < internet_address_list_length(list.get()); ++i) {
         internet_address_set_charset(internet_address_list_get_address(list.get(), i), charset);
     }
     const GStringHandle written(internet_address_list_to_string(list.get(), nullptr, TRUE));
-    return written ? onOneLine(written.get()) : utf8;
+    return written ? onOneLine(written.get()) : std::string();
+}
+
+// A piece of a group, without the mark behind it: the group's name or one address.
+std::string encodedPiece(std::string_view piece, bool isGroupName, const char* charset) {
+    const std::string_view text = trimmed(piece);
+    if (isAscii(text) || text.size() > kMaxGMimeAddressBytes) {
+        return std::string(piece);
+    }
+    std::string encoded = encodedByGMime(std::string(text) + (isGroupName ? ":;" : ""), charset);
+    if (isGroupName) {
+        encoded.resize(std::min(encoded.size(), encoded.rfind(':')));
+    }
+    // The blanks in front of it stay.
+    return encoded.empty() ? std::string(piece) : std::string(piece.substr(0, piece.find(text))) + encoded;
+}
+
+// An entry that is too large to be read at once, such as a group of hundreds.
+std::string encodedByPieces(std::string_view utf8, const char* charset) {
+    std::string out;
+    AddressScanner scanner;
+    bool angle = false;
+    std::size_t begin = 0;
+    const auto close = [&](std::size_t end, bool isGroupName) {
+        out += encodedPiece(utf8.substr(begin, end - begin), isGroupName, charset);
+        out += utf8.substr(end, 1);
+        begin = end + 1;
+    };
+    for (std::size_t at = 0; at < utf8.size(); ++at) {
+        const char c = utf8[at];
+        if (!scanner.plain(c)) {
+            continue;
+        }
+        if (c == '<' || c == '>') {
+            angle = c == '<';
+        } else if (!angle && (c == ':' || c == ',' || c == ';')) {
+            close(at, c == ':');
+        }
+    }
+    if (begin < utf8.size()) {
+        close(utf8.size(), false);
+    }
+    return out;
+}
+
+// One entry whose names are not ASCII, `utf8`, with the names as encoded words of `charset`.
+std::string encodedEntry(std::string_view utf8, const char* charset) {
+    std::string encoded;
+    if (utf8.size() <= kMaxGMimeAddressBytes) {
+        encoded = encodedByGMime(std::string(utf8), charset);
+    }
+    return encoded.empty() ? encodedByPieces(utf8, charset) : encoded;
 }
 
 // Breaks the text at blanks outside quotes so that lines stay within 76 columns where they can.
@@ -140,8 +190,7 @@ int writtenAddressList(std::string_view list, const char* charset, std::size_t f
     std::string joined;
     for (const std::string_view entry : splitAddressList(text)) {
         joined.append(joined.empty() ? "" : ", ");
-        joined.append(encodes && !isAscii(entry) ? encodedEntry(std::string(entry), charset)
-                                                 : std::string(entry));
+        joined.append(encodes && !isAscii(entry) ? encodedEntry(entry, charset) : std::string(entry));
     }
     out = folded(joined, firstColumn, lineBreak);
     return kErrorNone;

@@ -99,6 +99,8 @@ int Envelope::set(std::string_view sender, const std::vector<std::string>& list)
     Mailbox from;
     std::vector<std::string> addresses;
     std::vector<std::string> names;
+    addresses.reserve(list.size());
+    names.reserve(list.size());
     if (parseMailbox(sender, from) != kErrorNone || read(list, addresses, names) != kErrorNone) {
         return kErrorInvalidArgument;
     }

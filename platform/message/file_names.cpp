@@ -6,8 +6,10 @@
 
 #include <gmime/gmime.h>
 
-#include <algorithm>
+#include <cstddef>
+#include <set>
 #include <string_view>
+#include <utility>
 
 #include "platform/message/ascii.h"
 #include "platform/message/field_text.h"
@@ -21,6 +23,10 @@ namespace {
 
 class NameCollector {
 public:
+    NameCollector() = default;
+    NameCollector(const NameCollector&) = delete;
+    NameCollector& operator=(const NameCollector&) = delete;
+
     // `parameters` holds all parts of one form of one name: "name=value", or "name*0=a; name*1=b".
     void read(const std::string& parameters) {
         const GObjectHandle<GMimeParamList> list(g_mime_param_list_parse(nullptr, parameters.c_str()));
@@ -33,15 +39,28 @@ public:
 
     void add(std::string_view value) {
         std::string name = readableText(value, "utf-8");
-        if (!name.empty() && std::find(names_.begin(), names_.end(), name) == names_.end()) {
-            names_.push_back(std::move(name));
+        if (name.empty()) {
+            return;
+        }
+        names_.push_back(std::move(name));
+        if (!seen_.insert(names_.size() - 1).second) {
+            names_.pop_back();
         }
     }
 
-    std::vector<std::string> take() { return std::move(names_); }
+    std::vector<std::string> take() {
+        seen_.clear();
+        return std::move(names_);
+    }
 
 private:
+    struct Before {
+        const std::vector<std::string>* names;
+        bool operator()(std::size_t a, std::size_t b) const { return (*names)[a] < (*names)[b]; }
+    };
+
     std::vector<std::string> names_;
+    std::set<std::size_t, Before> seen_{Before{&names_}}; // places in names_
 };
 
 // A quoted string that its writer left open, closed.
@@ -67,9 +86,9 @@ std::string closed(std::string_view value) {
 void collectNames(std::string_view rawValue, std::string_view wanted, NameCollector& names) {
     const std::string value = readableText(onOneLine(rawValue), {}); // names in raw 8-bit text occur
     std::string sections;
-    for (const ParameterSpan& parameter : scanParameters(value)) {
+    eachParameter(value, [&](const ParameterSpan& parameter) {
         if (!equalsNoCase(baseName(parameter.name), wanted)) {
-            continue;
+            return;
         }
         const std::string prefix = std::string(parameter.name).append("=");
         const std::string written = prefix + closed(parameter.value);
@@ -84,7 +103,7 @@ void collectNames(std::string_view rawValue, std::string_view wanted, NameCollec
                 names.read(prefix + closed(parameter.value.substr(0, parameter.value.find(';'))));
             }
         }
-    }
+    });
     if (!sections.empty()) {
         names.read(sections);
     }

@@ -148,13 +148,16 @@ void HeaderBlock::removeAll(std::string_view name, const HeaderField* kept) {
     const auto goes = [&](const HeaderField* field) {
         return field != kept && equalsNoCase(field->name(), name);
     };
-    const std::vector<HeaderField*> named = all(name);
-    if (std::none_of(named.begin(), named.end(), goes)) {
+    std::size_t first = 0;
+    while (first < count() && !goes(at(first))) {
+        ++first;
+    }
+    if (first == count()) {
         return;
     }
     makeOrder();
     noteEdit(name);
-    for (HeaderField* field : named) {
+    for (HeaderField* field : order_) {
         if (goes(field)) {
             field->markRemoved();
         }
@@ -162,6 +165,12 @@ void HeaderBlock::removeAll(std::string_view name, const HeaderField* kept) {
     order_.erase(std::remove_if(order_.begin(), order_.end(),
                                 [](const HeaderField* field) { return field->removed(); }),
                  order_.end());
+}
+
+void HeaderBlock::prepareToRemove(std::string_view name) {
+    if (all(name).size() > 1) {
+        makeOrder();
+    }
 }
 
 // Where a field at the end goes: behind all lines of the block, but for an unfinished last one of nothing

@@ -57,8 +57,10 @@ public:
     HeaderField* add(std::size_t position, std::string_view name, std::string_view value, const char* charset,
                      int& error);
     int removeAt(std::size_t index);
-    // All fields of the name, but for `kept`, which may be null.
+    // All fields of the name, but for `kept`, which may be null. Cannot fail after prepareToRemove(name) and
+    // an edit of the block.
     void removeAll(std::string_view name, const HeaderField* kept);
+    void prepareToRemove(std::string_view name);
 
     // Adds what the edits changed to `splices`.
     void collect(SpliceList& splices) const;

@@ -4,13 +4,11 @@
 // address comes, it passes validAddress() last, since what it holds goes into SMTP commands.
 #include "platform/message/mailbox.h"
 
-#include <gmime/gmime.h>
-
 #include <algorithm>
 
 #include "platform/charset/utf8.h"
 #include "platform/message/ascii.h"
-#include "platform/message/gmime_objects.h"
+#include "platform/message/gmime_addresses.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
@@ -31,8 +29,7 @@ std::size_t quotedEnd(std::string_view address) {
 }
 
 int readWithGMime(const std::string& text, Mailbox& out) {
-    startGMime();
-    const GObjectHandle<InternetAddressList> list(internet_address_list_parse(nullptr, text.c_str()));
+    const GObjectHandle<InternetAddressList> list = parseAddresses(text);
     if (!list || internet_address_list_length(list.get()) != 1) {
         return kErrorInvalidArgument;
     }
@@ -82,7 +79,9 @@ int parseMailbox(std::string_view text, Mailbox& out) {
         out = {std::string(bare), {}};
         return kErrorNone;
     }
-    return readWithGMime(std::string(text), out);
+    // So long a text is neither copied nor read.
+    return text.size() > kMaxGMimeAddressBytes ? kErrorInvalidArgument
+                                               : readWithGMime(std::string(text), out);
 }
 
 std::vector<std::string_view> splitRecipients(std::string_view list) {

@@ -28,6 +28,7 @@ bool placeField(platform::HeaderBlock& header, const char* name, const char* val
         int error = kErrorNone;
         return header.add(header.count(), name, value, charset, error) != nullptr;
     }
+    header.prepareToRemove(name); // so that nothing fails between the two changes
     if (first->setValue(value, charset) != kErrorNone) {
         return false;
     }

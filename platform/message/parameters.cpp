@@ -91,8 +91,7 @@ std::string writtenParameter(std::string_view name, std::string_view value) {
 
 } // namespace
 
-std::vector<ParameterSpan> scanParameters(std::string_view rawValue) {
-    std::vector<ParameterSpan> parameters;
+void eachParameter(std::string_view rawValue, const std::function<void(const ParameterSpan&)>& take) {
     for (std::size_t at = nextSeparator(rawValue, 0); at < rawValue.size();) {
         ParameterSpan span;
         span.begin = at;
@@ -102,11 +101,10 @@ std::vector<ParameterSpan> scanParameters(std::string_view rawValue) {
         if (equals != std::string_view::npos) {
             span.name = trimmed(inner.substr(0, equals));
             span.value = trimmed(inner.substr(equals + 1));
-            parameters.push_back(span);
+            take(span);
         }
         at = span.end;
     }
-    return parameters;
 }
 
 std::string_view baseName(std::string_view name) { return name.substr(0, name.find('*')); }
@@ -122,9 +120,9 @@ std::string replaceParameter(std::string_view rawValue, std::string_view name, s
     std::string out;
     std::size_t copied = 0;
     bool placed = false;
-    for (const ParameterSpan& parameter : scanParameters(kept)) {
+    eachParameter(kept, [&](const ParameterSpan& parameter) {
         if (!equalsNoCase(baseName(parameter.name), name)) {
-            continue;
+            return;
         }
         if (placed) {
             out.append(kept.substr(copied, parameter.begin - copied));
@@ -134,7 +132,7 @@ std::string replaceParameter(std::string_view rawValue, std::string_view name, s
             placed = true;
         }
         copied = parameter.end;
-    }
+    });
     out.append(kept.substr(copied));
     if (!placed) {
         const std::size_t lineStart = out.rfind('\n');

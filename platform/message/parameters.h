@@ -4,9 +4,10 @@
 // beyond quotes; file names, with all their encodings, are read by file_names.h.
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace quzo::platform {
 
@@ -17,8 +18,9 @@ struct ParameterSpan {
     std::string_view value; // as spelled, quotes included
 };
 
-// The parameters in order; views into `rawValue`. A quote that is not closed reaches to the end.
-std::vector<ParameterSpan> scanParameters(std::string_view rawValue);
+// Calls `take` with each parameter in order; views into `rawValue`. A quote that is not closed reaches to the
+// end. Keeps nothing: there may be hundreds of thousands.
+void eachParameter(std::string_view rawValue, const std::function<void(const ParameterSpan&)>& take);
 
 // The name in front of the '*' of a continued or encoded parameter, or the whole name.
 std::string_view baseName(std::string_view name);

@@ -70,7 +70,17 @@ TEST(DecodeWords, ReadsWhatMailWrites) {
         {"us-ascii", "=?us-ascii?q?a=20b?=", "a b", "us-ascii"},
         {"8-bit in us-ascii", "=?us-ascii?q?=E9?=", "\xE9"s, "us-ascii"},
         {"unknown charset", "x =?x-unknown?q?=E9?= y", "x \xE9 y"s, "x-unknown"},
-        {"unknown and known", "=?utf-8?q?=C3=A9?= =?x-unknown?q?=E9?=", "é\xE9"s, "utf-8"},
+        {"unknown charset, two words", "=?x-unknown?q?=E9?= =?X-Unknown?q?=E8?=", "\xE9\xE8"s, "x-unknown"},
+        {"unknown and known", "=?utf-8?q?=C3=A9?= =?x-unknown?q?=E9?=", "é =?x-unknown?q?=E9?=", "utf-8"},
+        {"unknown first", "=?x-u?q?=E9?=\r\n =?gb2312?q?=D6=D0?= x", "=?x-u?q?=E9?= \xD6\xD0 x"s, "gb2312"},
+        {"unknown between known", "=?utf-8?q?a?= =?x-u?q?b?=  =?x-u?q?c?= =?utf-8?q?d?= =?utf-8?q?e?=",
+         "a =?x-u?q?b?=  =?x-u?q?c?= de", "utf-8"},
+        {"unknown between two known",
+         "=?iso-8859-1?q?=E9?= =?x-u?b?w6k=?= =?koi8-r?q?=F4?=", "é =?x-u?b?w6k=?= Т", "utf-8"},
+        {"unknown, glued, beside iso-2022-jp",
+         "=?iso-2022-jp?b?GyRCRnwbKEI=?==?x-u?q?=E9?=", "日=?x-u?q?=E9?=", "utf-8"},
+        {"two unknown", " =?x-u?q?=E9?= =?x-v?q?=E9?=\r\n", "=?x-u?q?=E9?= =?x-v?q?=E9?=", ""},
+        {"unknown beside malformed", "=?utf-8?q?=E9?= =?x-u?q?=E9?=", "\xE9 =?x-u?q?=E9?="s, "utf-8"},
         {"malformed", "=?utf-8?q?=E9?=", "\xE9"s, "utf-8"},
         {"raw text in the words' charset", "\xD6\xD0=?gb2312?q?=D6=D0?=", "\xD6\xD0\xD6\xD0"s, "gb2312"},
         {"raw utf-8 beside latin-1", "é =?iso-8859-1?q?=E9?=", "é é", "utf-8"},
@@ -132,8 +142,9 @@ TEST(DecodeWords, TakesTimeInProportion) {
     const auto begin = std::chrono::steady_clock::now();
     for (const std::string& raw :
          {repeated("=?", 1000000), repeated("=?utf-8?q?", 200000), repeated("=?a?b?c ", 250000),
-          repeated("=?utf-8?q?x?= ", 100000), repeated("=?utf-8?q?x?= =?koi8-r?q?y?= ", 50000),
-          "=?utf-8?b?" + std::string(3000000, 'Y'), std::string(3000000, ' ')}) {
+          repeated("=?utf-8?q?x?= ", 100000), repeated("=?x-u?q?x?= =?utf-8?q?y?= ", 20000),
+          repeated("=?utf-8?q?x?= =?koi8-r?q?y?= ", 50000), "=?utf-8?b?" + std::string(3000000, 'Y'),
+          std::string(3000000, ' ')}) {
         decodeWords(raw);
     }
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));

@@ -78,6 +78,7 @@ TEST(Settings, ReadsThePlatformSection) {
     ASSERT_TRUE(settings.parse(
         "[platform]\nstore = sqlite3:///x.db\nnext_hop = smtp://127.0.0.1:2525\ntls = require\n"
         "timeout = 20\nlimit_message = 100M\nlimit_nesting = 5\nlimit_parts = 7\nlimit_fields = 9\n"
+        "limit_recipients = 0\n"
         "limit_header = 2k\non_limit = refuse\nlog = /var/log/quzo.log\nlog_level = 3\ntenant = 12\n"));
     PlatformSettings platform = settings.platform();
     EXPECT_EQ(platform.store, "sqlite3:///x.db");
@@ -87,6 +88,7 @@ TEST(Settings, ReadsThePlatformSection) {
     EXPECT_EQ(platform.limits.messageBytes, std::size_t{100} << 20U);
     EXPECT_EQ(platform.limits.headerBytes, 2048U);
     EXPECT_EQ(platform.limits.headerFields, 9U);
+    EXPECT_EQ(platform.limits.recipients, 0U);
     EXPECT_EQ(platform.limits.nesting, 5U);
     EXPECT_EQ(platform.limits.parts, 7U);
     EXPECT_EQ(platform.onLimit, PlatformSettings::OnLimit::Refuse);

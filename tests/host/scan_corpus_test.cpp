@@ -34,7 +34,7 @@ actions = [{ type = "delete" }]
         std::ifstream file(entry.path(), std::ios::binary);
         const std::string bytes{std::istreambuf_iterator<char>(file), {}};
         const auto msg = platform::MailMessage::parse(bytes, platform::Limits{});
-        const Envelope envelope = envelopeOf(*msg, {}, {});
+        const Envelope envelope = envelopeOf(*msg, {}, {}, {});
         EXPECT_EQ(msg->setEnvelope(envelope.sender, envelope.recipients), 0) << entry.path();
         scan.tokens = {};
         const ScanResult result = scan(*msg);

@@ -486,6 +486,34 @@ TEST_F(ScanTest, LimitsDeferOnlyWhatNeedsLookingAt) {
     EXPECT_TRUE(scanned("{ always = true }", OnLimit::Pass).rules.empty());
 }
 
+TEST_F(ScanTest, AnEnvelopeBeyondALimitIsSaidByName) {
+    const struct {
+        OnLimit onLimit;
+        Outcome outcome;
+    } rows[] = {{OnLimit::Defer, Outcome::Deferred},
+                {OnLimit::Fail, Outcome::Failed},
+                {OnLimit::Pass, Outcome::Unchanged}};
+    test::startLibrary();
+    for (const auto& row : rows) {
+        ScannerOptions options;
+        options.onLimit = row.onLimit;
+        const Scanner scanner(
+            policyOf("[[rule]]\nid = 1\nwhen = { always = true }\nactions = [{ type = 'delete' }]\n"),
+            options);
+        const auto msg = messageOf("Subject: hello\n\nbody\n");
+        test::CountingAdapter adapter;
+        TokenMap<ScanToken> tokens;
+        ScanJob job{adapter, tokens};
+        job.beyondLimit = "more than 5 recipients (limit_recipients)";
+        const ScanResult result = scanner.scan(*msg, job);
+        EXPECT_EQ(result.outcome, row.outcome);
+        EXPECT_TRUE(result.rules.empty());
+        const std::string said =
+            row.onLimit == OnLimit::Pass ? result.warnings.at(0) : result.error.value().text;
+        EXPECT_THAT(said, testing::HasSubstr("limit_recipients"));
+    }
+}
+
 TEST_F(ScanTest, ThreadsShareAScanner) {
     test::startLibrary();
     const Scanner scanner(policyOf("[[rule]]\nid = 1\nwhen = { subject = 'h.llo', attachment = '*.exe' }\n"

@@ -10,7 +10,12 @@ Each case is a message that grows with a number. The program runs over it with a
   - a handled message differs from the one received in the edited fields only;
   - the peak of memory is at most twice the message plus 32 MiB;
   - twice the message takes at most 2.3 times the processor time. Where the machine is too quick to tell, the
-    message is doubled until a run takes 0.15 s more than an empty message, or the largest size is reached.
+    message is doubled until a run takes 0.15 s more than an empty message, or the largest size is reached. The best
+    of three runs counts, and where that is too much, of up to fifteen: other work on the machine makes runs
+    longer, never shorter.
+
+With -DSANITIZED, as under AddressSanitizer, memory and time are those of the sanitizer and are not looked at, and
+the messages stay at their first size.
 
 The last line counts the cases; the exit code is 1 when one failed.
 """
@@ -35,11 +40,12 @@ actions = [
   { type = "x-header", name = "X-Hostile", value = "yes" },
 ]
 """
-RAISED = "[platform]\nlimit_nesting = 20000\nlimit_parts = 300000\nlimit_header = 200M\nlimit_fields = 0\n"
+RAISED = "[platform]\nlimit_recipients = 0\nlimit_nesting = 20000\nlimit_parts = 300000\nlimit_header = 200M\nlimit_fields = 0\n"
 HEAD = b"From: a@example.com\nTo: b@example.com\nSubject: s\n"
 GROWTH = 2.3
 MEMORY = 32 << 20
 ENOUGH = 0.15  # seconds of processor time that tell something
+SANITIZED = "-DSANITIZED" in sys.argv
 
 
 def parts(n):
@@ -132,6 +138,25 @@ def parameters(n):
     yield b"\n\nbody\n"
 
 
+def names(n):
+    yield HEAD + b"Content-Type: application/octet-stream"
+    for i in range(n):
+        yield b";\n name=%d" % i
+    yield b"\n\nbody\n"
+
+
+def unknown_charsets(n):
+    yield b"From: a@example.com\nSubject:"
+    for i in range(n):
+        yield b" =?x-%d?q?a?= =?utf-8?q?b?=\n" % (i % 1000)
+    yield b"\nbody\n"
+
+
+def colons(n):
+    yield b"From: " + b"a:" * n + b"\nReply-To: " + b"a ," * n + b"\nTo: " + b"a:" * n + b"b@example.com\n"
+    yield b"Subject: s\n\nbody\n"
+
+
 def comments(n):
     yield HEAD + b"Content-Type: " + b"(" * n + b"text/plain" + b")" * n + b"\n\nbody\n"
 
@@ -172,7 +197,11 @@ CASES = [
     ("encoded words never closed", open_words, 50000, 400000, False),
     ("boundaries that contain each other", boundaries_in_each_other, 50000, 200000, True),
     ("a million recipients", recipients, 250000, 1000000, True),
+    ("as many recipients as allowed", recipients, 12000, 48000, False),
     ("parameters without end", parameters, 20000, 160000, False),
+    ("file names without end", names, 20000, 160000, False),
+    ("unknown charsets", unknown_charsets, 10000, 40000, False),
+    ("colons in addresses", colons, 100000, 800000, False),
     ("comments in each other", comments, 500000, 4000000, False),
     ("NULs everywhere", nuls, 5000, 20000, False),
     ("lone CR and LF", lone_breaks, 100000, 400000, True),
@@ -214,7 +243,7 @@ class Runner:
 
     def seconds_of(self, ini, pieces):
         size = self.write(pieces)
-        runs = [self.run(ini) for _ in range(3)]
+        runs = [self.run(ini) for _ in range(1 if SANITIZED else 3)]
         return min(run[1] for run in runs), size, runs[0]
 
 
@@ -229,18 +258,36 @@ def only_edited_fields_differ(runner):
     return EDITED.sub(b"", after) == EDITED.sub(b"", before)
 
 
-def check(runner, name, generate, first, largest, raised):
-    ini = "raised.ini" if raised else "plain.ini"
-    faults = []
+def measured(runner, ini, generate, first, largest):
+    """Doubles the message until it takes long enough to tell something: its number, its size, the growth of the
+    time, the time, and a run."""
     n = first
-    before, _, _ = runner.seconds_of(ini, generate(n))
+    before, size, run = runner.seconds_of(ini, generate(n))
+    if SANITIZED:
+        return n, size, 0.0, before, run
     while True:
         n *= 2
-        seconds, size, (code, _, memory) = runner.seconds_of(ini, generate(n))
-        growth = (seconds - runner.empty) / max(before - runner.empty, 0.01)
+        seconds, size, run = runner.seconds_of(ini, generate(n))
         if seconds - runner.empty >= ENOUGH or n >= largest:
             break
         before = seconds
+
+    def growth():
+        return (seconds - runner.empty) / max(before - runner.empty, 0.01)
+
+    for _ in range(4):
+        if growth() <= GROWTH:
+            break
+        before = min(before, runner.seconds_of(ini, generate(n // 2))[0])
+        again, size, run = runner.seconds_of(ini, generate(n))
+        seconds = min(seconds, again)
+    return n, size, growth(), seconds, run
+
+
+def check(runner, name, generate, first, largest, raised):
+    ini = "raised.ini" if raised else "plain.ini"
+    n, size, growth, seconds, (code, _, memory) = measured(runner, ini, generate, first, largest)
+    faults = []
     if code not in (0, 75):
         faults.append(f"exit code {code}")
     if code == 0 and not only_edited_fields_differ(runner):
@@ -251,11 +298,10 @@ def check(runner, name, generate, first, largest, raised):
         refused, _, memory = runner.run("plain.ini")
         if refused not in (0, 75):
             faults.append(f"exit code {refused} with the usual limits")
-    if "-DSANITIZED" not in sys.argv:
-        if memory > 2 * size + MEMORY:
-            faults.append(f"{memory / 1e6:.0f} MB of memory for {size / 1e6:.0f} MB")
-        if growth > GROWTH and seconds - runner.empty > 0.05:
-            faults.append(f"grows {growth:.2f}-fold when the message doubles")
+    if not SANITIZED and memory > 2 * size + MEMORY:
+        faults.append(f"{memory / 1e6:.0f} MB of memory for {size / 1e6:.0f} MB")
+    if growth > GROWTH and seconds - runner.empty > 0.05:
+        faults.append(f"grows {growth:.2f}-fold when the message doubles")
     state = "FAILED: " + ", ".join(faults) if faults else "ok"
     print(f"{name:36} {size / 1e6:7.1f} MB  {seconds:6.2f} s  x{growth:4.2f}  {memory / 1e6:6.0f} MB  {state}",
           flush=True)

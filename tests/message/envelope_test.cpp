@@ -72,6 +72,45 @@ TEST(Mailbox, RefusedTexts) {
     }
 }
 
+// Anything may be asked for its address: GMime reads none of these in bearable time, or at all.
+TEST(Mailbox, HostileTexts) {
+    std::size_t addresses = 0;
+    const auto begin = std::chrono::steady_clock::now();
+    for (const char* piece :
+         {"a:", "a ,", "(", "<", "\"", "\\", "[", "a@x,", "a:;", "<@a,@b:", "=?utf-8?q?a?= ", "\xC3"}) {
+        for (const std::size_t size : {100U, 4000U, 100000U, 1000000U}) {
+            std::string text;
+            while (text.size() < size) {
+                text += piece;
+            }
+            for (const char* tail : {"", " <a@x>", "a@x"}) {
+                Mailbox mailbox;
+                if (parseMailbox(text + tail, mailbox) == 0) {
+                    ++addresses;
+                    EXPECT_TRUE(validAddress(mailbox.address)) << piece << size;
+                }
+            }
+        }
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+    EXPECT_GT(addresses, 0U);
+    const auto message = parsed("A: 1\n\n");
+    EXPECT_FALSE(msgu::setRcpt(message.get(), (std::string(1000000, ':') + "a@x").c_str(), false));
+}
+
+TEST(Mailbox, BoundsOfWhatIsRead) {
+    Mailbox mailbox;
+    EXPECT_EQ(parseMailbox(std::string(4000, 'n') + " <a@x>", mailbox), 0);
+    EXPECT_EQ(mailbox.displayName.size(), 4000U);
+    EXPECT_EQ(parseMailbox(std::string(5000, 'n') + " <a@x>", mailbox), kErrorInvalidArgument);
+    EXPECT_EQ(parseMailbox("\"" + std::string(31, ',') + "\" <a@x>", mailbox), 0);
+    EXPECT_EQ(parseMailbox("\"" + std::string(40, ',') + "\" <a@x>", mailbox), kErrorInvalidArgument);
+    EXPECT_EQ(parseMailbox("Jo (x) <a@[::1]>", mailbox), 0);
+    EXPECT_EQ(parseMailbox("a@[::1] (x", mailbox), kErrorInvalidArgument) << "GMime would lose memory";
+    EXPECT_EQ(parseMailbox(std::string(1000000, ' ') + "a@x", mailbox), 0) << "blanks around do not count";
+    EXPECT_EQ(mailbox.address, "a@x");
+}
+
 TEST(Envelope, RecipientLists) {
     const auto message = parsed("A: 1\n\n");
     std::string all;

@@ -1,6 +1,9 @@
 // Reading field values, the subject and the charset; address lists.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
+
 #include "messages.h"
 #include "platform/message/address_list.h"
 
@@ -169,6 +172,42 @@ TEST(AddressList, IsWrittenAndFolded) {
     ASSERT_TRUE(msgu::setHeader(message->getRootEntity(), "To", "a@x;b@x", nullptr));
     ASSERT_TRUE(msgu::setHeader(message->getRootEntity(), "BCC", ";c@x;", nullptr));
     EXPECT_EQ(test::written(*message), "tO: a@x, b@x\r\nBCC: c@x\r\n\r\n");
+}
+
+// A group that is too large for GMime at once is written member by member.
+TEST(AddressList, LargeGroupsAreEncoded) {
+    std::string list = "\"T\xC3\xA4m\": ";
+    for (int i = 0; i < 300; ++i) {
+        list += "\"M\xC3\xBCller, " + std::to_string(i) + "\" <m" + std::to_string(i) + "@x>, p@x, ";
+    }
+    list += "z@x;; \"\xC3\x9C\" <u@x>";
+    std::string written;
+    ASSERT_EQ(writtenAddressList(list, "utf-8", 4, "\r\n", written), 0);
+    EXPECT_EQ(std::count_if(written.begin(), written.end(), [](unsigned char c) { return c > 0x7E; }), 0);
+    std::string decoded;
+    EXPECT_TRUE(msgu::getHeader(parsed("To: " + written + "\n\n")->getRootEntity(), "To", decoded));
+    EXPECT_TRUE(decoded.starts_with("T\xC3\xA4m: M\xC3\xBCller, 0 <m0@x>, p@x, M\xC3\xBCller, 1 <m1@x>"))
+        << decoded;
+    EXPECT_TRUE(decoded.ends_with("p@x, z@x;, \xC3\x9C <u@x>")) << decoded.substr(decoded.size() - 60);
+}
+
+TEST(AddressList, HostileLists) {
+    const auto begin = std::chrono::steady_clock::now();
+    for (const char* piece :
+         {"a:", "a ,", "(", "<", "\"", "\\", "[", "\xC3\xBC:", "\xC3\xBC,", "\xC3\xBC <a@x>;", "\xC3\xBC,;",
+          "\xC3\xBC:;", "\xC3\xBC ", "<@a,@b:", "=?utf-8?q?a?= "}) {
+        std::string list;
+        while (list.size() < 300000) {
+            list += piece;
+        }
+        list += " \xC3\xBC";
+        std::string written;
+        EXPECT_EQ(writtenAddressList(list, nullptr, 4, "\r\n", written), 0) << piece;
+        const auto message = parsed("A: 1\n\nbody\n");
+        ASSERT_TRUE(msgu::setHeader(message->getRootEntity(), "To", list.c_str(), "utf-8")) << piece;
+        EXPECT_TRUE(test::written(*message).ends_with("\n\nbody\n")) << piece;
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60));
 }
 
 } // namespace

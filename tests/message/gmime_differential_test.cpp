@@ -167,6 +167,56 @@ TEST_F(GmimeDifferential, SamplesInAnyLineBreakAndAtAnyLength) {
     }
 }
 
+// The lines that matter to a structure, in any order.
+TEST_F(GmimeDifferential, LinesInAnyOrder) {
+    using namespace std::string_literals;
+    const std::string lines[] = {"--aa\n",
+                                 "--aa\n",
+                                 "--aa--\n",
+                                 "--bb\n",
+                                 "--bb--\n",
+                                 "--aa--bb\n",
+                                 "--cc \n",
+                                 "--a:a\n",
+                                 "--\n",
+                                 "Content-Type: multipart/mixed; boundary=aa\n",
+                                 "Content-Type: multipart/mixed;\n boundary=bb\n",
+                                 "Content-Type: multipart/mixed boundary=aa\n",
+                                 "Content-Type: multipart/mixed; boundary=\"a:a\"\n",
+                                 "Content-Type: multipart/mixed; boundary=\"aa--\"\n",
+                                 "Content-Type: multipart/mixed; boundary=\"\"\n",
+                                 "Content-Type: multipart/digest; boundary=cc\n",
+                                 "Content-Type: message/rfc822\n",
+                                 "Content-Type: text/plain\n",
+                                 "Content-Transfer-Encoding: base64\n",
+                                 "A: b\n",
+                                 " x\n",
+                                 ": x\n",
+                                 "From a\n",
+                                 "Co someone@example.com\n",
+                                 "text\n",
+                                 "text\0\0\n"s,
+                                 "\r\n",
+                                 "\n",
+                                 "\n",
+                                 "\n",
+                                 "\n"};
+    Tally tally;
+    std::mt19937 random(7);
+    for (int i = 0; i < 40000; ++i) {
+        std::string text = random() % 4 == 0 ? "" : "Content-Type: multipart/mixed; boundary=aa\n\n";
+        for (std::size_t count = 2 + random() % 20; count > 0; --count) {
+            text += lines[random() % std::size(lines)];
+        }
+        if (random() % 4 == 0) {
+            text.resize(text.size() - std::min<std::size_t>(text.size(), random() % 6));
+        }
+        tally.add(testing::PrintToString(text), text);
+    }
+    tally.print();
+    EXPECT_GT(tally.alike(), 1000U) << "differences must not be all there is";
+}
+
 TEST_F(GmimeDifferential, RealMessages) {
     const std::vector<std::filesystem::path> files = corpus();
     if (files.empty()) {

@@ -74,11 +74,6 @@ GmimeReading gmimeReading(std::string_view text, const HeaderSpan& header) {
 
 } // namespace
 
-bool endsAtOwnBoundary(const EntitySpan& span) {
-    return span.type == kEntityMultipart && span.header.end == span.header.bodyBegin &&
-           span.firstBoundary == span.header.bodyBegin;
-}
-
 std::optional<Difference> GmimePrediction::readsOtherwise(std::size_t i) const {
     const EntitySpan& span = entity(i);
     const GmimeReading gmime = gmimeReading(text_, span.header);
@@ -98,11 +93,44 @@ std::optional<Difference> GmimePrediction::readsOtherwise(std::size_t i) const {
     return gmime.fields > 1 ? Difference::twoContentTypes : Difference::lenientBoundary;
 }
 
-bool GmimePrediction::closesEarly(std::size_t i) const {
+// Whether the header ends, the empty line missing, at a boundary line of a multipart that it describes
+// itself.
+bool GmimePrediction::endsAtOwnBoundary(std::size_t i) const {
+    const HeaderSpan& header = entity(i).header;
+    const std::string_view line =
+        text_.substr(header.end, findLineEnd(text_, header.end, text_.size()) - header.end);
+    if (header.end != header.bodyBegin || !line.starts_with("--")) {
+        return false;
+    }
+    const std::vector<std::string> own = labels(i);
+    const std::string_view label = line.substr(2, line.find_last_not_of(" \t\r\n") - 1);
+    return std::find(own.begin(), own.end(), label) != own.end();
+}
+
+// Every boundary that one of the two may go by in this entity, also when no part was found in it.
+std::vector<std::string> GmimePrediction::labels(std::size_t i) const {
+    std::vector<std::string> labels{gmimeReading(text_, entity(i).header).boundary};
+    for (const FieldSpan& field : entity(i).header.fields) {
+        if (isContentType(text_, field)) {
+            const ContentType contentType =
+                readContentType(text_.substr(field.valueBegin, field.end - field.valueBegin));
+            std::string storage;
+            labels.emplace_back(findParameter(contentType.parameters, "boundary", storage));
+        }
+    }
+    for (std::string& label : labels) {
+        label.resize(label.find_last_not_of(" \t\r\n") + 1);
+    }
+    std::erase(labels, "");
+    return labels;
+}
+
+bool GmimePrediction::closesEarly(std::size_t i, const std::string& label) const {
     const EntitySpan& span = entity(i);
-    const std::string close = "--" + std::string(span.boundary) + "--";
-    for (std::size_t line = span.header.bodyBegin; line < span.firstBoundary;) {
-        const std::size_t next = findLineEnd(text_, line, span.firstBoundary);
+    const std::size_t end = span.type == kEntityMultipart ? span.firstBoundary : span.bodyEnd;
+    const std::string close = "--" + label + "--";
+    for (std::size_t line = span.header.bodyBegin; line < end;) {
+        const std::size_t next = findLineEnd(text_, line, end);
         const std::string_view content = text_.substr(line, next - line);
         if (content.starts_with(close) &&
             content.find_first_not_of(" \t\r\n", close.size()) == std::string_view::npos) {
@@ -113,18 +141,64 @@ bool GmimePrediction::closesEarly(std::size_t i) const {
     return false;
 }
 
-// Whether only one of the two knows a boundary here, or closes it, that a multipart further out has as well:
-// all of that falls apart in another way then.
-bool GmimePrediction::hidesOuterBoundary(std::size_t i) const {
-    if (entity(i).boundary.empty()) {
-        return false;
-    }
+bool GmimePrediction::closesEarly(std::size_t i) const {
+    return entity(i).type == kEntityMultipart && closesEarly(i, std::string(entity(i).boundary));
+}
+
+namespace {
+
+// Whether a line may be a boundary line of either of two multiparts.
+bool clash(const std::string& a, std::string_view b) {
+    return a == b || a == std::string(b) + "--" || a + "--" == b;
+}
+
+} // namespace
+
+bool GmimePrediction::isOpenAround(std::size_t i, const std::string& label) const {
     for (std::size_t up = entity(i).parent; up != EntitySpan::kNone; up = entity(up).parent) {
-        if (entity(up).boundary == entity(i).boundary) {
-            return closesEarly(i) || readsOtherwise(i);
+        if (clash(label, entity(up).boundary)) {
+            return true;
         }
     }
     return false;
+}
+
+// Whether the body of an entity may hold a multipart with a boundary that is open around the entity.
+bool GmimePrediction::namesOuterBoundary(std::size_t i) const {
+    const EntitySpan& span = entity(i);
+    const std::string_view body = text_.substr(span.header.bodyBegin, span.bodyEnd - span.header.bodyBegin);
+    for (std::size_t up = span.parent; up != EntitySpan::kNone; up = entity(up).parent) {
+        const std::string label(entity(up).boundary);
+        if (!label.empty() && (body.find("=" + label) != std::string_view::npos ||
+                               body.find("\"" + label) != std::string_view::npos)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Why only one of the two knows a boundary here, or closes it, that a multipart further out has as well, if
+// so: all of that falls apart in another way then.
+std::optional<Difference> GmimePrediction::hidesOuterBoundary(std::size_t i) const {
+    for (const std::string& label : labels(i)) {
+        if (!isOpenAround(i, label)) {
+            continue;
+        }
+        std::optional<Difference> difference = readsOtherwise(i);
+        for (std::size_t up = entity(i).parent; up != EntitySpan::kNone; up = entity(up).parent) {
+            if (clash(label, entity(up).boundary) && closesEarly(i, label)) {
+                return Difference::earlyClose;
+            }
+            if (clash(label, entity(up).boundary) && difference) {
+                return difference;
+            }
+            difference = difference ? difference : readsOtherwise(up);
+            if (!difference && closesEarly(up)) {
+                difference = Difference::earlyClose;
+            }
+        }
+    }
+    return std::nullopt;
 }
 
 bool GmimePrediction::hasEmptyLine(std::size_t begin, std::size_t end) const {
@@ -139,6 +213,16 @@ bool GmimePrediction::hasEmptyLine(std::size_t begin, std::size_t end) const {
 // Where GMime stops to look for fields.
 std::size_t GmimePrediction::headerStop(std::size_t i) const {
     return entity(i).header.readable ? entity(i).header.end : entity(i).bodyEnd;
+}
+
+// Where the scan's header block ends, fields or not.
+std::size_t GmimePrediction::scanStop(std::size_t i) const {
+    std::size_t at = entity(i).header.end;
+    const std::size_t end = headerStop(i);
+    while (at < end && !isEmptyLine(text_, at, text_.size())) {
+        at = findLineEnd(text_, at, end);
+    }
+    return at;
 }
 
 // Whether GMime, still looking for the first field of a part, takes the boundary line behind it for junk.
@@ -182,7 +266,7 @@ bool GmimePrediction::hasLoneReturn(const HeaderSpan& header) const {
 
 std::optional<Difference> GmimePrediction::leavesScanAt(std::size_t i) const {
     const EntitySpan& span = entity(i);
-    const std::string_view behind = text_.substr(span.header.end);
+    const std::string_view behind = text_.substr(scanStop(i));
     if (hasLongName(i)) {
         return Difference::longJunk;
     }
@@ -192,7 +276,7 @@ std::optional<Difference> GmimePrediction::leavesScanAt(std::size_t i) const {
     if (fillsBufferInJunk(i)) {
         return Difference::bufferEdge;
     }
-    if (endsAtOwnBoundary(span)) {
+    if (endsAtOwnBoundary(i)) {
         return Difference::ownBoundary;
     }
     if (i != 0 && span.header.readable && span.header.end == span.header.bodyBegin && isFieldLine(behind)) {
@@ -202,10 +286,11 @@ std::optional<Difference> GmimePrediction::leavesScanAt(std::size_t i) const {
     if (behind.starts_with("\r\r") || endsInReturn || hasLoneReturn(span.header)) {
         return Difference::carriageReturn;
     }
-    if (hidesOuterBoundary(i)) {
-        return readsOtherwise(i).value_or(Difference::earlyClose);
+    const auto difference = span.header.readable ? readsOtherwise(i) : std::optional(Difference::junkHeader);
+    if (difference && namesOuterBoundary(i)) {
+        return difference;
     }
-    return std::nullopt;
+    return hidesOuterBoundary(i);
 }
 
 // Starts of a message of which GMime may or may not make something.

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/message/structure.h"
 #include "tests/message/gmime_compare.h"
@@ -32,7 +33,7 @@ public:
     // for its end (a boundary line without a line break is one): GMime drops the part then.
     bool endsInName(std::size_t i) const;
 
-    // Whether a close delimiter stands in front of the first part.
+    // Whether a close delimiter stands in front of the first part of a multipart.
     bool closesEarly(std::size_t i) const;
 
     // GMime's offset of the first field of a header block.
@@ -49,21 +50,24 @@ private:
 
     std::optional<Difference> leavesScanAt(std::size_t i) const;
     std::optional<Difference> startsOddly() const;
-    bool hidesOuterBoundary(std::size_t i) const;
+    bool namesOuterBoundary(std::size_t i) const;
+    bool isOpenAround(std::size_t i, const std::string& label) const;
+    std::optional<Difference> hidesOuterBoundary(std::size_t i) const;
     bool swallowsBoundary(std::size_t i) const;
     bool fillsBufferInJunk(std::size_t i) const;
     bool hasLongName(std::size_t i) const;
     bool hasLoneReturn(const HeaderSpan& header) const;
     bool hasEmptyLine(std::size_t begin, std::size_t end) const;
+    bool endsAtOwnBoundary(std::size_t i) const;
+    bool closesEarly(std::size_t i, const std::string& label) const;
+    std::vector<std::string> labels(std::size_t i) const;
     std::size_t headerStop(std::size_t i) const;
+    std::size_t scanStop(std::size_t i) const;
     std::size_t boundaryBehind(std::size_t bodyEnd) const;
     std::size_t taken(std::size_t boundary) const;
 
     std::string_view text_;
     const Structure& structure_;
 };
-
-// Whether the header of a multipart ends at its own first boundary line.
-bool endsAtOwnBoundary(const EntitySpan& span);
 
 } // namespace quzo::platform::test

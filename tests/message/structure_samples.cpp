@@ -112,6 +112,46 @@ const std::vector<StructureSample>& structureSamples() {
          "multipart [Content-Type] boundary=aa preamble=\"\" epilogue=\"\"\n"
          "  multipart [Content-Type] boundary=aa preamble=\"\" epilogue=\"\"\n"
          "    leaf [] \"one\"\n  leaf [] \"two\"\n"},
+        {"the same boundary inside, closed before its first part",
+         "Content-Type: multipart/mixed; boundary=aa\n\n--aa\nContent-Type: multipart/mixed; boundary=aa\n"
+         "--aa--\n\none\n--aa\n\ntwo\n--aa--\n",
+         "multipart [Content-Type] boundary=aa preamble=\"\" unclosed\n"
+         "  multipart [Content-Type] boundary=aa preamble=\"--aa--\\n\\none\" epilogue=\"\"\n    leaf [] "
+         "\"two\"\n"},
+        {"an inner multipart whose second Content-Type has the outer boundary",
+         "Content-Type: multipart/mixed; boundary=aa\n\n--aa\nContent-Type: multipart/mixed boundary=bb\n"
+         "Content-Type: multipart/mixed; boundary=aa\n\n--bb\n\none\n--aa--\ntwo\n",
+         "multipart [Content-Type] boundary=aa preamble=\"\" epilogue=\"two\\n\"\n"
+         "  multipart [Content-Type, Content-Type] boundary=bb preamble=\"\" unclosed\n    leaf [] "
+         "\"one\"\n"},
+        {"the outer boundary inside of a multipart that names its own loosely",
+         "Content-Type: multipart/mixed; boundary=aa\n\n--aa\nContent-Type: multipart/mixed boundary=bb\n\n"
+         "--bb\nContent-Type: multipart/mixed; boundary=aa\n\n--aa\n\none\n",
+         "multipart [Content-Type] boundary=aa preamble=\"\" unclosed\n"
+         "  multipart [Content-Type] boundary=bb preamble=\"\" unclosed\n"
+         "    multipart [Content-Type] boundary=aa preamble=\"\" unclosed\n      leaf [] \"one\\n\"\n"},
+        {"an inner boundary that is the outer close delimiter, of two Content-Type fields",
+         "Content-Type: multipart/mixed; boundary=aa\n\n--aa\nContent-Type: multipart/mixed; "
+         "boundary=\"aa--\"\n"
+         "Content-Type: text/plain\n\none\n--aa--\ntwo\n",
+         "multipart [Content-Type] boundary=aa preamble=\"\" unclosed\n"
+         "  multipart [Content-Type, Content-Type] boundary=aa-- preamble=\"one\" unclosed\n"
+         "    leaf [] \"two\\n\" unreadable\n"},
+        {"an embedded message whose other Content-Type has a boundary",
+         "Content-Type: multipart/mixed; boundary=aa\n\n--aa\nContent-Type: multipart/mixed; boundary=bb\n"
+         "Content-Type: message/rfc822\n--bb\nA: 1\n\none\n--aa--\n",
+         "multipart [Content-Type] boundary=aa preamble=\"\" epilogue=\"\"\n"
+         "  message [Content-Type, Content-Type]\n    leaf [A] \"one\"\n"},
+        {"junk, and behind it the outer boundary in a field",
+         "Content-Type: multipart/mixed; boundary=aa\n\n--aa\njunk\0\0\n\nContent-Type: multipart/mixed; "
+         "boundary=aa\n--aa\n\none\n"sv,
+         "multipart [Content-Type] boundary=aa preamble=\"\" unclosed\n"
+         "  leaf [] \"junk\\0\\0\\n\\nContent-Type: multipart/mixed; boundary=aa\" unreadable\n  leaf [] "
+         "\"one\\n\"\n"},
+        {"junk and carriage returns in front of a part's text",
+         "Content-Type: multipart/mixed; boundary=aa\n\n--aa\njunk\n\r\r\r\n-",
+         "multipart [Content-Type] boundary=aa preamble=\"\" unclosed\n"
+         "  leaf [] \"junk\\n\\r\\r\\r\\n-\" unreadable\n"},
         {"boundaries that begin alike",
          "Content-Type: multipart/mixed; boundary=aa\n\n--aa\nContent-Type: multipart/mixed; boundary=aab\n\n"
          "--aab\n\none\n--aab--\n--aa\n\ntwo\n--aa--\n",
