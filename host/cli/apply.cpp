@@ -19,7 +19,7 @@
 #include "host/cli/output_directory.h"
 #include "host/cli/session.h"
 #include "host/cli/temporary_files.h"
-#include "host/queues/own_host_name.h"
+#include "host/scan/own_host_name.h"
 #include "host/scan/token_argument.h"
 #include "platform/message/mailbox.h"
 #include "quzo/core/error_text.h"
@@ -140,9 +140,16 @@ void finishOutput(const OutputDirectory& directory, bool stopped, ApplyResults& 
     }
 }
 
+bool usesQueues(const Policy& policy) {
+    return std::any_of(policy.rules.begin(), policy.rules.end(), [](const Rule& rule) {
+        return std::any_of(rule.actions.begin(), rule.actions.end(),
+                           [](const RuleAction& action) { return queueOf(*action.type).has_value(); });
+    });
+}
+
 // What killed processes left in the queues. What cannot be tidied up is in nobody's way.
 void tidyQueues(Session& session, Console& console) {
-    if (session.queues()->start(std::time(nullptr)) != kErrorNone) {
+    if (usesQueues(*session.policy()) && session.queues()->start(std::time(nullptr)) != kErrorNone) {
         console.err.line("quzo: queues: warning: not everything could be tidied up: see the log");
     }
 }

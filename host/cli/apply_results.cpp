@@ -40,9 +40,10 @@ void ApplyResults::deliver(const platform::MailMessage& msg, Outcome outcome) {
     }
 }
 
-void ApplyResults::sayQueues() const {
+void ApplyResults::sayQueues(bool dryRun) const {
     for (const auto& [queue, count] : queued_) {
-        console_.err.line(fmt::format("quzo: {} waiting in the {} queue", count, queue));
+        console_.err.line(
+            fmt::format("quzo: {} {} in the {} queue", count, dryRun ? "would wait" : "waiting", queue));
     }
 }
 

@@ -23,8 +23,8 @@ public:
     // A fault of the run as a whole.
     void fault(const Fault& fault);
 
-    // What waits in queues now, one line a queue.
-    void sayQueues() const;
+    // What this run put into queues, where it waits now, one line a queue. `dryRun`: would have put.
+    void sayQueues(bool dryRun) const;
 
     // One line with the number of messages of each outcome. `passedOver`: files that were no mail.
     void saySummary(std::size_t passedOver) const;

@@ -82,11 +82,13 @@ Processed outOfMemory(const std::string& file, const char* reason) {
 
 MessageProcessor::MessageProcessor(const Scanner& scanner, const ScannerOptions& scannerOptions,
                                    const ApplyOptions& options, const TokenMap<ScanToken>& tokens,
-                                   OutputDirectory* output, Show show, bool colours)
+                                   Surroundings surroundings, OutputDirectory* output, Show show,
+                                   bool colours)
     : scanner_(scanner),
       scannerOptions_(scannerOptions),
       options_(options),
       tokens_(tokens),
+      surroundings_(std::move(surroundings)),
       output_(output),
       show_(show),
       colours_(colours) {}
@@ -109,16 +111,21 @@ Processed MessageProcessor::processMessage(Input input) const {
         return done;
     }
     auto msg = platform::MailMessage::parse(std::move(input.bytes), scannerOptions_.limits);
-    const Envelope envelope = envelopeOf(*msg, options_.from, options_.to);
+    Envelope envelope = envelopeOf(*msg, scannerOptions_.limits, options_.from, options_.to);
     msg->setEnvelope(envelope.sender, envelope.recipients);
+    envelope.recipients = std::vector<std::string>(); // the message has them now
 
     MessageReport report;
     TokenMap<ScanToken> tokens = tokens_;
-    platform::FileAdapter adapter;
-    report.scan = scanner_.scan(*msg, ScanJob{adapter, tokens, nullptr, {}, {}, false});
+    platform::FileAdapter adapter(
+        {surroundings_.queues, &tokens, surroundings_.hostname, options_.dryRun || options_.diff});
+    report.scan = scanner_.scan(
+        *msg,
+        ScanJob{adapter, tokens, surroundings_.namedObjects, {}, {}, false, std::move(envelope.beyondLimit)});
     report.file = std::move(input.file);
     report.id = msg->getIdentifier();
     report.envelope = {msg->sender(), msg->recipients()};
+    report.queued = adapter.queued();
     done.exitCode = exitCodeOf(report.scan);
     complain(report, done);
     if (output_ != nullptr && report.scan.goesOn()) {

@@ -12,6 +12,8 @@
 #include "host/cli/output_directory.h"
 #include "host/scan/scanner.h"
 #include "platform/message/mail_message.h"
+#include "platform/queue/queues.h"
+#include "quzo/core/named_obj_cache.h"
 #include "quzo/core/token_map.h"
 
 namespace quzo::host {
@@ -35,10 +37,18 @@ class MessageProcessor {
 public:
     enum class Show { Nothing, Message, Json, Text, Diff };
 
-    // All of it is the caller's and outlives the processor. `output` may be null: nothing is stored.
+    // What actions may ask for beside the message. Threads share both.
+    struct Surroundings {
+        const NamedObjMgrForScanner* namedObjects = nullptr; // null: there are none
+        platform::Queues* queues = nullptr;                  // null: there are none
+        std::string hostname;                                // of what is sent
+    };
+
+    // All of it is the caller's and outlives the processor, but for `surroundings`, whose pointers do.
+    // `output` may be null: nothing is stored.
     MessageProcessor(const Scanner& scanner, const ScannerOptions& scannerOptions,
-                     const ApplyOptions& options, const TokenMap<ScanToken>& tokens, OutputDirectory* output,
-                     Show show, bool colours);
+                     const ApplyOptions& options, const TokenMap<ScanToken>& tokens,
+                     Surroundings surroundings, OutputDirectory* output, Show show, bool colours);
 
     // Never throws: a message for which memory runs out is deferred.
     Processed process(Input input) const noexcept;
@@ -58,6 +68,7 @@ private:
     const ScannerOptions& scannerOptions_;
     const ApplyOptions& options_;
     const TokenMap<ScanToken>& tokens_;
+    const Surroundings surroundings_;
     OutputDirectory* output_;
     Show show_;
     bool colours_;

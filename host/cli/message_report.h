@@ -7,21 +7,18 @@
 
 #include "host/scan/envelope.h"
 #include "host/scan/scan_result.h"
+#include "platform/queue/queue_admin.h"
 
 namespace quzo::host {
 
-// An entry that was put into a queue.
-struct QueuedEntry {
-    std::string queue;
-    std::string id;
-};
+using platform::QueuedEntry;
 
 struct MessageReport {
     std::string file;
     std::optional<std::string> id;     // none for a message that could not be read
     std::optional<std::string> output; // where it was written
     Envelope envelope;                 // as it now stands
-    std::vector<QueuedEntry> queued;
+    std::vector<QueuedEntry> queued;   // in order; of a dry run, those that there would be
     ScanResult scan;
 };
 

@@ -4,7 +4,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/charset/utf8.h"
 #include "platform/message/mailbox.h"
+#include "platform/queue/attached_message.h"
+#include "platform/queue/escaped_text.h"
 #include "platform/queue/leaving_message.h"
 #include "platform/queue/queue_transfer.h"
 #include "quzo/core/error_text.h"
@@ -12,13 +15,7 @@
 namespace quzo::platform {
 namespace {
 
-QueueResult failure(int error) {
-    using Outcome = QueueResult::Outcome;
-    if (error == kErrorNone) {
-        return {};
-    }
-    return {error == kErrorNotFound ? Outcome::Missing : Outcome::Failed, error};
-}
+constexpr const char* kOwnSender = "QUZO"; // of what we write ourselves, see leavingSender()
 
 bool passes(const QueueFilter::Test& test, std::string_view text) { return !test || test(text); }
 
@@ -29,14 +26,23 @@ bool within(Number value, const std::optional<Number>& least, const std::optiona
 
 } // namespace
 
+QueueResult QueueResult::of(int error) {
+    if (error == kErrorNone) {
+        return {};
+    }
+    return {error == kErrorNotFound ? Outcome::Missing : Outcome::Failed, error};
+}
+
 bool QueueFilter::empty() const {
-    return !minAge && !maxAge && !minSize && !maxSize && !rule && !sender && !recipient && !subject && !area;
+    return !minAge && !maxAge && !minSize && !maxSize && !rule && !sender && !recipient && !subject &&
+           !ruleName && !area;
 }
 
 bool QueueFilter::matches(const QueueEntry& entry, std::int64_t now) const {
     const auto& rcpts = entry.recipients;
     return within(now - entry.stored, minAge, maxAge) && within(entry.size, minSize, maxSize) &&
-           (!rule || entry.rule == rule) && passes(sender, entry.sender) && passes(subject, entry.subject) &&
+           (!rule || entry.rule == rule) && passes(ruleName, entry.ruleName) &&
+           passes(sender, entry.sender) && passes(subject, entry.subject) &&
            (!recipient || std::any_of(rcpts.begin(), rcpts.end(), recipient)) &&
            (passes(area, entry.area) || (entry.areaId && passes(area, std::to_string(*entry.areaId))));
 }
@@ -59,10 +65,24 @@ int QueueAdmin::show(QueueKind queue, std::string_view id, QueueEntry& out) {
     return store == nullptr ? int{kErrorNotFound} : store->read(id, out);
 }
 
+int QueueAdmin::look(QueueKind queue, std::string_view id, ListedEntry& out) {
+    const QueueStore* store = queues_.find(queue);
+    return store == nullptr ? int{kErrorNotFound} : store->look(id, out);
+}
+
 int QueueAdmin::showMessage(QueueKind queue, std::string_view id, std::string& out) {
+    out.clear();
+    return showMessage(queue, id, [&out](std::string_view piece) {
+        out.append(piece);
+        return true;
+    });
+}
+
+int QueueAdmin::showMessage(QueueKind queue, std::string_view id,
+                            const std::function<bool(std::string_view)>& sink) {
     QueueEntry entry;
     const int error = show(queue, id, entry);
-    return error != kErrorNone ? error : queues_.find(queue)->readMessage(id, entry.size, out);
+    return error != kErrorNone ? error : queues_.find(queue)->copyMessage(id, entry.size, sink);
 }
 
 QueueResult QueueAdmin::claim(QueueKind queue, std::string_view id, QueueClaim& out) {
@@ -73,11 +93,11 @@ QueueResult QueueAdmin::claim(QueueKind queue, std::string_view id, QueueClaim& 
         case ClaimOutcome::Busy:
             return {QueueResult::Outcome::Busy, kErrorNone};
         case ClaimOutcome::Missing:
-            return failure(kErrorNotFound);
+            return QueueResult::of(kErrorNotFound);
         case ClaimOutcome::Failed:
             break;
     }
-    return failure(kErrorInputOutput);
+    return QueueResult::of(kErrorInputOutput);
 }
 
 // What is known of the entry in the queue that it goes to.
@@ -90,7 +110,9 @@ int QueueAdmin::makeReleased(const QueueEntry& entry, const ReleaseOptions& opti
     if (out.recipients.empty() || !std::all_of(out.recipients.begin(), out.recipients.end(), validAddress)) {
         return kErrorInvalidArgument;
     }
-    if (!options.rescan) {
+    if (options.asAttachment) {
+        out.sender = leavingSender(kOwnSender, hostname_);
+    } else if (!options.rescan) {
         out.sender = leavingSender(entry.sender, hostname_);
     }
     out.previous = entry.id;
@@ -102,46 +124,72 @@ int QueueAdmin::makeReleased(const QueueEntry& entry, const ReleaseOptions& opti
     return kErrorNone;
 }
 
+// The entry and the message as they go into the other queue. Changes nothing.
+int QueueAdmin::prepareRelease(const QueueStore& source, const QueueEntry& held,
+                               const ReleaseOptions& options, std::int64_t now, QueueEntry& entry,
+                               std::string& message) const {
+    int error = makeReleased(held, options, now, entry);
+    if (error == kErrorNone) {
+        error = source.readMessage(held.id, held.size, message);
+        error = error == kErrorNotFound ? int{kErrorInputOutput} : error; // there is an entry, but no message
+    }
+    if (error != kErrorNone || options.rescan) {
+        return error;
+    }
+    message = withoutMarks(std::move(message), entry.markEnd);
+    entry.markEnd = 0;
+    if (options.asAttachment) {
+        message = attachedMessage(message,
+                                  {.sender = entry.sender,
+                                   .recipients = entry.recipients,
+                                   .subject = isUtf8(held.subject) ? held.subject : escapedText(held.subject),
+                                   .identifier = derivedIdentifier(source.name(), held.id),
+                                   .hostname = hostname_,
+                                   .date = now});
+    }
+    return error;
+}
+
 QueueResult QueueAdmin::release(QueueKind queue, std::string_view id, const ReleaseOptions& options,
                                 std::int64_t now, QueuedEntry& released) {
     const QueueKind targetKind = options.rescan ? QueueKind::Scan : QueueKind::Outgoing;
+    const QueueStore* store = queues_.find(queue);
     QueueStore* target = queues_.find(targetKind);
-    if (options.asAttachment) {
-        return failure(kErrorNotSupported);
+    if (target == nullptr || store == nullptr) {
+        return QueueResult::of(kErrorNotFound);
     }
-    if (target == nullptr || targetKind == queue) {
-        return failure(target == nullptr ? kErrorNotFound : kErrorInvalidArgument);
+    if (targetKind == queue || (options.rescan && options.asAttachment)) {
+        return QueueResult::of(kErrorInvalidArgument);
     }
     QueueClaim source;
-    if (const QueueResult claimed = claim(queue, id, source); !claimed.done()) {
-        return claimed;
+    QueueEntry held;
+    if (options.dryRun) {
+        if (const int error = store->read(id, held)) {
+            return QueueResult::of(error);
+        }
+    } else {
+        if (const QueueResult claimed = claim(queue, id, source); !claimed.done()) {
+            return claimed;
+        }
+        if (source.error() != kErrorNone) {
+            return {QueueResult::Outcome::Failed, source.error()};
+        }
+        held = source.entry();
     }
     QueueEntry entry;
     std::string message;
-    int error = source.error();
-    if (error == kErrorNone) {
-        error = makeReleased(source.entry(), options, now, entry);
-    }
-    if (error == kErrorNone) {
-        error = queues_.find(queue)->readMessage(id, source.entry().size, message);
-        error =
-            error == kErrorNotFound ? int{kErrorInputOutput} : error; // the entry is there, its message not
-    }
-    if (error == kErrorNone) {
-        if (!options.rescan) {
-            message = withoutMarks(std::move(message), entry.markEnd);
-            entry.markEnd = 0;
-        }
+    int error = prepareRelease(*store, held, options, now, entry, message);
+    if (error == kErrorNone && !options.dryRun) {
         error = transferEntry(source, *target, entry, writerOf(message));
-        released = {queueName(targetKind), entry.id};
     }
-    return failure(error);
+    released = {queueName(targetKind), derivedIdentifier(store->name(), id)};
+    return QueueResult::of(error);
 }
 
 QueueResult QueueAdmin::remove(QueueKind queue, std::string_view id) {
     QueueClaim entry;
     const QueueResult claimed = claim(queue, id, entry);
-    return claimed.done() ? failure(entry.remove()) : claimed;
+    return claimed.done() ? QueueResult::of(entry.remove()) : claimed;
 }
 
 int QueueAdmin::expire(QueueKind queue, std::int64_t now, std::size_t& removed) {

@@ -25,6 +25,7 @@ struct QueueFilter {
     Test sender = nullptr;
     Test recipient = nullptr; // of one recipient at least
     Test subject = nullptr;
+    Test ruleName = nullptr;
     Test area = nullptr; // of the area's description, or of its id as decimal text
 
     bool matches(const QueueEntry& entry, std::int64_t now) const;
@@ -34,7 +35,8 @@ struct QueueFilter {
 struct ReleaseOptions {
     std::vector<std::string> recipients = {}; // in place of the entry's own; none: those
     bool rescan = false;       // through the scanner again, with the marks of the rules that ran
-    bool asAttachment = false; // in a message of its own: not supported yet
+    bool asAttachment = false; // in a message of our own, from "QUZO@hostname"; not together with `rescan`
+    bool dryRun = false;       // check everything and touch nothing
 };
 
 // An entry of a queue.
@@ -55,6 +57,9 @@ struct QueueResult {
     int error = 0; // a KvMsgError: non-zero for Missing and Failed
 
     bool done() const { return outcome == Outcome::Done; }
+
+    // Done for 0, Missing for kErrorNotFound, else Failed.
+    static QueueResult of(int error);
 };
 
 // Plain results are 0 or a KvMsgError, kErrorNotFound for a queue that is not configured. Callable from any
@@ -71,10 +76,16 @@ public:
              const std::function<bool(const ListedEntry&)>& visit);
 
     int show(QueueKind queue, std::string_view id, QueueEntry& out);
+    // The same with its state, and of an entry that cannot be read too.
+    int look(QueueKind queue, std::string_view id, ListedEntry& out);
     int showMessage(QueueKind queue, std::string_view id, std::string& out);
+    // In pieces, in order, until `sink` returns false.
+    int showMessage(QueueKind queue, std::string_view id, const std::function<bool(std::string_view)>& sink);
 
     // Moves the entry to the outgoing queue, or to the scan queue, exactly once however many try and whoever
-    // dies. `released` is the new entry.
+    // dies. `released` is the new entry. Failures beside those of the system: kErrorInvalidArgument when
+    // there is nobody to release it to, an address that is none, or the queue is the one that it would go
+    // to; kErrorExists when an earlier release of it, to others or of another message, waits there still.
     QueueResult release(QueueKind queue, std::string_view id, const ReleaseOptions& options, std::int64_t now,
                         QueuedEntry& released);
 
@@ -87,6 +98,8 @@ private:
     QueueResult claim(QueueKind queue, std::string_view id, QueueClaim& out);
     int makeReleased(const QueueEntry& entry, const ReleaseOptions& options, std::int64_t now,
                      QueueEntry& out) const;
+    int prepareRelease(const QueueStore& source, const QueueEntry& held, const ReleaseOptions& options,
+                       std::int64_t now, QueueEntry& entry, std::string& message) const;
 
     Queues& queues_;
     std::string hostname_;

@@ -1,9 +1,9 @@
-// Storing, reading and walking a queue. See queue_store.h; queue_claim.cpp and queue_clean_up.cpp have the
-// rest.
+// Storing, reading and walking a queue. See queue_store.h; queue_claim.cpp and queue_walk.cpp have the rest.
 #include "platform/queue/queue_store.h"
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -72,10 +72,11 @@ int publishBoth(FileSystem& files, int directory, TemporaryFile& message, const 
         error = files.sync(directory);
     }
     if (error != 0) {
-        if (!foreign) {
-            files.unlink(directory, metadataAs.c_str());
+        // Taken back in the other order, and the message only when nothing refers to it any more.
+        const int back = foreign ? 0 : files.unlink(directory, metadataAs.c_str());
+        if (back == 0 || back == ENOENT) {
+            files.unlink(directory, messageAs.c_str());
         }
-        files.unlink(directory, messageAs.c_str());
     }
     return error;
 }
@@ -220,6 +221,28 @@ int QueueStore::readMessage(std::string_view id, std::uint64_t expected, std::st
         return kErrorLimit;
     }
     const int error = size == expected ? readWhole(files_, file, size, out) : EIO;
+    return failed("cannot read the message", id, error);
+}
+
+int QueueStore::copyMessage(std::string_view id, std::uint64_t expected,
+                            const std::function<bool(std::string_view)>& sink) const {
+    constexpr std::size_t kPiece = std::size_t{64} << 10U;
+    FileHandle file;
+    std::uint64_t size = 0;
+    if (const int error = openMessage(id, file, size)) {
+        return error;
+    }
+    std::string piece(kPiece, '\0');
+    int error = size == expected ? 0 : EIO;
+    for (std::uint64_t left = size; error == 0 && left > 0;) {
+        std::size_t count = 0;
+        error = files_.read(file.get(), piece.data(), std::min<std::uint64_t>(left, kPiece), count);
+        error = error == 0 && count == 0 ? EIO : error; // somebody cut it
+        if (error == 0 && !sink(std::string_view(piece).substr(0, count))) {
+            return kErrorNone;
+        }
+        left -= count;
+    }
     return failed("cannot read the message", id, error);
 }
 

@@ -56,9 +56,16 @@ public:
     // kErrorNotFound when there is no such entry. A claimed one can be read too.
     int read(std::string_view id, QueueEntry& out) const;
 
+    // The same with its state, as forEach() gives it; what is known of it may be unreadable.
+    int look(std::string_view id, ListedEntry& out) const;
+
     // The message's bytes. kErrorLimit above `maxBytes`, kErrorInputOutput when `expected` is not its size.
     int readMessage(std::string_view id, std::uint64_t expected, std::string& out,
                     std::uint64_t maxBytes = std::uint64_t{4} << 30U) const;
+
+    // The same in pieces, in order, until `sink` returns false. Pieces may have gone out before an error.
+    int copyMessage(std::string_view id, std::uint64_t expected,
+                    const std::function<bool(std::string_view)>& sink) const;
 
     // Opens the message for reading from its beginning and tells its size.
     int openMessage(std::string_view id, FileHandle& out, std::uint64_t& size) const;

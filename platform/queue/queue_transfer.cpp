@@ -11,6 +11,21 @@ namespace {
 
 constexpr std::int64_t kForgottenAge = 3600; // seconds
 
+// Whether the queue has that very message, for the same people, under the identifier.
+bool holds(const QueueStore& store, const QueueEntry& wanted, const MessageWriter& write) {
+    QueueEntry entry;
+    std::string stored;
+    std::string message;
+    return store.read(wanted.id, entry) == kErrorNone && entry.sender == wanted.sender &&
+           entry.recipients == wanted.recipients &&
+           store.readMessage(wanted.id, entry.size, stored) == kErrorNone &&
+           write([&message](std::string_view piece) {
+               message.append(piece);
+               return true;
+           }) &&
+           stored == message;
+}
+
 } // namespace
 
 int transferEntry(QueueClaim& source, QueueStore& target, QueueEntry& entry, const MessageWriter& write) {
@@ -20,7 +35,7 @@ int transferEntry(QueueClaim& source, QueueStore& target, QueueEntry& entry, con
     entry.id = derivedIdentifier(source.queue(), source.id());
     entry.origin = QueueOrigin{source.queue(), source.id()};
     int error = target.discardHeld(entry.id);
-    if (error == kErrorExists) {
+    if (error == kErrorExists && holds(target, entry, write)) {
         return source.remove(); // an earlier attempt came through, and a crash brought the old entry back
     }
     if (error == kErrorNone) {
@@ -33,6 +48,9 @@ int transferEntry(QueueClaim& source, QueueStore& target, QueueEntry& entry, con
     if (source) {
         target.discardHeld(entry.id);
         return error;
+    }
+    if (error != kErrorNone) {
+        return error; // a crash might bring the old one back: the next start sees whether it has
     }
     error = target.publishHeld(entry.id, processIdentity());
     return error == kErrorNotFound ? int{kErrorNone} : error; // somebody's start was quicker

@@ -15,9 +15,11 @@ namespace quzo::platform {
 class Queues;
 
 // Moves the claimed entry into `target`, with `entry` as what is known of it there (its id and origin are set
-// here) and what `write` gives as the message. Returns 0 or a KvMsgError. With a non-zero result either the
-// claim still has its entry, and nothing has happened, or it has not, and the new entry is held until the
-// next start.
+// here) and what `write` gives as the message. An old entry that a crash brought back is removed when the new
+// one still waits; another message, or the same for other people, is kErrorExists.
+//
+// Returns 0 or a KvMsgError. With a non-zero result either the claim still has its entry, and nothing has
+// happened, or it has not, and the new entry is held until the next start.
 int transferEntry(QueueClaim& source, QueueStore& target, QueueEntry& entry, const MessageWriter& write);
 
 // Judges a held entry that a clean-up has found in `target`: publishes it when its origin is gone; drops it

@@ -59,6 +59,30 @@ int QueueStore::forEach(const std::function<bool(ListedEntry&&)>& visit) const {
     return firstError != kErrorNone ? firstError : failed("cannot list", "all of it", error);
 }
 
+int QueueStore::look(std::string_view id, ListedEntry& out) const {
+    constexpr int kMaxTries = 16; // of a name that others are always quicker to change
+    FileHandle directory;
+    if (const int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorNotFound}) {
+        return error;
+    }
+    for (int tries = 0; tries < kMaxTries; ++tries) {
+        DirectoryNames names;
+        if (const int error = readNames(directory.get(), id.substr(0, 2), names)) {
+            return error;
+        }
+        const EntryNames* found = names.find(id);
+        if (found == nullptr || found->state == EntryState::None || found->state == EntryState::Held) {
+            break;
+        }
+        out = listedAs(std::string(id), *found);
+        out.error = readMetadata(directory.get(), found->metadata, id, out.entry);
+        if (out.error != kErrorNotFound) {
+            return kErrorNone;
+        }
+    }
+    return kErrorNotFound;
+}
+
 int QueueStore::expire(std::int64_t now, std::size_t& removed) {
     removed = 0;
     int firstError = kErrorNone;

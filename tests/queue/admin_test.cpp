@@ -1,6 +1,9 @@
 // Looking at queues, releasing and removing.
 #include "platform/queue/queue_admin.h"
 
+#include <algorithm>
+#include <list>
+
 #include "platform/mta/file_adapter.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/msgu.h"
@@ -44,7 +47,8 @@ protected:
     QueueAdmin admin_{queues_, "gw.example.com"};
 };
 
-TEST_F(AdminTest, AReleasedMessageIsAsItWasReceived) {
+// Messages of every odd form, and real ones.
+std::vector<std::string> manyMessages() {
     std::vector<std::string> messages = {
         "From: a@example.com\r\nSubject: x\r\n\r\nbody\r\n",
         "From: a@example.com\nSubject: =?utf-8?q?f=C3=BCr?=\n folded\n\nbody without line end",
@@ -65,10 +69,15 @@ TEST_F(AdminTest, AReleasedMessageIsAsItWasReceived) {
     const std::filesystem::path corpus = std::filesystem::path(QUZO_CORPUS) / "mail";
     if (std::filesystem::is_directory(corpus)) {
         for (const auto& entry : std::filesystem::directory_iterator(corpus)) {
-            messages.push_back(content(entry.path()));
+            std::ifstream file(entry.path(), std::ios::binary);
+            messages.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
         }
     }
-    for (const std::string& message : messages) {
+    return messages;
+}
+
+TEST_F(AdminTest, AReleasedMessageIsAsItWasReceived) {
+    for (const std::string& message : manyMessages()) {
         SCOPED_TRACE(message.substr(0, 60));
         const std::string id = quarantine(message);
         const auto stored = MailMessage::parse(messageIn({"quarantine", id}), {});
@@ -82,6 +91,83 @@ TEST_F(AdminTest, AReleasedMessageIsAsItWasReceived) {
         ASSERT_EQ(released.queue, "outgoing");
         ASSERT_EQ(messageIn(released), message);
     }
+}
+
+// What stands between the header of the last part and the boundary behind it; the boundary is read from the
+// outer header, as a reader of mail would.
+std::string attachedIn(const std::string& whole) {
+    const auto after = [](const std::string& text, const std::string& mark) {
+        const std::size_t at = text.find(mark);
+        EXPECT_NE(at, std::string::npos) << mark;
+        return text.substr(at + mark.size());
+    };
+    const std::string end = whole.find("\r\n") == whole.find('\n') - 1 ? "\r\n" : "\n";
+    const std::string boundary = after(whole, "boundary=\"").substr(0, 29);
+    const std::string part = after(after(whole, "Content-Type: message/rfc822" + end), end + end);
+    const std::size_t close = part.find(end + "--" + boundary + "--" + end);
+    EXPECT_NE(close, std::string::npos);
+    EXPECT_EQ(close + (end + "--" + boundary + "--" + end).size(), part.size());
+    return part.substr(0, close);
+}
+
+TEST_F(AdminTest, AsAttachmentCarriesTheMessageByteForByte) {
+    for (const std::string& message : manyMessages()) {
+        SCOPED_TRACE(message.substr(0, 60));
+        const std::string id = quarantine(message);
+        QueuedEntry released;
+        const ReleaseOptions options{.recipients = {"reader@example.com"}, .asAttachment = true};
+        ASSERT_TRUE(admin_.release(QueueKind::Quarantine, id, options, kNow, released).done());
+        const std::string whole = messageIn(released);
+        ASSERT_EQ(attachedIn(whole), message);
+        const auto parsed = MailMessage::parse(whole, {});
+        std::list<KvMsgEntity*> found;
+        ASSERT_TRUE(msgu::findContentType(parsed.get(), "message/rfc822", found, false));
+        ASSERT_EQ(found.size(), 1U) << "a reader finds the attachment";
+        EXPECT_EQ(EntityReader::bodySize(*found.front()), message.size());
+        std::string field;
+        EXPECT_TRUE(msgu::getHeader(parsed->getRootEntity(), "Content-Transfer-Encoding", field));
+        const bool eightBit = std::any_of(message.begin(), message.end(), [](char c) { return c < 0; });
+        EXPECT_TRUE(!eightBit || field != "7bit");
+        EXPECT_EQ(msgu::getHeader(parsed->getRootEntity(), kReprocessRulesHeader, field), false);
+    }
+}
+
+TEST_F(AdminTest, ACoverSaysWhoSendsItAndHidesBlindCopies) {
+    const std::string id = quarantine("Subject: =?utf-8?q?f=C3=BCr?= you\n\ny\n", "");
+    QueuedEntry released;
+    const ReleaseOptions options{.recipients = {"a@example.com", "b@example.com"}, .asAttachment = true};
+    ASSERT_TRUE(admin_.release(QueueKind::Quarantine, id, options, kNow, released).done());
+    QueueEntry entry;
+    ASSERT_EQ(admin_.show(QueueKind::Outgoing, released.id, entry), 0);
+    EXPECT_EQ(entry.sender, "QUZO@gw.example.com");
+    EXPECT_EQ(entry.recipients, options.recipients);
+    EXPECT_EQ(entry.previous, id);
+    const std::string message = messageIn(released);
+    const std::string head = message.substr(0, message.find("\n\n"));
+    EXPECT_EQ(head.find("a@example.com"), std::string::npos);
+    EXPECT_NE(head.find("Date: Tue, 14 Nov 2023 22:13:20 +0000\n"), std::string::npos) << head;
+    const auto parsed = MailMessage::parse(message, {});
+    std::string subject;
+    ASSERT_TRUE(msgu::getSubject(parsed.get(), "utf-8", nullptr, subject));
+    EXPECT_EQ(subject, "Released: f\xC3\xBCr you");
+}
+
+TEST_F(AdminTest, ADryRunChecksAndTouchesNothing) {
+    const std::string id = quarantine("Subject: x\n\ny\n");
+    const auto before = filesBelow(root_);
+    QueuedEntry planned;
+    const ReleaseOptions dry{.dryRun = true};
+    ASSERT_TRUE(admin_.release(QueueKind::Quarantine, id, dry, kNow, planned).done());
+    EXPECT_EQ(admin_.release(QueueKind::Quarantine, "AB", dry, kNow, planned).outcome, Outcome::Missing);
+    EXPECT_EQ(
+        admin_.release(QueueKind::Quarantine, id, {.recipients = {"a b"}, .dryRun = true}, kNow, planned)
+            .error,
+        kErrorInvalidArgument);
+    EXPECT_EQ(filesBelow(root_), before);
+    ASSERT_TRUE(admin_.release(QueueKind::Quarantine, id, dry, kNow, planned).done());
+    QueuedEntry released;
+    ASSERT_TRUE(admin_.release(QueueKind::Quarantine, id, {}, kNow, released).done());
+    EXPECT_EQ(released.id, planned.id);
 }
 
 TEST_F(AdminTest, ReleaseKeepsWhatIsKnown) {
@@ -110,7 +196,7 @@ TEST_F(AdminTest, ReleaseToOthersAndThroughTheScanner) {
     };
     EXPECT_EQ(refused({.recipients = {"a@example.com\r\nRCPT TO:<b@example.com>"}}), kErrorInvalidArgument);
     EXPECT_EQ(refused({.recipients = {"a@example.com", ""}}), kErrorInvalidArgument);
-    EXPECT_EQ(refused({.recipients = {}, .rescan = false, .asAttachment = true}), kErrorNotSupported);
+    EXPECT_EQ(refused({.rescan = true, .asAttachment = true}), kErrorInvalidArgument);
     EXPECT_EQ(wholeEntries(queue("quarantine")).size(), 1U) << "a refused release leaves it";
     EXPECT_TRUE(wholeEntries(queue("outgoing")).empty());
     const ReleaseOptions options{.recipients = {"other@example.com"}, .rescan = true};
@@ -120,6 +206,26 @@ TEST_F(AdminTest, ReleaseToOthersAndThroughTheScanner) {
     QueueEntry entry;
     ASSERT_EQ(admin_.show(QueueKind::Scan, released.id, entry), 0);
     EXPECT_EQ(entry.recipients, std::vector<std::string>{"other@example.com"});
+}
+
+TEST_F(AdminTest, AnOldEntryThatACrashBroughtBackIsNotSentAgain) {
+    ASSERT_EQ(storeNamed(queue("quarantine"), "AB"), 0);
+    std::filesystem::copy(root_ + "/quarantine", root_ + "/before", std::filesystem::copy_options::recursive);
+    QueuedEntry released;
+    ASSERT_TRUE(admin_.release(QueueKind::Quarantine, "AB", {}, kNow, released).done());
+    std::filesystem::remove_all(root_ + "/quarantine");
+    std::filesystem::rename(root_ + "/before", root_ + "/quarantine");
+    const ReleaseOptions others{.recipients = {"other@example.com"}};
+    EXPECT_EQ(admin_.release(QueueKind::Quarantine, "AB", others, kNow, released).error, kErrorExists);
+    EXPECT_EQ(wholeEntries(queue("quarantine")).size(), 1U) << "the others would not get it";
+    EXPECT_TRUE(admin_.release(QueueKind::Quarantine, "AB", {}, kNow, released).done());
+    EXPECT_TRUE(wholeEntries(queue("quarantine")).empty());
+    EXPECT_EQ(wholeEntries(queue("outgoing")).size(), 1U);
+    // Another message under the same identifier is no such entry, and must not get lost.
+    QueueEntry other = entryNamed("AB");
+    ASSERT_EQ(queue("quarantine").store(other, writerOf(std::string_view("another message"))), 0);
+    EXPECT_EQ(admin_.release(QueueKind::Quarantine, "AB", {}, kNow, released).error, kErrorExists);
+    EXPECT_EQ(wholeEntries(queue("quarantine")).size(), 1U);
 }
 
 TEST_F(AdminTest, ReleaseRefusesWhatCannotLeave) {
@@ -150,6 +256,7 @@ TEST_F(AdminTest, FiltersByWhatIsKnown) {
         entry.sender = sender;
         entry.subject = subject;
         entry.rule = rule;
+        entry.ruleName = "rule " + std::to_string(rule);
         entry.area = area;
         entry.areaId = rule + 1;
         entry.stored = kNow - age;
@@ -177,6 +284,7 @@ TEST_F(AdminTest, FiltersByWhatIsKnown) {
     EXPECT_EQ(listed({.maxAge = 1000}), "AABB");
     EXPECT_EQ(listed({.minSize = 100, .maxSize = 100}), "AA");
     EXPECT_EQ(listed({.rule = 10}), "AACC");
+    EXPECT_EQ(listed({.ruleName = is("rule 20")}), "BB");
     EXPECT_EQ(listed({.rule = 10, .subject = is("lottery")}), "CC");
     EXPECT_EQ(listed({.sender = is("a@example.com")}), "AACC");
     EXPECT_EQ(listed({.recipient = is("too@example.com")}), "AABBCC");

@@ -3,6 +3,7 @@
 // done is done, and a start finds nothing that it cannot tidy up.
 #include <array>
 
+#include "platform/mta/file_adapter.h"
 #include "platform/queue/queue_admin.h"
 #include "quzo/core/error_text.h"
 #include "tests/queue/queue_support.h"
@@ -19,9 +20,13 @@ struct TroubleCase {
 };
 
 constexpr std::array kTroubles = {
-    TroubleCase{"Eio", Trouble::Fail, EIO},        TroubleCase{"NoSpace", Trouble::Fail, ENOSPC},
-    TroubleCase{"Broken", Trouble::Break, EIO},    TroubleCase{"Interrupted", Trouble::Interrupt, 0},
-    TroubleCase{"Short", Trouble::Short, 0},       TroubleCase{"DieBefore", Trouble::DieBefore, 0},
+    TroubleCase{"Eio", Trouble::Fail, EIO},
+    TroubleCase{"NoSpace", Trouble::Fail, ENOSPC},
+    TroubleCase{"OldSystem", Trouble::NoExclusiveRename, EIO},
+    TroubleCase{"Broken", Trouble::Break, EIO},
+    TroubleCase{"Interrupted", Trouble::Interrupt, 0},
+    TroubleCase{"Short", Trouble::Short, 0},
+    TroubleCase{"DieBefore", Trouble::DieBefore, 0},
     TroubleCase{"DieAfter", Trouble::DieAfter, 0},
 };
 
@@ -34,6 +39,7 @@ const std::string kOther = "AB13";
 constexpr int kDone = 0;
 constexpr int kRefused = 1;
 constexpr int kNoTrouble = 2; // done, with fewer calls than the one for the trouble
+constexpr int kLied = 3;      // what was reported does not fit together
 
 class FailureTest : public QueueTest, public testing::WithParamInterface<TroubleCase> {
 protected:
@@ -85,7 +91,8 @@ TEST_P(FailureTest, Store) {
                     const bool there = entries.contains(kId);
                     if (outcome == kDone) {
                         EXPECT_TRUE(there);
-                    } else if (GetParam().trouble == Trouble::Fail) {
+                    } else if (GetParam().trouble == Trouble::Fail ||
+                               GetParam().trouble == Trouble::NoExclusiveRename) {
                         EXPECT_FALSE(there) << "reported as failed, but stored";
                     }
                     if (there) {
@@ -94,6 +101,67 @@ TEST_P(FailureTest, Store) {
                     expectTidy(queues, entries.size());
                     EXPECT_EQ(storeNamed(*queues.find("outgoing"), kId), there ? kErrorExists : 0);
                 });
+}
+
+// The adapter keeps the message of somebody who will deliver it unless told that it is stored.
+TEST_P(FailureTest, QuarantineAndArchiveTellTheTruth) {
+    const std::string text = "Subject: x\r\n\r\n" + messageOf(kId);
+    const auto adapt = [&](Queues& queues) {
+        TokenMap<ScanToken> tokens;
+        tokens.set(ScanToken::RuleId, "40");
+        tokens.set(ScanToken::QuarantineAging, "3");
+        const auto msg = MailMessage::parse(text, {});
+        msg->setIdentifier(kId);
+        msg->setEnvelope("a@example.com", {"b@example.com"});
+        FileAdapter adapter({&queues, &tokens, "gw", false});
+        int first = 0;
+        int second = 0;
+        char path[KvIsAdapter::kPathSize];
+        adapter.archiveMessage(first, msg.get(), "", (root_ + "/spool/archive").c_str(), "all");
+        adapter.quarantineMessage(second, msg.get(), "", (root_ + "/spool/quarantine").c_str(), path);
+        const std::size_t stored = (first == 0 ? 1U : 0U) + (second == 0 ? 1U : 0U);
+        if (adapter.queued().size() != stored || (*path != '\0') != (second == 0)) {
+            ::_exit(kLied);
+        }
+        return second;
+    };
+    forEachCall([](Queues&) {}, adapt,
+                [&](Queues& queues, int outcome) {
+                    EXPECT_NE(outcome, kLied);
+                    const auto kept = wholeEntries(*queues.find("quarantine"));
+                    const auto copies = wholeEntries(*queues.find("archive"));
+                    EXPECT_TRUE(outcome != kDone || kept.contains(kId));
+                    for (const auto& entries : {kept, copies}) {
+                        for (const auto& [id, message] : entries) {
+                            EXPECT_EQ(message, text);
+                        }
+                    }
+                    QueueEntry entry;
+                    if (!kept.empty()) {
+                        EXPECT_EQ(queues.find("quarantine")->read(kId, entry), 0);
+                        EXPECT_EQ(entry.recipients, std::vector<std::string>{"b@example.com"});
+                        EXPECT_EQ(entry.rule, 40U);
+                        EXPECT_EQ(entry.aging, 3U);
+                    }
+                    expectTidy(queues, kept.size() + copies.size());
+                });
+}
+
+TEST_P(FailureTest, RemoveTakesAllOrNothing) {
+    forEachCall(
+        [](Queues& queues) {
+            EXPECT_EQ(storeNamed(*queues.find("archive"), kId), 0);
+            EXPECT_EQ(storeNamed(*queues.find("archive"), kOther), 0);
+        },
+        [](Queues& queues) {
+            return QueueAdmin(queues, "gw").remove(QueueKind::Archive, kId).done() ? 0 : 1;
+        },
+        [&](Queues& queues, int outcome) {
+            const auto entries = wholeEntries(*queues.find("archive"));
+            EXPECT_EQ(entries.at(kOther), messageOf(kOther));
+            EXPECT_TRUE(outcome != kDone || !entries.contains(kId));
+            expectTidy(queues, entries.size());
+        });
 }
 
 TEST_P(FailureTest, ClaimUpdateAndGiveBack) {
@@ -142,33 +210,46 @@ TEST_P(FailureTest, ExpireRemovesWhatAgedOutOnly) {
         });
 }
 
-TEST_P(FailureTest, ReleaseMovesOnceOrNotAtAll) {
-    const auto release = [](Queues& queues) {
+class ReleaseFailureTest : public FailureTest {
+protected:
+    void releaseAtEachCall(const ReleaseOptions& options, QueueKind targetKind);
+};
+
+void ReleaseFailureTest::releaseAtEachCall(const ReleaseOptions& options, QueueKind targetKind) {
+    const auto release = [&options](Queues& queues) {
         QueuedEntry released;
-        return QueueAdmin(queues, "gw").release(QueueKind::Quarantine, kId, {}, kNow, released);
+        return QueueAdmin(queues, "gw").release(QueueKind::Quarantine, kId, options, kNow, released);
     };
+    const char* target = queueName(targetKind);
     const std::string derived = derivedIdentifier("quarantine", kId);
     forEachCall(
-        [](Queues& queues) {
+        [&](Queues& queues) {
             EXPECT_EQ(storeNamed(*queues.find("quarantine"), kId), 0);
-            EXPECT_EQ(storeNamed(*queues.find("outgoing"), kOther), 0); // so that its directories are there
+            EXPECT_EQ(storeNamed(*queues.find(target), kOther), 0); // so that its directories are there
         },
         [&](Queues& queues) { return release(queues).done() ? 0 : 1; },
         [&](Queues& queues, int outcome) {
             const bool stays = wholeEntries(*queues.find("quarantine")).contains(kId);
-            const bool shown = wholeEntries(*queues.find("outgoing")).contains(derived);
+            const bool shown = wholeEntries(*queues.find(target)).contains(derived);
             EXPECT_FALSE(stays && shown) << "it would go out twice";
             EXPECT_TRUE(outcome != kDone || (shown && !stays));
             EXPECT_EQ(queues.start(kNow), 0);
-            EXPECT_EQ(wholeEntries(*queues.find("outgoing")).contains(derived), !stays) << "it is lost";
+            EXPECT_EQ(wholeEntries(*queues.find(target)).contains(derived), !stays) << "it is lost";
             EXPECT_EQ(release(queues).outcome,
                       stays ? QueueResult::Outcome::Done : QueueResult::Outcome::Missing);
-            EXPECT_EQ(
-                wholeEntries(*queues.find("outgoing")),
-                (std::map<std::string, std::string>{{kOther, messageOf(kOther)}, {derived, messageOf(kId)}}));
+            const auto entries = wholeEntries(*queues.find(target));
+            EXPECT_EQ(entries.size(), 2U);
+            EXPECT_EQ(entries.at(kOther), messageOf(kOther));
+            EXPECT_NE(entries.at(derived).find(messageOf(kId)), std::string::npos);
             expectTidy(queues, 2);
         });
 }
+
+TEST_P(ReleaseFailureTest, MovesOnceOrNotAtAll) { releaseAtEachCall({}, QueueKind::Outgoing); }
+
+TEST_P(ReleaseFailureTest, AsAttachment) { releaseAtEachCall({.asAttachment = true}, QueueKind::Outgoing); }
+
+TEST_P(ReleaseFailureTest, ThroughTheScanner) { releaseAtEachCall({.rescan = true}, QueueKind::Scan); }
 
 TEST_P(FailureTest, StartTouchesNoEntry) {
     const std::int64_t later = std::time(nullptr) + 2 * kHour;
@@ -186,8 +267,10 @@ TEST_P(FailureTest, StartTouchesNoEntry) {
         });
 }
 
-INSTANTIATE_TEST_SUITE_P(Queue, FailureTest, testing::ValuesIn(kTroubles),
-                         [](const auto& row) { return std::string(row.param.name); });
+std::string nameOf(const testing::TestParamInfo<TroubleCase>& row) { return row.param.name; }
+
+INSTANTIATE_TEST_SUITE_P(Queue, FailureTest, testing::ValuesIn(kTroubles), nameOf);
+INSTANTIATE_TEST_SUITE_P(Queue, ReleaseFailureTest, testing::ValuesIn(kTroubles), nameOf);
 
 } // namespace
 } // namespace quzo::platform::test

@@ -36,12 +36,13 @@ protected:
 class TroubleFileSystem final : public FileSystem {
 public:
     enum class Trouble : std::uint8_t {
-        Fail,      // that call fails
-        Break,     // that call and all later ones
-        Interrupt, // a signal comes before that call
-        Short,     // that call does half of its work, when it is one that can
-        DieBefore, // the process ends before that call
-        DieAfter,  // or after it
+        Fail,              // that call fails
+        Break,             // that call and all later ones
+        Interrupt,         // a signal comes before that call
+        Short,             // that call does half of its work, when it is one that can
+        DieBefore,         // the process ends before that call
+        DieAfter,          // or after it
+        NoExclusiveRename, // that call fails, on a file system that has links instead
     };
     TroubleFileSystem(Trouble trouble, int errorNumber, int at)
         : trouble_(trouble), error_(errorNumber), at_(at) {}
@@ -70,6 +71,10 @@ protected:
         return call<int>([] { return 0; });
     }
     int callRename(int directory, const char* from, const char* to, unsigned flags) override {
+        if (trouble_ == Trouble::NoExclusiveRename && flags != 0) {
+            errno = EINVAL;
+            return -1;
+        }
         return call<int>([&] { return FileSystem::callRename(directory, from, to, flags); });
     }
     int callLink(int directory, const char* from, const char* to) override {
@@ -103,7 +108,8 @@ private:
             errno = EINTR;
             return -1;
         }
-        if ((now && trouble_ == Trouble::Fail) || (count_ >= at_ && trouble_ == Trouble::Break)) {
+        if ((now && (trouble_ == Trouble::Fail || trouble_ == Trouble::NoExclusiveRename)) ||
+            (count_ >= at_ && trouble_ == Trouble::Break)) {
             errno = error_;
             return -1;
         }

@@ -1,0 +1,33 @@
+// What is told of an entry of a queue.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "platform/queue/queue_store.h"
+
+namespace quzo::host {
+
+// The head of the table and one line of it, with their line breaks. `now` is in seconds since 1970.
+std::string tableHead();
+std::string tableLine(const platform::ListedEntry& entry, std::int64_t now);
+
+// One JSON object in plain ASCII with a line break; the message's own header is in it when `header` is not
+// null. Bytes that are no UTF-8 become U+FFFD.
+std::string entryJson(const char* queue, const platform::ListedEntry& entry, std::int64_t now,
+                      const std::string* header = nullptr);
+
+// Everything that is known of it, one line a fact; local time.
+std::string entryText(const char* queue, const platform::ListedEntry& entry, std::int64_t now);
+
+// A header block as it stands in a message, its lines kept and everything in them visible.
+std::string headerText(std::string_view header);
+
+// What an error number means for an entry: never null, static storage.
+const char* entryErrorText(int error);
+
+// "3d", "12h", "5m", "7s": whole units of the largest that fits. Negative ages, of clocks that differ, are
+// "0s".
+std::string ageText(std::int64_t seconds);
+
+} // namespace quzo::host

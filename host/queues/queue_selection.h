@@ -1,0 +1,40 @@
+// Which entries of a queue somebody means.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/queue/queue_admin.h"
+
+namespace quzo::host {
+
+// Conditions as they are written on the command line; an empty one is none. Patterns are globs (see glob.h)
+// that must cover the whole text.
+struct SelectionTexts {
+    std::string sender;    // pattern
+    std::string recipient; // pattern, of one recipient at least
+    std::string subject;   // pattern
+    std::string rule;      // a rule's number, or a pattern for its name
+    std::string area;      // pattern for an area's description, or its number
+    std::string olderThan; // "30d": s, m, h, d or w
+    std::string youngerThan;
+    std::string largerThan; // "10K": bytes, K, M or G
+    std::string smallerThan;
+
+    bool empty() const;
+};
+
+// What is wrong with a condition.
+struct SelectionFault {
+    std::string option; // "--older-than"
+    std::string text;   // what is wrong and what to write
+};
+
+// Reads the conditions; all of them must hold for an entry.
+std::optional<SelectionFault> readSelection(const SelectionTexts& texts, platform::QueueFilter& out);
+
+// Seconds in "90s", "15m", "12h", "30d" or "2w"; nothing for any other text and for more than a thousand
+// years.
+std::optional<std::int64_t> parseAge(std::string_view text);
+
+} // namespace quzo::host

@@ -1,0 +1,185 @@
+// quzo queue release, remove and expire: what goes, where, and how often.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include "tests/cli/queue_fixture.h"
+
+namespace quzo::test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+TEST_F(Queue, ReleasesOneManyOrNone) {
+    fillThree();
+    ProgramRun run = installation_.queue({"release", "quarantine", "BB", "--dry-run"});
+    EXPECT_THAT(run.out, StartsWith("quarantine/BB: would be released to outgoing/"));
+    EXPECT_EQ(ids("quarantine"), "AABBCC");
+    EXPECT_FALSE(fs::exists(installation_.spool() + "/outgoing"));
+    run = installation_.queue({"release", "quarantine", "BB", "--to", "z@z.example", "--to", "y@z.example"});
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(run.out, "quarantine/BB: released to outgoing/" + ids("outgoing") + "\n");
+    const platform::QueueEntry out = installation_.only("outgoing");
+    EXPECT_EQ(out.recipients, (std::vector<std::string>{"z@z.example", "y@z.example"}));
+    EXPECT_EQ(out.sender, "x@X.example");
+
+    run = installation_.queue({"release", "quarantine", "AA", "BB", "ZZ", "CC"});
+    EXPECT_EQ(run.exitCode, 66);
+    EXPECT_EQ(run.err,
+              "quzo: quarantine/BB: there is no such entry: see quzo queue list quarantine\n"
+              "quzo: quarantine/ZZ: there is no such entry: see quzo queue list quarantine\n");
+    EXPECT_EQ(installation_.entries("outgoing").size(), 3U) << "the others went";
+}
+
+TEST_F(Queue, ReleasesAsAttachmentAndThroughTheScanner) {
+    fillThree();
+    ASSERT_EQ(installation_.queue({"release", "quarantine", "BB", "--as-attachment"}).exitCode, 0);
+    EXPECT_THAT(
+        installation_.entries("outgoing").begin()->second,
+        AllOf(HasSubstr("Content-Type: message/rfc822\n"), HasSubstr("\n\nSubject: Lottery\n\nwin\n\n--")));
+    EXPECT_THAT(installation_.only("outgoing").sender, StartsWith("QUZO@"));
+    ASSERT_EQ(installation_.queue({"release", "quarantine", "CC", "--rescan"}).exitCode, 0);
+    EXPECT_EQ(installation_.entries("scan").begin()->second, "Subject: x\n\ny\n");
+}
+
+TEST_F(Queue, RemovesWhatWasChosenOnly) {
+    fillThree();
+    EXPECT_EQ(installation_.queue({"remove", "quarantine", "--all", "--older-than", "1d", "--dry-run"}).out,
+              "quarantine/AA: would be removed\nquarantine/BB: would be removed\n");
+    EXPECT_EQ(ids("quarantine"), "AABBCC");
+    EXPECT_EQ(installation_.queue({"remove", "quarantine", "--all", "--subject", "*invoice*"}).out,
+              "quarantine/AA: removed\nquarantine/CC: removed\n");
+    EXPECT_EQ(ids("quarantine"), "BB");
+    installation_.dir().write("spool/quarantine/B/C/BC.json", "{broken");
+    EXPECT_EQ(installation_.queue({"remove", "quarantine", "BC"}).exitCode, 0);
+    EXPECT_EQ(installation_.queue({"remove", "quarantine", "--all"}).out, "quarantine/BB: removed\n");
+    EXPECT_THAT(installation_.dir().files("spool"), IsEmpty());
+}
+
+TEST_F(Queue, ExpiresWhatHasAgedOutOnly) {
+    fillThree();
+    EXPECT_EQ(installation_.queue({"expire", "quarantine", "--dry-run"}).out,
+              "quarantine/AA: would be removed\nquarantine: 1 entry would be removed\n");
+    EXPECT_EQ(ids("quarantine"), "AABBCC");
+    EXPECT_EQ(installation_.queue({"expire", "quarantine"}).out, "quarantine: 1 entry removed\n");
+    EXPECT_EQ(ids("quarantine"), "BBCC");
+    EXPECT_EQ(installation_.queue({"expire", "quarantine"}).out, "quarantine: 0 entries removed\n");
+}
+
+TEST_F(Queue, SaysWhatIsWrong) {
+    fillThree();
+    platform::QueueEntry nobody = entryNamed("AD");
+    nobody.recipients.clear();
+    installation_.fill("failed", nobody, "x");
+    installation_.fill("failed", entryNamed("AE"), "x");
+    fs::remove(installation_.spool() + "/failed/A/E/AE.DF");
+    installation_.dir().write("spool/failed/A/F/AF.json", "{broken");
+    installation_.dir().write("none.ini", "");
+    struct Row {
+        std::vector<std::string> arguments;
+        int exitCode;
+        const char* text;
+    };
+    const Row rows[] = {
+        {{"list", "nothing"}, 64, "quzo: nothing: is no queue: quarantine, archive, "},
+        {{"release", "quarantine"}, 64, "no entries are named"},
+        {{"remove", "quarantine", "--older-than", "1d"}, 64, "no entries are named"},
+        {{"remove", "quarantine", "AA", "--all"}, 64, "IDs go without --all"},
+        {{"remove", "quarantine", "AA", "--rule", "1"}, 64, "IDs go without --all"},
+        {{"release", "outgoing", "AA"}, 64, "outgoing: is where it would be released to"},
+        {{"release", "quarantine", "AA", "--to", "a b"}, 64, "--to: 'a b' is no address"},
+        {{"release", "quarantine", "AA", "--rescan", "--as-attachment"}, 64, "excludes"},
+        {{"show", "quarantine", "AA", "BB", "--raw"}, 64, "--raw: is for one message"},
+        {{"show", "quarantine", "../../A"}, 66, "quarantine/../../A: there is no such entry"},
+        {{"show", "quarantine", "ZZ", "--raw"}, 66, "quarantine/ZZ: there is no such entry"},
+        {{"release", "failed", "AD"}, 65, "name them with --to"},
+        {{"release", "failed", "AE"}, 74, "failed/AE: "},
+        {{"show", "failed", "AE"}, 74, "failed/AE: "},
+        {{"release", "failed", "AF"},
+         65,
+         "failed/AF: what is known of it is damaged: look at its files, or remove it"},
+        {{"list", "quarantine", "-c", "none.ini"}, 64, ""}, // given twice
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.arguments));
+        const ProgramRun run = installation_.queue(row.arguments);
+        EXPECT_EQ(run.exitCode, row.exitCode);
+        EXPECT_THAT(run.err, AllOf(StartsWith("quzo: "), HasSubstr(row.text)));
+    }
+    const ProgramRun without = installation_.dir().quzo({"queue", "list", "scan", "-c", "none.ini"});
+    EXPECT_EQ(without.exitCode, 78);
+    EXPECT_EQ(without.err,
+              "quzo: scan: the settings name no directory for this queue: set spool in [platform]\n");
+    EXPECT_EQ(ids("quarantine"), "AABBCC");
+}
+
+TEST_F(Queue, WhatSomebodyWorksOnIsBusyAndFreeWhenHeDies) {
+    fillThree();
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    const pid_t other = ::fork();
+    if (other == 0) {
+        platform::QueueClaim claim;
+        const bool taken =
+            installation_.queues().find("quarantine")->claim("AA", claim) == platform::ClaimOutcome::Taken;
+        const bool told = ::write(ends[1], taken ? "y" : "n", 1) == 1;
+        ::close(ends[1]);
+        if (told) {
+            ::pause();
+        }
+        ::_exit(1);
+    }
+    char answer = 0;
+    ASSERT_EQ(::read(ends[0], &answer, 1), 1);
+    ::close(ends[0]);
+    ::close(ends[1]);
+    ASSERT_EQ(answer, 'y');
+    const ProgramRun busy = installation_.queue({"release", "quarantine", "AA"});
+    EXPECT_EQ(busy.exitCode, 75);
+    EXPECT_EQ(busy.err, "quzo: quarantine/AA: another process is working on it: try again\n");
+    EXPECT_EQ(installation_.queue({"remove", "quarantine", "--all"}).exitCode, 75);
+    EXPECT_THAT(installation_.queue({"show", "quarantine", "AA"}).out, HasSubstr("state:       claimed\n"));
+    ::kill(other, SIGKILL);
+    ::waitpid(other, nullptr, 0);
+    EXPECT_EQ(installation_.queue({"release", "quarantine", "AA"}).exitCode, 0);
+}
+
+TEST_F(Queue, ReleasedByManyAtOnceEachGoesOnce) {
+    std::vector<std::string> arguments = {"release", "quarantine"};
+    arguments.reserve(42);
+    for (int i = 10; i < 50; ++i) {
+        const std::string id = "A" + std::to_string(i);
+        installation_.fill("quarantine", entryNamed(id), "Subject: " + id + "\n\nx\n");
+        arguments.push_back(id);
+    }
+    std::vector<std::thread> people;
+    people.reserve(4);
+    std::atomic<unsigned> released{0};
+    for (int i = 0; i < 4; ++i) {
+        people.emplace_back([&] {
+            const std::string out = installation_.queue(arguments).out;
+            released += static_cast<unsigned>(std::count(out.begin(), out.end(), '\n'));
+        });
+    }
+    for (std::thread& person : people) {
+        person.join();
+    }
+    EXPECT_EQ(released, 40U);
+    EXPECT_EQ(installation_.entries("outgoing").size(), 40U);
+    EXPECT_THAT(installation_.entries("quarantine"), IsEmpty());
+}
+
+} // namespace
+} // namespace quzo::test
