@@ -35,6 +35,7 @@ fi
 
 rm -rf "$out"
 mkdir -p "$out"
+"$quzo" object import examples/objects.toml -c examples/quzo.ini >/dev/null
 "$quzo" apply -c examples/quzo.ini -p examples/policy.toml -o "$out/mail" --json examples/mail >"$out/report.json"
 
 echo
@@ -43,12 +44,13 @@ echo
 python3 - "$out/report.json" <<'PYTHON'
 import json, os, sys
 
-FATES = {"consumed": "deleted"}
+FATES = {"delete": "deleted", "quarantine": "quarantined"}
 print(f"  {'message':24}{'what became of it':19}by rule: actions")
 for line in open(sys.argv[1], encoding="utf-8"):
     message = json.loads(line)
     rules = [f"{rule['name']}: " + ", ".join(action["type"] for action in rule["actions"]) for rule in message["rules"]]
-    fate = FATES.get(message["outcome"], message["outcome"])
+    took = [action["type"] for rule in message["rules"] for action in rule["actions"] if action["consumed"]]
+    fate = FATES.get(took[0], took[0]) if took else message["outcome"]
     print(f"  {os.path.basename(message['file']):24}{fate:19}{(rules or ['(no rule matched)'])[0]}")
     for rule in rules[1:]:
         print(f"  {'':43}{rule}")
@@ -62,6 +64,14 @@ echo "What changed in $sample (- before, + after):"
 echo
 sed -n -e 's/^< /  - /p' -e 's/^> /  + /p' <<<"$changes"
 echo "  The other $kept lines are the same, byte for byte."
+
+echo
+echo "In the queues, in $out/spool:"
+for queue in quarantine archive; do
+    echo
+    echo "  quzo queue list -c examples/quzo.ini $queue"
+    "$quzo" queue list -c examples/quzo.ini "$queue" | sed 's/^/  /'
+done
 cat <<EOT
 
 Messages that go on: $out/mail      report: $out/report.json

@@ -1,5 +1,5 @@
-// Every option and its help text. This is the only source that knows the command line library, which is
-// slow to compile; the commands get plain structures.
+// Every option and its help text. Only this and the ..._command_line sources know the command line library,
+// which is slow to compile; the commands get plain structures.
 #include "host/cli/command_line.h"
 
 #include <CLI/CLI.hpp>
@@ -11,6 +11,8 @@
 
 #include "host/cli/commands.h"
 #include "host/cli/exit_code.h"
+#include "host/cli/object_command_line.h"
+#include "host/cli/queue_command_line.h"
 
 namespace quzo::host {
 namespace {
@@ -137,7 +139,7 @@ void addAction(CLI::App& app, Chosen& chosen) {
 
 // Commands of other builds: named, so that nobody takes them for a typing error.
 void addMissing(CLI::App& app, Chosen& chosen) {
-    for (const char* name : {"object", "queue", "milter"}) {
+    for (const char* name : {"milter"}) {
         CLI::App* command = app.add_subcommand(name, "")->group("");
         command->allow_extras()->set_help_flag();
         command->callback([name, &chosen] {
@@ -184,6 +186,8 @@ int runCommandLine(int argc, char** argv, Console& console) {
     addCheck(app, chosen);
     addTokens(app, chosen);
     addAction(app, chosen);
+    addQueueCommand(app, chosen);
+    addObjectCommand(app, chosen);
     app.add_subcommand("version", "Say which build this is.")->callback([&chosen] { chosen = runVersion; });
     addMissing(app, chosen);
     try {

@@ -3,7 +3,9 @@
 #pragma once
 
 #include "host/cli/console.h"
+#include "host/cli/object_options.h"
 #include "host/cli/options.h"
+#include "host/cli/queue_options.h"
 
 namespace quzo::host {
 
@@ -12,6 +14,20 @@ int runCheck(const CheckOptions& options, Console& console);
 int runTokens(const TokensOptions& options, Console& console);
 int runEncode(const EncodeOptions& options, Console& console);
 int runDecode(const DecodeOptions& options, Console& console);
+int runQueueList(const QueueOptions& options, Console& console);
+int runQueueShow(const QueueOptions& options, Console& console);
+int runQueueRelease(const QueueOptions& options, Console& console);
+int runQueueRemove(const QueueOptions& options, Console& console);
+int runQueueExpire(const QueueOptions& options, Console& console);
+int runObjectList(const ObjectOptions& options, Console& console);
+int runObjectShow(const ObjectOptions& options, Console& console);
+int runObjectPreview(const ObjectOptions& options, Console& console);
+int runObjectAdd(const ObjectOptions& options, Console& console);
+int runObjectUpdate(const ObjectOptions& options, Console& console);
+int runObjectRemove(const ObjectOptions& options, Console& console);
+int runObjectRestore(const ObjectOptions& options, Console& console);
+int runObjectExport(const ObjectOptions& options, Console& console);
+int runObjectImport(const ObjectOptions& options, Console& console);
 int runVersion(Console& console);
 
 } // namespace quzo::host

@@ -14,11 +14,14 @@
 #include "host/policy/action_reader.h"
 #include "host/policy/condition_reader.h"
 #include "host/policy/policy_objects.h"
+#include "host/policy/toml_depth.h"
 #include "host/policy/toml_reading.h"
 #include "platform/message/ascii.h"
 
 namespace quzo::host {
 namespace {
+
+constexpr unsigned kMaxKeyDepth = 100; // parts of a dotted key
 
 constexpr std::string_view kTopKeys[] = {"defaults", "rule"};
 constexpr std::string_view kDefaultsKeys[] = {"hostname", "mark_header"};
@@ -218,6 +221,11 @@ LoadedPolicy loadPolicy(std::string_view text, const platform::StoredNamedObject
     }
     LoadedPolicy result;
     FaultList faults(result.findings);
+    if (const unsigned line = tooDeepLine(text, kMaxKeyDepth)) {
+        faults.error(line, "", "a key has more than " + std::to_string(kMaxKeyDepth) + " parts",
+                     "shorten it");
+        return result;
+    }
     const auto policy = std::make_shared<Policy>();
     try {
         PolicyReader(*policy, objects, faults).read(toml::parse(text));

@@ -14,11 +14,14 @@ bool isHarmless(std::string_view character) {
         return byte(0) >= 0x20 && byte(0) != 0x7F;
     }
     if (character.size() == 2) {
-        return byte(0) != 0xC2 || byte(1) >= 0xA0; // U+0080 to U+009F
+        // U+0080 to U+009F; U+061C, a mark of direction.
+        return (byte(0) != 0xC2 || byte(1) >= 0xA0) && !(byte(0) == 0xD8 && byte(1) == 0x9C);
     }
     if (character.size() == 3 && byte(0) == 0xE2) {
-        // U+2028 to U+202E: separators and direction marks; U+2066 to U+2069: direction isolates.
-        return !(byte(1) == 0x80 && byte(2) >= 0xA8 && byte(2) <= 0xAE) &&
+        // U+200E, U+200F and U+2028 to U+202E: separators and marks of direction; U+2066 to U+2069: direction
+        // isolates.
+        return !(byte(1) == 0x80 && (byte(2) == 0x8E || byte(2) == 0x8F)) &&
+               !(byte(1) == 0x80 && byte(2) >= 0xA8 && byte(2) <= 0xAE) &&
                !(byte(1) == 0x81 && byte(2) >= 0xA6 && byte(2) <= 0xA9);
     }
     return true;

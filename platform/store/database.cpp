@@ -55,10 +55,11 @@ void Database::open() {
         throw StoreFailure(fault);
     }
     opening_ = false;
+    wasOpen_ = true;
 }
 
 void Database::openSqlite() {
-    ensureDatabaseFile(target_.path, target_.label);
+    ensureDatabaseFile(target_.path, target_.label, !wasOpen_);
     session_ = std::make_unique<soci::session>(
         soci::sqlite3, target_.connection + " timeout=" + std::to_string(waitSeconds_));
     execute(*session_, "pragma foreign_keys = on");

@@ -77,6 +77,7 @@ private:
     bool committing_ = false;
     bool opening_ = false;
     bool reopen_ = false;
+    bool wasOpen_ = false; // a file that was there and has gone is not made anew: that would hide the loss
 };
 
 } // namespace quzo::platform

@@ -41,7 +41,7 @@ std::string folderOf(const std::string& path) {
 
 } // namespace
 
-void ensureDatabaseFile(const std::string& path, const std::string& label) {
+void ensureDatabaseFile(const std::string& path, const std::string& label, bool create) {
     static std::mutex mutex;
     const std::lock_guard<std::mutex> lock(mutex);
     struct stat status {};
@@ -54,6 +54,10 @@ void ensureDatabaseFile(const std::string& path, const std::string& label) {
     if (errno != ENOENT) {
         throw StoreFailure(StoreTrouble::CannotOpen,
                            "the store " + label + " cannot be opened: " + errorText(errno));
+    }
+    if (!create) {
+        throw StoreFailure(StoreTrouble::CannotOpen,
+                           "the store " + label + " is gone: restore it from a backup");
     }
     const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
     if (descriptor >= 0) {

@@ -5,8 +5,9 @@
 
 namespace quzo::platform {
 
-// Makes an empty file when there is none, readable for its owner and group, writable for its owner. Throws
-// StoreFailure (CannotOpen, NoSpace) when it cannot be, and for what is no regular file.
-void ensureDatabaseFile(const std::string& path, const std::string& label);
+// Makes an empty file when there is none and `create` allows it, readable for its owner and group, writable
+// for its owner. Throws StoreFailure (CannotOpen, NoSpace) when there is none then, and for what is no
+// regular file.
+void ensureDatabaseFile(const std::string& path, const std::string& label, bool create);
 
 } // namespace quzo::platform

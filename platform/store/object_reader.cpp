@@ -19,6 +19,11 @@ unsigned toNumber(long long column) {
 }
 
 std::chrono::sys_seconds toTime(long long column) {
+    constexpr long long kEndOf9999 = 253402300799;
+    if (column < 0 || column > kEndOf9999) {
+        throw StoreFailure(StoreTrouble::Damaged,
+                           "the store holds a time that is out of range: restore it from a backup");
+    }
     return std::chrono::sys_seconds{std::chrono::seconds{column}};
 }
 

@@ -35,22 +35,10 @@ void checkObjectName(const std::string& name) {
     throw StoreFailure(StoreTrouble::NotFound, "there is no " + what);
 }
 
-std::string isoTime(std::chrono::sys_seconds time) {
-    const auto days = std::chrono::floor<std::chrono::days>(time);
-    const std::chrono::year_month_day date{days};
-    const std::chrono::hh_mm_ss clock{time - days};
-    char text[64];
-    std::snprintf(text, sizeof text, "%d-%02u-%02u %02d:%02d:%02d UTC", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                  static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                  static_cast<int>(clock.seconds().count()));
-    return text;
-}
-
 [[noreturn]] void changedMeanwhile(const StoredObject& object, unsigned expected) {
     throw StoreFailure(StoreTrouble::ChangedMeanwhile,
                        shown(object.kind, object.name) + " was changed meanwhile, by " +
-                           printableText(object.author) + " at " + isoTime(object.changed) +
+                           printableText(object.author) + " at " + objectTime(object.changed) +
                            ": it is at revision " + std::to_string(object.revision) + ", not " +
                            std::to_string(expected) + "; look at it and try again");
 }

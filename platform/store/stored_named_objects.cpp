@@ -10,9 +10,8 @@
 #include "quzo/settings/ui_stamp_area.h"
 
 namespace quzo::platform {
-namespace {
 
-std::unique_ptr<QuzoNamedObj> makeObject(ObjectKind kind) {
+std::unique_ptr<QuzoNamedObj> makeNamedObject(ObjectKind kind) {
     switch (kind) {
         case ObjectKind::NotifyArea:
             return std::make_unique<uiNotifyArea>();
@@ -25,8 +24,6 @@ std::unique_ptr<QuzoNamedObj> makeObject(ObjectKind kind) {
     }
     return nullptr;
 }
-
-} // namespace
 
 StoreResult<std::unique_ptr<StoredNamedObjects>> StoredNamedObjects::load(ObjectStore& store,
                                                                           unsigned tenant) {
@@ -45,7 +42,7 @@ StoreResult<std::unique_ptr<StoredNamedObjects>> StoredNamedObjects::load(Object
 }
 
 void StoredNamedObjects::take(const StoredObject& stored) {
-    std::unique_ptr<QuzoNamedObj> object = makeObject(stored.kind);
+    std::unique_ptr<QuzoNamedObj> object = makeNamedObject(stored.kind);
     if (object && object->construct(stored.content.data(), static_cast<unsigned>(stored.content.size()))) {
         entries_.push_back({stored.id, stored.kind, stored.name, std::move(object)});
     } else {

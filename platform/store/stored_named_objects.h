@@ -12,6 +12,9 @@
 
 namespace quzo::platform {
 
+// An object of that kind with the library's defaults; null for any other number.
+std::unique_ptr<QuzoNamedObj> makeNamedObject(ObjectKind kind);
+
 // One tenant's objects, all of one moment. Immutable: any number of threads may use it, and the store is not
 // needed any more.
 class StoredNamedObjects : public NamedObjMgrForScanner {

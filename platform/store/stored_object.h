@@ -18,6 +18,9 @@ const char* objectKindName(ObjectKind kind);
 // The kind of that name.
 std::optional<ObjectKind> objectKindNamed(std::string_view name);
 
+// "2024-05-01 12:00:00 UTC".
+std::string objectTime(std::chrono::sys_seconds time);
+
 struct ObjectSummary {
     unsigned id = 0;
     unsigned tenant = 0;

@@ -233,6 +233,12 @@ TEST(Policy, LimitsDepthAndSize) {
     EXPECT_NE(loadPolicy(withWhen(deep)).policy, nullptr);
     EXPECT_THAT(told(loadPolicy(withWhen("{ not = " + deep + " }"))), HasSubstr("nested more than 32 deep"));
     EXPECT_THAT(told(loadPolicy(std::string(kMaxPolicyBytes + 1, '#'))), HasSubstr("larger than 4 MiB"));
+    std::string longKey = "a";
+    for (int part = 0; part < 200000; ++part) {
+        longKey += ".a";
+    }
+    EXPECT_THAT(told(loadPolicy("\n" + longKey + " = 1\n")),
+                HasSubstr("p.toml:2: a key has more than 100 parts"));
     EXPECT_EQ(loadPolicyFile("/nonexistent/policy.toml").readError, ENOENT);
     EXPECT_EQ(loadPolicyFile("/").policy, nullptr);
 }

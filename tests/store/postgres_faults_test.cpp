@@ -62,6 +62,41 @@ TEST_F(ServerFaultsOnPostgresTest, ASessionThatDiesInTheMiddleIsTold) {
     must(store.add(1, kStamp, "rules", "x"));
 }
 
+// The session ends itself while a version named "fatal" is written: at once, or when the change is saved.
+TEST_F(ServerFaultsOnPostgresTest, AChangeDuringWhichTheSessionDiesLeavesNothing) {
+    using Type = platform::ObjectChange::Type;
+    ObjectStore store = place->open();
+    const unsigned id = must(store.add(1, kStamp, "legal", "x")).id;
+    const std::vector<platform::ObjectChange> changes = {{Type::Modify, kStamp, id, 1, "legal", "y"},
+                                                         {Type::Add, kStamp, 0, {}, "fatal", "x"},
+                                                         {Type::Add, kStamp, 0, {}, "after", "x"}};
+    place->execute(
+        "create function die() returns trigger language plpgsql as"
+        " $$ begin perform pg_terminate_backend(pg_backend_pid()); return null; end $$");
+    const struct {
+        const char* trigger;
+        const char* part;
+    } rows[] = {
+        {"create trigger dying after insert on quzo_version for each row"
+         " when (new.name = 'fatal') execute function die()",
+         "went away: try again"},
+        {"create constraint trigger dying after insert on quzo_version deferrable initially deferred"
+         " for each row when (new.name = 'fatal') execute function die()",
+         "while a change was being saved: look whether it is there"},
+    };
+    for (const auto& row : rows) {
+        place->execute(row.trigger);
+        const auto died = store.apply(1, changes, false);
+        expectFault(died, StoreTrouble::Unreachable, {row.part});
+        EXPECT_EQ(died.fault().remedy(), StoreRemedy::TryAgain);
+        place->execute("drop trigger dying on quzo_version");
+        EXPECT_EQ(must(store.list(1)).size(), 1U);
+        EXPECT_EQ(must(store.get(1, id)).content, "x");
+        EXPECT_EQ(must(store.history(1, id)).size(), 1U);
+    }
+    must(store.apply(1, changes, false));
+}
+
 TEST_F(ServerFaultsOnPostgresTest, WhatTheServerRefusesIsASettingToChange) {
     server().execute("create role guest login password 'pa''ss\\ word';");
     server().execute(

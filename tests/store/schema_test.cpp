@@ -91,6 +91,18 @@ TEST_P(SchemaTest, AStoreOfANewerFormatIsRefused) {
     }
 }
 
+TEST_P(SchemaTest, NumbersThatNobodyCanHaveWrittenAreDamage) {
+    ObjectStore store = place->open();
+    const unsigned id = must(store.add(1, ObjectKind::StampArea, "legal", "x")).id;
+    for (const char* damage : {"revision = -1", "revision = 4294967296", "changed_at = -1",
+                               "changed_at = 9223372036854775807", "kind = -2"}) {
+        place->execute(std::string("update quzo_object set ") + damage);
+        expectFault(store.get(1, id), StoreTrouble::Damaged, {"out of range", "backup"});
+        place->execute("update quzo_object set revision = 1, changed_at = 0, kind = 2");
+    }
+    EXPECT_EQ(must(store.get(1, id)).name, "legal");
+}
+
 TEST_P(SchemaTest, ALockOfAnotherProgramIsWaitedForAndThenTold) {
     ObjectStore store = must(ObjectStore::open({place->connection(), "ada", 1}));
     const unsigned id = must(store.add(1, ObjectKind::StampArea, "legal", "x")).id;

@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Makes the figures of docs/performance.md: says what machine this is, then runs the measurements of this folder one
+# after the other, in two to three minutes. Builds nothing.
+#
+#     bench/run.sh [BUILD_FOLDER [MAIL_FOLDER]]
+#
+# BUILD_FOLDER (build/release) is configured with -DQUZO_BUILD_BENCH=ON and built; MAIL_FOLDER, the messages that are
+# measured, is the one of QUZO_CORPUS when it is there, else examples/mail. Exits with 1 when a promised ratio is missed.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=${1:-build/release}
+for program in quzo scan_speed parts_bench; do
+    if [ ! -x "$build/bin/$program" ]; then
+        echo "$build/bin/$program is missing: cmake -B $build -DQUZO_BUILD_BENCH=ON, and build" >&2
+        exit 66
+    fi
+done
+corpus=$(sed -n 's/^QUZO_CORPUS:PATH=//p' "$build/CMakeCache.txt")
+mail=${2:-$corpus/mail}
+[ -d "$mail" ] || mail=examples/mail
+
+echo "== machine"
+sed -n 's/^model name\s*: //p' /proc/cpuinfo | sort | uniq -c
+awk '/^MemTotal/ { printf "%.1f GiB of memory\n", $2 / 1048576 }' /proc/meminfo
+uname -sr
+echo "load before: $(cut -d' ' -f1-3 /proc/loadavg)"
+sed -n 's/^CMAKE_BUILD_TYPE:STRING=/build type: /p' "$build/CMakeCache.txt"
+
+missed=0
+echo "== messages through a policy, in memory"
+"$build/bin/scan_speed" "$mail" 15 || missed=1
+echo "== a large message"
+python3 tests/failure/peak_memory_test.py "$build/bin/quzo" || missed=1
+echo "== a folder on disk"
+python3 bench/apply_vs_cp.py "$build/bin/quzo" "$mail" 5 "$build"
+echo "== parts of the library"
+"$build/bin/parts_bench" --benchmark_min_time=0.1 --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
+    2>/dev/null | grep -E '^(Benchmark|-|.*_median)'
+echo "load after: $(cut -d' ' -f1-3 /proc/loadavg)"
+exit "$missed"
