@@ -9,7 +9,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build/release}
-for program in quzo scan_speed parts_bench; do
+for program in quzo scan_speed parts_bench queue_bench object_bench; do
     if [ ! -x "$build/bin/$program" ]; then
         echo "$build/bin/$program is missing: cmake -B $build -DQUZO_BUILD_BENCH=ON, and build" >&2
         exit 66
@@ -36,5 +36,11 @@ python3 bench/apply_vs_cp.py "$build/bin/quzo" "$mail" 5 "$build"
 echo "== parts of the library"
 "$build/bin/parts_bench" --benchmark_min_time=0.1 --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
     2>/dev/null | grep -E '^(Benchmark|-|.*_median)'
+echo "== storing into a queue, against a bare loop that writes, syncs and renames the same files"
+queue_dir=$(mktemp -d "$build/queue_bench.XXXXXX")
+trap 'rm -rf "$queue_dir"' EXIT
+"$build/bin/queue_bench" "$queue_dir" 400 8
+echo "== reading 10,000 named objects at start, against sqlite3"
+"$build/bin/object_bench" || missed=1
 echo "load after: $(cut -d' ' -f1-3 /proc/loadavg)"
 exit "$missed"

@@ -3,6 +3,7 @@
 // The codes are shared with the scanner; the order of the rows is the order in which the supported tokens are
 // logged. Two ordered maps are built from the table once, so a lookup costs two map lookups and no
 // allocation.
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -66,6 +67,22 @@ constexpr TokenEntry kTokenTable[] = {
     {ScanToken::MarkedEntities, "", nullptr},
 };
 static_assert(sizeof kTokenTable / sizeof kTokenTable[0] == 30);
+
+// Every token that the table shows as computed has its bare function, and no other has one.
+constexpr bool fills_agree() {
+    std::size_t computed = 0;
+    for (const TokenEntry& entry : kTokenTable) {
+        const bool bare = std::any_of(std::begin(kFills), std::end(kFills),
+                                      [&](const auto& fill) { return fill.first == entry.token; });
+        if (bare != (entry.fill != nullptr)) {
+            return false;
+        }
+        computed += bare ? 1 : 0;
+    }
+    return computed == std::size(kFills);
+}
+static_assert(fills_agree());
+
 static_assert(sizeof(ScanToken) == 4 && offsetof(TokenEntry, name) == 4);
 
 struct Lookup {
