@@ -4,8 +4,10 @@
 // logged. Two ordered maps are built from the table once, so a lookup costs two map lookups and no
 // allocation.
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <string_view>
 #include <utility>
@@ -26,63 +28,52 @@ bool kept(TokenMap<ScanToken>& tokens, const KvMsgMailMessage& msg, std::string&
     return guarded("TokenFill", false, [&] { return fill(tokens, msg, value); });
 }
 
-constexpr std::pair<ScanToken, TokenFill> kFills[] = {
-    {ScanToken::Subject, fnSubject},         {ScanToken::Headers, fnHeaders},
-    {ScanToken::DateTime, fnDateTime},       {ScanToken::Action, fnActions},
-    {ScanToken::RuleAction, fnTActions},     {ScanToken::QuarantinePath, fnQAFilePath},
-    {ScanToken::DefaultCharset, fnDCharset}, {ScanToken::XMailId, fnXmailid},
-    {ScanToken::MailCharset, fnMCharset},
+// An entry of the table, and its function without that guard.
+struct Row {
+    TokenEntry entry;
+    TokenFill bare;
 };
 
-constexpr TokenEntry kTokenTable[] = {
-    {ScanToken::Sender, "%SENDER%", nullptr},
-    {ScanToken::Recipients, "%RCPTS%", nullptr},
-    {ScanToken::HeaderRecipients, "%HEADER_RCPTS%", nullptr},
-    {ScanToken::Subject, "%SUBJECT%", kept<fnSubject>},
-    {ScanToken::Headers, "%HEADERS%", kept<fnHeaders>},
-    {ScanToken::DateTime, "%DATE&TIME%", kept<fnDateTime>},
-    {ScanToken::OriginalMailId, "%ORIGINALMAILID%", nullptr},
-    {ScanToken::MailId, "%MAILID%", nullptr},
-    {ScanToken::Protocol, "%PROTOCOL%", nullptr},
-    {ScanToken::RuleName, "%RULENAME%", nullptr},
-    {ScanToken::RuleType, "%RULETYPE%", nullptr},
-    {ScanToken::Detected, "%DETECTED%", nullptr},
-    {ScanToken::Entity, "%ENTITY%", nullptr},
-    {ScanToken::FileName, "%FILENAME%", nullptr},
-    {ScanToken::FileType, "%FILETYPE%", nullptr},
-    {ScanToken::MessageSize, "%MSG_SIZE%", nullptr},
-    {ScanToken::AttachmentSize, "%ATTACH_SIZE%", nullptr},
-    {ScanToken::AttachmentCount, "%ATTACH_COUNT%", nullptr},
-    {ScanToken::Action, "%ACTION%", kept<fnActions>},
-    {ScanToken::RuleAction, "%TACTION%", kept<fnTActions>},
-    {ScanToken::VirusAction, "%VIRUSACTION%", nullptr},
-    {ScanToken::QuarantinePath, "%QUARANTINE_PATH%", kept<fnQAFilePath>},
-    {ScanToken::QuarantineArea, "%QUARANTINE_AREA%", nullptr},
-    {ScanToken::VirusName, "%VIRUSNAME%", nullptr},
-    {ScanToken::HostName, "%HOSTNAME%", nullptr},
-    {ScanToken::DefaultCharset, "%DEF_CHARSET%", kept<fnDCharset>},
-    {ScanToken::XMailId, "%XMAILID%", kept<fnXmailid>},
-    {ScanToken::MailCharset, "%MAILCHARSET%", kept<fnMCharset>},
-    {ScanToken::SuspiciousUrl, "%SUSPICIOUS_URL%", nullptr},
-    {ScanToken::MarkedEntities, "", nullptr},
+constexpr Row kRows[] = {
+    {{ScanToken::Sender, "%SENDER%", nullptr}, nullptr},
+    {{ScanToken::Recipients, "%RCPTS%", nullptr}, nullptr},
+    {{ScanToken::HeaderRecipients, "%HEADER_RCPTS%", nullptr}, nullptr},
+    {{ScanToken::Subject, "%SUBJECT%", kept<fnSubject>}, fnSubject},
+    {{ScanToken::Headers, "%HEADERS%", kept<fnHeaders>}, fnHeaders},
+    {{ScanToken::DateTime, "%DATE&TIME%", kept<fnDateTime>}, fnDateTime},
+    {{ScanToken::OriginalMailId, "%ORIGINALMAILID%", nullptr}, nullptr},
+    {{ScanToken::MailId, "%MAILID%", nullptr}, nullptr},
+    {{ScanToken::Protocol, "%PROTOCOL%", nullptr}, nullptr},
+    {{ScanToken::RuleName, "%RULENAME%", nullptr}, nullptr},
+    {{ScanToken::RuleType, "%RULETYPE%", nullptr}, nullptr},
+    {{ScanToken::Detected, "%DETECTED%", nullptr}, nullptr},
+    {{ScanToken::Entity, "%ENTITY%", nullptr}, nullptr},
+    {{ScanToken::FileName, "%FILENAME%", nullptr}, nullptr},
+    {{ScanToken::FileType, "%FILETYPE%", nullptr}, nullptr},
+    {{ScanToken::MessageSize, "%MSG_SIZE%", nullptr}, nullptr},
+    {{ScanToken::AttachmentSize, "%ATTACH_SIZE%", nullptr}, nullptr},
+    {{ScanToken::AttachmentCount, "%ATTACH_COUNT%", nullptr}, nullptr},
+    {{ScanToken::Action, "%ACTION%", kept<fnActions>}, fnActions},
+    {{ScanToken::RuleAction, "%TACTION%", kept<fnTActions>}, fnTActions},
+    {{ScanToken::VirusAction, "%VIRUSACTION%", nullptr}, nullptr},
+    {{ScanToken::QuarantinePath, "%QUARANTINE_PATH%", kept<fnQAFilePath>}, fnQAFilePath},
+    {{ScanToken::QuarantineArea, "%QUARANTINE_AREA%", nullptr}, nullptr},
+    {{ScanToken::VirusName, "%VIRUSNAME%", nullptr}, nullptr},
+    {{ScanToken::HostName, "%HOSTNAME%", nullptr}, nullptr},
+    {{ScanToken::DefaultCharset, "%DEF_CHARSET%", kept<fnDCharset>}, fnDCharset},
+    {{ScanToken::XMailId, "%XMAILID%", kept<fnXmailid>}, fnXmailid},
+    {{ScanToken::MailCharset, "%MAILCHARSET%", kept<fnMCharset>}, fnMCharset},
+    {{ScanToken::SuspiciousUrl, "%SUSPICIOUS_URL%", nullptr}, nullptr},
+    {{ScanToken::MarkedEntities, "", nullptr}, nullptr},
 };
-static_assert(sizeof kTokenTable / sizeof kTokenTable[0] == 30);
 
-// Every token that the table shows as computed has its bare function, and no other has one.
-constexpr bool fills_agree() {
-    std::size_t computed = 0;
-    for (const TokenEntry& entry : kTokenTable) {
-        const bool bare = std::any_of(std::begin(kFills), std::end(kFills),
-                                      [&](const auto& fill) { return fill.first == entry.token; });
-        if (bare != (entry.fill != nullptr)) {
-            return false;
-        }
-        computed += bare ? 1 : 0;
-    }
-    return computed == std::size(kFills);
-}
-static_assert(fills_agree());
-
+constexpr auto kTokenTable = [] {
+    std::array<TokenEntry, std::size(kRows)> table{};
+    std::transform(std::begin(kRows), std::end(kRows), table.begin(),
+                   [](const Row& row) { return row.entry; });
+    return table;
+}();
+static_assert(kTokenTable.size() == 30);
 static_assert(sizeof(ScanToken) == 4 && offsetof(TokenEntry, name) == 4);
 
 struct Lookup {
@@ -99,17 +90,15 @@ std::string build_tables(Lookup& tables) {
     Lookup built;
     std::string names;
     names.reserve(1024);
-    for (const TokenEntry* entry = ActionUtils::getTokenNames(); entry->name[0] != '\0'; ++entry) {
+    for (const Row* row = std::begin(kRows); row->entry.name[0] != '\0'; ++row) {
+        const TokenEntry* entry = &row->entry;
         built.codes.insert_or_assign(entry->name, entry->token);
-        built.fills.insert_or_assign(entry->token, nullptr);
+        built.fills.insert_or_assign(entry->token, row->bare);
         if (!names.empty()) {
             names.append(1, ',');
         }
         names.append(entry->name + 1);
         names.pop_back();
-    }
-    for (const auto& [code, fill] : kFills) {
-        built.fills.insert_or_assign(code, fill);
     }
     std::swap(tables, built);
     return names;
@@ -151,7 +140,7 @@ const char* tokenValue(TokenMap<ScanToken>& tokens, std::string_view name, const
     return stored != nullptr ? stored->c_str() : "";
 }
 
-const TokenEntry* ActionUtils::getTokenNames() { return kTokenTable; }
+const TokenEntry* ActionUtils::getTokenNames() { return kTokenTable.data(); }
 
 void ActionUtils::_build_token_string_table() {
     guarded("ActionUtils::_build_token_string_table", false, [] {
