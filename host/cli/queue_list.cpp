@@ -1,8 +1,11 @@
-// quzo queue list and show: looking only. Entries are printed as they are found, so a queue of any size is
-// listed in the memory of one of its directories.
+// quzo queue list and show: looking only. For programs, entries are printed as they are found, so a queue of
+// any size is listed in the memory of one of its directories; for people they are sorted first, which takes a
+// few hundred bytes for each.
 #include <algorithm>
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/cli/commands.h"
 #include "host/cli/exit_code.h"
@@ -65,6 +68,24 @@ int showOne(QueueSession& session, const std::string& id, bool json, Console& co
     return kExitOk;
 }
 
+struct TableLine {
+    std::int64_t stored;
+    std::string text;
+};
+
+// The oldest entry first.
+void printSorted(std::vector<TableLine>& lines, Console& console) {
+    if (lines.empty()) {
+        return;
+    }
+    std::stable_sort(lines.begin(), lines.end(),
+                     [](const TableLine& a, const TableLine& b) { return a.stored < b.stored; });
+    console.out.write(tableHead());
+    for (const TableLine& line : lines) {
+        console.out.write(line.text);
+    }
+}
+
 } // namespace
 
 int runQueueList(const QueueOptions& options, Console& console) {
@@ -72,18 +93,16 @@ int runQueueList(const QueueOptions& options, Console& console) {
     if (!session.start(options, false, console)) {
         return session.exitCode();
     }
-    bool first = true;
+    std::vector<TableLine> lines;
     const int error =
         session.admin().list(session.queue(), session.filter(), session.now(), [&](const ListedEntry& entry) {
             if (options.json) {
                 return console.out.write(entryJson(session.name(), entry, session.now()));
             }
-            if (first) {
-                console.out.write(tableHead());
-                first = false;
-            }
-            return console.out.write(tableLine(entry, session.now()));
+            lines.push_back({entry.entry.stored, tableLine(entry, session.now())});
+            return true;
         });
+    printSorted(lines, console);
     if (error != kErrorNone) {
         return console.err.say({kExitInputOutput, session.name(),
                                 std::string("not all of it could be listed (") + KVMSGERR::I2A(error) + ")",
