@@ -3,6 +3,7 @@
 // few hundred bytes for each.
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -73,7 +74,7 @@ struct TableLine {
     std::string text;
 };
 
-// The oldest entry first.
+// The oldest entry first, unreadable ones last.
 void printSorted(std::vector<TableLine>& lines, Console& console) {
     if (lines.empty()) {
         return;
@@ -99,7 +100,9 @@ int runQueueList(const QueueOptions& options, Console& console) {
             if (options.json) {
                 return console.out.write(entryJson(session.name(), entry, session.now()));
             }
-            lines.push_back({entry.entry.stored, tableLine(entry, session.now())});
+            const bool readable = entry.error == kErrorNone;
+            lines.push_back({readable ? entry.entry.stored : std::numeric_limits<std::int64_t>::max(),
+                             tableLine(entry, session.now())});
             return true;
         });
     printSorted(lines, console);
