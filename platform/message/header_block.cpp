@@ -183,11 +183,12 @@ std::size_t HeaderBlock::appendOffset() const {
     return kept == 0 || block[kept - 1] == '\n' ? header.begin + kept : header.end;
 }
 
-// A field at the end of a block whose last line is unfinished needs that line finished.
+// A field at the end of a block whose last line is unfinished needs that line finished. In front of an empty
+// block that is the line that a mailbox put there.
 void HeaderBlock::collectTail(SpliceList& splices) const {
     const HeaderSpan& header = span();
     const bool grows = !order_.empty() && order_.back()->added() && order_.back()->offset() == header.end;
-    if (!grows || header.end == header.begin || text()[header.end - 1] == '\n') {
+    if (!grows || header.end == 0 || text()[header.end - 1] == '\n') {
         return;
     }
     const bool lineIsField = !received_.empty() && header.fields.back().end == header.end;

@@ -64,6 +64,7 @@ const EditCase kEdits[] = {
     {"MboxLineStaysFirst", "From me\nA: 1\n\nbody",
      [](auto& root) { return root.addHeaderField(0, "X", "y", nullptr) != nullptr; },
      "From me\nX: y\nA: 1\n\nbody"},
+    {"UnfinishedMboxLine", "From me", [](auto& root) { return set(root, "X", "y"); }, "From me\r\nX: y\r\n"},
     {"ReplacedInPlaceAndFurtherOnesRemoved", "X: 1\r\nA: 1\r\nx: 2\r\nX : 3\r\nB: 2\r\n\r\n",
      [](auto& root) { return set(root, "x", "new"); }, "X: new\r\nA: 1\r\nB: 2\r\n\r\n"},
     {"SpellingAndSeparatorStay", "sUBJECT  :\t old\r\n\r\n",
