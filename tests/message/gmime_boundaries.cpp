@@ -23,6 +23,7 @@ struct GmimeReading {
     std::size_t fields = 0;
     bool multipart = false;
     bool message = false;
+    bool readable = false;
     std::string boundary;
 };
 
@@ -43,6 +44,7 @@ GmimeReading gmimeReading(std::string_view text, const HeaderSpan& header) {
         reading.message = is("message", "rfc822") || is("message", "rfc2822") || is("message", "global") ||
                           is("message", "news");
         reading.boundary = boundary == nullptr ? "" : boundary;
+        reading.readable = readContentType(value).valid();
         ++reading.fields;
     }
     return reading;
@@ -59,6 +61,12 @@ std::optional<Difference> GmimePrediction::readsOtherwise(std::size_t i) const {
     const EntitySpan& span = entity(i);
     const GmimeReading gmime = gmimeReading(text_, span.header);
     const ContentType ours = governingContentType(text_, span.header);
+    // What cannot be read counts as none, and in a digest that makes a message.
+    const bool inDigest = span.parent != EntitySpan::kNone &&
+                          governingContentType(text_, entity(span.parent).header).is("multipart", "digest");
+    if (inDigest && gmime.fields > 1 && ours.valid() != gmime.readable) {
+        return Difference::twoContentTypes;
+    }
     std::string storage;
     std::string_view boundary = span.boundary;
     if (ours.is("multipart") && span.type != kEntityMultipart) {

@@ -207,6 +207,12 @@ const std::vector<StructureSample>& structureSamples() {
         {"a leaf behind a multipart type",
          "Content-Type: multipart/mixed; boundary=aa\nContent-Type: text/plain\n\n--aa\n\nx\n--aa--\n",
          "multipart [Content-Type, Content-Type] boundary=aa preamble=\"\" epilogue=\"\"\n  leaf [] \"x\"\n"},
+        {"a type that is none behind another, in a digest",
+         "Content-Type: multipart/digest; boundary=aa\n\n--aa\nContent-Type: a/b\nContent-Type: "
+         "nonsense\n\nx\n"
+         "--aa--\n",
+         "multipart [Content-Type] boundary=aa preamble=\"\" epilogue=\"\"\n"
+         "  leaf [Content-Type, Content-Type] \"x\"\n"},
         {"a boundary that is written badly",
          "Content-Type: multipart/mixed charset=x; =; boundary=\"aa; y=z\n\n--aa\n\nx\n--aa--\n",
          "multipart [Content-Type] boundary=aa preamble=\"\" epilogue=\"\"\n  leaf [] \"x\"\n"},
