@@ -8,7 +8,7 @@
 
 namespace quzo::host {
 
-// The lines of a text, each behind `indent` and made safe by escapeForLog().
+// The lines of a text, each behind `indent` and made safe by visibleText().
 std::string shownLines(std::string_view text, std::string_view indent);
 
 // Rows of cells, aligned by the columns that they take on a screen.
@@ -19,7 +19,7 @@ public:
     // As many cells as the head has.
     void add(std::vector<std::string> cells);
 
-    // Each cell made safe by escapeForLog(); the last one of a row has no blanks behind it.
+    // Each cell made safe by visibleText(); the last one of a row has no blanks behind it.
     std::string text() const;
 
 private:

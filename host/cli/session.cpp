@@ -8,7 +8,6 @@
 #include "host/policy/policy_objects.h"
 #include "platform/config/resources.h"
 #include "platform/log/file_log.h"
-#include "platform/store/object_store.h"
 #include "quzo/core/init_action_lib.h"
 
 namespace quzo::host {
@@ -82,23 +81,22 @@ bool Session::readObjects(const std::string& iniFile, ErrorOutput& err) {
         return fault(objects.fault());
     }
     objects_ = std::move(*objects);
+    store_ = std::move(*store);
     return true;
 }
 
 void Session::recordReferences(ErrorOutput& err) {
-    const platform::PlatformSettings platform = settings_.platform();
-    if (platform.store.empty() || policy_ == nullptr) {
+    if (!store_ || policy_ == nullptr) {
         return;
     }
-    auto store = platform::ObjectStore::open({platform.store, {}});
-    const auto done = store ? store->setReferences(platform.tenant, objectReferences(*policy_))
-                            : platform::StoreResult<bool>(store.fault());
+    const auto done = store_->setReferences(settings_.platform().tenant, objectReferences(*policy_));
     if (!done) {
         err.say({0,
                  "store",
                  "warning: the policy's references to objects are not recorded (" + done.fault().text + ")",
                  {}});
     }
+    store_.reset();
 }
 
 // Refuses a policy whose messages would have nowhere to go.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "host/cli/error_output.h"
@@ -10,6 +11,7 @@
 #include "host/scan/scanner.h"
 #include "platform/config/quzo_settings.h"
 #include "platform/queue/queues.h"
+#include "platform/store/object_store.h"
 #include "platform/store/stored_named_objects.h"
 #include "quzo/core/log.h"
 
@@ -26,7 +28,7 @@ public:
     bool start(const std::string& iniFile, const std::string& policyFile, ErrorOutput& err);
 
     // Tells the store which objects the policy refers to, so that nobody removes them. A fault is a warning:
-    // the messages can be worked on all the same.
+    // the messages can be worked on all the same. Closes the store.
     void recordReferences(ErrorOutput& err);
 
     // Null without a policy file.
@@ -54,6 +56,7 @@ private:
 
     platform::IniSettings settings_;
     std::unique_ptr<LogMsg> log_;
+    std::optional<platform::ObjectStore> store_; // none without a store
     std::unique_ptr<platform::StoredNamedObjects> objects_;
     std::unique_ptr<platform::Queues> queues_;
     std::shared_ptr<const Policy> policy_;
