@@ -5,8 +5,10 @@
 // belongs to the boundary, which is why a message without one at its end keeps that too.
 #include "platform/queue/attached_message.h"
 
+#include <gmime/gmime.h>
+
 #include <algorithm>
-#include <ctime>
+#include <memory>
 
 #include "platform/charset/encoded_words.h"
 #include "platform/charset/utf8.h"
@@ -57,18 +59,13 @@ std::string boundaryFor(std::string_view message) {
 }
 
 std::string dateText(std::int64_t date) {
-    static constexpr const char* kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-    static constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                              "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    const auto seconds = static_cast<std::time_t>(date);
-    std::tm time{};
-    if (::gmtime_r(&seconds, &time) == nullptr) {
+    const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> time(g_date_time_new_from_unix_utc(date),
+                                                                        &g_date_time_unref);
+    if (!time) {
         return "Thu, 01 Jan 1970 00:00:00 +0000";
     }
-    char rest[32] = "";
-    std::strftime(rest, sizeof rest, "%Y %H:%M:%S +0000", &time);
-    const std::string day = (time.tm_mday < 10 ? "0" : "") + std::to_string(time.tm_mday);
-    return std::string(kDays[time.tm_wday]) + ", " + day + " " + kMonths[time.tm_mon] + " " + rest;
+    const std::unique_ptr<char, decltype(&g_free)> text(g_mime_utils_header_format_date(time.get()), &g_free);
+    return text.get();
 }
 
 std::string subjectField(std::string_view subject, std::string_view lineEnd) {
