@@ -16,6 +16,7 @@
 #include "platform/charset/converter.h"
 #include "platform/charset/encoded_words.h"
 #include "sample_texts.h"
+#include "tests/places.h"
 
 namespace {
 
@@ -67,7 +68,8 @@ protected:
     // What Python says to the batch.
     std::string ask(const std::string& lines) {
         std::ofstream(batch_) << lines;
-        return run("python3 '" QUZO_SOURCE_DIR "/tests/charset/read_back.py' '" + batch_.string() + "' 2>&1");
+        return run("python3 '" + std::string(quzo::tests::sourceDir()) + "/tests/charset/read_back.py' '" +
+                   batch_.string() + "' 2>&1");
     }
 
     static std::string utf8(const std::string& bytes, const std::string& charset) {
@@ -114,9 +116,9 @@ TEST_F(Python, ReadsNarrowCharsets) {
 }
 
 TEST_F(Python, ReadsRealSubjectsAlike) {
-    const fs::path mail = fs::path(QUZO_CORPUS) / "mail";
+    const fs::path mail = fs::path(quzo::tests::corpusDir()) / "mail";
     if (!fs::is_directory(mail)) {
-        GTEST_SKIP() << "no corpus at " << QUZO_CORPUS;
+        GTEST_SKIP() << "no corpus at " << quzo::tests::corpusDir();
     }
     std::vector<std::string> values;
     std::string lines;

@@ -1,5 +1,6 @@
 // The program is run as users run it: a process with arguments, descriptors and limits.
 #include "tests/cli/program.h"
+#include "tests/places.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -78,7 +79,7 @@ ProgramRun TemporaryDirectory::quzo(const std::vector<std::string>& arguments,
     const std::string in = streams.write("in", surroundings.input);
     const std::string out = streams.path("out");
     const std::string err = streams.path("err");
-    std::vector<std::string> words = {QUZO_BINARY_DIR "/bin/quzo"};
+    std::vector<std::string> words = {quzo::tests::binaryDir() + std::string("/bin/quzo")};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
     argv.reserve(words.size() + 1);

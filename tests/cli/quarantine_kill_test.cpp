@@ -17,6 +17,7 @@
 
 #include "platform/queue/leaving_message.h"
 #include "tests/cli/installation.h"
+#include "tests/places.h"
 
 namespace quzo::test {
 namespace {
@@ -55,7 +56,7 @@ protected:
     // reported as consumed by then. Whether it came to its end.
     bool run(std::chrono::microseconds limit) {
         const std::string out = installation_.dir().path("out.json");
-        const std::string program = QUZO_BINARY_DIR "/bin/quzo";
+        const std::string program = quzo::tests::binaryDir() + std::string("/bin/quzo");
         const pid_t child = ::fork();
         if (child == 0) {
             const int file = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);

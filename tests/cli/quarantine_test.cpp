@@ -9,6 +9,7 @@
 #include <string>
 
 #include "tests/cli/installation.h"
+#include "tests/places.h"
 
 namespace quzo::test {
 namespace {
@@ -252,7 +253,7 @@ TEST_F(Quarantine, HostileNamesTouchNothingElse) {
 }
 
 TEST_F(Quarantine, RealMailComesBackAsItWas) {
-    const fs::path corpus = fs::path(QUZO_CORPUS) / "mail";
+    const fs::path corpus = fs::path(quzo::tests::corpusDir()) / "mail";
     if (!fs::is_directory(corpus)) {
         GTEST_SKIP() << "there are no real messages in " << corpus;
     }

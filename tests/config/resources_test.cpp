@@ -13,6 +13,7 @@
 #include "platform/charset/utf8.h"
 #include "quzo/core/action.h"
 #include "quzo/core/settings_source.h"
+#include "tests/places.h"
 
 namespace {
 
@@ -24,14 +25,15 @@ using quzo::platform::Resources;
 class Texts : public testing::Test {
 protected:
     void SetUp() override {
-        quzo::platform::setResourceDirectory(QUZO_SOURCE_DIR "/platform/config/locale");
+        quzo::platform::setResourceDirectory(quzo::tests::sourceDir() +
+                                             std::string("/platform/config/locale"));
         quzo::platform::setResourceLocale("");
     }
     void TearDown() override { SetUp(); }
 };
 
 TEST_F(Texts, EveryLanguageHasEveryText) {
-    const Resources all(QUZO_SOURCE_DIR "/platform/config/locale");
+    const Resources all(quzo::tests::sourceDir() + std::string("/platform/config/locale"));
     EXPECT_THAT(all.problems(), testing::IsEmpty());
     for (const char* id : {"IDG_QUZO_UTIL", "IDG_VIRUS_FILTER", quzo::platform::kActionNameBundle}) {
         const auto* english = all.bundle(id, "en");

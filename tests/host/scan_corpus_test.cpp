@@ -9,12 +9,13 @@
 
 #include "host/scan/envelope.h"
 #include "tests/host/scan_support.h"
+#include "tests/places.h"
 
 namespace quzo::host {
 namespace {
 
 TEST(ScanCorpus, LooksAtEverythingAndLeavesEveryByte) {
-    const std::filesystem::path folder = std::filesystem::path(QUZO_CORPUS) / "mail";
+    const std::filesystem::path folder = std::filesystem::path(quzo::tests::corpusDir()) / "mail";
     if (!std::filesystem::is_directory(folder)) {
         GTEST_SKIP() << "no messages in " << folder;
     }

@@ -15,6 +15,7 @@
 
 #include "tests/message/gmime_compare.h"
 #include "tests/message/structure_samples.h"
+#include "tests/places.h"
 
 namespace quzo::platform::test {
 
@@ -128,7 +129,8 @@ private:
 std::vector<std::filesystem::path> corpus() {
     std::vector<std::filesystem::path> files;
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(QUZO_CORPUS "/mail", error)) {
+    for (const auto& entry :
+         std::filesystem::directory_iterator(quzo::tests::corpusDir() + std::string("/mail"), error)) {
         files.push_back(entry.path());
     }
     std::sort(files.begin(), files.end());
@@ -220,7 +222,7 @@ TEST_F(GmimeDifferential, LinesInAnyOrder) {
 TEST_F(GmimeDifferential, RealMessages) {
     const std::vector<std::filesystem::path> files = corpus();
     if (files.empty()) {
-        GTEST_SKIP() << "no messages in " << QUZO_CORPUS;
+        GTEST_SKIP() << "no messages in " << quzo::tests::corpusDir();
     }
     Tally tally;
     for (const std::filesystem::path& file : files) {
@@ -233,7 +235,7 @@ TEST_F(GmimeDifferential, RealMessages) {
 TEST_F(GmimeDifferential, DamagedMessages) {
     const std::vector<std::filesystem::path> files = corpus();
     if (files.empty()) {
-        GTEST_SKIP() << "no messages in " << QUZO_CORPUS;
+        GTEST_SKIP() << "no messages in " << quzo::tests::corpusDir();
     }
     Tally tally;
     Damage damage(20240229);

@@ -12,6 +12,7 @@
 
 #include "platform/message/mail_message.h"
 #include "quzo/core/msgu.h"
+#include "tests/places.h"
 
 namespace quzo::platform::test {
 
@@ -30,7 +31,7 @@ inline std::string written(const MailMessage& message) {
 
 // The messages of the corpus, in a fixed order; empty where there is none.
 inline std::vector<std::string> corpusMessages() {
-    const std::filesystem::path dir = std::filesystem::path(QUZO_CORPUS) / "mail";
+    const std::filesystem::path dir = std::filesystem::path(quzo::tests::corpusDir()) / "mail";
     std::vector<std::filesystem::path> paths;
     if (std::filesystem::is_directory(dir)) {
         for (const auto& entry : std::filesystem::directory_iterator(dir)) {

@@ -4,6 +4,7 @@
 
 #include "messages.h"
 #include "platform/message/structure.h"
+#include "tests/places.h"
 
 namespace quzo::platform::test {
 namespace {
@@ -13,7 +14,7 @@ protected:
     void SetUp() override {
         messages_ = corpusMessages();
         if (messages_.empty()) {
-            GTEST_SKIP() << "no corpus in " << QUZO_CORPUS;
+            GTEST_SKIP() << "no corpus in " << quzo::tests::corpusDir();
         }
     }
 
