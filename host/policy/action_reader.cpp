@@ -41,7 +41,7 @@ const PolicyActionType* readType(const TableAt& at, FaultList& faults) {
 }
 
 OnFailure readOnFailure(const TableAt& at, const PolicyActionType& type, FaultList& faults) {
-    const OnFailure standard = type.canConsume ? OnFailure::Defer : OnFailure::Continue;
+    const OnFailure standard = type.failureDefers() ? OnFailure::Defer : OnFailure::Continue;
     const std::optional<std::string> text = readText(at, "on_failure", faults);
     if (!text) {
         return standard;

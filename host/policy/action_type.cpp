@@ -1,17 +1,12 @@
-// The table of action types, by code. A type is taken into the build by naming its scanner-side class here.
+// The table of action types, by code. Which of them this build carries out is the library's to say.
 #include "host/policy/action_type.h"
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 #include "host/policy/action_settings.h"
-#include "quzo/actions/act_archive.h"
-#include "quzo/actions/act_delete.h"
-#include "quzo/actions/act_insert_xheader_tag.h"
-#include "quzo/actions/act_markers.h"
-#include "quzo/actions/act_quarantine.h"
-#include "quzo/actions/act_readdress.h"
-#include "quzo/actions/act_tag_subject.h"
+#include "quzo/core/create_action.h"
 #include "quzo/settings/ui_fieldless.h"
 
 namespace quzo::host {
@@ -29,34 +24,30 @@ constexpr FieldType kXHeaderFields[] = {{"name", Kind::Text, true}, {"value", Ki
 constexpr FieldType kHandoffFields[] = {{"host", Kind::Text, true}, {"port", Kind::Number, true}};
 constexpr FieldType kPostponeFields[] = {{"at", Kind::Text, true}};
 
-template <typename Action>
-std::unique_ptr<QuzoAction> make() {
-    return std::make_unique<Action>();
-}
-
 // What a type does to the message, for the columns of the table.
 enum Trait : unsigned {
     kPlain = 0,
     kConsumes = 1U << 0U,
     kChanges = 1U << 1U,
     kStores = 1U << 2U,
-    kMark = 1U << 3U,
-    kNoSetting = 1U << 4U,
+    kMustKeep = 1U << 3U,
+    kMark = 1U << 4U,
+    kNoSetting = 1U << 5U,
 };
 
 template <bool (*encode)(const Fields&, std::string&, FieldFault&),
           std::optional<Fields> (*decode)(std::string_view)>
-constexpr PolicyActionType row(const char* name, Type type, unsigned traits,
-                               std::span<const FieldType> fields, std::unique_ptr<QuzoAction> (*maker)()) {
+PolicyActionType row(const char* name, Type type, unsigned traits, std::span<const FieldType> fields) {
     return {name,
             type,
             fields,
             (traits & kConsumes) != 0,
             (traits & kChanges) != 0,
             (traits & kStores) != 0,
+            (traits & kMustKeep) != 0,
             (traits & kMark) != 0,
             (traits & kNoSetting) != 0,
-            maker,
+            hasAction(type) ? createAction : nullptr,
             encode,
             decode};
 }
@@ -66,36 +57,32 @@ namespace s = settings;
 constexpr std::span<const FieldType> kNoFields;
 
 const PolicyActionType kTypes[] = {
-    row<s::encodeIds, s::decodeIds>("archive", Type::Archive, kStores, kObjectFields, make<ActArchive>),
-    row<s::encodeFixed<uiDelete>, s::decodeFixed<uiDelete>>("delete", Type::Delete, kConsumes, kNoFields,
-                                                            make<ActDelete>),
+    row<s::encodeIds, s::decodeIds>("archive", Type::Archive, kStores | kMustKeep, kObjectFields),
+    row<s::encodeFixed<uiDelete>, s::decodeFixed<uiDelete>>("delete", Type::Delete, kConsumes, kNoFields),
     row<s::encodeIds, s::decodeIds>("quarantine", Type::Quarantine, kConsumes | kChanges | kStores,
-                                    kObjectFields, make<ActQuarantine>),
-    row<s::encodeRecipients, s::decodeRecipients>(
-        "readdress", Type::Readdress, kConsumes | kChanges | kStores, kRecipientFields, make<ActReaddress>),
+                                    kObjectFields),
+    row<s::encodeRecipients, s::decodeRecipients>("readdress", Type::Readdress,
+                                                  kConsumes | kChanges | kStores, kRecipientFields),
     row<s::encodeDeleteAttachment, s::decodeDeleteAttachment>("delete-attachment", Type::DeleteAttachment,
-                                                              kChanges, kDeleteAttachmentFields, nullptr),
+                                                              kConsumes | kChanges, kDeleteAttachmentFields),
     row<s::encodeFixed<uiVirusClean>, s::decodeFixed<uiVirusClean>>("virus-clean", Type::VirusClean, kMark,
-                                                                    kNoFields, make<ActVirusClean>),
+                                                                    kNoFields),
     row<s::encodeTagSubject, s::decodeTagSubject>("tag-subject", Type::TagSubject, kChanges,
-                                                  kTagSubjectFields, make<ActTagSubject>),
-    row<s::encodeIds, s::decodeIds>("stamp", Type::Stamp, kChanges, kObjectFields, nullptr),
-    row<s::encodeRecipients, s::decodeRecipients>("bcc", Type::Bcc, kChanges, kRecipientFields, make<ActBcc>),
-    row<s::encodeIds, s::decodeIds>("notify", Type::Notify, kChanges, kObjectFields, nullptr),
-    row<s::encodeHandoff, s::decodeHandoff>("handoff", Type::Handoff, kConsumes | kStores, kHandoffFields,
-                                            nullptr),
+                                                  kTagSubjectFields),
+    row<s::encodeIds, s::decodeIds>("stamp", Type::Stamp, kChanges, kObjectFields),
+    row<s::encodeRecipients, s::decodeRecipients>("bcc", Type::Bcc, kChanges, kRecipientFields),
+    row<s::encodeIds, s::decodeIds>("notify", Type::Notify, kChanges, kObjectFields),
+    row<s::encodeHandoff, s::decodeHandoff>("handoff", Type::Handoff, kConsumes | kStores, kHandoffFields),
     row<s::encodePostpone, s::decodePostpone>("postpone", Type::Postpone, kConsumes | kStores,
-                                              kPostponeFields, nullptr),
+                                              kPostponeFields),
     row<s::encodeFixed<uiFerrowick>, s::decodeFixed<uiFerrowick>>("feedback", Type::Ferrowick, kStores,
-                                                                  kNoFields, nullptr),
-    row<s::encodeXHeader, s::decodeXHeader>("x-header", Type::InsertXHeaderTag, kChanges, kXHeaderFields,
-                                            make<ActInsertXHeaderTag>),
-    row<s::encodeNone, s::decodeNone>("decrypt", Type::IBEDecrypt, kMark | kNoSetting, kNoFields,
-                                      make<ActIBEDecrypt>),
+                                                                  kNoFields),
+    row<s::encodeXHeader, s::decodeXHeader>("x-header", Type::InsertXHeaderTag, kChanges, kXHeaderFields),
+    row<s::encodeNone, s::decodeNone>("decrypt", Type::IBEDecrypt, kMark | kNoSetting, kNoFields),
     row<s::encodeFixed<uiIBEEncrypt>, s::decodeFixed<uiIBEEncrypt>>("encrypt", Type::IBEEncrypt, kMark,
-                                                                    kNoFields, make<ActIBEEncrypt>),
+                                                                    kNoFields),
     row<s::encodeFixed<uiIBEEncrypt>, s::decodeFixed<uiIBEEncrypt>>("re-encrypt", Type::IBEReEncrypt, kMark,
-                                                                    kNoFields, make<ActIBEReEncrypt>),
+                                                                    kNoFields),
 };
 
 } // namespace
@@ -137,7 +124,10 @@ std::unique_ptr<QuzoAction> makeAction(const PolicyActionType& type, const std::
     if (!type.inThisBuild() || setting.size() > std::numeric_limits<int>::max()) {
         return nullptr;
     }
-    std::unique_ptr<QuzoAction> action = type.make();
+    std::unique_ptr<QuzoAction> action = type.make(type.type);
+    if (action == nullptr) {
+        throw std::bad_alloc();
+    }
     if (!type.hasNoSetting && !action->construct(setting.data(), static_cast<unsigned>(setting.size()))) {
         return nullptr;
     }

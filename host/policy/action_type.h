@@ -50,11 +50,13 @@ struct PolicyActionType {
     bool canConsume;   // can take the message out of delivery
     bool mayChange;    // can change the message or its envelope
     bool stores;       // puts a copy of the message somewhere
+    bool mustKeep;     // that copy is what somebody counts on: without it the message must not go on
     bool isMark;       // does nothing itself: a later stage reads the mark
     bool hasNoSetting; // must be given no setting text at all
 
-    // The scanner-side action, without settings; null when this build does not have the type.
-    std::unique_ptr<QuzoAction> (*make)();
+    // The scanner-side action, without settings; null when memory runs out. No function: this build does not
+    // have the type.
+    std::unique_ptr<QuzoAction> (*make)(QuzoAction::ActionType type);
 
     // The setting text of the fields, made with the administration-side object; `setting` is replaced.
     // False with a fault. Kinds have been checked against `fields`.
@@ -64,6 +66,9 @@ struct PolicyActionType {
     std::optional<Fields> (*decode)(std::string_view setting);
 
     bool inThisBuild() const { return make != nullptr; }
+
+    // Whether a message is tried again when such an action fails and the policy does not say what to do.
+    bool failureDefers() const { return canConsume || mustKeep; }
 };
 
 // Every known type, also those that this build does not have, by code.
@@ -76,6 +81,7 @@ const PolicyActionType* findActionType(std::string_view name);
 std::optional<platform::QueueKind> queueOf(const PolicyActionType& type);
 
 // A new action of the type with its settings; null when this build does not have it or it refuses them.
+// Throws std::bad_alloc.
 std::unique_ptr<QuzoAction> makeAction(const PolicyActionType& type, const std::string& setting);
 
 } // namespace quzo::host

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "library_stage.h"
+#include "quzo/core/create_action.h"
 #include "quzo/core/init_action_lib.h"
 #include "quzo/settings/action_n.h"
 #include "quzo/settings/name_object_access.h"
@@ -73,6 +74,9 @@ void addTokens(std::vector<LibraryRow>& rows) {
 }
 
 void addStart(std::vector<LibraryRow>& rows) {
+    rows.push_back(
+        {"CreateAction", [](LibraryStage&) {},
+         [](LibraryStage&) { return createAction(QuzoAction::ActionType::TagSubject) != nullptr; }});
     LibraryRow start{"InitActionLib",
                      [](LibraryStage& stage) {
                          prepareTokens(stage);

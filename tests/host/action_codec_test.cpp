@@ -113,10 +113,23 @@ TEST(ActionTypes, AreThoseOfTheInterface) {
     for (const PolicyActionType& type : policyActionTypes()) {
         codes.push_back(static_cast<unsigned>(type.type));
         if (type.inThisBuild()) {
-            EXPECT_EQ(type.make()->getType(), type.type) << type.name;
+            EXPECT_EQ(type.make(type.type)->getType(), type.type) << type.name;
         }
     }
     EXPECT_THAT(codes, testing::ElementsAre(0, 1, 2, 3, 4, 5, 7, 8, 9, 10, 11, 12, 16, 18, 20, 21, 22));
+}
+
+// Whoever can take the message away, or must have kept a copy of it, has a message tried again when he fails.
+TEST(ActionTypes, FailuresDeferWhereAMessageOrACopyIsAtStake) {
+    std::vector<std::string> defer;
+    for (const PolicyActionType& type : policyActionTypes()) {
+        if (type.failureDefers()) {
+            defer.emplace_back(type.name);
+        }
+        EXPECT_TRUE(type.failureDefers() || !type.canConsume) << type.name;
+    }
+    EXPECT_THAT(defer, testing::ElementsAre("archive", "delete", "quarantine", "readdress",
+                                            "delete-attachment", "handoff", "postpone"));
 }
 
 TEST(Sizes, AreReadWithTheirUnits) {
