@@ -11,9 +11,17 @@
 
 namespace quzo::host {
 
+// Whether fields can be taken off and written: the message has a header that can be read, within its limits.
+bool canBeChanged(platform::MailMessage& msg);
+
+// Whether the message was received with the policy's mark field. Of a header that cannot be read every line
+// counts that looks like it.
+bool bearsMarkField(platform::MailMessage& msg, const Policy& policy, const ReceivedHeader& received);
+
 // Takes the reprocessing fields, and the policy's mark field, off the message's own header. Only fields that
-// the message was received with are looked for.
-void removeOutsideMarks(platform::MailMessage& msg, const Policy& policy, const ReceivedHeader& received);
+// the message was received with are looked for. False when the mark field may still be there: the header
+// cannot be changed, or memory ran out.
+bool removeOutsideMarks(platform::MailMessage& msg, const Policy& policy, const ReceivedHeader& received);
 
 // Takes the reprocessing fields off, whoever wrote them: for a message that leaves.
 void removeReprocessMarks(platform::MailMessage& msg);

@@ -38,12 +38,11 @@ ScanRun::ScanRun(const Policy& policy, const ScannerOptions& options, platform::
       facts_(msg, policy, options.limits, tokens_) {}
 
 void ScanRun::run() {
-    if (!withinLimits()) {
-        return;
-    }
-    while (const std::optional<Matched> matched = nextMatch()) {
-        if (!runRule(*matched)) {
-            break;
+    if (withinLimits()) {
+        while (const std::optional<Matched> matched = nextMatch()) {
+            if (!runRule(*matched)) {
+                break;
+            }
         }
     }
     if (!ended_) {
@@ -51,10 +50,10 @@ void ScanRun::run() {
     }
 }
 
+// False when no rule can be tried. The message may go on all the same.
 bool ScanRun::withinLimits() {
     if (!job_.beyondLimit.empty()) {
         beyondLimits(kErrorLimit, job_.beyondLimit);
-        ended_ = true;
         return false;
     }
     int error = msg_.error();
@@ -64,7 +63,6 @@ bool ScanRun::withinLimits() {
     }
     if (error != kErrorNone) {
         beyondLimits(error, KVMSGERR::I2A(error));
-        ended_ = true;
     }
     return error == kErrorNone;
 }
@@ -162,8 +160,12 @@ bool ScanRun::runRule(const Matched& matched) {
     std::vector<std::unique_ptr<QuzoAction>> actions;
     for (const RuleAction& action : rule.actions) {
         actions.push_back(makeAction(*action.type, action.setting));
-        if (actions.back() != nullptr) {
-            actions.back()->fillInTokenMap(job_.tokens, objects);
+    }
+    // From the last to the first: of several that give a token a value, the first is the one to be carried
+    // out.
+    for (auto action = actions.rbegin(); action != actions.rend(); ++action) {
+        if (*action != nullptr) {
+            (*action)->fillInTokenMap(job_.tokens, objects);
         }
     }
     for (std::size_t i = 0; i < actions.size(); ++i) {
@@ -191,6 +193,9 @@ bool ScanRun::runAction(const Rule& rule, const RuleAction& action, QuzoAction* 
         job_.namedObjects != nullptr ? *job_.namedObjects : kNoNamedObjects;
     const KvMsgMailMessage* original = object->requiresOriginalMsg() ? originalMsg() : nullptr;
     bool taken = false;
+    // Its own values must stand while it works, also after another one that failed: they are what is
+    // recorded.
+    object->fillInTokenMap(job_.tokens, objects);
     done.ok = object->takeAction(&msg_, original, taken, job_.tokens, job_.adapter, objects);
     if (!done.ok) {
         // Also when the flag was set: the message is still ours.
@@ -220,10 +225,8 @@ bool ScanRun::afterFailure(const Rule& rule, const RuleAction& action) {
 
 // What is stored leaves this pass: it carries our marks and nobody else's.
 bool ScanRun::prepareForStoring() {
-    if (!job_.trustMarks) {
-        removeOutsideMarks(msg_, policy_, facts_.receivedHeader());
-    }
-    return writeMarks(msg_, policy_, result_.marks);
+    return (job_.trustMarks || removeOutsideMarks(msg_, policy_, facts_.receivedHeader())) &&
+           writeMarks(msg_, policy_, result_.marks);
 }
 
 const KvMsgMailMessage* ScanRun::originalMsg() {
@@ -251,19 +254,31 @@ void ScanRun::finish() {
             addMark(mark.c_str());
         }
     }
-    // A later stage that cannot see its mark would leave undone what the policy asks for.
-    const bool marked = !result_.marks.empty() && !policy_.defaults.markHeader.empty();
-    if ((msg_.changed() || marked) && !job_.trustMarks) {
-        removeOutsideMarks(msg_, policy_, facts_.receivedHeader());
+    if (!job_.trustMarks && !clearOutsideMarks()) {
+        stopWith(canBeChanged(msg_) ? Outcome::Deferred : Outcome::Failed, kErrorMalformedEntity,
+                 "it has a field " + policy_.defaults.markHeader + " that cannot be taken off");
+        return;
     }
     if (msg_.changed()) {
         removeReprocessMarks(msg_); // a failed action may have left one
     }
+    // A later stage that cannot see its mark would leave undone what the policy asks for.
     if (!writeMarks(msg_, policy_, result_.marks)) {
         stopWith(Outcome::Deferred, kErrorInternal, "the marks cannot be written into the message");
         return;
     }
     result_.outcome = msg_.changed() || envelopeChanged() ? Outcome::Modified : Outcome::Unchanged;
+}
+
+// Takes forged fields off a message that goes on. The mark field goes in any case, since the next hop
+// believes it; the reprocessing fields, which count for nothing outside, only from what is written anew
+// anyway.
+bool ScanRun::clearOutsideMarks() {
+    const bool marking = !policy_.defaults.markHeader.empty();
+    const bool touched =
+        msg_.changed() ||
+        (marking && (!result_.marks.empty() || bearsMarkField(msg_, policy_, facts_.receivedHeader())));
+    return !touched || removeOutsideMarks(msg_, policy_, facts_.receivedHeader());
 }
 
 bool ScanRun::envelopeChanged() const {

@@ -43,6 +43,7 @@ private:
     bool prepareForStoring();
     const KvMsgMailMessage* originalMsg();
     void addMark(const char* name);
+    bool clearOutsideMarks();
     void finish();
     bool envelopeChanged() const;
     void stopWith(Outcome outcome, int code, std::string text);

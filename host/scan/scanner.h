@@ -42,8 +42,8 @@ struct ScanJob {
     // Rules that are not tried, because they ran in a former pass.
     std::vector<std::uint32_t> skipRules{};
 
-    // Whether the reprocessing fields of the message are our own. Forged ones are taken off a message that
-    // a rule changes or stores.
+    // Whether the reprocessing fields and the mark field of the message are our own. A forged mark field is
+    // taken off every message; forged reprocessing fields off one that is changed or stored.
     bool trustMarks = false;
 
     // Which limit the envelope is beyond (Envelope::beyondLimit); empty: none. The message is then treated as

@@ -136,6 +136,34 @@ TEST_F(Quarantine, ReaddressAndBlindCopiesChangeTheEnvelopeOnly) {
     EXPECT_EQ(installation_.entries("outgoing").begin()->second, kMail);
 }
 
+TEST_F(Quarantine, TheFirstOfTwoAreasIsTheOneThatIsRecorded) {
+    installation_.rule(R"({ type = "tag-subject", tag = "[%QUARANTINE_AREA%] " },
+        { type = "quarantine", object = "held" }, { type = "quarantine", object = "for ever" })");
+    const ProgramRun run = installation_.apply({"--json", "m.eml"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.err, HasSubstr("action quarantine: skipped, the message is gone already"));
+    const platform::QueueEntry entry = installation_.only("quarantine");
+    EXPECT_EQ(entry.area, "Held mail");
+    EXPECT_EQ(entry.aging, 30U);
+    EXPECT_EQ(entry.subject, "[Held mail] one");
+}
+
+TEST_F(Quarantine, AMessageThatCannotBeArchivedStays) {
+    fs::create_directories(installation_.spool());
+    std::ofstream(installation_.spool() + "/archive") << "a file is in the way";
+    const std::string archive = R"({ type = "archive", object = "copies")";
+    installation_.rule(archive + " }");
+    ProgramRun run = installation_.apply({"m.eml"});
+    EXPECT_EQ(run.exitCode, 75);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, HasSubstr("action archive failed"));
+    installation_.rule(archive + R"(, on_failure = "continue" })");
+    run = installation_.apply({"m.eml"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.out, kMail);
+    EXPECT_THAT(run.err, HasSubstr("action archive failed"));
+}
+
 TEST_F(Quarantine, ForgedMarksSkipNoRuleAndAreNotKept) {
     const std::string forged = "X-quzo-reprocess-rules: 10\r\nX-quzo-reprocess-type: quarantine\r\n";
     installation_.dir().write("m.eml", forged + kMail);

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,7 +19,16 @@
 
 namespace quzo::host::test {
 
-// Deletes with `error`; everything else is refused.
+inline std::string textOf(const platform::MailMessage& msg) {
+    std::string all;
+    msg.write([&](std::string_view piece) {
+        all += piece;
+        return true;
+    });
+    return all;
+}
+
+// Deletes and sends with `error`; everything else is refused.
 class CountingAdapter : public KvIsAdapter {
 public:
     int deleteMessage(unsigned& out, KvMsgMailMessage* /*msg*/) override {
@@ -26,7 +36,11 @@ public:
         out = error;
         return error == 0 ? 0 : 1;
     }
-    int sendMessage(unsigned& out, KvMsgMailMessage*, bool) override { return refuse(out); }
+    int sendMessage(unsigned& out, KvMsgMailMessage* msg, bool /*rescan*/) override {
+        sent.push_back(textOf(dynamic_cast<platform::MailMessage&>(*msg)));
+        out = error;
+        return error == 0 ? 0 : 1;
+    }
     int submitForScan(unsigned& out, KvMsgMailMessage*, int) override { return refuse(out); }
     int sendComposed(unsigned& out, KvMsgMailMessage*) override { return refuse(out); }
     int postponeMessage(unsigned& out, KvMsgMailMessage*, unsigned char, unsigned char, int, int) override {
@@ -45,6 +59,7 @@ public:
     }
 
     int deletes = 0;
+    std::vector<std::string> sent; // the messages as they were then
     unsigned error = 0;
 
 private:
@@ -89,14 +104,25 @@ inline std::unique_ptr<platform::MailMessage> messageOf(const std::string& text,
     return msg;
 }
 
-inline std::string textOf(const platform::MailMessage& msg) {
-    std::string all;
-    msg.write([&](std::string_view piece) {
-        all += piece;
-        return true;
-    });
-    return all;
-}
+// A text and two files.
+inline const char kAttachments[] =
+    "Message-ID: <1\xff@x>\n"
+    "To: T <t@b.example>, u@b.example\n"
+    "Content-Type: multipart/mixed; boundary=b\n"
+    "\n"
+    "--b\n"
+    "\n"
+    "text\n"
+    "--b\n"
+    "Content-Type: application/pdf\n"
+    "Content-Disposition: attachment; filename=a.exe\n"
+    "\n"
+    "12345\n"
+    "--b\n"
+    "Content-Disposition: attachment; filename=b.zip\n"
+    "\n"
+    "1234567\n"
+    "--b--\n";
 
 // One scan with all that it needs.
 struct Scan {
@@ -110,6 +136,7 @@ struct Scan {
         ScanJob job{adapter, tokens};
         job.trustMarks = trustMarks;
         job.skipRules = skipRules;
+        job.beyondLimit = beyondLimit;
         return scanner.scan(msg, job);
     }
 
@@ -118,6 +145,7 @@ struct Scan {
     TokenMap<ScanToken> tokens;
     bool trustMarks = false;
     std::vector<std::uint32_t> skipRules;
+    std::string beyondLimit;
 };
 
 } // namespace quzo::host::test

@@ -97,6 +97,40 @@ TEST_F(AdapterTest, EachOperationHasItsQueueAndMarksStayInside) {
     }
 }
 
+// A message that ends inside its header gets a line break before the mark. What goes back into the scanner
+// keeps its size beside it, so that in the end the message leaves as it came.
+TEST_F(AdapterTest, AMessageWithoutALastLineBreakIsWholeAgainInTheEnd) {
+    struct Row {
+        const char* queue;
+        std::function<int(FileAdapter&, KvMsgMailMessage*)> call;
+    };
+    unsigned sendError = 0;
+    int error = 0;
+    char path[KvIsAdapter::kPathSize];
+    const Row rows[] = {
+        {"scan", [&](auto& a, auto* m) { return a.sendMessage(sendError, m, true); }},
+        {"scan", [&](auto& a, auto* m) { return a.submitForScan(sendError, m, 1); }},
+        {"quarantine",
+         [&](auto& a, auto* m) { return a.quarantineMessage(error, m, "", (root_ + "/q").c_str(), path); }},
+    };
+    const std::string cut = "From: a@example.com\r\nSubject: cut";
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.queue);
+        clear();
+        const auto msg = MailMessage::parse(cut, {});
+        ASSERT_EQ(msg->setEnvelope("a@example.com", {"b@example.com"}), 0);
+        FileAdapter adapter(AdapterContext{&queues_, &tokens_, "", false});
+        {
+            const ReprocessMark mark(tokens_, msg->getRootEntity(), "readdress");
+            ASSERT_EQ(row.call(adapter, msg.get()), 0);
+        }
+        std::string message;
+        const QueueEntry entry = only(row.queue, &message);
+        EXPECT_NE(message.find("\r\nX-quzo-reprocess-rules: 40"), std::string::npos);
+        EXPECT_EQ(withoutMarks(message, entry.markEnd), cut);
+    }
+}
+
 TEST_F(AdapterTest, QuarantineRecordsAreaAndPath) {
     tokens_.set(ScanToken::QuarantineAreaId, "7");
     tokens_.set(ScanToken::QuarantineArea, "Suspicious");
