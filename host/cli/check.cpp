@@ -7,6 +7,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/exit_code.h"
 #include "host/cli/session.h"
+#include "host/policy/policy_advice.h"
 
 namespace quzo::host {
 namespace {
@@ -23,6 +24,16 @@ std::size_t actionsOf(const Policy& policy) {
     return count;
 }
 
+// Says what the policy asks for in vain; returns how many lines that were.
+std::size_t advise(const CheckOptions& options, const Policy& policy, Console& console) {
+    const Findings findings = adviceOn(policy);
+    for (Finding finding : findings) {
+        finding.problem.insert(0, "warning: ");
+        console.err.line("quzo: " + describe(finding, options.policyFile));
+    }
+    return findings.size();
+}
+
 } // namespace
 
 int runCheck(const CheckOptions& options, Console& console) {
@@ -35,11 +46,13 @@ int runCheck(const CheckOptions& options, Console& console) {
         return session.exitCode();
     }
     std::string text = "ok: ";
+    std::size_t warnings = session.warnings();
     if (session.policy() != nullptr) {
         text += counted(session.policy()->rules.size(), "rule") + ", " +
                 counted(actionsOf(*session.policy()), "action") + ", ";
+        warnings += advise(options, *session.policy(), console);
     }
-    console.out.write(text + counted(session.warnings(), "warning") + "\n");
+    console.out.write(text + counted(warnings, "warning") + "\n");
     return kExitOk;
 }
 

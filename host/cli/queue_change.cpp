@@ -10,6 +10,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/exit_code.h"
 #include "host/cli/queue_session.h"
+#include "host/policy/policy_advice.h"
 #include "platform/message/mailbox.h"
 #include "quzo/core/error_text.h"
 
@@ -103,20 +104,27 @@ int runQueueRelease(const QueueOptions& options, Console& console) {
                                        .rescan = options.rescan,
                                        .asAttachment = options.asAttachment,
                                        .dryRun = options.dryRun};
-    const char* target =
-        platform::queueName(options.rescan ? platform::QueueKind::Scan : platform::QueueKind::Outgoing);
+    const auto targetQueue = options.rescan ? platform::QueueKind::Scan : platform::QueueKind::Outgoing;
+    const char* target = platform::queueName(targetQueue);
     if (options.queue == target) {
         return console.err.say({kExitUsage, options.queue, "is where it would be released to",
-                                "its entries go out by themselves"});
+                                waitingNote(targetQueue).empty() ? "its entries go out by themselves"
+                                                                 : std::string(waitingNote(targetQueue))});
     }
-    return forEachEntry(
-        options, console, [&](QueueSession& session, const std::string& id, std::string& line) {
+    bool any = false;
+    const int exitCode =
+        forEachEntry(options, console, [&](QueueSession& session, const std::string& id, std::string& line) {
             platform::QueuedEntry released;
             const QueueResult result =
                 session.admin().release(session.queue(), id, how, session.now(), released);
+            any = any || result.done();
             line = result.done() ? releaseLine(options, session.name(), id, released) : std::string();
             return result;
         });
+    if (const std::string_view note = waitingNote(targetQueue); any && !note.empty()) {
+        console.err.say({0, target, std::string(note), {}});
+    }
+    return exitCode;
 }
 
 int runQueueRemove(const QueueOptions& options, Console& console) {

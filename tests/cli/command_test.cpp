@@ -98,6 +98,12 @@ TEST(Check, PassesWarningsAndSaysOk) {
     EXPECT_EQ(warned.out, "ok: 1 rule, 1 action, 1 warning\n");
     EXPECT_THAT(warned.err, StartsWith("quzo: q.ini:2: "));
     EXPECT_THAT(warned.err, HasSubstr("queue_quarantine"));
+
+    dir.write("p.toml", "[[rule]]\nid = 1\nwhen = { always = true }\nactions = [{ type = \"encrypt\" }]\n");
+    const ProgramRun unseen = dir.quzo({"check", "-p", "p.toml"});
+    EXPECT_EQ(unseen.exitCode, 0);
+    EXPECT_EQ(unseen.out, "ok: 1 rule, 1 action, 1 warning\n");
+    EXPECT_THAT(unseen.err, StartsWith("quzo: p.toml:4: rule 1: actions[0]: warning: "));
 }
 
 TEST(Program, SaysItsVersionAndHelp) {

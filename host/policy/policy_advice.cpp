@@ -1,0 +1,55 @@
+// These faults are none of the text, so they keep no message from being worked on; who runs the checker wants
+// to know of them all the same.
+#include "host/policy/policy_advice.h"
+
+#include <set>
+#include <string>
+
+namespace quzo::host {
+namespace {
+
+std::string placeOf(const Rule& rule, std::size_t action) {
+    return "rule " + std::to_string(rule.id) + ": actions[" + std::to_string(action) + "]";
+}
+
+} // namespace
+
+std::string_view waitingNote(platform::QueueKind queue) {
+    switch (queue) {
+        case platform::QueueKind::Scan:
+        case platform::QueueKind::Outgoing:
+        case platform::QueueKind::Postponed:
+            return "nothing empties this queue yet: what is put there waits";
+        default:
+            return {};
+    }
+}
+
+Findings adviceOn(const Policy& policy) {
+    Findings findings;
+    const auto warn = [&](const Rule& rule, std::size_t index, std::string problem, std::string remedy) {
+        findings.push_back({Finding::Severity::Warning, rule.actions[index].line, placeOf(rule, index),
+                            std::move(problem), std::move(remedy)});
+    };
+    bool marksSeen = !policy.defaults.markHeader.empty();
+    std::set<platform::QueueKind> told;
+    for (const Rule& rule : policy.rules) {
+        for (std::size_t i = 0; i < rule.actions.size(); ++i) {
+            const PolicyActionType& type = *rule.actions[i].type;
+            if (type.isMark && !marksSeen) {
+                marksSeen = true;
+                warn(rule, i,
+                     std::string("no message shows the mark ") + type.name + ": only --json reports it",
+                     "set mark_header in [defaults]");
+            }
+            const auto queue = queueOf(type);
+            if (queue && !waitingNote(*queue).empty() && told.insert(*queue).second) {
+                warn(rule, i, std::string(type.name) + " fills the " + platform::queueName(*queue) + " queue",
+                     std::string(waitingNote(*queue)));
+            }
+        }
+    }
+    return findings;
+}
+
+} // namespace quzo::host

@@ -1,0 +1,55 @@
+// What a policy asks for in vain is said once, where it is first asked for.
+#include "host/policy/policy_advice.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/host/scan_support.h"
+
+namespace quzo::host::test {
+namespace {
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+std::vector<std::string> adviceOnActions(const std::string& defaults, const std::string& actions) {
+    const auto policy =
+        policyOf(defaults + "[[rule]]\nid = 1\nwhen = { always = true }\nactions = [{ type = 'delete' }]\n" +
+                 "[[rule]]\nid = 7\nwhen = { always = true }\nactions = [\n" + actions + "]\n");
+    std::vector<std::string> lines;
+    for (const Finding& finding : adviceOn(*policy)) {
+        EXPECT_EQ(finding.severity, Finding::Severity::Warning);
+        lines.push_back(describe(finding, "p"));
+    }
+    return lines;
+}
+
+TEST(PolicyAdvice, MarksThatNobodySees) {
+    const std::string actions =
+        "{ type = 'tag-subject', tag = 'x' },\n{ type = 'encrypt' },\n{ type = 'decrypt' },\n";
+    EXPECT_THAT(adviceOnActions("", actions),
+                ElementsAre(AllOf(StartsWith("p:10: rule 7: actions[1]: "), HasSubstr(" encrypt"),
+                                  HasSubstr("mark_header in [defaults]"))));
+    EXPECT_THAT(adviceOnActions("[defaults]\nmark_header = 'X-M'\n", actions), IsEmpty());
+}
+
+TEST(PolicyAdvice, QueuesThatNobodyEmpties) {
+    const std::string action = "{ type = 'readdress', to = ['a@a.example'] },\n";
+    EXPECT_THAT(adviceOnActions("", action + action),
+                ElementsAre(AllOf(StartsWith("p:9: rule 7: actions[0]: readdress fills the scan queue: "),
+                                  HasSubstr(waitingNote(platform::QueueKind::Scan)))));
+    EXPECT_THAT(adviceOnActions("", "{ type = 'bcc', to = ['a@a.example'] },"), IsEmpty());
+    for (const platform::QueueKind people :
+         {platform::QueueKind::Quarantine, platform::QueueKind::Archive, platform::QueueKind::Failed}) {
+        EXPECT_EQ(waitingNote(people), "");
+    }
+}
+
+} // namespace
+} // namespace quzo::host::test
