@@ -11,7 +11,7 @@ cd "$(dirname "$0")/.."
 build=${1:-build/release}
 for program in quzo scan_speed parts_bench queue_bench object_bench; do
     if [ ! -x "$build/bin/$program" ]; then
-        echo "$build/bin/$program is missing: cmake -B $build -DQUZO_BUILD_BENCH=ON, and build" >&2
+        echo "$build/bin/$program is missing: see docs/performance.md" >&2
         exit 66
     fi
 done

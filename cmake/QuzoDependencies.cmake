@@ -1,28 +1,20 @@
-# What quzo stands on; every one is a Debian package (scripts/packages.txt).
+# What quzo stands on; every one is a Debian package (scripts/packages.txt). What the two libraries need is also found by
+# quzo-config.cmake.in, for programs that link them. Imported targets are global, so that a project that adds this one
+# can link ours.
+set(CMAKE_FIND_PACKAGE_TARGETS_GLOBAL ON)
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(ICU REQUIRED COMPONENTS uc i18n data)
 find_package(fmt REQUIRED)
 find_package(spdlog REQUIRED)
-find_package(tomlplusplus REQUIRED)
-find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
-pkg_check_modules(GMIME REQUIRED IMPORTED_TARGET gmime-3.0)
-pkg_check_modules(RE2 REQUIRED IMPORTED_TARGET re2)
+find_package(QuzoSoci REQUIRED)
+pkg_check_modules(GMIME REQUIRED IMPORTED_TARGET GLOBAL gmime-3.0)
+if(QUZO_BUILD_PROGRAMS)
+  find_package(tomlplusplus REQUIRED)
+  find_package(CLI11 REQUIRED)
+  pkg_check_modules(RE2 REQUIRED IMPORTED_TARGET GLOBAL re2)
+endif()
 if(QUZO_BUILD_TESTS)
   find_package(GTest REQUIRED)
 endif()
-
-# SOCI, with the client libraries of both databases. Debian's SOCI has no CMake or pkg-config file, and its headers
-# need Boost's.
-pkg_check_modules(LIBPQ REQUIRED IMPORTED_TARGET libpq)
-pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)
-find_path(SOCI_INCLUDE_DIR soci/soci.h REQUIRED)
-find_path(BOOST_INCLUDE_DIR boost/version.hpp REQUIRED)
-add_library(quzo_soci INTERFACE)
-foreach(part postgresql sqlite3 core)
-  find_library(SOCI_${part}_LIBRARY soci_${part} REQUIRED)
-  target_link_libraries(quzo_soci INTERFACE ${SOCI_${part}_LIBRARY})
-endforeach()
-target_include_directories(quzo_soci SYSTEM INTERFACE ${SOCI_INCLUDE_DIR} ${BOOST_INCLUDE_DIR})
-target_link_libraries(quzo_soci INTERFACE PkgConfig::LIBPQ PkgConfig::SQLITE3)

@@ -33,10 +33,13 @@ if ! build; then
     exit 1
 fi
 
+# Its own store and queues: what examples/quzo.ini names stays as it is.
 rm -rf "$out"
 mkdir -p "$out"
-"$quzo" object import examples/objects.toml -c examples/quzo.ini >/dev/null
-"$quzo" apply -c examples/quzo.ini -p examples/policy.toml -o "$out/mail" --json examples/mail >"$out/report.json"
+sed -e "s|^store = .*|store = sqlite3://$PWD/$out/objects.db|" -e "s|^spool = .*|spool = $PWD/$out/spool|" \
+    examples/quzo.ini >"$out/quzo.ini"
+"$quzo" object import examples/objects.toml -c "$out/quzo.ini" >/dev/null
+"$quzo" apply -c "$out/quzo.ini" -p examples/policy.toml -o "$out/mail" --json examples/mail >"$out/report.json"
 
 echo
 echo "quzo applied examples/policy.toml to the mail in examples/mail:"
@@ -69,8 +72,8 @@ echo
 echo "In the queues, in $out/spool:"
 for queue in quarantine archive; do
     echo
-    echo "  quzo queue list -c examples/quzo.ini $queue"
-    "$quzo" queue list -c examples/quzo.ini "$queue" | sed 's/^/  /'
+    echo "  quzo queue list -c $out/quzo.ini $queue"
+    "$quzo" queue list -c "$out/quzo.ini" "$queue" | sed 's/^/  /'
 done
 cat <<EOT
 

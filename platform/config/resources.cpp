@@ -37,7 +37,7 @@ std::string usualDirectory() {
             return beside.string();
         }
     }
-    return QUZO_SOURCE_LOCALE_DIR;
+    return QUZO_LOCALE_DIR;
 }
 
 } // namespace

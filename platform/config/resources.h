@@ -1,7 +1,7 @@
 // The localised texts of the installation: one directory a language, `texts.ini` in it, a section a bundle.
 //
 // They are looked for in the directory that was set, else beside the program in ../share/quzo/locale, else
-// where they stand in the source tree. Loaded once, at the first use or by loadResources().
+// where the build was told that they would be installed. Loaded once, at the first use or by loadResources().
 #pragma once
 
 #include <map>

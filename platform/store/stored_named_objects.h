@@ -27,6 +27,8 @@ public:
         std::string name;
     };
 
+    StoredNamedObjects() = default; // none, for a program without a store
+
     // Reads the objects of `tenant`. Unusable ones are no fault: the caller tells them to the administrator.
     // Nothing throws.
     static StoreResult<std::unique_ptr<StoredNamedObjects>> load(ObjectStore& store, unsigned tenant);
@@ -49,7 +51,6 @@ private:
         std::unique_ptr<QuzoNamedObj> object;
     };
 
-    StoredNamedObjects() = default;
     void take(const StoredObject& stored);
     void sortIds();
     const Entry* entryOf(unsigned id) const;

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <ctime>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -253,33 +252,22 @@ TEST(StructureLimits, AnEntityWhoseHeaderIsCutIsALeaf) {
     EXPECT_EQ(structure.entities[0].type, kEntityLeaf);
 }
 
-// ---- cost: each of these takes far longer than allowed when some step is quadratic
+// ---- much of everything; tests/growth counts what it costs
 
-class Stopwatch {
-public:
-    double seconds() const { return static_cast<double>(std::clock() - start_) / CLOCKS_PER_SEC; }
-
-private:
-    std::clock_t start_ = std::clock();
-};
-constexpr double kAllowedSeconds = 10;
-
-TEST(StructureCost, BoundaryLinesAmongManyOpenBoundaries) {
+TEST(StructureMuch, BoundaryLinesAmongManyOpenBoundaries) {
     constexpr std::size_t kLevels = 10000;
     std::string text = nested(kLevels, false);
     for (std::size_t i = 0; i < 500000; ++i) {
         text += "--b" + std::to_string(i % kLevels) + "x\n";
     }
     text += "--b0--\n";
-    const Stopwatch stopwatch;
     const Structure structure = scan(text, kNoLimits);
-    EXPECT_LT(stopwatch.seconds(), kAllowedSeconds);
     ASSERT_EQ(structure.entities.size(), kLevels + 1);
     EXPECT_TRUE(structure.entities[0].closed);
     EXPECT_EQ(structure.entities[kLevels].bodyEnd, text.size() - 8);
 }
 
-TEST(StructureCost, OneBoundaryOnManyLevels) {
+TEST(StructureMuch, OneBoundaryOnManyLevels) {
     constexpr std::size_t kLevels = 10000;
     std::string text;
     for (std::size_t i = 0; i < kLevels; ++i) {
@@ -289,15 +277,13 @@ TEST(StructureCost, OneBoundaryOnManyLevels) {
     for (std::size_t i = 0; i < kLevels; ++i) {
         text += "--a--\n";
     }
-    const Stopwatch stopwatch;
     const Structure structure = scan(text, kNoLimits);
-    EXPECT_LT(stopwatch.seconds(), kAllowedSeconds);
     ASSERT_EQ(structure.entities.size(), kLevels + 1);
     EXPECT_EQ(structure.entities[kLevels - 1].closeDelimiter, structure.entities[kLevels].bodyEnd + 1);
     EXPECT_TRUE(structure.entities[0].closed);
 }
 
-TEST(StructureCost, ManyPartsOfADigestWithALargeHeader) {
+TEST(StructureMuch, ManyPartsOfADigestWithALargeHeader) {
     constexpr std::size_t kParts = 100000;
     std::string text;
     for (std::size_t i = 0; i < 10000; ++i) {
@@ -307,14 +293,12 @@ TEST(StructureCost, ManyPartsOfADigestWithALargeHeader) {
     for (std::size_t i = 0; i < kParts; ++i) {
         text += "--a\nContent-Type: text/plain\n\nx\n";
     }
-    const Stopwatch stopwatch;
     const Structure structure = scan(text, kNoLimits);
-    EXPECT_LT(stopwatch.seconds(), kAllowedSeconds);
     EXPECT_EQ(structure.entities.size(), kParts + 1);
     EXPECT_EQ(scan(text, {}).entities.size(), Limits{}.parts);
 }
 
-TEST(StructureCost, LongLinesAndManyFields) {
+TEST(StructureMuch, LongLinesAndManyFields) {
     std::string text;
     for (std::size_t i = 0; i < 200000; ++i) {
         text += "A:\n";
@@ -325,9 +309,7 @@ TEST(StructureCost, LongLinesAndManyFields) {
     }
     text.append("\n").append(20000000, '-').append("\n--").append(20000000, ' ').append("\n");
     text.append(1000002, '-').append("\n").append(20000000, '\r').append("x\n\nbody");
-    const Stopwatch stopwatch;
     const Structure structure = scan(text, kNoLimits);
-    EXPECT_LT(stopwatch.seconds(), kAllowedSeconds);
     ASSERT_EQ(structure.entities.size(), 2U);
     EXPECT_EQ(structure.entities[0].header.fields.size(), 200001U);
     EXPECT_FALSE(structure.entities[1].header.readable);

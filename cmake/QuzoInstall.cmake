@@ -1,0 +1,49 @@
+# cmake --install: the program, both libraries with their headers, texts, documents, and the files by which CMake and
+# pkg-config find the libraries.
+include(CMakePackageConfigHelpers)
+set(quzo_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quzo)
+set(quzo_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/quzo)
+
+# The program is stripped also without --strip; the libraries only with it.
+if(QUZO_BUILD_PROGRAMS)
+  install(CODE "set(quzo_strip \"\${CMAKE_INSTALL_DO_STRIP}\")\nset(CMAKE_INSTALL_DO_STRIP 1)")
+  install(TARGETS quzo_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(CODE "set(CMAKE_INSTALL_DO_STRIP \"\${quzo_strip}\")")
+endif()
+
+set_target_properties(quzo_shared PROPERTIES EXPORT_NAME shared)
+install(TARGETS quzo quzo_shared EXPORT quzo_targets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+# Not exported: quzo::platform is made of the archive.
+install(TARGETS quzoplatform ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(EXPORT quzo_targets FILE quzo-targets.cmake NAMESPACE quzo:: DESTINATION ${quzo_cmake_dir})
+
+# docs/library.md tells which headers of the platform are meant for programs; those include some of the others. Those
+# that only compile with GMime's flags stay at home.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/quzo ${PROJECT_SOURCE_DIR}/platform DESTINATION ${quzo_include_dir}
+  FILES_MATCHING PATTERN "*.h"
+  PATTERN "gmime_*.h" EXCLUDE
+  PATTERN "locale" EXCLUDE)
+
+# Before version 1.0 any minor version may change the interface.
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/quzo-config.cmake.in ${PROJECT_BINARY_DIR}/quzo-config.cmake
+  INSTALL_DESTINATION ${quzo_cmake_dir} PATH_VARS CMAKE_INSTALL_DATADIR CMAKE_INSTALL_LIBDIR quzo_include_dir)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/quzo-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/quzo-config.cmake ${PROJECT_BINARY_DIR}/quzo-config-version.cmake
+  ${PROJECT_SOURCE_DIR}/cmake/FindQuzoSoci.cmake ${PROJECT_SOURCE_DIR}/cmake/QuzoPlatformTarget.cmake
+  DESTINATION ${quzo_cmake_dir})
+
+# From the folder of the pkg-config files to the prefix, so that the whole installation can be moved.
+file(RELATIVE_PATH quzo_pc_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+foreach(package quzo quzo-platform)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${package}.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/config/locale DESTINATION ${CMAKE_INSTALL_DATADIR}/quzo)
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/LICENSE
+  DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  PATTERN "quzo-objects.db*" EXCLUDE
+  PATTERN "quzo-spool" EXCLUDE)

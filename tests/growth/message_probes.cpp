@@ -1,0 +1,91 @@
+// The structure scan, protection, and addresses.
+#include "platform/message/address_list.h"
+#include "platform/message/mailbox.h"
+#include "platform/message/protection.h"
+#include "platform/message/structure.h"
+#include "tests/growth/probe.h"
+
+namespace quzo::test {
+namespace {
+
+using namespace platform;
+
+constexpr Limits kNoLimits{0, 0, 0, 0, 0};
+
+bool scans(const std::string& text) {
+    return scanStructure(text, scanHeader(text, 0, text.size(), kNoLimits), kNoLimits).entities.size() > 1;
+}
+
+std::string boundariesAmongOpenOnes(std::size_t count) {
+    const std::size_t levels = count / 4;
+    std::string text;
+    for (std::size_t i = 0; i < levels; ++i) {
+        text += "Content-Type: multipart/mixed; boundary=b" + std::to_string(i) + "\n\n--b" +
+                std::to_string(i) + "\n";
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        text += "--b" + std::to_string(i % levels) + "x\n";
+    }
+    return text + "--b0--\n";
+}
+
+std::string oneBoundaryOnManyLevels(std::size_t count) {
+    return repeated("Content-Type: multipart/mixed; boundary=a\n\n--a\n", count) + "\nbody\n" +
+           repeated("--a--\n", count);
+}
+
+std::string digestWithALargeHeader(std::size_t count) {
+    return repeated("Content-Type: text/plain\n", count / 10) +
+           "Content-Type: multipart/digest; boundary=a\n\n" +
+           repeated("--a\nContent-Type: text/plain\n\nx\n", count);
+}
+
+std::string longLinesAndManyFields(std::size_t count) {
+    return repeated("A:\n", count) +
+           "Content-Type: multipart/mixed; boundary=" + std::string(5 * count, '-') + "\n" +
+           repeated("-- junk\n", count) + "\n" + std::string(100 * count, '-') + "\n--" +
+           std::string(100 * count, ' ') + "\n--" + std::string(5 * count, '-') + "\n" +
+           std::string(100 * count, '\r') + "x\n\nbody";
+}
+
+} // namespace
+
+std::vector<Probe> messageProbes() {
+    std::vector<Probe> probes = {
+        {"boundary lines among open boundaries", 4000, boundariesAmongOpenOnes, scans},
+        {"one boundary on many levels", 2000, oneBoundaryOnManyLevels, scans},
+        {"a digest with a large header", 3000, digestWithALargeHeader, scans},
+        {"long lines and many fields", 5000, longLinesAndManyFields, scans},
+        {"many types and encodings", 2000,
+         [](std::size_t count) {
+             return repeated("Content-Type: application/pkcs7-mime\nContent-Transfer-Encoding: base64\n",
+                             count) +
+                    "\nbody";
+         },
+         [](const std::string& text) {
+             return findRootProtection(text, scanHeader(text, 0, text.size(), kNoLimits))
+                 .isSigned.has_value();
+         }},
+    };
+    for (const char* piece :
+         {"a:", "a ,", "(", "<", "\"", "\\", "[", "a@x,", "a:;", "<@a,@b:", "=?utf-8?q?a?= ", "\xC3"}) {
+        const auto text = [piece](std::size_t count) { return repeated(piece, count) + " <a@x>"; };
+        probes.push_back({std::string("a mailbox of ") + piece, 20000, text, [](const std::string& input) {
+                              Mailbox mailbox;
+                              parseMailbox(input, mailbox);
+                              return true;
+                          }});
+    }
+    for (const char* piece :
+         {"a:", "a ,", "(", "<", "\"", "\\", "[", "\xC3\xBC:", "\xC3\xBC,", "\xC3\xBC <a@x>;", "\xC3\xBC,;",
+          "\xC3\xBC:;", "\xC3\xBC ", "<@a,@b:", "=?utf-8?q?a?= "}) {
+        const auto text = [piece](std::size_t count) { return repeated(piece, count) + " \xC3\xBC"; };
+        probes.push_back({std::string("a list of ") + piece, 3000, text, [](const std::string& list) {
+                              std::string written;
+                              return writtenAddressList(list, nullptr, 4, "\r\n", written) == 0;
+                          }});
+    }
+    return probes;
+}
+
+} // namespace quzo::test
