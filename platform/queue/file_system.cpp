@@ -3,6 +3,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,6 +16,7 @@ namespace quzo::platform {
 namespace {
 
 constexpr std::size_t kListBuffer = std::size_t{256} << 10U;
+constexpr std::size_t kMaxListBuffer = std::size_t{64} << 20U;
 
 // Calls until no signal interrupts; 0 or errno, the call's result in `result`.
 template <typename Result, typename Call>
@@ -29,6 +31,20 @@ template <typename Call>
 int repeat(Call&& call) {
     int result = 0;
     return repeat(result, std::forward<Call>(call));
+}
+
+// The names in what one read of a directory gave.
+void addNames(std::string_view records, std::vector<std::string>& names) {
+    while (!records.empty()) {
+        // Records are aligned by the system; only the length and the name are read, as bytes.
+        unsigned short length = 0;
+        std::memcpy(&length, records.data() + offsetof(dirent64, d_reclen), sizeof length);
+        const char* name = records.data() + offsetof(dirent64, d_name);
+        if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0) {
+            names.emplace_back(name);
+        }
+        records.remove_prefix(length);
+    }
 }
 
 } // namespace
@@ -92,6 +108,10 @@ int FileSystem::sync(int descriptor) {
     return repeat([&] { return callSync(descriptor); });
 }
 
+int FileSystem::syncAll(int descriptor) {
+    return repeat([&] { return callSyncAll(descriptor); });
+}
+
 int FileSystem::rename(int directory, const char* from, const char* to) {
     return repeat([&] { return callRename(directory, from, to, 0); });
 }
@@ -124,28 +144,37 @@ int FileSystem::stat(int descriptor, struct stat& out) {
     return repeat([&] { return callStat(descriptor, &out); });
 }
 
-int FileSystem::list(int directory, std::vector<std::string>& names) {
-    names.clear();
-    const std::unique_ptr<char[]> buffer(new char[kListBuffer]);
-    while (true) {
-        ssize_t size = 0;
-        if (const int error = repeat(size, [&] { return callList(directory, buffer.get(), kListBuffer); })) {
+int FileSystem::list(int directory, std::vector<std::string>& names, bool* atOnce) {
+    for (std::size_t size = kListBuffer;; size *= 4) {
+        const std::unique_ptr<char[]> buffer(new char[size]);
+        names.clear();
+        if (const int error = repeat([&] { return callRewind(directory); })) {
             return error;
         }
-        if (size == 0) {
-            return 0;
-        }
-        for (ssize_t at = 0; at < size;) {
-            // Records are aligned by the system; only the length and the name are read, as bytes.
-            unsigned short length = 0;
-            std::memcpy(&length, buffer.get() + at + offsetof(dirent64, d_reclen), sizeof length);
-            const char* name = buffer.get() + at + offsetof(dirent64, d_name);
-            if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0) {
-                names.emplace_back(name);
+        bool full = false;
+        for (int reads = 0; !full; ++reads) {
+            ssize_t filled = 0;
+            if (const int error = repeat(filled, [&] { return callList(directory, buffer.get(), size); })) {
+                return error;
             }
-            at += length;
+            if (filled == 0) {
+                if (atOnce != nullptr) {
+                    *atOnce = reads <= 1;
+                }
+                return 0;
+            }
+            addNames(std::string_view(buffer.get(), static_cast<std::size_t>(filled)), names);
+            full = size < kMaxListBuffer && size - static_cast<std::size_t>(filled) < sizeof(dirent64);
         }
     }
+}
+
+int FileSystem::tryLock(int descriptor) {
+    return repeat([&] { return callLock(descriptor); });
+}
+
+int FileSystem::setTime(int descriptor, std::int64_t seconds) {
+    return repeat([&] { return callSetTime(descriptor, seconds); });
 }
 
 int FileSystem::callOpen(int directory, const char* name, int flags, mode_t mode) {
@@ -163,6 +192,8 @@ ssize_t FileSystem::callRead(int descriptor, char* buffer, std::size_t size) {
 }
 
 int FileSystem::callSync(int descriptor) { return ::fsync(descriptor); }
+
+int FileSystem::callSyncAll(int descriptor) { return ::syncfs(descriptor); }
 
 int FileSystem::callRename(int directory, const char* from, const char* to, unsigned flags) {
     return ::renameat2(directory, from, directory, to, flags);
@@ -186,6 +217,15 @@ int FileSystem::callStat(int descriptor, struct stat* out) { return ::fstat(desc
 
 ssize_t FileSystem::callList(int directory, void* buffer, std::size_t size) {
     return ::getdents64(directory, buffer, size);
+}
+
+int FileSystem::callRewind(int directory) { return ::lseek(directory, 0, SEEK_SET) < 0 ? -1 : 0; }
+
+int FileSystem::callLock(int descriptor) { return ::flock(descriptor, LOCK_EX | LOCK_NB); }
+
+int FileSystem::callSetTime(int descriptor, std::int64_t seconds) {
+    const timespec times[2] = {{seconds, 0}, {seconds, 0}};
+    return ::futimens(descriptor, times);
 }
 
 } // namespace quzo::platform

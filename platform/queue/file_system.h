@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -55,6 +56,8 @@ public:
     int read(int descriptor, char* buffer, std::size_t size, std::size_t& count);
     // Makes a file, or a directory's names, survive a crash.
     int sync(int descriptor);
+    // The same for everything on the file system where it is.
+    int syncAll(int descriptor);
     // Replaces what has the name `to`; atomic.
     int rename(int directory, const char* from, const char* to);
     // The same, but EEXIST when the name is taken; then nothing has changed.
@@ -64,9 +67,15 @@ public:
     // Does not follow a link at the end.
     int statAt(int directory, const char* name, struct stat& out);
     int stat(int descriptor, struct stat& out);
-    // All names but "." and "..", in no order. A directory whose names fit in 256 KiB is read by one call, so
-    // that no rename inside it slips through between two.
-    int list(int directory, std::vector<std::string>& names);
+    // All names but "." and "..", in no order, from the first one however often it is called. What is renamed
+    // between two reads of the system may be missed under both names, so the buffer grows to 64 MiB, half a
+    // million names, to get them by one read. `atOnce` may be null and says whether that came off; some file
+    // systems never give more than a few names.
+    int list(int directory, std::vector<std::string>& names, bool* atOnce = nullptr);
+    // Locks the open file for this descriptor alone, until it is closed; EWOULDBLOCK when another has it.
+    int tryLock(int descriptor);
+    // Sets the time of the last change, in seconds since 1970.
+    int setTime(int descriptor, std::int64_t seconds);
 
 protected:
     // Results and errno as the system's own.
@@ -75,6 +84,7 @@ protected:
     virtual ssize_t callWrite(int descriptor, const char* bytes, std::size_t size);
     virtual ssize_t callRead(int descriptor, char* buffer, std::size_t size);
     virtual int callSync(int descriptor);
+    virtual int callSyncAll(int descriptor);
     virtual int callRename(int directory, const char* from, const char* to, unsigned flags);
     virtual int callLink(int directory, const char* from, const char* to);
     virtual int callUnlink(int directory, const char* name);
@@ -82,6 +92,9 @@ protected:
     virtual int callStatAt(int directory, const char* name, struct stat* out);
     virtual int callStat(int descriptor, struct stat* out);
     virtual ssize_t callList(int directory, void* buffer, std::size_t size);
+    virtual int callRewind(int directory);
+    virtual int callLock(int descriptor);
+    virtual int callSetTime(int descriptor, std::int64_t seconds);
 };
 
 } // namespace quzo::platform

@@ -45,18 +45,17 @@ ClaimOutcome QueueStore::claim(std::string_view id, QueueClaim& out) {
             failed("cannot claim", id, error);
             return ClaimOutcome::Failed;
         }
-        DirectoryNames names;
-        if (readNames(directory.get(), id.substr(0, 2), names) != kErrorNone) {
+        EntryNames names;
+        if (findNames(directory.get(), id, names) != kErrorNone) {
             return ClaimOutcome::Failed;
         }
-        const EntryNames* entry = names.find(id);
-        if (entry == nullptr || entry->state == EntryState::None || entry->state == EntryState::Held) {
+        if (!names.isThere()) {
             return ClaimOutcome::Missing;
         }
-        if (entry->state == EntryState::Claimed && processRuns(entry->process)) {
+        if (names.state == EntryState::Claimed && processRuns(names.process)) {
             return ClaimOutcome::Busy;
         }
-        from = entry->metadata;
+        from = names.metadata;
     }
     return ClaimOutcome::Busy;
 }
@@ -97,6 +96,9 @@ int QueueClaim::update(const QueueEntry& entry) {
     TemporaryFile file(files, directory_.get(), temporaryName(id_, ".json"));
     int error = file.write(text);
     error = error != 0 ? error : file.sync();
+    // The claim's own name first: else a crash could leave the former text under the name that it had before,
+    // beside the new one.
+    error = error != 0 ? error : files.sync(directory_.get());
     if (error == 0) {
         error = file.replace(name_);
         if (error == 0) {

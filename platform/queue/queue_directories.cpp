@@ -96,7 +96,7 @@ int QueueDirectories::settle(std::string_view place, const Way& way) {
     };
     settleOne(way.newInner, innerDurable, [&] { return files_.sync(way.outer.get()); });
     settleOne(way.newOuter, outerDurable, [&] { return files_.sync(way.root.get()); });
-    settleOne(way.newRoot, rootDurable_, [&] { return syncHolder(root_.size()); });
+    settleOne(way.newRoot, rootDurable_, [&] { return syncWay(way); });
     return error;
 }
 
@@ -117,29 +117,39 @@ int QueueDirectories::makeRoot(Way& out) {
     if (error != ENOENT || root_.empty()) {
         return error;
     }
-    for (std::size_t begin = root_.find_first_not_of('/'); begin < root_.size();) {
-        const std::size_t end = std::min(root_.find('/', begin), root_.size());
+    for (std::size_t end = nextEnd(0); end != 0; end = nextEnd(end)) {
         error = files_.makeDirectory(AT_FDCWD, root_.substr(0, end).c_str(), kMode);
         if (error != 0 && error != EEXIST) {
             return error;
         }
-        error = error == 0 && end < root_.size() ? syncHolder(end) : 0;
-        if (error != 0) {
-            return error;
-        }
-        begin = std::min(root_.find_first_not_of('/', end), root_.size());
     }
     out.newRoot = true;
     return files_.openAt(AT_FDCWD, root_.c_str(), kRootFlags, 0, out.root);
 }
 
-// Syncs the directory that holds the name which ends the first `end` bytes of the root's path.
-int QueueDirectories::syncHolder(std::size_t end) {
-    const std::size_t slash = root_.find_last_of('/', end - 1);
-    const std::string holder = slash == std::string::npos ? "." : root_.substr(0, slash + 1);
-    FileHandle directory;
-    const int error = files_.openAt(AT_FDCWD, holder.c_str(), kRootFlags, 0, directory);
-    return error != 0 ? error : files_.sync(directory.get());
+// Where the next name of the root's path ends, behind the one that ends at `end`; 0 behind the last.
+std::size_t QueueDirectories::nextEnd(std::size_t end) const {
+    const std::size_t begin = root_.find_first_not_of('/', end);
+    return begin == std::string::npos ? 0 : std::min(root_.find('/', begin), root_.size());
+}
+
+// Syncs what holds each name of the root's path, since some process that was killed may have made any. What
+// we may not open can only be synced with all else on its disk.
+int QueueDirectories::syncWay(const Way& way) {
+    for (std::size_t end = nextEnd(0); end != 0; end = nextEnd(end)) {
+        const std::size_t slash = root_.find_last_of('/', end - 1);
+        const std::string holder = slash == std::string::npos ? "." : root_.substr(0, slash + 1);
+        FileHandle directory;
+        int error = files_.openAt(AT_FDCWD, holder.c_str(), kRootFlags, 0, directory);
+        if (error == EACCES) {
+            return files_.syncAll(way.root.get());
+        }
+        error = error != 0 ? error : files_.sync(directory.get());
+        if (error != 0) {
+            return error;
+        }
+    }
+    return 0;
 }
 
 int QueueDirectories::makeBelow(const FileHandle& parent, char name, bool& fresh, FileHandle& out) {

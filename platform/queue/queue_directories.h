@@ -55,7 +55,8 @@ public:
 private:
     int makeRoot(Way& out);
     int makeBelow(const FileHandle& parent, char name, bool& fresh, FileHandle& out);
-    int syncHolder(std::size_t end);
+    int syncWay(const Way& way);
+    std::size_t nextEnd(std::size_t end) const;
     bool hasEntry(const FileHandle& directory, std::string_view place) const;
     // The names of one of our characters in a directory, in order.
     int listPlaces(const FileHandle& directory, std::vector<char>& out) const;

@@ -42,6 +42,9 @@ struct EntryNames {
     std::string metadata; // name of the file with what is known; empty without
     std::string process;  // of a claimed or held entry
     bool message = false; // whether the message's file is there
+
+    // Whether people and runners see it.
+    bool isThere() const { return state == EntryState::Waiting || state == EntryState::Claimed; }
 };
 
 struct TemporaryName {

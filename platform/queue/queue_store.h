@@ -79,12 +79,13 @@ public:
     int forEach(const std::function<bool(ListedEntry&&)>& visit) const;
 
     // Removes the entries whose time has passed, but not one that a living process has claimed.
-    int expire(std::int64_t now, std::size_t& removed);
+    // `onUnreadable` may be null and sees those of which it cannot be told.
+    using EntryVisitor = std::function<void(const ListedEntry&)>;
+    int expire(std::int64_t now, std::size_t& removed, const EntryVisitor& onUnreadable = nullptr);
 
     // For the start of a program: removes what killed processes have left half done, when it is older than an
     // hour at `now` (seconds since 1970). Held entries are for `onHeld` to judge.
-    using HeldVisitor = std::function<void(const ListedEntry&)>;
-    int cleanUp(std::int64_t now, CleanUpCounts& counts, const HeldVisitor& onHeld = nullptr);
+    int cleanUp(std::int64_t now, CleanUpCounts& counts, const EntryVisitor& onHeld = nullptr);
 
     // The two halves of bringing an entry in from another queue, see queue_transfer.h. A held entry is on the
     // disk but not there until it is published. Publishing one that is not there (any more) is
@@ -97,9 +98,9 @@ public:
     // Only the part that makes it held: the message is left to cleanUp().
     int dropHeld(std::string_view id, std::string_view process);
 
-    // Whether there is such an entry, claimed or not, but not a held one. kErrorNotFound when the queue does
-    // not even have the directory that it would be in.
-    int exists(std::string_view id, bool& out) const;
+    // Whether there is no such entry, in no state, and no crash of the machine can bring one back.
+    // kErrorNotFound when the queue does not even have the directory that it would be in.
+    int isGone(std::string_view id, bool& out) const;
 
 private:
     friend class QueueClaim;
@@ -107,9 +108,11 @@ private:
     int put(QueueEntry& entry, const MessageWriter& write, const std::string& metadataName);
     int openPlace(std::string_view id, FileHandle& out) const;
     int readNames(int directory, std::string_view place, DirectoryNames& out) const;
+    // The names of one entry; state None when there is none. What is only renamed meanwhile is found.
+    int findNames(int directory, std::string_view id, EntryNames& out) const;
     int readMetadata(int directory, const std::string& name, std::string_view id, QueueEntry& out) const;
     int cleanUpPlace(const FileHandle& directory, std::string_view place, std::int64_t now,
-                     CleanUpCounts& counts, const HeldVisitor& onHeld);
+                     CleanUpCounts& counts, const EntryVisitor& onHeld);
     bool removeOrphan(int directory, std::string_view id, std::int64_t now);
     // Log and translate an errno value; the second takes a file that is not there for no fault.
     int failed(const char* what, std::string_view id, int error) const;

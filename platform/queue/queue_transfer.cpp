@@ -57,21 +57,25 @@ int transferEntry(QueueClaim& source, QueueStore& target, QueueEntry& entry, con
 }
 
 void settleHeld(Queues& queues, QueueStore& target, const ListedEntry& held, std::int64_t now) {
-    if (held.error != kErrorNone || !held.entry.origin || !held.message) {
+    if (held.error != kErrorNone || !held.entry.origin) {
         ActionLog::L1("Queue %s: %s is held and cannot be read.", target.name().c_str(), held.id.c_str());
         return;
     }
     const QueueStore* origin = queues.find(held.entry.origin->queue);
-    bool stands = true;
-    if (origin == nullptr || origin->exists(held.entry.origin->id, stands) != kErrorNone) {
+    bool gone = false;
+    if (origin == nullptr || origin->isGone(held.entry.origin->id, gone) != kErrorNone) {
         ActionLog::L1("Queue %s: %s is held, and where it came from cannot be looked at.",
                       target.name().c_str(), held.id.c_str());
         return;
     }
-    if (!stands) {
+    if (!gone) {
+        if (!processRuns(held.process) && now - held.entry.stored >= kForgottenAge) {
+            target.dropHeld(held.id, held.process);
+        }
+    } else if (held.message) {
         target.publishHeld(held.id, held.process);
-    } else if (!processRuns(held.process) && now - held.entry.stored >= kForgottenAge) {
-        target.dropHeld(held.id, held.process);
+    } else {
+        ActionLog::L1("Queue %s: %s is held and has no message.", target.name().c_str(), held.id.c_str());
     }
 }
 

@@ -14,6 +14,7 @@ namespace quzo::platform {
 namespace {
 
 constexpr std::int64_t kLeftoverAge = 3600; // seconds
+constexpr int kMaxTries = 16;               // of a name that others are always quicker to change
 
 bool olderThan(const struct stat& status, std::int64_t now) {
     return std::int64_t{status.st_mtim.tv_sec} <= now - kLeftoverAge;
@@ -60,22 +61,20 @@ int QueueStore::forEach(const std::function<bool(ListedEntry&&)>& visit) const {
 }
 
 int QueueStore::look(std::string_view id, ListedEntry& out) const {
-    constexpr int kMaxTries = 16; // of a name that others are always quicker to change
     FileHandle directory;
     if (const int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorNotFound}) {
         return error;
     }
     for (int tries = 0; tries < kMaxTries; ++tries) {
-        DirectoryNames names;
-        if (const int error = readNames(directory.get(), id.substr(0, 2), names)) {
+        EntryNames names;
+        if (const int error = findNames(directory.get(), id, names)) {
             return error;
         }
-        const EntryNames* found = names.find(id);
-        if (found == nullptr || found->state == EntryState::None || found->state == EntryState::Held) {
+        if (!names.isThere()) {
             break;
         }
-        out = listedAs(std::string(id), *found);
-        out.error = readMetadata(directory.get(), found->metadata, id, out.entry);
+        out = listedAs(std::string(id), names);
+        out.error = readMetadata(directory.get(), names.metadata, id, out.entry);
         if (out.error != kErrorNotFound) {
             return kErrorNone;
         }
@@ -83,12 +82,18 @@ int QueueStore::look(std::string_view id, ListedEntry& out) const {
     return kErrorNotFound;
 }
 
-int QueueStore::expire(std::int64_t now, std::size_t& removed) {
+int QueueStore::expire(std::int64_t now, std::size_t& removed, const EntryVisitor& onUnreadable) {
     removed = 0;
     int firstError = kErrorNone;
     const auto keep = [&firstError](int error) { firstError = firstError != 0 ? firstError : error; };
     keep(forEach([&](ListedEntry&& listed) {
-        if (listed.error != kErrorNone || listed.state == EntryState::Held || !listed.entry.agedOut(now)) {
+        if (listed.state == EntryState::Held) {
+            return true;
+        }
+        if (listed.error != kErrorNone && onUnreadable) {
+            onUnreadable(listed);
+        }
+        if (listed.error != kErrorNone || !listed.entry.agedOut(now)) {
             return true;
         }
         QueueClaim claim;
@@ -106,7 +111,7 @@ int QueueStore::expire(std::int64_t now, std::size_t& removed) {
     return firstError;
 }
 
-int QueueStore::cleanUp(std::int64_t now, CleanUpCounts& counts, const HeldVisitor& onHeld) {
+int QueueStore::cleanUp(std::int64_t now, CleanUpCounts& counts, const EntryVisitor& onHeld) {
     int firstError = kErrorNone;
     const int error = directories_.forEach([&](std::string_view place, const FileHandle& directory) {
         const int placeError = cleanUpPlace(directory, place, now, counts, onHeld);
@@ -117,7 +122,7 @@ int QueueStore::cleanUp(std::int64_t now, CleanUpCounts& counts, const HeldVisit
 }
 
 int QueueStore::cleanUpPlace(const FileHandle& directory, std::string_view place, std::int64_t now,
-                             CleanUpCounts& counts, const HeldVisitor& onHeld) {
+                             CleanUpCounts& counts, const EntryVisitor& onHeld) {
     DirectoryNames names;
     if (const int error = readNames(directory.get(), place, names)) {
         return error;
@@ -151,14 +156,17 @@ bool QueueStore::removeOrphan(int directory, std::string_view id, std::int64_t n
     const std::string aside = temporaryName(id, ".DF");
     struct stat before {};
     struct stat after {};
-    if (files_.statAt(directory, name.c_str(), before) != 0 || !olderThan(before, now) ||
+    const auto alone = [&](bool message) {
+        EntryNames names;
+        return findNames(directory, id, names) == kErrorNone && names.state == EntryState::None &&
+               names.message == message;
+    };
+    if (files_.statAt(directory, name.c_str(), before) != 0 || !olderThan(before, now) || !alone(true) ||
+        files_.sync(directory) != 0 || // else a crash could bring back the other half, and only that
         files_.renameNew(directory, name.c_str(), aside.c_str()) != 0) {
         return false;
     }
-    DirectoryNames names;
-    const bool sure = files_.statAt(directory, aside.c_str(), after) == 0 && sameFile(before, after) &&
-                      readNames(directory, id.substr(0, 2), names) == kErrorNone && names.find(id) == nullptr;
-    if (sure) {
+    if (files_.statAt(directory, aside.c_str(), after) == 0 && sameFile(before, after) && alone(false)) {
         return files_.unlink(directory, aside.c_str()) == 0;
     }
     const int error = files_.renameNew(directory, aside.c_str(), name.c_str());
@@ -188,25 +196,29 @@ int QueueStore::dropHeld(std::string_view id, std::string_view process) {
 
 int QueueStore::discardHeld(std::string_view id) {
     FileHandle directory;
-    DirectoryNames names;
-    int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorInvalidArgument};
-    if (error == kErrorNone) {
-        error = readNames(directory.get(), id.substr(0, 2), names);
-    }
-    const EntryNames* entry = names.find(id);
-    if (error != kErrorNone || entry == nullptr) {
+    if (const int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorInvalidArgument}) {
         return error == kErrorNotFound ? int{kErrorNone} : error;
     }
-    if (entry->state == EntryState::Waiting || entry->state == EntryState::Claimed) {
-        return kErrorExists;
+    EntryNames names;
+    int error = ENOENT; // of the removal: somebody has published or dropped it meanwhile
+    for (int tries = 0; error == ENOENT && tries < kMaxTries; ++tries) {
+        if (const int listError = findNames(directory.get(), id, names)) {
+            return listError;
+        }
+        if (names.isThere()) {
+            return kErrorExists;
+        }
+        error = 0;
+        if (names.state == EntryState::Held) {
+            error = files_.unlink(directory.get(), names.metadata.c_str());
+            error = error != 0 ? error : files_.sync(directory.get()); // as when an entry is removed
+        }
     }
-    if (entry->state == EntryState::Held) {
-        error = files_.unlink(directory.get(), entry->metadata.c_str());
-    }
-    if ((error == 0 || error == ENOENT) && entry->message) {
+    if (error == 0 && names.message) {
         error = files_.unlink(directory.get(), messageName(id).c_str());
+        error = error == ENOENT ? 0 : error;
     }
-    return error == ENOENT ? int{kErrorNone} : failed("cannot discard", id, error);
+    return failed("cannot discard", id, error);
 }
 
 } // namespace quzo::platform

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <limits>
 #include <map>
 #include <string>
 #include <vector>
@@ -30,6 +31,7 @@ constexpr std::int64_t kHour = 3600;
 class UnsyncedFileSystem : public FileSystem {
 protected:
     int callSync(int /*descriptor*/) override { return 0; }
+    int callSyncAll(int /*descriptor*/) override { return 0; }
 };
 
 // Counts the calls and gives trouble at the one numbered `at`, from 1.
@@ -46,6 +48,12 @@ public:
     };
     TroubleFileSystem(Trouble trouble, int errorNumber, int at)
         : trouble_(trouble), error_(errorNumber), at_(at) {}
+    // Only counts.
+    TroubleFileSystem() : TroubleFileSystem(Trouble::Fail, 0, std::numeric_limits<int>::max()) {}
+
+    std::uint64_t calls() const { return static_cast<std::uint64_t>(count_); }
+    // Read, written and listed.
+    std::uint64_t bytes() const { return bytes_; }
 
     bool happened() const { return count_ >= at_; }
 
@@ -59,15 +67,18 @@ protected:
     }
     ssize_t callWrite(int descriptor, const char* bytes, std::size_t size) override {
         const bool half = trouble_ == Trouble::Short && count_ + 1 == at_ && size > 1;
-        return call<ssize_t>(
-            [&] { return FileSystem::callWrite(descriptor, bytes, half ? size / 2 : size); });
+        return count(
+            call<ssize_t>([&] { return FileSystem::callWrite(descriptor, bytes, half ? size / 2 : size); }));
     }
     ssize_t callRead(int descriptor, char* buffer, std::size_t size) override {
         const bool half = trouble_ == Trouble::Short && count_ + 1 == at_ && size > 1;
-        return call<ssize_t>(
-            [&] { return FileSystem::callRead(descriptor, buffer, half ? size / 2 : size); });
+        return count(
+            call<ssize_t>([&] { return FileSystem::callRead(descriptor, buffer, half ? size / 2 : size); }));
     }
     int callSync(int /*descriptor*/) override {
+        return call<int>([] { return 0; });
+    }
+    int callSyncAll(int /*descriptor*/) override {
         return call<int>([] { return 0; });
     }
     int callRename(int directory, const char* from, const char* to, unsigned flags) override {
@@ -93,10 +104,24 @@ protected:
         return call<int>([&] { return FileSystem::callStat(descriptor, out); });
     }
     ssize_t callList(int directory, void* buffer, std::size_t size) override {
-        return call<ssize_t>([&] { return FileSystem::callList(directory, buffer, size); });
+        return count(call<ssize_t>([&] { return FileSystem::callList(directory, buffer, size); }));
+    }
+    int callRewind(int directory) override {
+        return call<int>([&] { return FileSystem::callRewind(directory); });
+    }
+    int callLock(int descriptor) override {
+        return call<int>([&] { return FileSystem::callLock(descriptor); });
+    }
+    int callSetTime(int descriptor, std::int64_t seconds) override {
+        return call<int>([&] { return FileSystem::callSetTime(descriptor, seconds); });
     }
 
 private:
+    ssize_t count(ssize_t moved) {
+        bytes_ += moved > 0 ? static_cast<std::uint64_t>(moved) : 0;
+        return moved;
+    }
+
     template <typename Result, typename Call>
     Result call(Call&& work) {
         ++count_;
@@ -128,6 +153,7 @@ private:
     int error_;
     int at_;
     int count_ = 0;
+    std::uint64_t bytes_ = 0;
 };
 
 // A directory of its own, gone afterwards. In memory where that is possible.
