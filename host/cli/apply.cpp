@@ -149,7 +149,7 @@ bool usesQueues(const Policy& policy) {
 
 // What killed processes left in the queues. What cannot be tidied up is in nobody's way.
 void tidyQueues(Session& session, Console& console) {
-    if (usesQueues(*session.policy()) && session.queues()->start(std::time(nullptr)) != kErrorNone) {
+    if (usesQueues(*session.policy()) && session.queues()->startIfDue(std::time(nullptr)) != kErrorNone) {
         console.err.line("quzo: queues: warning: not everything could be tidied up: see the log");
     }
 }

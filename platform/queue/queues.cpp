@@ -2,6 +2,7 @@
 #include "platform/queue/queues.h"
 
 #include "platform/queue/queue_transfer.h"
+#include "platform/queue/tidy_turn.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
@@ -77,14 +78,31 @@ QueueStore* Queues::at(QueueKind kind, std::string_view directory) {
 int Queues::start(std::int64_t now) {
     int firstError = kErrorNone;
     for (const auto& store : stores_) {
-        if (store) {
-            CleanUpCounts counts;
-            const int error = store->cleanUp(
-                now, counts, [&](const ListedEntry& held) { settleHeld(*this, *store, held, now); });
+        const int error = store ? tidy(*store, now) : int{kErrorNone};
+        firstError = firstError != kErrorNone ? firstError : error;
+    }
+    return firstError;
+}
+
+int Queues::startIfDue(std::int64_t now) {
+    int firstError = kErrorNone;
+    for (const auto& store : stores_) {
+        if (!store) {
+            continue;
+        }
+        TidyTurn turn(files_, store->name(), store->directory());
+        if (turn.take(now)) {
+            const int error = tidy(*store, now);
+            turn.finish(now);
             firstError = firstError != kErrorNone ? firstError : error;
         }
     }
     return firstError;
+}
+
+int Queues::tidy(QueueStore& store, std::int64_t now) {
+    CleanUpCounts counts;
+    return store.cleanUp(now, counts, [&](const ListedEntry& held) { settleHeld(*this, store, held, now); });
 }
 
 } // namespace quzo::platform

@@ -50,7 +50,12 @@ public:
     // or the first KvMsgError; the other queues are seen to all the same.
     int start(std::int64_t now);
 
+    // The same for programs that start often: each queue at most once an hour, whoever does it.
+    int startIfDue(std::int64_t now);
+
 private:
+    int tidy(QueueStore& store, std::int64_t now);
+
     FileSystem& files_;
     std::array<std::unique_ptr<QueueStore>, kQueueKinds.size()> stores_;
     std::mutex mutex_; // of what follows
