@@ -145,27 +145,34 @@ int runQueueExpire(const QueueOptions& options, Console& console) {
     }
     const std::string name = session.name();
     std::size_t removed = 0;
+    int exitCode = kExitOk;
+    // Nothing tells how old they are: without a word they would stay for ever.
+    const auto unreadable = [&](const ListedEntry& listed) {
+        exitCode = worseExit(exitCode, console.err.say(session.fault(listed.id, listed.error)));
+    };
     int error = kErrorNone;
     if (options.dryRun) {
         error = session.admin().list(session.queue(), {}, session.now(), [&](const ListedEntry& listed) {
-            if (listed.error == kErrorNone && listed.entry.agedOut(session.now())) {
+            if (listed.error != kErrorNone) {
+                unreadable(listed);
+            } else if (listed.entry.agedOut(session.now())) {
                 ++removed;
                 console.out.write(name + "/" + listed.id + ": would be removed\n");
             }
             return true;
         });
     } else {
-        error = session.admin().expire(session.queue(), session.now(), removed);
+        error = session.admin().expire(session.queue(), session.now(), removed, unreadable);
     }
     console.out.write(name + ": " + std::to_string(removed) + (removed == 1 ? " entry" : " entries") +
                       (options.dryRun ? " would be removed\n" : " removed\n"));
     if (error != kErrorNone) {
-        return console.err.say(
-            {kExitInputOutput, name,
-             std::string("not all of it could be looked at (") + KVMSGERR::I2A(error) + ")",
-             "see the log for what the system said"});
+        exitCode = worseExit(exitCode, console.err.say({kExitInputOutput, name,
+                                                        std::string("not all of it could be looked at (") +
+                                                            KVMSGERR::I2A(error) + ")",
+                                                        "see the log for what the system said"}));
     }
-    return kExitOk;
+    return exitCode;
 }
 
 } // namespace quzo::host

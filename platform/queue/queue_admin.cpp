@@ -192,9 +192,10 @@ QueueResult QueueAdmin::remove(QueueKind queue, std::string_view id) {
     return claimed.done() ? QueueResult::of(entry.remove()) : claimed;
 }
 
-int QueueAdmin::expire(QueueKind queue, std::int64_t now, std::size_t& removed) {
+int QueueAdmin::expire(QueueKind queue, std::int64_t now, std::size_t& removed,
+                       const QueueStore::EntryVisitor& onUnreadable) {
     QueueStore* store = queues_.find(queue);
-    return store == nullptr ? int{kErrorNotFound} : store->expire(now, removed);
+    return store == nullptr ? int{kErrorNotFound} : store->expire(now, removed, onUnreadable);
 }
 
 } // namespace quzo::platform

@@ -92,7 +92,9 @@ public:
     // Removes the entry, also one that cannot be read.
     QueueResult remove(QueueKind queue, std::string_view id);
 
-    int expire(QueueKind queue, std::int64_t now, std::size_t& removed);
+    // Removes what has aged out, see QueueStore::expire().
+    int expire(QueueKind queue, std::int64_t now, std::size_t& removed,
+               const QueueStore::EntryVisitor& onUnreadable = nullptr);
 
 private:
     QueueResult claim(QueueKind queue, std::string_view id, QueueClaim& out);

@@ -80,6 +80,23 @@ TEST_F(Queue, ExpiresWhatHasAgedOutOnly) {
     EXPECT_EQ(installation_.queue({"expire", "quarantine"}).out, "quarantine: 0 entries removed\n");
 }
 
+TEST_F(Queue, ExpireNamesWhatItCannotRead) {
+    fillThree();
+    installation_.dir().write("spool/quarantine/A/B/AB.json", "{broken");
+    installation_.dir().write("spool/quarantine/B/C/BC.json", "{\"format\": 99}");
+    const char* const said =
+        "quzo: quarantine/AB: what is known of it is damaged: look at its files, or remove it\n";
+    ProgramRun run = installation_.queue({"expire", "quarantine", "--dry-run"});
+    EXPECT_EQ(run.exitCode, 65);
+    EXPECT_THAT(run.err, AllOf(StartsWith(said), HasSubstr("quarantine/BC: ")));
+    run = installation_.queue({"expire", "quarantine"});
+    EXPECT_EQ(run.exitCode, 65);
+    EXPECT_THAT(run.err, AllOf(StartsWith(said), HasSubstr("quarantine/BC: ")));
+    EXPECT_EQ(run.out, "quarantine: 1 entry removed\n") << "the others go";
+    ASSERT_EQ(installation_.queue({"remove", "quarantine", "AB", "BC"}).exitCode, 0);
+    EXPECT_EQ(installation_.queue({"expire", "quarantine"}).exitCode, 0);
+}
+
 TEST_F(Queue, SaysWhatIsWrong) {
     fillThree();
     platform::QueueEntry nobody = entryNamed("AD");
