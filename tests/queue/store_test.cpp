@@ -261,51 +261,56 @@ TEST_F(StoreTest, UpdateKeepsTheMessageAndTheClaim) {
     EXPECT_EQ(wholeEntries(store_).at("AB"), messageOf("AB"));
 }
 
-// Time for the process alone, so that other work on the machine does not count.
-double cpuSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
-
-double timed(const std::function<void()>& work) {
-    const double begin = cpuSeconds();
-    work();
-    return cpuSeconds() - begin;
-}
-
-TEST_F(StoreTest, AHundredThousandEntriesCostTheSameEach) {
-    constexpr unsigned kStep = 20000;
-    constexpr unsigned kAll = 5 * kStep;
-    const std::string message = "Subject: x\r\n\r\nx\r\n";
-    unsigned next = 0;
-    const auto store = [&] {
-        for (const unsigned end = next + kStep; next < end; ++next) {
-            QueueEntry entry = entryNamed(identifier(next));
-            entry.aging = next % 2 == 0 ? 1 : 2;
-            ASSERT_EQ(store_.store(entry, writerOf(std::string_view(message))), 0);
+// What the work asks of the system, in calls and in bytes moved.
+TEST_F(StoreTest, AnEntryCostsTheSameHoweverManyThereAre) {
+    struct Cost {
+        std::uint64_t calls;
+        std::uint64_t bytes;
+    };
+    constexpr unsigned kFew = 200; // all in one directory, the worst case
+    constexpr unsigned kMany = 20 * kFew;
+    TroubleFileSystem counted;
+    QueueStore store("q", root_ + "/q", counted);
+    unsigned count = 0;
+    const auto costOf = [&counted](const std::function<void()>& work) -> Cost {
+        const Cost before{counted.calls(), counted.bytes()};
+        work();
+        return {counted.calls() - before.calls, counted.bytes() - before.bytes};
+    };
+    const auto storeOne = [&] {
+        QueueEntry entry = entryNamed("AB" + std::to_string(1000000 + ++count));
+        entry.aging = count % 2 == 0 ? 1 : 2;
+        ASSERT_EQ(store.store(entry, writerOf(std::string_view("Subject: x\r\n\r\nx\r\n"))), 0);
+    };
+    const auto fill = [&](unsigned until) {
+        while (count < until) {
+            storeOne();
         }
     };
-    const auto list = [&] {
-        unsigned count = 0;
-        EXPECT_EQ(store_.forEach([&](ListedEntry&& entry) {
-            count += entry.error == 0 ? 1 : 0;
+    const auto listAll = [&] {
+        unsigned listed = 0;
+        EXPECT_EQ(store.forEach([&listed](ListedEntry&& entry) {
+            listed += entry.error == 0 ? 1 : 0;
             return true;
         }),
                   0);
-        EXPECT_EQ(count, next);
+        EXPECT_EQ(listed, count);
     };
-    const double firstStore = timed(store);
-    const double smallList = timed(list);
-    double lastStore = 0;
-    while (next < kAll) {
-        lastStore = timed(store);
-    }
-    const double largeList = timed(list);
+    fill(kFew);
+    const Cost storeAmongFew = costOf(storeOne);
+    const Cost listFew = costOf(listAll);
+    fill(kMany);
+    const Cost storeAmongMany = costOf(storeOne);
+    const Cost listMany = costOf(listAll);
+    EXPECT_EQ(storeAmongMany.calls, storeAmongFew.calls);
+    EXPECT_EQ(storeAmongMany.bytes, storeAmongFew.bytes);
+    EXPECT_LE(listMany.calls, 20 * listFew.calls);
+    EXPECT_LE(listMany.bytes, 2 * 20 * listFew.bytes); // while its buffer grows, a listing begins anew
     std::size_t removed = 0;
-    const double expire = timed([&] { EXPECT_EQ(store_.expire(kNow + 30 * kHour, removed), 0); });
-    EXPECT_EQ(removed, kAll / 2);
-    RecordProperty("StoreGrowth", std::to_string(lastStore / firstStore));
-    RecordProperty("ListGrowth", std::to_string(largeList / smallList));
-    EXPECT_LT(lastStore, 2 * firstStore);
-    EXPECT_LT(largeList, 5 * 2 * smallList);
-    EXPECT_LT(expire, 10 * largeList);
+    const Cost expire = costOf([&] { EXPECT_EQ(store.expire(kNow + 30 * kHour, removed), 0); });
+    EXPECT_EQ(removed, count / 2);
+    EXPECT_LE(expire.calls, 4 * listMany.calls);
+    EXPECT_LE(expire.bytes, 2 * listMany.bytes);
 }
 
 } // namespace
