@@ -188,6 +188,22 @@ TEST_F(AdminTest, ReleaseKeepsWhatIsKnown) {
     EXPECT_EQ(admin_.release(QueueKind::Quarantine, id, {}, kNow, released).outcome, Outcome::Missing);
 }
 
+// What held it back or failed before is over: it goes at once, and is tried as often as any.
+TEST_F(AdminTest, ReleaseBeginsDeliveryAnew) {
+    QueueEntry failed = entryNamed("AB");
+    failed.due = kNow + 9 * kHour;
+    failed.attempts = 12;
+    failed.reason = "550 no such user";
+    ASSERT_EQ(queue("failed").store(failed, writerOf(std::string_view("x"))), 0);
+    QueuedEntry released;
+    ASSERT_TRUE(admin_.release(QueueKind::Failed, "AB", {}, kNow, released).done());
+    QueueEntry entry;
+    ASSERT_EQ(admin_.show(QueueKind::Outgoing, released.id, entry), 0);
+    EXPECT_FALSE(entry.due);
+    EXPECT_EQ(entry.attempts, 0U);
+    EXPECT_EQ(entry.reason, "");
+}
+
 TEST_F(AdminTest, ReleaseToOthersAndThroughTheScanner) {
     const std::string id = quarantine("Subject: x\n\ny\n");
     const std::string stored = messageIn({"quarantine", id});
@@ -309,11 +325,14 @@ TEST_F(AdminTest, AHeldEntryWaitsForItsOrigin) {
     const std::string stands = hold("AB1", kNow);  //
     const std::string unknown = hold("ZZ1", kNow); // no such directory: perhaps only not mounted
     const std::string working = hold("AB2", kNow - 9 * kHour);
+    QueueEntry held = entryNamed("AB4"); // itself on its way into the quarantine: it may come to be there
+    ASSERT_EQ(queue("quarantine").storeHeld(held, writerOf(std::string_view("x"))), 0);
+    hold("AB4", kNow);
     EXPECT_TRUE(wholeEntries(queue("outgoing")).empty());
     EXPECT_EQ(queues_.start(kNow), 0);
     EXPECT_EQ(wholeEntries(queue("outgoing")).size(), 1U);
     EXPECT_TRUE(wholeEntries(queue("outgoing")).contains(gone));
-    EXPECT_EQ(filesBelow(root_ + "/outgoing").size(), 8U) << "the others stay as they are";
+    EXPECT_EQ(filesBelow(root_ + "/outgoing").size(), 10U) << "the others stay as they are";
     QueueClaim claim;
     EXPECT_EQ(queue("outgoing").claim(stands, claim), ClaimOutcome::Missing);
     QueuedEntry released;
