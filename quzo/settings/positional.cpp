@@ -4,14 +4,33 @@
 // objects were accepted by it. They are safe for any text because the copy they read is padded with zeros.
 #include "quzo/settings/positional.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
 namespace quzo {
+namespace {
+
+// Whether the number that was read from `text` up to `end` has a minus sign.
+bool isNegative(const char* text, const char* end) {
+    return std::memchr(text, '-', static_cast<std::size_t>(end - text)) != nullptr;
+}
+
+} // namespace
 
 unsigned long readSettingNumber(const char* text, char*& end) {
+    const int before = errno;
+    errno = 0;
     const unsigned long value = std::strtoul(text, &end, 10);
-    return value < kMaxSettingNumber ? value : kMaxSettingNumber;
+    const bool tooLarge = errno == ERANGE;
+    errno = before;
+    // The C library takes the negative of what stands behind the sign; here its type has 64 bits.
+    const bool negative = isNegative(text, end);
+    const unsigned long magnitude = negative && !tooLarge ? 0UL - value : value;
+    if (tooLarge || magnitude > kMaxSettingNumber) {
+        return kMaxSettingNumber;
+    }
+    return negative ? (0UL - magnitude) & kMaxSettingNumber : magnitude;
 }
 
 bool _get_numeric_data(long& value, const char*& position, char*& end) {

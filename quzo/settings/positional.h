@@ -9,11 +9,13 @@
 
 namespace quzo {
 
-// The largest number of a setting text; what is written larger, or negative, reads as this.
+// The largest number of a setting text; what is written larger reads as this.
 constexpr unsigned long kMaxSettingNumber = 4294967295UL;
 
-// Reads a decimal number at `text` by the rules of the C library (leading blanks and a sign are accepted, no
-// digits give 0 and consume nothing), saturating at kMaxSettingNumber. `end` is set behind the number.
+// Reads a decimal number at `text` as the C library's strtoul does where its type has 32 bits: leading blanks
+// and a sign are accepted, no digits give 0 and consume nothing, a minus sign takes the negative modulo 2^32
+// ("-5" is 4294967291), and a number of 2^32 or more, whatever its sign, is kMaxSettingNumber. `end` is set
+// behind the number.
 unsigned long readSettingNumber(const char* text, char*& end);
 
 // Reads one number field. `position` moves one character past the number, whatever that character is.
