@@ -2,6 +2,8 @@
 #include "host/cli/queue_session.h"
 
 #include <ctime>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "host/cli/exit_code.h"
@@ -66,11 +68,29 @@ bool QueueSession::start(const QueueOptions& options, bool writing, Console& con
                console);
         return false;
     }
+    if (const MaybeFault missing = missingPlace()) {
+        refuse(*missing, console);
+        return false;
+    }
     if (writing && queues->start(now_) != kErrorNone) {
         console.err.line("quzo: queues: warning: not everything could be tidied up: see the log");
     }
     admin_.emplace(*queues, mailHostName({}));
     return true;
+}
+
+// A queue that nothing was stored in yet has no directory; the spool above it is there from the first message
+// on.
+MaybeFault QueueSession::missingPlace() {
+    const std::string spool = session_.settings().platform().spool;
+    const std::string directory = session_.queues()->find(queue_)->directory();
+    const std::string& place = !spool.empty() && directory.starts_with(spool) ? spool : directory;
+    std::error_code unknown; // what cannot be looked at is for the queue itself to tell
+    if (std::filesystem::exists(place, unknown) || unknown) {
+        return std::nullopt;
+    }
+    return Fault{kExitNoInput, place, "there is no such directory, so the queue holds nothing",
+                 "check spool and queue_... in the settings; it is made when the first message is stored"};
 }
 
 Fault QueueSession::fault(std::string_view id, int error) const {

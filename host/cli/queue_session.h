@@ -35,6 +35,7 @@ public:
 
 private:
     int refuse(const Fault& fault, Console& console);
+    MaybeFault missingPlace();
 
     Session session_;
     std::optional<platform::QueueAdmin> admin_;

@@ -162,6 +162,14 @@ TEST_F(Queue, ShowsReasonHeadersAndBytes) {
     EXPECT_EQ(installation_.queue({"show", "quarantine", "AB12", "--raw"}).out, message);
 }
 
+TEST_F(Queue, SaysThatTheSpoolIsNotThere) {
+    const ProgramRun run = installation_.queue({"list", "archive"});
+    EXPECT_EQ(run.exitCode, 66);
+    EXPECT_EQ(run.err.find("quzo: " + installation_.spool() + ": there is no such directory"), 0U) << run.err;
+    fillThree();
+    EXPECT_EQ(installation_.queue({"list", "archive"}).exitCode, 0); // of another queue: this one is empty
+}
+
 TEST_F(Queue, ShowsAHeaderHoweverItEnds) {
     const std::string longField = "X-Long: " + std::string(200000, 'y') + "\n"; // more than one piece
     const std::pair<std::string, std::string> rows[] = {
