@@ -90,7 +90,8 @@ bool setHeader(KvMsgEntity* entity, const char* name, const char* value, const c
             return false;
         }
         auto& own = static_cast<platform::Entity&>(*entity);
-        if (!isRecipientField(name)) {
+        // A field that is configured as it is comes without a charset; lists are in one.
+        if (charset == nullptr || !isRecipientField(name)) {
             return placeField(own.header(), name, value, charset);
         }
         std::string list;

@@ -44,9 +44,10 @@ KvMsgEntity* getRootEntity(KvMsgMailMessage* msg);
 bool getHeader(KvMsgEntity* entity, const char* name, std::string& value);
 
 // Sets a header field: replaces the first of the name where it stands and removes further ones, or
-// adds one at the end. To, Cc and Bcc take a list separated by ';' and write it as an address list.
-// `charset` as in KvMsgHeaderField::setValue. False for a name that is none (anything but the
-// characters 33 to 126 without the colon), and when the entity hasError().
+// adds one at the end. To, Cc and Bcc with a charset take a list separated by ';' and write it as an
+// address list; without one the value goes as it is, as that of every other field. `charset` as in
+// KvMsgHeaderField::setValue. False for a name that is none (anything but the characters 33 to 126
+// without the colon), and when the entity hasError().
 bool setHeader(KvMsgEntity* entity, const char* name, const char* value, const char* charset);
 
 // Converts a text between charsets. `strict` true: a character that the target charset lacks is an

@@ -168,9 +168,10 @@ TEST(AddressList, IsWrittenAndFolded) {
     }
     EXPECT_EQ(lines, 40);
     const auto message = parsed("tO: x@x\r\n\r\n");
-    ASSERT_TRUE(msgu::setHeader(message->getRootEntity(), "To", "a@x;b@x", nullptr));
-    ASSERT_TRUE(msgu::setHeader(message->getRootEntity(), "BCC", ";c@x;", nullptr));
-    EXPECT_EQ(test::written(*message), "tO: a@x, b@x\r\nBCC: c@x\r\n\r\n");
+    ASSERT_TRUE(msgu::setHeader(message->getRootEntity(), "To", "a@x;b@x", "us-ascii"));
+    ASSERT_TRUE(msgu::setHeader(message->getRootEntity(), "BCC", ";c@x;", "utf-8"));
+    ASSERT_TRUE(msgu::setHeader(message->getRootEntity(), "Cc", "Team: a@x; b@x;", nullptr));
+    EXPECT_EQ(test::written(*message), "tO: a@x, b@x\r\nBCC: c@x\r\nCc: Team: a@x; b@x;\r\n\r\n");
 }
 
 // A group that is too large for GMime at once is written member by member.
