@@ -5,9 +5,9 @@
 
 #include "fuzz_input.h"
 #include "host/scan/envelope.h"
+#include "platform/base/utf8.h"
 #include "platform/charset/converter.h"
 #include "platform/charset/encoded_words.h"
-#include "platform/charset/utf8.h"
 #include "platform/message/address_list.h"
 #include "platform/message/mail_message.h"
 #include "platform/message/mailbox.h"

@@ -10,7 +10,7 @@
 #include "host/cli/exit_code.h"
 #include "host/policy/action_codec.h"
 #include "host/policy/action_type.h"
-#include "platform/log/escape.h"
+#include "platform/base/visible_text.h"
 
 namespace quzo::host {
 namespace {
@@ -25,7 +25,7 @@ int sayFaults(CodecStatus status, const std::string& type, const std::vector<std
         return console.err.say({kExitUsage, type, "there is no such action type", "use one of " + known});
     }
     for (const std::string& fault : faults) {
-        console.err.line("quzo: " + platform::escapeForLog(type) + ": " + platform::escapeForLog(fault));
+        console.err.line("quzo: " + platform::visibleText(type) + ": " + platform::visibleText(fault));
     }
     return kExitData;
 }
@@ -56,7 +56,7 @@ int runDecode(const DecodeOptions& options, Console& console) {
         return sayFaults(result.status, options.type, result.faults, console);
     }
     for (const auto& [key, value] : result.fields) {
-        console.out.write(fmt::format("{}={}\n", key, platform::escapeForLog(value)));
+        console.out.write(fmt::format("{}={}\n", key, platform::visibleText(value)));
     }
     return kExitOk;
 }

@@ -21,6 +21,7 @@
 #include "host/cli/temporary_files.h"
 #include "host/scan/own_host_name.h"
 #include "host/scan/token_argument.h"
+#include "platform/base/visible_text.h"
 #include "platform/message/mailbox.h"
 #include "quzo/core/error_text.h"
 
@@ -31,8 +32,7 @@ using Show = MessageProcessor::Show;
 
 // Messages that wait for their turn at most take this much memory, beside the ones that are worked on.
 constexpr std::size_t kMaxWaitingBytes = std::size_t{128} << 20U;
-// No message may be larger, whatever the settings say: lengths of 2 GiB and more do not fit everywhere.
-constexpr std::size_t kMaxMessageBytes = std::numeric_limits<int>::max();
+using platform::kMaxMessageBytes;
 
 MaybeFault checkOptions(const ApplyOptions& options) {
     const auto usage = [](std::string where, std::string what, std::string advice) {
@@ -48,11 +48,12 @@ MaybeFault checkOptions(const ApplyOptions& options) {
         return usage("-", "standard input can be read once only", "name it once");
     }
     if (options.from && !options.from->empty() && !platform::validAddress(*options.from)) {
-        return usage("--from", "'" + *options.from + "' is no address", "write local@domain, or '' for none");
+        return usage("--from", platform::quotedText(*options.from) + " is no address",
+                     "write local@domain, or '' for none");
     }
     for (const std::string& recipient : options.to) {
         if (!platform::validAddress(recipient)) {
-            return usage("--to", "'" + recipient + "' is no address", "write local@domain");
+            return usage("--to", platform::quotedText(recipient) + " is no address", "write local@domain");
         }
     }
     return std::nullopt;

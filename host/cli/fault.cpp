@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/log/escape.h"
+#include "platform/base/visible_text.h"
 
 namespace quzo::host {
 
@@ -17,7 +17,7 @@ std::string Fault::line() const {
             if (text.size() > 6) {
                 text += ": ";
             }
-            text += platform::escapeForLog(*part);
+            text += platform::visibleText(*part);
         }
     }
     return text;

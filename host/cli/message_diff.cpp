@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/log/escape.h"
+#include "platform/base/visible_text.h"
 
 namespace quzo::host {
 namespace {
@@ -216,7 +216,7 @@ private:
         const std::string_view usual = crlf_ ? "\r\n" : "\n";
         const bool hasUsual = line.ends_with(usual) && (crlf_ || !line.ends_with("\r\n"));
         line.remove_suffix(hasUsual ? usual.size() : 0);
-        std::string text = sign + platform::escapeForLog(line.substr(0, kMaxShown));
+        std::string text = sign + platform::visibleText(line.substr(0, kMaxShown));
         if (line.size() > kMaxShown) {
             text += fmt::format(" ... ({} bytes more)", line.size() - kMaxShown);
         }
@@ -248,7 +248,7 @@ std::string messageDiff(const platform::MailMessage& msg, std::string_view file,
         writer.add(change);
     }
     const std::string hunks = writer.take();
-    const std::string name = platform::escapeForLog(file);
+    const std::string name = platform::visibleText(file);
     return hunks.empty() ? hunks : fmt::format("--- {}\n+++ {}\n{}", name, name, hunks);
 }
 

@@ -96,13 +96,14 @@ MessageProcessor::MessageProcessor(const Scanner& scanner, const ScannerOptions&
 Processed MessageProcessor::process(Input input) const noexcept {
     const std::string file = input.file;
     try {
-        return stopping_ ? Processed{} : processMessage(std::move(input));
+        platform::LogSubject subject(file);
+        return stopping_ ? Processed{} : processMessage(std::move(input), subject);
     } catch (const std::exception& problem) {
         return outOfMemory(file, problem.what());
     }
 }
 
-Processed MessageProcessor::processMessage(Input input) const {
+Processed MessageProcessor::processMessage(Input input, platform::LogSubject& subject) const {
     Processed done;
     done.tried = true;
     done.isMessage = input.isMessage;
@@ -111,6 +112,7 @@ Processed MessageProcessor::processMessage(Input input) const {
         return done;
     }
     auto msg = platform::MailMessage::parse(std::move(input.bytes), scannerOptions_.limits);
+    subject.add(msg->getIdentifier());
     Envelope envelope = envelopeOf(*msg, scannerOptions_.limits, options_.from, options_.to);
     msg->setEnvelope(envelope.sender, envelope.recipients);
     envelope.recipients = std::vector<std::string>(); // the message has them now

@@ -11,6 +11,7 @@
 #include "host/cli/options.h"
 #include "host/cli/output_directory.h"
 #include "host/scan/scanner.h"
+#include "platform/log/log_subject.h"
 #include "platform/message/mail_message.h"
 #include "platform/queue/queues.h"
 #include "quzo/core/named_obj_cache.h"
@@ -58,7 +59,7 @@ public:
     bool stopping() const { return stopping_; }
 
 private:
-    Processed processMessage(Input input) const;
+    Processed processMessage(Input input, platform::LogSubject& subject) const;
     void finish(const MessageReport& report, const platform::MailMessage* msg, Processed& done) const;
     MessageReport unreadable(const Input& input, Processed& done) const;
     void store(const platform::MailMessage& msg, const std::string& name, MessageReport& report,

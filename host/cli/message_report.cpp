@@ -7,7 +7,7 @@
 
 #include <string_view>
 
-#include "platform/log/escape.h"
+#include "platform/base/visible_text.h"
 
 namespace quzo::host {
 namespace {
@@ -37,7 +37,7 @@ std::string ruleText(const RuleResult& rule) {
     for (const ActionResult& action : rule.actions) {
         actions.push_back(actionWord(action));
     }
-    return fmt::format("  rule {} {}: {}\n", rule.id, platform::escapeForLog(rule.name),
+    return fmt::format("  rule {} {}: {}\n", rule.id, platform::visibleText(rule.name),
                        fmt::join(actions, ", "));
 }
 
@@ -67,21 +67,21 @@ std::string jsonLine(const MessageReport& report) {
         {"queued", std::move(queued)},
         {"rules", std::move(rules)},
     };
-    return line.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+    return line.dump(-1, ' ', true, Json::error_handler_t::replace) + '\n';
 }
 
 std::string reportText(const MessageReport& report) {
     std::string text =
-        fmt::format("{}: {}\n", platform::escapeForLog(report.file), outcomeName(report.scan.outcome));
+        fmt::format("{}: {}\n", platform::visibleText(report.file), outcomeName(report.scan.outcome));
     for (const RuleResult& rule : report.scan.rules) {
         text += ruleText(rule);
     }
     if (!report.scan.marks.empty()) {
         text += fmt::format("  marks: {}\n", fmt::join(report.scan.marks, ", "));
     }
-    text += fmt::format("  envelope: <{}> to", platform::escapeForLog(report.envelope.sender));
+    text += fmt::format("  envelope: <{}> to", platform::visibleText(report.envelope.sender));
     for (const std::string& recipient : report.envelope.recipients) {
-        text += fmt::format(" <{}>", platform::escapeForLog(recipient));
+        text += fmt::format(" <{}>", platform::visibleText(recipient));
     }
     text += report.envelope.recipients.empty() ? " nobody\n" : "\n";
     for (const QueuedEntry& entry : report.queued) {
@@ -89,7 +89,7 @@ std::string reportText(const MessageReport& report) {
     }
     if (report.scan.error) {
         text += fmt::format("  error {}: {}\n", report.scan.error->code,
-                            platform::escapeForLog(report.scan.error->text));
+                            platform::visibleText(report.scan.error->text));
     }
     return text;
 }

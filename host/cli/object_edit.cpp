@@ -13,6 +13,7 @@
 #include "host/objects/object_file.h"
 #include "host/objects/object_form.h"
 #include "host/policy/policy_objects.h"
+#include "platform/base/visible_text.h"
 #include "platform/store/store_text.h"
 #include "platform/store/stored_named_objects.h"
 
@@ -109,8 +110,8 @@ bool unusedByPolicy(const ObjectOptions& options, ObjectSession& session, const 
     std::string rules;
     for (const platform::ObjectReference& reference : objectReferences(*policy)) {
         if (reference.objectId == object.id) {
-            rules += fmt::format("{}rule {} '{}'", rules.empty() ? "" : ", ", reference.ruleId,
-                                 reference.ruleName);
+            rules += fmt::format("{}rule {} {}", rules.empty() ? "" : ", ", reference.ruleId,
+                                 platform::quotedText(reference.ruleName));
         }
     }
     if (!rules.empty()) {

@@ -14,9 +14,9 @@
 #include "host/cli/object_session.h"
 #include "host/cli/object_table.h"
 #include "host/objects/object_file.h"
-#include "host/queues/display_text.h"
 #include "host/scan/envelope.h"
 #include "host/scan/token_argument.h"
+#include "platform/base/visible_text.h"
 #include "platform/message/mailbox.h"
 #include "platform/store/stored_named_objects.h"
 #include "quzo/core/error_text.h"
@@ -28,12 +28,13 @@ constexpr std::size_t kMaxMessage = std::size_t{256} << 20U; // bytes
 
 MaybeFault readArguments(const ObjectOptions& options, TokenMap<ScanToken>& tokens) {
     if (options.from && !options.from->empty() && !platform::validAddress(*options.from)) {
-        return Fault{kExitUsage, "--from", "'" + *options.from + "' is no address",
+        return Fault{kExitUsage, "--from", platform::quotedText(*options.from) + " is no address",
                      "write local@domain, or '' for none"};
     }
     for (const std::string& recipient : options.to) {
         if (!platform::validAddress(recipient)) {
-            return Fault{kExitUsage, "--to", "'" + recipient + "' is no address", "write local@domain"};
+            return Fault{kExitUsage, "--to", platform::quotedText(recipient) + " is no address",
+                         "write local@domain"};
         }
     }
     for (const std::string& argument : options.tokens) {
@@ -69,7 +70,7 @@ std::string previewText(const ObjectPreview& preview) {
     }
     std::string text;
     for (const auto& [name, value] : preview.head) {
-        text += name + std::string(width - name.size(), ' ') + visibleText(value) + "\n";
+        text += name + std::string(width - name.size(), ' ') + platform::visibleText(value) + "\n";
     }
     for (const auto& [name, value] : preview.texts) {
         text += "\n" + name + "\n" + shownLines(value, "    ");

@@ -8,7 +8,7 @@
 
 #include "host/cli/object_table.h"
 #include "host/objects/object_form.h"
-#include "host/queues/display_text.h"
+#include "platform/base/visible_text.h"
 
 namespace quzo::host {
 namespace {
@@ -21,7 +21,7 @@ constexpr std::size_t kNameWidth = 19; // of the longest field name, and a gap
 std::string line(const std::string& name, const std::string& value) {
     std::string text = name;
     text.append(name.size() < kNameWidth && !value.empty() ? kNameWidth - name.size() : 0, ' ');
-    return text + visibleText(value) + "\n";
+    return text + platform::visibleText(value) + "\n";
 }
 
 const char* yesNo(bool flag) { return flag ? "yes" : "no"; }

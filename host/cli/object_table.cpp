@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "host/queues/display_text.h"
+#include "platform/base/visible_text.h"
 
 namespace quzo::host {
 std::string shownLines(std::string_view text, std::string_view indent) {
@@ -14,7 +15,9 @@ std::string shownLines(std::string_view text, std::string_view indent) {
         if (line.ends_with('\r')) {
             line.remove_suffix(1);
         }
-        shown.append(line.empty() ? std::string_view() : indent).append(visibleText(line)).append("\n");
+        shown.append(line.empty() ? std::string_view() : indent)
+            .append(platform::visibleText(line))
+            .append("\n");
         text.remove_prefix(std::min(end + 1, text.size()));
     }
     return shown;
@@ -23,7 +26,7 @@ std::string shownLines(std::string_view text, std::string_view indent) {
 void TextTable::add(std::vector<std::string> cells) {
     widths_.resize(std::max(widths_.size(), cells.size()));
     for (std::size_t column = 0; column < cells.size(); ++column) {
-        cells[column] = visibleText(cells[column]);
+        cells[column] = platform::visibleText(cells[column]);
         widths_[column] = std::max(widths_[column], columnsOf(cells[column]));
     }
     rows_.push_back(std::move(cells));

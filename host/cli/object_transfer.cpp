@@ -18,7 +18,6 @@
 #include "host/cli/object_session.h"
 #include "host/cli/temporary_files.h"
 #include "host/objects/object_file.h"
-#include "platform/log/escape.h"
 
 namespace quzo::host {
 namespace {
@@ -107,7 +106,7 @@ std::string reportText(const ObjectFile& file, const std::vector<ObjectOutcome>&
 void sayFindings(const Findings& findings, const std::string& path, Console& console) {
     constexpr std::size_t kMostSaid = 100;
     for (std::size_t index = 0; index < std::min(findings.size(), kMostSaid); ++index) {
-        console.err.line("quzo: " + platform::escapeForLog(describe(findings[index], path)));
+        console.err.line("quzo: " + describe(findings[index], path));
     }
     if (findings.size() > kMostSaid) {
         console.err.say({kExitData, path, fmt::format("{} more faults", findings.size() - kMostSaid),

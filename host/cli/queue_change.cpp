@@ -10,7 +10,11 @@
 #include "host/cli/commands.h"
 #include "host/cli/exit_code.h"
 #include "host/cli/queue_session.h"
+<<<<<<< HEAD
 #include "host/policy/policy_advice.h"
+=======
+#include "platform/base/visible_text.h"
+>>>>>>> f560533 (Other people's texts are shown and quoted one way; no fault holds a password)
 #include "platform/message/mailbox.h"
 #include "quzo/core/error_text.h"
 
@@ -33,7 +37,7 @@ MaybeFault checkOptions(const QueueOptions& options) {
     }
     for (const std::string& recipient : options.to) {
         if (!platform::validAddress(recipient)) {
-            return usage("--to", "'" + recipient + "' is no address", "write local@domain");
+            return usage("--to", platform::quotedText(recipient) + " is no address", "write local@domain");
         }
     }
     return std::nullopt;

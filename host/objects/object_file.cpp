@@ -11,13 +11,14 @@
 #include "host/policy/nearest.h"
 #include "host/policy/toml_depth.h"
 #include "host/policy/toml_reading.h"
-#include "platform/log/escape.h"
+#include "platform/base/visible_text.h"
 
 namespace quzo::host {
 namespace {
 
 using platform::ObjectKind;
 
+constexpr std::size_t kMostShown = 1024; // bytes: any name that the store takes
 constexpr std::string_view kStoredKey = "stored";
 constexpr unsigned kMaxKeyDepth = 8; // kind, name and field need three
 constexpr std::string_view kKindNames[] = {"notify", "stamp", "quarantine", "archive"};
@@ -127,7 +128,7 @@ private:
         if (fault) {
             const toml::node* node = at.table.get(fault->key);
             faults_.error(lineOf(node != nullptr ? *node : at.table), joined(at.where, fault->key),
-                          platform::escapeForLog(fault->problem), fault->remedy);
+                          fault->problem, fault->remedy);
         }
         return good && !fault;
     }
@@ -181,7 +182,7 @@ void parse(std::string_view text, ObjectFile& file, FaultList& faults) {
 } // namespace
 
 std::string shownObject(ObjectKind kind, std::string_view name) {
-    return std::string(platform::objectKindName(kind)) + " '" + platform::escapeForLog(name) + "'";
+    return std::string(platform::objectKindName(kind)) + " " + platform::quotedText(name, kMostShown);
 }
 
 std::string objectFileHead() { return "# Named objects of quzo: read in by quzo object import.\n"; }

@@ -6,7 +6,8 @@
 #include <charconv>
 #include <system_error>
 
-#include "platform/charset/utf8.h"
+#include "platform/base/utf8.h"
+#include "platform/base/visible_text.h"
 #include "platform/store/stored_named_objects.h"
 
 namespace quzo::host {
@@ -31,7 +32,8 @@ std::optional<FieldFault> checkText(const ObjectField& field, const std::string&
     }
     if (field.type == ObjectField::Type::Word &&
         std::find(field.words.begin(), field.words.end(), text) == field.words.end()) {
-        return faultOf(field, "'" + text + "' is no value of it", "give " + wantedValue(field));
+        return faultOf(field, platform::quotedText(text) + " is no value of it",
+                       "give " + wantedValue(field));
     }
     if (field.type == ObjectField::Type::Line && hasControl(text)) {
         return faultOf(field, "it has a line break or another control character", "give it in one line");
@@ -162,7 +164,7 @@ std::optional<ObjectValue> parseObjectValue(const ObjectField& field, const std:
         default:
             return text;
     }
-    fault = faultOf(field, "'" + text + "' is no value of it", "give " + wantedValue(field));
+    fault = faultOf(field, platform::quotedText(text) + " is no value of it", "give " + wantedValue(field));
     return std::nullopt;
 }
 

@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstdio>
 
-#include "platform/charset/utf8.h"
-#include "platform/log/escape.h"
+#include "platform/base/utf8.h"
+#include "platform/base/visible_text.h"
 
 namespace quzo::host {
 namespace {
@@ -23,12 +23,6 @@ unsigned long codePoint(std::string_view character) {
         point = (point << 6U) | (static_cast<unsigned char>(byte) & 0x3FU);
     }
     return point;
-}
-
-// Marks that leave no trace on the screen, beside those that a log line may not hold either.
-bool isInvisible(unsigned long point) {
-    return point == 0x00AD || (point >= 0x200B && point <= 0x200F) || (point >= 0x2060 && point <= 0x2064) ||
-           point == 0xFEFF;
 }
 
 void appendEscape(std::string& out, unsigned long point) {
@@ -51,11 +45,10 @@ void appendCharacter(std::string& out, std::string_view character) {
         default:
             break;
     }
-    const unsigned long point = codePoint(character);
-    if (isInvisible(point) || platform::escapeForLog(character) != character) {
-        appendEscape(out, point);
-    } else {
+    if (platform::isVisible(character)) {
         out += character;
+    } else {
+        appendEscape(out, codePoint(character));
     }
 }
 

@@ -9,6 +9,7 @@
 #include "host/policy/action_check.h"
 #include "host/policy/action_type.h"
 #include "host/policy/nearest.h"
+#include "platform/base/visible_text.h"
 
 namespace quzo::host {
 namespace {
@@ -20,7 +21,7 @@ std::string unknownType(std::string_view type) {
     for (const PolicyActionType& known : policyActionTypes()) {
         names.emplace_back(known.name);
     }
-    return "'" + std::string(type) + "' is no action type: " + suggestion(type, names);
+    return platform::quotedText(type) + " is no action type: " + suggestion(type, names);
 }
 
 void appendSplit(std::vector<std::string>& list, std::string_view text, char separator) {
@@ -51,7 +52,7 @@ std::string addPair(const FieldType& field, const std::string& text, Fields& fie
     switch (field.kind) {
         case Kind::Flag:
             if (text != "true" && text != "false") {
-                return "'" + text + "' is no flag: give true or false";
+                return platform::quotedText(text) + " is no flag: give true or false";
             }
             fields.push_back({field.key, text == "true"});
             return {};
@@ -59,7 +60,7 @@ std::string addPair(const FieldType& field, const std::string& text, Fields& fie
             std::int64_t number = 0;
             const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
             if (error != std::errc{} || end != text.data() + text.size()) {
-                return "'" + text + "' is no number: give decimal digits";
+                return platform::quotedText(text) + " is no number: give decimal digits";
             }
             fields.push_back({field.key, number});
             return {};

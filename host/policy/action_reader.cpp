@@ -9,6 +9,7 @@
 #include "host/policy/action_type.h"
 #include "host/policy/nearest.h"
 #include "host/policy/object_reader.h"
+#include "platform/base/visible_text.h"
 
 namespace quzo::host {
 namespace {
@@ -31,8 +32,8 @@ const PolicyActionType* readType(const TableAt& at, FaultList& faults) {
         for (const PolicyActionType& known : policyActionTypes()) {
             names.emplace_back(known.name);
         }
-        faults.error(lineOf(*node), joined(at.where, "type"), "'" + *name + "' is no action type",
-                     suggestion(*name, names));
+        faults.error(lineOf(*node), joined(at.where, "type"),
+                     platform::quotedText(*name) + " is no action type", suggestion(*name, names));
     } else if (!type->inThisBuild()) {
         faults.error(lineOf(*node), joined(at.where, "type"), "this build does not have " + *name + " yet",
                      "leave the action out");
@@ -52,7 +53,7 @@ OnFailure readOnFailure(const TableAt& at, const PolicyActionType& type, FaultLi
         }
     }
     faults.error(lineOf(*at.table.get("on_failure")), joined(at.where, "on_failure"),
-                 "'" + *text + "' is not known", "give \"defer\", \"continue\" or \"stop\"");
+                 platform::quotedText(*text) + " is not known", "give \"defer\", \"continue\" or \"stop\"");
     return standard;
 }
 

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "platform/base/visible_text.h"
+
 namespace quzo::host {
 
 std::string describe(const Finding& finding, const std::string& file) {
@@ -16,9 +18,7 @@ std::string describe(const Finding& finding, const std::string& file) {
             line += *part;
         }
     }
-    std::replace_if(
-        line.begin(), line.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; }, '?');
-    return line;
+    return platform::visibleText(line);
 }
 
 bool hasErrors(const Findings& findings) {

@@ -19,8 +19,7 @@ struct Finding {
 
 using Findings = std::vector<Finding>;
 
-// "FILE:LINE: WHERE: PROBLEM: REMEDY" without the parts that are empty, on one line: control characters
-// that came from the file are shown as '?'.
+// "FILE:LINE: WHERE: PROBLEM: REMEDY" without the parts that are empty, as one visible line.
 std::string describe(const Finding& finding, const std::string& file);
 
 bool hasErrors(const Findings& findings);

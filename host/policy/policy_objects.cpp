@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "platform/base/visible_text.h"
 #include "quzo/settings/action_n.h"
 
 namespace quzo::host {
@@ -48,7 +49,7 @@ unsigned ObjectLookup::byName(ObjectKind kind, std::string_view name, FieldFault
     if (const std::optional<unsigned> id = objects_->idOf(kind, name)) {
         return *id;
     }
-    const std::string shown = "'" + std::string(name) + "'";
+    const std::string shown = platform::quotedText(name);
     const std::string kindName = platform::objectKindName(kind);
     const auto& unusable = objects_->unusable();
     if (std::any_of(unusable.begin(), unusable.end(),

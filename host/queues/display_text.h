@@ -7,13 +7,9 @@
 
 namespace quzo::host {
 
-// The text as one line of visible characters: what cannot be seen, or turns, hides or repaints what can, and
-// every byte that is not UTF-8, becomes \xNN for each of its bytes. Nothing a sender writes can reach the
-// terminal as a command or look like another line.
-std::string visibleText(std::string_view text);
-
-// The same, cut to `columns` with "..." at its end, and filled up with blanks when `fill`. Wide characters
-// count as two columns, combining ones as none. Time and result are bounded by `columns`, not by the text.
+// The visible text (platform/base/visible_text.h), cut to `columns` with "..." at its end, and filled up with
+// blanks when `fill`. Wide characters count as two columns, combining ones as none. Time and result are
+// bounded by `columns`, not by the text.
 std::string tableText(std::string_view text, std::size_t columns, bool fill = true);
 
 // How many columns of a screen the visible text takes.

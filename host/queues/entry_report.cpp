@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "host/queues/display_text.h"
+#include "platform/base/visible_text.h"
 #include "quzo/core/error_text.h"
 #include "quzo/tokens/action_utils.h"
 
@@ -70,7 +71,7 @@ Json numberAndName(const std::optional<std::uint32_t>& number, const std::string
 }
 
 std::string numberAndNameText(const std::optional<std::uint32_t>& number, const std::string& name) {
-    const std::string shown = visibleText(name);
+    const std::string shown = platform::visibleText(name);
     return !number ? shown : std::to_string(*number) + (shown.empty() ? "" : " ") + shown;
 }
 
@@ -135,25 +136,25 @@ void addKnown(const QueueEntry& entry, std::int64_t now, Facts& facts) {
     facts.add("stored",
               fmt::format("{} ({} ago)", timeText(entry.stored, false), ageText(now - entry.stored)));
     facts.add("size", fmt::format("{} bytes", entry.size));
-    facts.add("sender", "<" + visibleText(entry.sender) + ">");
+    facts.add("sender", "<" + platform::visibleText(entry.sender) + ">");
     for (const std::string& recipient : entry.recipients) {
-        facts.add("recipient", "<" + visibleText(recipient) + ">");
+        facts.add("recipient", "<" + platform::visibleText(recipient) + ">");
     }
-    facts.add("subject", visibleText(entry.subject));
+    facts.add("subject", platform::visibleText(entry.subject));
     facts.add("rule", numberAndNameText(entry.rule, entry.ruleName));
     facts.add("area", numberAndNameText(entry.areaId, entry.area));
     facts.add("ages out", agingText(entry));
     facts.add("due", entry.due ? timeText(*entry.due, false) : std::string());
-    facts.add("route", entry.route
-                           ? fmt::format("{} port {}", visibleText(entry.route->host), entry.route->port)
-                           : std::string());
+    facts.add("route", entry.route ? fmt::format("{} port {}", platform::visibleText(entry.route->host),
+                                                 entry.route->port)
+                                   : std::string());
     facts.add("attempts", entry.attempts == 0 ? std::string() : std::to_string(entry.attempts));
-    facts.add("reason", visibleText(entry.reason));
-    facts.add("previous", visibleText(entry.previous));
-    facts.add("came from",
-              entry.origin ? visibleText(entry.origin->queue) + "/" + entry.origin->id : std::string());
+    facts.add("reason", platform::visibleText(entry.reason));
+    facts.add("previous", platform::visibleText(entry.previous));
+    facts.add("came from", entry.origin ? platform::visibleText(entry.origin->queue) + "/" + entry.origin->id
+                                        : std::string());
     for (const auto& [code, value] : entry.tokens) {
-        facts.add(tokenName(code), visibleText(value));
+        facts.add(tokenName(code), platform::visibleText(value));
     }
 }
 
@@ -234,7 +235,7 @@ std::string headerText(std::string_view header) {
         line.remove_suffix(line.ends_with('\r') ? 1 : 0);
         // Folded lines may begin with a tab.
         const std::size_t begin = std::min(line.find_first_not_of(" \t"), line.size());
-        out.append(begin > 0 ? "    " : "").append(visibleText(line.substr(begin))).append("\n");
+        out.append(begin > 0 ? "    " : "").append(platform::visibleText(line.substr(begin))).append("\n");
     }
     return out;
 }

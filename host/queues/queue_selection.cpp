@@ -8,6 +8,7 @@
 
 #include "host/policy/glob.h"
 #include "host/policy/size_text.h"
+#include "platform/base/visible_text.h"
 
 namespace quzo::host {
 namespace {
@@ -37,7 +38,7 @@ std::optional<SelectionFault> readLimits(std::pair<const char*, const std::strin
         const std::optional<Number> value = read(text);
         const bool isAbove = option == above.first;
         if (!value || (!isAbove && *value == 0)) {
-            return SelectionFault{option, "'" + text + "' is no " + form};
+            return SelectionFault{option, platform::quotedText(text) + " is no " + form};
         }
         (isAbove ? least : most) = isAbove ? *value + 1 : *value - 1;
     }
@@ -80,7 +81,7 @@ std::optional<SelectionFault> readSelection(const SelectionTexts& texts, platfor
         std::uint32_t rule = 0;
         const char* end = texts.rule.data() + texts.rule.size();
         if (std::from_chars(texts.rule.data(), end, rule).ec != std::errc()) {
-            return SelectionFault{"--rule", "'" + texts.rule + "' is no rule's number"};
+            return SelectionFault{"--rule", platform::quotedText(texts.rule) + " is no rule's number"};
         }
         out.rule = rule;
     } else {

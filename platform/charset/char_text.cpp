@@ -2,8 +2,8 @@
 // begins. That proves at the same time that the bytes are text of the charset at all.
 #include "platform/charset/char_text.h"
 
+#include "platform/base/utf8.h"
 #include "platform/charset/unit_reader.h"
-#include "platform/charset/utf8.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {

@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/base/utf8.h"
 #include "platform/charset/charset.h"
 #include "platform/charset/unit_reader.h"
 #include "platform/charset/unit_writer.h"
-#include "platform/charset/utf8.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {

@@ -4,10 +4,10 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/utf8.h"
 #include "platform/charset/charset.h"
 #include "platform/charset/converter.h"
 #include "platform/charset/encoded_words.h"
-#include "platform/charset/utf8.h"
 #include "platform/charset/word_scan.h"
 #include "quzo/core/error_text.h"
 

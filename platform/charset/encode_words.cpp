@@ -10,11 +10,11 @@
 #include <algorithm>
 #include <vector>
 
+#include "platform/base/utf8.h"
 #include "platform/charset/char_text.h"
 #include "platform/charset/charset.h"
 #include "platform/charset/converter.h"
 #include "platform/charset/encoded_words.h"
-#include "platform/charset/utf8.h"
 #include "platform/charset/word_writer.h"
 #include "quzo/core/error_text.h"
 

@@ -2,18 +2,36 @@
 // one go and before any message is touched.
 #include <algorithm>
 
+#include "platform/base/visible_text.h"
 #include "platform/charset/converter.h"
 #include "platform/config/known_keys.h"
 #include "platform/config/quzo_settings.h"
-#include "platform/log/escape.h"
 
 namespace quzo::platform {
 
 namespace {
 
-constexpr std::size_t kShown = 60; // bytes of a name or value in a message
+// The value for a message, or nothing: connection strings hold passwords, and one may stand at any key.
+std::string shownValue(const KnownKey& known, const std::string& value) {
+    const bool secret = known.secret || value.find_first_of("@=") != std::string::npos ||
+                        value.find("//") != std::string::npos;
+    return secret ? std::string() : " " + quotedText(value);
+}
 
-std::string shown(std::string_view text) { return "'" + escapeForLog(text.substr(0, kShown)) + "'"; }
+bool isQuoted(std::string_view text) {
+    constexpr std::string_view kMarks = "\"'";
+    return !text.empty() &&
+           (kMarks.find(text.front()) != kMarks.npos || kMarks.find(text.back()) != kMarks.npos);
+}
+
+// What a size has to be.
+std::string wantedSize(std::size_t most) {
+    std::string text = "a number of bytes, such as 100M (with K, M or G)";
+    if (most != 0) {
+        text += ", up to " + std::to_string(most) + ", or 0 for no limit of its own";
+    }
+    return text;
+}
 
 std::string listed(std::string_view choices) {
     std::string out;
@@ -29,6 +47,8 @@ std::string expectedInstead(const KnownKey& known, const std::string& value) {
     switch (known.type) {
         case KeyType::Text:
             return {};
+        case KeyType::Path:
+            return isQuoted(value) ? "the path without quotation marks" : "";
         case KeyType::Charset:
             return value.empty() || knownCharset(value.c_str()) ? "" : "a charset, such as utf-8";
         case KeyType::Integer:
@@ -42,11 +62,11 @@ std::string expectedInstead(const KnownKey& known, const std::string& value) {
         case KeyType::Count:
             return integer && *integer >= 0 ? "" : "an integer of 0 or more";
         case KeyType::Size:
-            return parseSize(value, true) ? "" : "a number of bytes, such as 100M (with K, M or G)";
+            return isSize(known, value) ? "" : wantedSize(known.most);
         case KeyType::Choice:
             return isChoice(value, known.choices) ? "" : "one of " + listed(known.choices);
         case KeyType::Prefix:
-            return value.empty() || hasPrefix(value, known.choices)
+            return value.empty() || (hasPrefix(value, known.choices) && !isQuoted(value))
                        ? ""
                        : "a text beginning with " + listed(known.choices);
     }
@@ -62,12 +82,12 @@ std::string adviceForKey(std::string_view section, std::string_view key) {
     if (!nearest.empty()) {
         return "did you mean '" + std::string(nearest) + "'?";
     }
-    return "take the line out";
+    return "take the line out, or write key = value";
 }
 
 Finding unknownSection(const std::string& name, std::size_t line) {
     const std::string_view nearest = nearestSection(name);
-    return {line, Finding::Severity::Warning, "nobody reads the section " + shown(name),
+    return {line, Finding::Severity::Warning, "nobody reads the section" + faultName(name),
             nearest.empty() ? std::string("take it out") : "did you mean [" + std::string(nearest) + "]?"};
 }
 
@@ -87,15 +107,16 @@ std::vector<Finding> IniSettings::check() const {
             const KnownKey* known = findKnownKey(section, key);
             if (known == nullptr) {
                 findings.push_back({entry.line, Finding::Severity::Warning,
-                                    "nobody reads the key " + shown(key) + " of [" + section + "]",
+                                    "nobody reads the key" + faultName(key) + " of [" + section + "]",
                                     adviceForKey(section, key)});
                 continue;
             }
             const std::string expected = expectedInstead(*known, entry.value);
             if (!expected.empty()) {
-                findings.push_back({entry.line, Finding::Severity::Error,
-                                    "the value " + shown(entry.value) + " of " + key + " cannot be used",
-                                    "write " + expected});
+                findings.push_back(
+                    {entry.line, Finding::Severity::Error,
+                     "the value" + shownValue(*known, entry.value) + " of " + key + " cannot be used",
+                     "write " + expected});
             }
         }
     }

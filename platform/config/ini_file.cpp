@@ -2,13 +2,12 @@
 // (C:\new), take the last of two keys without a word, or cannot say which line is at fault.
 #include "platform/config/ini_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
-
-#include "platform/log/escape.h"
 
 namespace quzo::platform {
 
@@ -33,12 +32,6 @@ bool hasControl(std::string_view text) {
         }
     }
     return false;
-}
-
-// As it may stand in a message: one line, not too long.
-std::string shown(std::string_view text) {
-    constexpr std::size_t kShown = 60;
-    return "'" + escapeForLog(text.substr(0, kShown)) + (text.size() > kShown ? "...'" : "'");
 }
 
 // Reads line by line into the sections.
@@ -88,14 +81,13 @@ private:
         place_ = Place::Lost;
         const std::string_view name = trimmed(line.substr(1, line.size() - 2));
         if (line.back() != ']' || name.empty() || name.find_first_of("[]") != std::string_view::npos) {
-            report("the section header " + shown(line) + " is not complete", "write [name] and nothing else");
+            report("the section header is not complete", "write [name] and nothing else");
             return;
         }
         auto& opened = sections_[std::string(name)];
         if (opened.line == 0) {
             opened.line = line_;
         }
-        name_ = name;
         section_ = &opened.entries;
         place_ = Place::Inside;
     }
@@ -103,7 +95,7 @@ private:
     void readEntry(std::string_view line) {
         const std::size_t equals = line.find('=');
         if (equals == std::string_view::npos) {
-            report(shown(line) + " is neither a section, nor a key with a value, nor a comment",
+            report("this line is neither a section, nor a key with a value, nor a comment",
                    "write key = value, or begin the line with #");
             return;
         }
@@ -113,7 +105,7 @@ private:
             return;
         }
         if (place_ == Place::Outside) {
-            report("the key " + shown(key) + " stands before any section", "write [section] above it");
+            report("the key" + faultName(key) + " stands before any section", "write [section] above it");
         }
         if (place_ != Place::Inside) {
             return;
@@ -121,7 +113,7 @@ private:
         const auto [entry, added] = section_->emplace(
             std::string(key), IniFile::Entry{std::string(trimmed(line.substr(equals + 1))), line_});
         if (!added) {
-            report("the key " + shown(key) + " of [" + escapeForLog(name_) + "] is given again",
+            report("the key" + faultName(key) + " is given again in its section",
                    "keep this line or line " + std::to_string(entry->second.line));
         }
     }
@@ -130,8 +122,7 @@ private:
     std::vector<IniProblem>& problems_;
     std::size_t line_ = 0;
     Place place_ = Place::Outside;
-    std::string_view name_;               // of the section, when inside one
-    IniFile::Section* section_ = nullptr; // likewise
+    IniFile::Section* section_ = nullptr; // when inside one
 };
 
 struct CloseFile {
@@ -141,6 +132,15 @@ struct CloseFile {
 };
 
 } // namespace
+
+std::string faultName(std::string_view name) {
+    constexpr std::size_t kMost = 64; // bytes
+    const bool plain = std::all_of(name.begin(), name.end(), [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+               c == '-' || c == '.';
+    });
+    return plain && !name.empty() && name.size() <= kMost ? " '" + std::string(name) + "'" : "";
+}
 
 bool IniFile::parse(std::string_view text, std::vector<IniProblem>& problems) {
     sections_.clear();

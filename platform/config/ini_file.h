@@ -26,6 +26,11 @@ struct IniProblem {
     std::string advice;
 };
 
+// The name of a key or section for a fault: a blank and the name in quotation marks, or nothing when it has
+// other characters than letters, digits, '_', '-' and '.'. What stands in a line that was not understood may
+// be a piece of a connection string with its password.
+std::string faultName(std::string_view name);
+
 class IniFile {
 public:
     static constexpr std::size_t kMaxBytes = std::size_t{1} << 20U;

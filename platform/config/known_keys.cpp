@@ -7,6 +7,8 @@
 #include <limits>
 #include <string>
 
+#include "platform/message/limits.h"
+
 namespace quzo::platform {
 
 namespace {
@@ -81,10 +83,10 @@ const std::vector<KnownKey>& knownKeys() {
         {kGeneral, "locale", KeyType::Text},
         {kGeneral, "useQUZOLocaleForNotificationTime", KeyType::YesNo},
         {kGeneral, "NumOfBlankLineBeforeStampMessage", KeyType::Integer},
-        {kGeneral, "queue_quarantine", KeyType::Text},
-        {kGeneral, "queue_archive", KeyType::Text},
-        {kGeneral, "queue_notify", KeyType::Text},
-        {kGeneral, "quzo_home", KeyType::Text},
+        {kGeneral, "queue_quarantine", KeyType::Path},
+        {kGeneral, "queue_archive", KeyType::Path},
+        {kGeneral, "queue_notify", KeyType::Path},
+        {kGeneral, "quzo_home", KeyType::Path},
         {kMessage, "DefaultSourceCharset", KeyType::Charset},
         {kMessage, "UseMailCharsetAsDestinationCharset", KeyType::Switch},
         {kMessage, "UseUTF8AsPreferCharsetForStamp", KeyType::Switch},
@@ -98,26 +100,26 @@ const std::vector<KnownKey>& knownKeys() {
         {kMessage, "IgnoreSnmpError", KeyType::Switch},
         {kNotification, "PreferredCharset", KeyType::Charset},
         {kNotification, "SNMPServer", KeyType::Text},
-        {kNotification, "Community", KeyType::Text},
+        {kNotification, "Community", KeyType::Text, {}, true},
         {kNotification, "MailFrom", KeyType::Text},
         {kNotification, "NotificationSkipScan", KeyType::Switch},
         {kNotification, "NotificationHideRecipients", KeyType::Switch},
         {kNotification, "NotificationGetSenderFromMIME", KeyType::Switch},
         {"quzo_manager", "scanner_id", KeyType::Integer},
-        {kPlatform, "store", KeyType::Prefix, "sqlite3://|postgresql://"},
-        {kPlatform, "spool", KeyType::Text},
+        {kPlatform, "store", KeyType::Prefix, "sqlite3://|postgresql://", true},
+        {kPlatform, "spool", KeyType::Path},
         {kPlatform, "tenant", KeyType::Count},
-        {kPlatform, "next_hop", KeyType::Prefix, "smtp://|smtps://"},
+        {kPlatform, "next_hop", KeyType::Prefix, "smtp://|smtps://", true},
         {kPlatform, "tls", KeyType::Choice, "off|try|require"},
         {kPlatform, "timeout", KeyType::Positive},
-        {kPlatform, "limit_message", KeyType::Size},
+        {kPlatform, "limit_message", KeyType::Size, {}, false, kMaxMessageBytes},
         {kPlatform, "limit_header", KeyType::Size},
         {kPlatform, "limit_fields", KeyType::Count},
         {kPlatform, "limit_nesting", KeyType::Count},
         {kPlatform, "limit_parts", KeyType::Count},
         {kPlatform, "limit_recipients", KeyType::Count},
         {kPlatform, "on_limit", KeyType::Choice, "defer|pass|refuse"},
-        {kPlatform, "log", KeyType::Text},
+        {kPlatform, "log", KeyType::Path},
         {kPlatform, "log_level", KeyType::Choice, "0|1|2|3"},
     };
     return keys;
@@ -190,6 +192,11 @@ std::optional<std::size_t> parseSize(std::string_view text, bool withUnits) {
         return std::nullopt;
     }
     return number << shift;
+}
+
+bool isSize(const KnownKey& known, std::string_view text) {
+    const auto size = parseSize(text, true);
+    return size && (known.most == 0 || *size <= known.most);
 }
 
 bool isChoice(std::string_view text, std::string_view choices) {

@@ -11,6 +11,7 @@ namespace quzo::platform {
 
 enum class KeyType : std::uint8_t {
     Text,
+    Path, // of a file or folder, from the folder of quzo.ini on when it is relative
     Charset,
     Integer,  // decimal, fits an int
     Switch,   // an integer: 0 is off, anything else on
@@ -27,6 +28,8 @@ struct KnownKey {
     std::string_view key;
     KeyType type = KeyType::Text;
     std::string_view choices = {}; // separated by '|'
+    bool secret = false;           // may hold a password: its value is never shown
+    std::size_t most = 0;          // of a Size; 0: whatever fits
 };
 
 const std::vector<KnownKey>& knownKeys();
@@ -44,6 +47,7 @@ std::string_view sectionOfKey(std::string_view key);
 // Values as the types above say; none for a text that is no such value.
 std::optional<int> parseInteger(std::string_view text);
 std::optional<std::size_t> parseSize(std::string_view text, bool withUnits);
+bool isSize(const KnownKey& known, std::string_view text);
 bool isChoice(std::string_view text, std::string_view choices);
 bool hasPrefix(std::string_view text, std::string_view prefixes);
 

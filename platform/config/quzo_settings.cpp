@@ -3,6 +3,7 @@
 #include "platform/config/quzo_settings.h"
 
 #include <exception>
+#include <filesystem>
 
 #include "platform/config/known_keys.h"
 #include "quzo/core/error_text.h"
@@ -12,6 +13,7 @@ namespace quzo::platform {
 namespace {
 
 constexpr std::string_view kPlatform = "platform";
+constexpr std::string_view kSqlite = "sqlite3://";
 
 // Queue directories that the host names when the file does not.
 std::optional<std::string> defaultValue(std::string_view section, std::string_view key,
@@ -43,16 +45,42 @@ int guardedRead(Work&& work) noexcept {
 
 } // namespace
 
-bool IniSettings::load(const std::string& path) { return file_.load(path, problems_); }
+bool IniSettings::load(const std::string& path) {
+    folder_ = std::filesystem::path(path).parent_path().string();
+    return file_.load(path, problems_);
+}
 
-bool IniSettings::parse(std::string_view text) { return file_.parse(text, problems_); }
+bool IniSettings::parse(std::string_view text) {
+    folder_.clear();
+    return file_.parse(text, problems_);
+}
+
+std::string IniSettings::placed(const KnownKey* known, const std::string& value) const {
+    if (known == nullptr || folder_.empty()) {
+        return value;
+    }
+    const bool file = known->type == KeyType::Path && !(known->key == "log" && value == "stderr");
+    std::size_t at = 0;
+    if (!file) {
+        if (known->key != "store" || !value.starts_with(kSqlite)) {
+            return value;
+        }
+        at = kSqlite.size();
+    }
+    if (value.size() == at || value[at] == '/') {
+        return value;
+    }
+    return value.substr(0, at) + folder_ + (folder_.ends_with('/') ? "" : "/") + value.substr(at);
+}
 
 std::optional<std::string> IniSettings::lookUp(std::string_view section, std::string_view key) const {
     if (const IniFile::Entry* entry = file_.find(section, key)) {
-        return entry->value;
+        return placed(findKnownKey(section, key), entry->value);
     }
     const IniFile::Entry* spool = file_.find(kPlatform, "spool");
-    return defaultValue(section, key, spool != nullptr ? std::string_view(spool->value) : std::string_view());
+    return defaultValue(
+        section, key,
+        spool != nullptr ? placed(findKnownKey(kPlatform, "spool"), spool->value) : std::string());
 }
 
 int IniSettings::getValue(const char* key, std::string& value, const char* section, int /*reserved*/) {
@@ -92,10 +120,11 @@ PlatformSettings IniSettings::platform() const {
         const KnownKey* known = findKnownKey(kPlatform, key);
         if (entry == nullptr || known == nullptr ||
             (known->type == KeyType::Choice && !isChoice(entry->value, known->choices)) ||
-            (known->type == KeyType::Prefix && !hasPrefix(entry->value, known->choices))) {
+            (known->type == KeyType::Prefix && !hasPrefix(entry->value, known->choices)) ||
+            (known->type == KeyType::Size && !isSize(*known, entry->value))) {
             return std::nullopt;
         }
-        return entry->value;
+        return placed(known, entry->value);
     };
     const auto size = [&](std::string_view key, std::size_t& into, bool withUnits) {
         const auto value = text(key);

@@ -14,6 +14,8 @@
 
 namespace quzo::platform {
 
+struct KnownKey;
+
 // What the section [platform] says, with its defaults.
 struct PlatformSettings {
     enum class Tls : std::uint8_t { Off, Try, Require };
@@ -42,7 +44,9 @@ struct Finding {
 };
 
 // The settings of an installation: the file, and below it the host's own defaults (utf-8 as the charset of
-// texts, queue directories below the spool). Immutable once loaded, and then usable from several threads.
+// texts, queue directories below the spool). Relative paths in the file count from the file's folder on, and
+// come out so that the program's current folder leads to them. Immutable once loaded, and then usable from
+// several threads.
 class IniSettings final : public GlobalSetting {
 public:
     IniSettings() = default; // the defaults alone
@@ -66,8 +70,10 @@ public:
 
 private:
     std::optional<std::string> lookUp(std::string_view section, std::string_view key) const;
+    std::string placed(const KnownKey* known, const std::string& value) const;
 
     IniFile file_;
+    std::string folder_; // of the file; empty: the current one
     std::vector<IniProblem> problems_;
 };
 

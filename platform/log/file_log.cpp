@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/null_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <unistd.h>
 
@@ -14,17 +15,20 @@
 #include <cstdarg>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <system_error>
 
-#include "platform/log/escape.h"
+#include "platform/base/visible_text.h"
+#include "platform/log/log_subject.h"
 
 namespace quzo::platform {
 
 namespace {
 
-constexpr const char* kPattern = "%Y-%m-%d %H:%M:%S.%e [%P] %v";
+constexpr const char* kPattern = "%Y-%m-%dT%H:%M:%S.%e%z [%P] %v";
 constexpr int kMaxLevel = 3;
-constexpr mode_t kLogMode = 0640; // subjects and addresses are nobody else's business
+constexpr std::size_t kMaxSubject = 1024; // bytes
+constexpr mode_t kLogMode = 0640;         // subjects and addresses are nobody else's business
 
 const char* levelName(int level) {
     if (level <= 1) {
@@ -33,16 +37,21 @@ const char* levelName(int level) {
     return level == 2 ? "notice" : "detail";
 }
 
-// Makes the file with our mode before spdlog opens it with the process's.
-bool makeFile(const std::string& path, std::string& problem) {
+// Opens the file, or makes it with our mode before spdlog opens it with the process's. 0 or what errno says.
+int tryFile(const std::string& path, int create) {
     const int descriptor =
-        ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, kLogMode);
+        ::open(path.c_str(), O_WRONLY | O_APPEND | create | O_CLOEXEC | O_NOCTTY, kLogMode);
     if (descriptor < 0) {
-        problem = std::system_category().message(errno);
-        return false;
+        return errno;
     }
     ::close(descriptor);
-    return true;
+    return 0;
+}
+
+// Whether a file that is not there could be made.
+int tryFolder(const std::string& path) {
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    return ::access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) == 0 ? 0 : errno;
 }
 
 spdlog::sink_ptr makeSink(const std::string& target) {
@@ -54,12 +63,21 @@ spdlog::sink_ptr makeSink(const std::string& target) {
 
 } // namespace
 
-std::unique_ptr<FileLog> FileLog::open(const std::string& target, int maxLevel, std::string& problem) {
-    if (target != "stderr" && !makeFile(target, problem)) {
-        return nullptr;
+std::unique_ptr<FileLog> FileLog::open(const std::string& target, int maxLevel, std::string& problem,
+                                       Missing missing) {
+    bool nowhere = false;
+    if (target != "stderr") {
+        int error = tryFile(target, missing == Missing::Make ? O_CREAT : 0);
+        nowhere = error == ENOENT && missing == Missing::LeaveOut && !target.empty();
+        error = nowhere ? tryFolder(target) : error;
+        if (error != 0) {
+            problem = std::system_category().message(error);
+            return nullptr;
+        }
     }
     try {
-        auto logger = std::make_shared<spdlog::logger>("quzo", makeSink(target));
+        auto logger = std::make_shared<spdlog::logger>(
+            "quzo", nowhere ? std::make_shared<spdlog::sinks::null_sink_mt>() : makeSink(target));
         logger->set_pattern(kPattern);
         logger->set_level(spdlog::level::trace);
         logger->flush_on(spdlog::level::trace);
@@ -97,7 +115,9 @@ void FileLog::write(int lineLevel, const char* format, ...) {
 
 void FileLog::writeLine(int lineLevel, std::string_view line) noexcept {
     try {
-        logger_->log(spdlog::level::info, "{}: {}", levelName(lineLevel), escapeForLog(line));
+        const std::string_view subject = LogSubject::current().substr(0, kMaxSubject);
+        logger_->log(spdlog::level::info, "{}: {}{}{}", levelName(lineLevel), visibleText(subject),
+                     subject.empty() ? "" : ": ", visibleText(line));
     } catch (...) {
         ++lost_;
     }

@@ -15,22 +15,27 @@ class logger;
 
 namespace quzo::platform {
 
-// Lines look like "2024-05-01 12:00:00.123 [4711] error: TEXT"; the words for levels 1, 2 and 3 are error,
-// notice and detail. Every line is flushed, since the last ones before a crash are the ones that count.
+// Lines look like "2024-05-01T12:00:00.123+02:00 [4711] error: SUBJECT: TEXT": the time with its distance
+// from UTC, the process, what the thread works on (platform/log/log_subject.h) where that is known. The words
+// for levels 1, 2 and 3 are error, notice and detail. Every line is flushed, since the last ones before a
+// crash are the ones that count.
 //
 // write() may be called from any thread. It never throws, whatever happens to the file: lines that could not
 // be written are counted.
 class FileLog final : public LogMsg {
 public:
     // `target` is "stderr" or the path of a file, which is appended to (and made with mode 0640); `maxLevel`
-    // is 0 (nothing) to 3. Null when the file cannot be opened, with the reason in `problem`.
-    static std::unique_ptr<FileLog> open(const std::string& target, int maxLevel, std::string& problem);
+    // is 0 (nothing) to 3. Null when the file cannot be opened, with the reason in `problem`. With
+    // Missing::LeaveOut a file that is not there, though it could be made, is not: its lines go nowhere.
+    enum class Missing : std::uint8_t { Make, LeaveOut };
+    static std::unique_ptr<FileLog> open(const std::string& target, int maxLevel, std::string& problem,
+                                         Missing missing = Missing::Make);
 
     ~FileLog() override;
     FileLog(const FileLog&) = delete;
     FileLog& operator=(const FileLog&) = delete;
 
-    // What escapeForLog() would not leave alone is escaped. A line is cut at kMaxLine bytes.
+    // What visibleText() would not leave alone is escaped. A line is cut at kMaxLine bytes.
     void write(int lineLevel, const char* format, ...) override __attribute__((format(printf, 3, 4)));
 
     // Lines that could not be written.

@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/base/utf8.h"
 #include "platform/charset/converter.h"
-#include "platform/charset/utf8.h"
 #include "platform/message/ascii.h"
 #include "platform/message/field_text.h"
 #include "platform/message/gmime_addresses.h"

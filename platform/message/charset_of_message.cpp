@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/base/utf8.h"
 #include "platform/charset/charset.h"
 #include "platform/charset/converter.h"
-#include "platform/charset/utf8.h"
 #include "platform/message/ascii.h"
 #include "platform/message/message_impl.h"
 #include "quzo/core/error_text.h"

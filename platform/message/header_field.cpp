@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/base/utf8.h"
 #include "platform/charset/converter.h"
 #include "platform/charset/encoded_words.h"
-#include "platform/charset/utf8.h"
 #include "platform/message/ascii.h"
 #include "platform/message/field_text.h"
 #include "platform/message/header_block.h"

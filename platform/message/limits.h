@@ -2,8 +2,12 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 
 namespace quzo::platform {
+
+// No message may be larger, whatever the settings say: lengths of 2 GiB and more do not fit everywhere.
+constexpr std::size_t kMaxMessageBytes = std::numeric_limits<int>::max();
 
 // Checked while a message is scanned, before anything is allocated for a part. 0 means no limit.
 struct Limits {

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "platform/charset/utf8.h"
+#include "platform/base/utf8.h"
 #include "platform/message/ascii.h"
 #include "platform/message/gmime_addresses.h"
 #include "quzo/core/error_text.h"

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "platform/charset/utf8.h"
+#include "platform/base/utf8.h"
 #include "platform/message/ascii.h"
 #include "platform/message/field_text.h"
 

@@ -1,8 +1,8 @@
 // Reading text that may be broken. See readable_text.h.
 #include "platform/message/readable_text.h"
 
+#include "platform/base/utf8.h"
 #include "platform/charset/converter.h"
-#include "platform/charset/utf8.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {

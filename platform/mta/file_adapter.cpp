@@ -11,7 +11,7 @@
 #include <limits>
 #include <utility>
 
-#include "platform/charset/utf8.h"
+#include "platform/base/utf8.h"
 #include "platform/mta/host_name.h"
 #include "platform/queue/leaving_message.h"
 #include "quzo/core/error_text.h"

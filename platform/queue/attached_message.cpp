@@ -10,8 +10,8 @@
 #include <algorithm>
 #include <memory>
 
+#include "platform/base/utf8.h"
 #include "platform/charset/encoded_words.h"
-#include "platform/charset/utf8.h"
 #include "platform/message/identifiers.h"
 #include "quzo/core/error_text.h"
 

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "platform/charset/utf8.h"
+#include "platform/base/utf8.h"
 
 namespace quzo::platform {
 namespace {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/charset/utf8.h"
+#include "platform/base/utf8.h"
 #include "platform/message/mailbox.h"
 #include "platform/queue/attached_message.h"
 #include "platform/queue/escaped_text.h"

@@ -9,9 +9,9 @@
 #include <memory>
 #include <string_view>
 
-#include "platform/charset/utf8.h"
+#include "platform/base/utf8.h"
+#include "platform/base/visible_text.h"
 #include "platform/store/store_fault.h"
-#include "platform/store/store_text.h"
 
 namespace quzo::platform {
 namespace {
@@ -36,7 +36,10 @@ ConnectionTarget sqliteTarget(std::string path) {
     }
     const bool quoted = path.find(' ') != std::string::npos;
     std::string connection = quoted ? "db=\"" + path + "\"" : "db=" + path;
-    std::string label = printableText(path);
+    // Someone who names a server by this prefix has put a password into the path.
+    const std::size_t colon = path.find(':');
+    const bool mayTell = colon == std::string::npos || path.find('@', colon) == std::string::npos;
+    std::string label = mayTell ? visibleText(path) : "of the settings";
     return {Backend::Sqlite, std::move(path), std::move(connection), std::move(label)};
 }
 
@@ -75,6 +78,13 @@ void appendEncoded(std::string& uri, std::string_view value) {
     }
 }
 
+// A part of the label. One that looks like more than a name may be a piece of a password that was not
+// encoded.
+std::string shownPart(const std::string& value) {
+    const bool telling = value.find_first_of(" '\"\\&?#%;") != std::string::npos;
+    return telling ? "(not shown)" : visibleText(value);
+}
+
 // libpq itself looks at ports only when it connects.
 void checkPorts(const Parameters& parameters) {
     const auto port = parameters.find("port");
@@ -87,6 +97,9 @@ ConnectionTarget postgresTarget(const std::string& text) {
     Parameters parameters = parsePostgres(text);
     if (parameters["dbname"].find_first_of("=@") != std::string::npos) {
         refuse("has a database name that looks like another connection string");
+    }
+    if (parameters["host"].find('@') != std::string::npos) {
+        refuse("has an '@' in its host: in a user or password write it as %40");
     }
     checkPorts(parameters);
     static constexpr std::pair<const char*, const char*> kDefaults[] = {
@@ -112,7 +125,7 @@ ConnectionTarget postgresTarget(const std::string& text) {
         {"dbname", " "}, {"host", " at "}, {"port", " port "}};
     for (const auto& [key, before] : parts) {
         if (const auto entry = parameters.find(key); entry != parameters.end() && !entry->second.empty()) {
-            label.append(before).append(printableText(entry->second));
+            label.append(before).append(shownPart(entry->second));
         }
     }
     return {Backend::Postgres, {}, std::move(uri), std::move(label)};

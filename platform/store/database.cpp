@@ -11,11 +11,11 @@
 #include <algorithm>
 #include <new>
 
+#include "platform/base/visible_text.h"
 #include "platform/store/database_fault.h"
 #include "platform/store/database_file.h"
 #include "platform/store/query.h"
 #include "platform/store/schema.h"
-#include "platform/store/store_text.h"
 
 namespace quzo::platform {
 namespace {
@@ -81,7 +81,7 @@ void Database::openPostgres() {
         .next();
     if (encoding != "UTF8") {
         throw StoreFailure(StoreTrouble::NotAStore, "the store (" + target_.label + ") has the encoding " +
-                                                        printableText(encoding) +
+                                                        visibleText(encoding) +
                                                         ": create the database with encoding UTF8");
     }
 }

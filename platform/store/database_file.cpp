@@ -18,7 +18,7 @@
 namespace quzo::platform {
 namespace {
 
-constexpr mode_t kMode = 0640;
+constexpr mode_t kMode = 0600; // what SQLite puts beside the file takes the file's mode
 
 std::string errorText(int error) { return std::generic_category().message(error); }
 
@@ -62,8 +62,13 @@ void ensureDatabaseFile(const std::string& path, const std::string& label, bool 
     const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
     if (descriptor >= 0) {
         close(descriptor);
-    } else if (errno != EEXIST) { // another process was quicker
+    } else if (errno != EEXIST) {
         cannotCreate(path, label, errno);
+    } else if (stat(path.c_str(), &status) != 0) {
+        // No other process was quicker: SQLite would follow the link and make a file wherever it leads.
+        throw StoreFailure(
+            StoreTrouble::CannotOpen,
+            "the store " + label + " is a link to a file that is not there: name the file itself");
     }
 }
 

@@ -8,6 +8,7 @@
 #include <array>
 #include <new>
 
+#include "platform/base/visible_text.h"
 #include "platform/store/database.h"
 #include "platform/store/object_reader.h"
 #include "platform/store/object_writer.h"

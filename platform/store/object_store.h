@@ -36,7 +36,7 @@ struct StoreSettings {
 // are the objects' text forms: UTF-8 without NUL, at most 1 MiB; whether they can be parsed is not looked at.
 class ObjectStore {
 public:
-    // Opens the store, makes it on first use (a file with mode 0640, less the umask), and upgrades an older
+    // Opens the store, makes it on first use (a file with mode 0600), and upgrades an older
     // one.
     static StoreResult<ObjectStore> open(const StoreSettings& settings);
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "platform/base/visible_text.h"
 #include "platform/store/object_reader.h"
 #include "platform/store/query.h"
 #include "platform/store/store_fault.h"
@@ -38,7 +39,7 @@ void checkObjectName(const std::string& name) {
 [[noreturn]] void changedMeanwhile(const StoredObject& object, unsigned expected) {
     throw StoreFailure(StoreTrouble::ChangedMeanwhile,
                        shown(object.kind, object.name) + " was changed meanwhile, by " +
-                           printableText(object.author) + " at " + objectTime(object.changed) +
+                           visibleText(object.author) + " at " + objectTime(object.changed) +
                            ": it is at revision " + std::to_string(object.revision) + ", not " +
                            std::to_string(expected) + "; look at it and try again");
 }

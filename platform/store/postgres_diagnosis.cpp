@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/store/store_text.h"
+#include "platform/base/visible_text.h"
 
 namespace quzo::platform {
 namespace {
@@ -42,7 +42,7 @@ std::string reasonOf(std::string_view message) {
     if (const std::size_t at = message.rfind(kMark); at != std::string_view::npos) {
         message.remove_prefix(at + kMark.size());
     }
-    return printableText(message);
+    return visibleText(message);
 }
 
 // The five characters behind "FATAL:  ", when the server sent some.

@@ -1,13 +1,12 @@
 // Checks on code points, byte by byte over the UTF-8.
 #include "platform/store/store_text.h"
 
-#include "platform/charset/utf8.h"
+#include "platform/base/utf8.h"
+#include "platform/base/visible_text.h"
 #include "platform/store/store_fault.h"
 
 namespace quzo::platform {
 namespace {
-
-constexpr std::size_t kMaxShown = 120; // bytes of a text in a message
 
 unsigned codePoint(std::string_view text, std::size_t at, std::size_t length) {
     const auto byte = [&](std::size_t offset) { return static_cast<unsigned char>(text[at + offset]); };
@@ -79,22 +78,5 @@ void checkRuleName(std::string_view name, unsigned ruleId) {
     checkSize(name, kMaxRuleName, subject);
     checkHoldable(name, subject);
 }
-
-std::string printableText(std::string_view text) {
-    std::string shown;
-    std::size_t at = 0;
-    while (at < text.size() && shown.size() < kMaxShown) {
-        const std::size_t length = utf8SequenceLength(text, at);
-        if (length != 0 && fitsName(codePoint(text, at, length))) {
-            shown.append(text.substr(at, length));
-        } else {
-            shown += '?';
-        }
-        at += length == 0 ? 1 : length;
-    }
-    return at < text.size() ? shown + "..." : shown;
-}
-
-std::string quotedText(std::string_view text) { return '"' + printableText(text) + '"'; }
 
 } // namespace quzo::platform

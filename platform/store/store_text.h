@@ -1,4 +1,4 @@
-// The texts that the store takes: what may be one, and how one is shown in a message.
+// The texts that the store takes.
 //
 // The two databases differ in what they hold: one cuts a text at a NUL and refuses bytes that are no UTF-8,
 // the other keeps both. The store refuses both itself, so that a store can move from one to the other.
@@ -24,11 +24,5 @@ void checkContent(std::string_view content, std::string_view name);
 
 // The name of a rule: UTF-8 without NUL.
 void checkRuleName(std::string_view name, unsigned ruleId);
-
-// `text` for a message: what is no printable UTF-8 becomes "?", and a long text is cut.
-std::string printableText(std::string_view text);
-
-// The same in quotation marks.
-std::string quotedText(std::string_view text);
 
 } // namespace quzo::platform

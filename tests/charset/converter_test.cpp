@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/charset/utf8.h"
+#include "platform/base/utf8.h"
 #include "quzo/core/error_text.h"
 
 namespace {

@@ -120,12 +120,12 @@ TEST_F(ObjectCommand, RefusesWithOneLineThatSaysWhatToDo) {
         {{"add", "stamp", "s", "--text=x", "--position", "up"}, 65, {"stamp 's': --position: 'up'"}},
         {{"add", "notify", "n", "--from", "a b"}, 65, {"notify 'n': --from: it is no address"}},
         {{"add", "stamp", "s", "--text=caf\xE9"}, 65, {"--text: it is not UTF-8 at byte 3"}},
-        {{"add", "quarantine", "Q", "--days", "1"}, 65, {"\"Q\" already"}},
+        {{"add", "quarantine", "Q", "--days", "1"}, 65, {"'Q' already"}},
         {{"add", "archive", "OPP:x"}, 65, {"OPP:"}},
         {{"add", "archive", "a\nb"}, 65, {"control character"}},
         {{"add", "archive", std::string(256, 'a')}, 65, {"256 bytes"}},
         {{"add", "archive", ""}, 65, {"name is empty"}},
-        {{"show", "stamp", "Q"}, 66, {"no stamp \"Q\"", "quzo object list"}},
+        {{"show", "stamp", "Q"}, 66, {"no stamp 'Q'", "quzo object list"}},
         {{"show", "quarantine", "Q", "--revision", "9"}, 66, {"no revision 9"}},
         {{"remove", "archive", "Q"}, 66, {"no archive"}},
         {{"restore", "archive", "Q"}, 66, {"no removed archive"}},
@@ -240,7 +240,7 @@ actions = [{ type = "archive", object = "mail" }]
     refused({"remove", "archive", "mail", "-p", "p.toml"}, 65, {"p.toml: archive 'mail'", "rule 10 'Keep'"});
     refused({"remove", "archive", "mail", "-p", "broken.toml"}, 78, {"broken.toml:6"});
     EXPECT_EQ(dir.quzo({"apply", "-c", "quzo.ini", "-p", "p.toml", "m.eml"}).exitCode, 0);
-    refused({"remove", "archive", "mail"}, 65, {"in use by rule 10 \"Keep\""});
+    refused({"remove", "archive", "mail"}, 65, {"in use by rule 10 'Keep'"});
     EXPECT_THAT(done({"show", "archive", "mail"}), HasSubstr("in use             rule 10 Keep\n"));
     const auto json = nlohmann::json::parse(done({"show", "archive", "mail", "--json"}));
     EXPECT_EQ(json["rules"][0]["id"], 10);

@@ -11,35 +11,13 @@
 #include <thread>
 #include <vector>
 
-#include "platform/charset/utf8.h"
-#include "platform/log/escape.h"
 #include "platform/log/file_log.h"
+#include "platform/log/log_subject.h"
 
 namespace {
 
-using namespace std::string_literals;
-using quzo::platform::escapeForLog;
 using quzo::platform::FileLog;
-
-TEST(Escape, LeavesTextAndDisarmsTheRest) {
-    const struct {
-        std::string text;
-        const char* escaped;
-    } cases[] = {
-        {"plain 100% äöü 日本 😀", "plain 100% äöü 日本 😀"},
-        {"a\nb\r\tc\0d"s, "a\\x0Ab\\x0D\\x09c\\x00d"},
-        {"\x1B[31m\x7F", "\\x1B[31m\\x7F"},
-        {"\xC2\x85 \xC2\x9B \xC2\xA0", "\\xC2\\x85 \\xC2\\x9B \xC2\xA0"},
-        {"caf\xE9 \xC0\x80 \xED\xA0\x80", "caf\\xE9 \\xC0\\x80 \\xED\\xA0\\x80"},
-        {"a\xE2\x80\xA8"
-         "b\xE2\x80\xAE\xE2\x81\xA6 \xE2\x80\x99",
-         "a\\xE2\\x80\\xA8b\\xE2\\x80\\xAE\\xE2\\x81\\xA6 \xE2\x80\x99"},
-        {"", ""},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(escapeForLog(c.text), c.escaped);
-    }
-}
+using quzo::platform::LogSubject;
 
 class LogFile : public testing::Test {
 protected:
@@ -74,7 +52,8 @@ TEST_F(LogFile, WritesALineARecord) {
     ASSERT_EQ(written.size(), 3U);
     for (const std::string& line : written) {
         EXPECT_THAT(line.substr(0, 60),
-                    testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "
+                    testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}"
+                                          "[+-][0-9]{2}:[0-9]{2} "
                                           "\\[[0-9]+\\] (error|notice): .*"));
     }
     EXPECT_THAT(written[0],
@@ -109,6 +88,46 @@ TEST_F(LogFile, AppendsFromManyThreads) {
         ASSERT_THAT(written[i], testing::EndsWith("\\x0A"));
     }
     EXPECT_EQ(log->lost(), 0U);
+}
+
+TEST_F(LogFile, LinesNameWhatTheirThreadWorksOn) {
+    std::string problem;
+    const auto log = FileLog::open(path_.string(), 1, problem);
+    ASSERT_NE(log, nullptr) << problem;
+    {
+        LogSubject outer("in/a\n.eml");
+        outer.add("7K2");
+        log->write(1, "first");
+        {
+            const LogSubject inner("b.eml");
+            std::thread([&log] { log->write(1, "elsewhere"); }).join();
+            log->write(1, "second");
+        }
+        log->write(1, "third");
+    }
+    log->write(1, "last");
+    const char* const expected[] = {"] error: in/a\\x0A.eml 7K2: first", "] error: elsewhere",
+                                    "] error: b.eml: second", "] error: in/a\\x0A.eml 7K2: third",
+                                    "] error: last"};
+    const auto written = lines();
+    ASSERT_EQ(written.size(), std::size(expected));
+    for (std::size_t line = 0; line < written.size(); ++line) {
+        EXPECT_THAT(written[line], testing::EndsWith(expected[line]));
+    }
+}
+
+TEST_F(LogFile, MakesNoFileWhenThatIsLeftOut) {
+    constexpr auto kLeaveOut = FileLog::Missing::LeaveOut;
+    std::string problem;
+    const auto log = FileLog::open(path_.string(), 1, problem, kLeaveOut);
+    ASSERT_NE(log, nullptr) << problem;
+    log->write(1, "x");
+    EXPECT_FALSE(std::filesystem::exists(path_));
+    EXPECT_EQ(FileLog::open("/nonexistent/quzo.log", 1, problem, kLeaveOut), nullptr);
+    EXPECT_NE(problem, "");
+    std::ofstream(path_) << "before\n";
+    FileLog::open(path_.string(), 1, problem, kLeaveOut)->write(1, "x");
+    EXPECT_EQ(lines().size(), 2U);
 }
 
 TEST_F(LogFile, SaysWhyItCannotBeOpened) {

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <string>
 
-#include "platform/charset/utf8.h"
+#include "platform/base/utf8.h"
 #include "quzo/core/action.h"
 #include "quzo/core/settings_source.h"
 #include "tests/places.h"

@@ -69,7 +69,7 @@ TEST_P(HostileTextTest, WhatIsNoTextIsRefused) {
         {std::string(10240, 'n'), "x", StoreTrouble::TooLong, "10240 bytes"},
         {"", "x", StoreTrouble::BadArgument, "name is empty"},
         {"OPP:x", "x", StoreTrouble::ReservedName, "OPP:"},
-        {"n", "", StoreTrouble::BadArgument, "content of \"n\" is empty"},
+        {"n", "", StoreTrouble::BadArgument, "content of 'n' is empty"},
         {"n", bytes("a\0b", 3), StoreTrouble::BadText, "NUL at byte 1"},
         {"n", "abc\xFF", StoreTrouble::BadText, "not UTF-8 at byte 3"},
         {"n", std::string(platform::kMaxObjectContent + 1, 'c'), StoreTrouble::TooLong, "1048577 bytes"},

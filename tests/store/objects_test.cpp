@@ -53,7 +53,7 @@ TEST_P(ObjectsTest, AnObjectComesBackAsItWasStored) {
     EXPECT_EQ(changed.content, "new");
     EXPECT_EQ(changed.author, "bob");
     expectFault(store.get(1, id), StoreTrouble::NotFound, {"object with id"});
-    expectFault(store.find(4294967295, kStamp, "legal"), StoreTrouble::NotFound, {"stamp \"legal\""});
+    expectFault(store.find(4294967295, kStamp, "legal"), StoreTrouble::NotFound, {"stamp 'legal'"});
 }
 
 TEST_P(ObjectsTest, NamesAreUniqueForEachTenantAndKindAndSortedByTheirBytes) {
@@ -67,7 +67,7 @@ TEST_P(ObjectsTest, NamesAreUniqueForEachTenantAndKindAndSortedByTheirBytes) {
     EXPECT_EQ(namesOf(store, 1), (std::vector<std::string>{"a", "B", "Z", "a", "b", "\xC3\xA4"}));
     EXPECT_EQ(namesOf(store, 2), std::vector<std::string>{"a"});
     EXPECT_EQ(namesOf(store, 3), std::vector<std::string>{});
-    expectFault(store.add(1, kStamp, "a", "y"), StoreTrouble::NameTaken, {"stamp \"a\""});
+    expectFault(store.add(1, kStamp, "a", "y"), StoreTrouble::NameTaken, {"stamp 'a'"});
     must(store.add(2, kStamp, "b", "x"));
     expectFault(store.modify(2, other, kStamp, "b", "y"), StoreTrouble::NameTaken);
     EXPECT_EQ(must(store.get(2, other)).content, "x");
@@ -83,7 +83,7 @@ TEST_P(ObjectsTest, AChangeOfSomethingChangedMeanwhileIsRefused) {
     const unsigned id = must(ada.add(1, kStamp, "legal", "first")).id;
     must(bob.modify(1, id, kStamp, "legal", "bob's", 1));
     const auto refused = ada.modify(1, id, kStamp, "legal", "ada's", 1);
-    expectFault(refused, StoreTrouble::ChangedMeanwhile, {"stamp \"legal\"", "by bob", "revision 2, not 1"});
+    expectFault(refused, StoreTrouble::ChangedMeanwhile, {"stamp 'legal'", "by bob", "revision 2, not 1"});
     EXPECT_EQ(refused.fault().remedy(), StoreRemedy::ChangeRequest);
     expectFault(ada.remove(1, id, 1), StoreTrouble::ChangedMeanwhile);
     EXPECT_EQ(must(ada.get(1, id)).content, "bob's");
@@ -162,7 +162,7 @@ TEST_P(ObjectsTest, WhatAPolicyRefersToIsNotRemoved) {
     EXPECT_EQ(must(store.references(1, used))[0], (ObjectReference{10, "Outbound \x07 disclaimer", used}));
     EXPECT_TRUE(must(store.references(1, plain)).empty());
     expectFault(store.remove(1, used), StoreTrouble::InUse,
-                {"stamp \"used\"", "rule 10 \"Outbound ? disclaimer\"", "3 more"});
+                {"stamp 'used'", "rule 10 'Outbound \\x07 disclaimer'", "3 more"});
     for (const auto& object : must(store.list(1))) {
         EXPECT_EQ(object.inUse, object.id == used);
     }
@@ -182,7 +182,7 @@ TEST_P(ObjectsTest, AReadOnlyObjectStaysAsItIs) {
     expectFault(store.setReadOnly(2, id, true), StoreTrouble::NotFound);
     must(store.setReadOnly(1, id, true));
     EXPECT_TRUE(must(store.list(1))[0].readOnly);
-    expectFault(store.modify(1, id, kStamp, "legal", "z"), StoreTrouble::ReadOnlyObject, {"\"legal\""});
+    expectFault(store.modify(1, id, kStamp, "legal", "z"), StoreTrouble::ReadOnlyObject, {"'legal'"});
     expectFault(store.remove(1, id), StoreTrouble::ReadOnlyObject);
     expectFault(store.restore(1, id, 1), StoreTrouble::ReadOnlyObject);
     must(store.setReadOnly(1, id, false));

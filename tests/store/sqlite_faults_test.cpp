@@ -1,12 +1,15 @@
 // What can be wrong with the file of an embedded store.
 #include <sched.h>
 #include <signal.h>
+#include <sqlite3.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
+#include <memory>
+#include <set>
 
 #include "store_place.h"
 
@@ -54,13 +57,34 @@ TEST_F(SqliteFaultsTest, FileNamesAreTakenLiterally) {
     fs::current_path(before);
 }
 
-TEST_F(SqliteFaultsTest, ANewFileIsNotForEverybody) {
+// So are those that SQLite puts beside it, whatever the umask.
+TEST_F(SqliteFaultsTest, ANewFileIsForItsOwnerAlone) {
     const mode_t mask = umask(0);
     must(open(file));
+    std::set<std::string> seen;
+    for (const char* statements : {"begin; create table t (a text); insert into t values ('x')",
+                                   "pragma journal_mode = wal; create table t (a text)"}) {
+        sqlite3* raw = nullptr;
+        ASSERT_EQ(sqlite3_open(file.c_str(), &raw), SQLITE_OK);
+        const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> session(raw, &sqlite3_close);
+        ASSERT_EQ(sqlite3_exec(raw, statements, nullptr, nullptr, nullptr), SQLITE_OK);
+        for (const auto& entry : fs::directory_iterator(folder.path())) {
+            struct stat status {};
+            ASSERT_EQ(stat(entry.path().c_str(), &status), 0);
+            EXPECT_EQ(status.st_mode & 0777U, 0600U) << entry.path();
+            seen.insert(entry.path().filename());
+        }
+    }
     umask(mask);
-    struct stat status {};
-    ASSERT_EQ(stat(file.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0640U);
+    EXPECT_EQ(seen, (std::set<std::string>{"store.db", "store.db-journal", "store.db-wal", "store.db-shm"}));
+}
+
+TEST_F(SqliteFaultsTest, NoStoreIsMadeThroughALinkThatLeadsNowhere) {
+    fs::create_symlink(folder.path() / "elsewhere.db", file);
+    expectFault(open(file), StoreTrouble::CannotOpen, {file.c_str(), "link"});
+    EXPECT_FALSE(fs::exists(folder.path() / "elsewhere.db"));
+    must(open(folder.path() / "elsewhere.db"));
+    must(must(open(file)).add(1, kStamp, "a", "b")); // one that leads to a store is followed
 }
 
 TEST_F(SqliteFaultsTest, AnUnsuitablePlaceIsASettingToChange) {

@@ -1,6 +1,6 @@
 // Checking UTF-8. Most mail is ASCII, so eight bytes at a time are passed over as long as none of them has
 // its high bit set; only what remains is looked at sequence by sequence.
-#include "platform/charset/utf8.h"
+#include "platform/base/utf8.h"
 
 #include <cstdint>
 #include <cstring>
