@@ -7,6 +7,9 @@
 #include <cstdio>
 #include <limits>
 
+#include "platform/base/visible_text.h"
+#include "platform/message/ascii.h"
+#include "platform/message/mailbox.h"
 #include "quzo/settings/action_n.h"
 #include "quzo/settings/ui_handoff.h"
 #include "quzo/settings/ui_insert_xheader_tag.h"
@@ -51,6 +54,30 @@ std::string_view trimmed(std::string_view text) {
     const std::size_t first = text.find_first_not_of(' ');
     return first == std::string_view::npos ? std::string_view()
                                            : text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+// Whether the text is one bare address with its domain, and not a list of several.
+bool isOneAddress(std::string_view text) {
+    const std::size_t at = text.rfind('@');
+    if (at == std::string_view::npos || at == 0 || !platform::validAddress(text)) {
+        return false;
+    }
+    const std::string_view local = text.substr(0, at);
+    const std::string_view domain = text.substr(at + 1);
+    const bool literal = domain.size() > 2 && domain.front() == '[' && domain.back() == ']';
+    return (local.front() == '"' || local.find_first_of(",;:()[]@\\") == std::string_view::npos) &&
+           domain.find_first_of(literal ? ",;()@\\" : ",;:()[]@\\") == std::string_view::npos &&
+           !domain.empty() && domain.front() != '.' && domain.back() != '.' &&
+           domain.find("..") == std::string_view::npos;
+}
+
+// Whether a message with a fixed field of that name can no longer be read as it was meant, or followed back:
+// the fields of structure and of the way it took, an identifier that must be its own, and marks of ours.
+bool breaksMessage(std::string_view name) {
+    constexpr std::string_view kNames[] = {"mime-version", "received", "return-path", "message-id"};
+    return platform::startsWithNoCase(name, "content-") ||
+           platform::startsWithNoCase(name, "x-quzo-reprocess-") ||
+           std::find(std::begin(kNames), std::end(kNames), platform::lowered(name)) != std::end(kNames);
 }
 
 // Two decimal digits at most, as a number below `limit`; -1 otherwise.
@@ -111,6 +138,11 @@ bool encodeXHeader(const Fields& fields, std::string& setting, FieldFault& fault
         return refuse(fault, "name", "this is no name of a header field",
                       "use printable ASCII characters without blanks and colons");
     }
+    if (breaksMessage(name)) {
+        return refuse(fault, "name",
+                      "a fixed value of this field would make the message unreadable or untraceable",
+                      "give another name, such as X-Checked");
+    }
     if (value.empty() || trimmed(value) != value) {
         return refuse(fault, "value", "it is empty or has blanks around it, which would be lost",
                       "give a text that neither begins nor ends with a blank");
@@ -149,9 +181,9 @@ bool encodeRecipients(const Fields& fields, std::string& setting, FieldFault& fa
     std::string joined;
     for (const std::string& entry : listOf(fields, "to")) {
         const std::string_view address = trimmed(entry);
-        if (address.empty() || hasControls(address) || address.find(';') != std::string_view::npos) {
-            return refuse(fault, "to", "'" + entry + "' is no address",
-                          "give one address in each entry, without ';' and control characters");
+        if (!isOneAddress(address)) {
+            return refuse(fault, "to", platform::quotedText(entry) + " is no address",
+                          "give one address in each entry, as local@domain");
         }
         joined += joined.empty() ? "" : ";";
         joined += address;
@@ -216,7 +248,7 @@ bool encodePostpone(const Fields& fields, std::string& setting, FieldFault& faul
         ui.min = clockPart(std::string_view(at).substr(colon + 1), 60);
     }
     if (colon == std::string::npos || ui.hour < 0 || ui.min < 0) {
-        return refuse(fault, "at", "'" + at + "' is no time of day", "write it as \"22:00\"");
+        return refuse(fault, "at", platform::quotedText(at) + " is no time of day", "write it as \"22:00\"");
     }
     setting = ui.serialize();
     return true;
@@ -240,7 +272,8 @@ bool encodeIds(const Fields& fields, std::string& setting, FieldFault& fault) {
         unsigned id = 0;
         const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), id);
         if (error != std::errc{} || end != digits.data() + digits.size() || id == 0) {
-            return refuse(fault, "ids", "'" + text + "' is no id", "give numbers from 1 to 4294967295");
+            return refuse(fault, "ids", platform::quotedText(text) + " is no id",
+                          "give numbers from 1 to 4294967295");
         }
         codec.namedObjIds.push_back(id);
     }

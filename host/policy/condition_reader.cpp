@@ -9,6 +9,7 @@
 #include "host/policy/policy.h"
 #include "host/policy/size_text.h"
 #include "host/policy/token_name.h"
+#include "platform/base/visible_text.h"
 #include "platform/message/ascii.h"
 
 namespace quzo::host {
@@ -36,6 +37,26 @@ Condition combine(Kind kind, std::vector<Condition> children) {
     }
     node.children = std::move(children);
     return node;
+}
+
+// What an administrator probably meant by a pattern that matches one text alone, and hardly any real one;
+// empty when it may well be meant.
+std::string wildcardMeant(Kind kind, const std::string& pattern) {
+    if (pattern.find_first_of("*?[") != std::string::npos || pattern.empty() || pattern == "<>") {
+        return {};
+    }
+    const std::size_t dot = pattern.find('.');
+    switch (kind) {
+        case Kind::Attachment: // "exe", ".exe"
+            return dot == std::string::npos || dot == 0 ? "*" + std::string(dot == 0 ? "" : ".") + pattern
+                                                        : std::string();
+        case Kind::ContentType:
+            return pattern.find('/') == std::string::npos ? "*/" + pattern : std::string();
+        default: // "example.com", "@example.com"
+            return pattern.find('@') == 0                                               ? "*" + pattern
+                   : pattern.find('@') == std::string::npos && dot != std::string::npos ? "*@" + pattern
+                                                                                        : std::string();
+    }
 }
 
 bool isFieldName(std::string_view name) {
@@ -66,7 +87,23 @@ Condition ConditionReader::readTable(const TableAt& at, unsigned depth) {
                           readCombination(key, node, where, depth, children);
         static_cast<void>(done); // unknown keys have been reported
     }
+    checkSizes(children, at);
     return children.size() == 1 ? std::move(children.front()) : combine(Kind::All, std::move(children));
+}
+
+void ConditionReader::checkSizes(const std::vector<Condition>& conditions, const TableAt& at) {
+    const auto find = [&](Kind kind) {
+        return std::find_if(conditions.begin(), conditions.end(),
+                            [kind](const Condition& condition) { return condition.kind == kind; });
+    };
+    const auto over = find(Kind::SizeOver);
+    const auto under = find(Kind::SizeUnder);
+    if (over != conditions.end() && under != conditions.end() && under->number <= over->number + 1) {
+        faults_.error(lineOf(at.table), at.where,
+                      "no message has more than " + std::to_string(over->number) + " bytes and fewer than " +
+                          std::to_string(under->number),
+                      "give size_over the smaller size, or take one of them out");
+    }
 }
 
 bool ConditionReader::readGlobs(std::string_view key, const toml::node& node, const std::string& where,
@@ -94,10 +131,23 @@ bool ConditionReader::readGlobs(std::string_view key, const toml::node& node, co
         } else {
             // The null sender is written both ways.
             condition.globs.emplace_back(entry.text == "<>" ? std::string_view() : entry.text);
+            checkGlob(condition, entry, where);
         }
     }
     out.push_back(std::move(condition));
     return true;
+}
+
+// The pattern that was added last.
+void ConditionReader::checkGlob(const Condition& condition, const TextAt& entry, const std::string& where) {
+    if (const char* fault = condition.globs.back().fault()) {
+        faults_.error(entry.line, where, fault, "correct it; the character itself is written [[]");
+    } else if (const std::string meant = wildcardMeant(condition.kind, entry.text); !meant.empty()) {
+        faults_.warning(
+            entry.line, where,
+            platform::quotedText(entry.text) + " has no wildcard and matches only what is called so",
+            "did you mean " + platform::quotedText(meant) + "?");
+    }
 }
 
 bool ConditionReader::readSize(std::string_view key, const toml::node& node, const std::string& where,

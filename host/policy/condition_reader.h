@@ -34,6 +34,9 @@ private:
     bool readCombination(std::string_view key, const toml::node& node, const std::string& where,
                          unsigned depth, std::vector<Condition>& out);
 
+    void checkGlob(const Condition& condition, const TextAt& entry, const std::string& where);
+    void checkSizes(const std::vector<Condition>& conditions, const TableAt& at);
+
     Condition readTable(const TableAt& at, unsigned depth);
     std::vector<Condition> readTables(const toml::node& node, const std::string& where, unsigned depth);
     void readFields(const toml::node& node, const std::string& where, std::vector<Condition>& out);

@@ -62,8 +62,11 @@ Glob::Glob(std::string_view pattern) : pattern_(pattern) {
     for (std::size_t at = 0; at < characters.size();) {
         Element element;
         const char32_t c = characters[at];
-        if (c == '[' && parseSet(characters, at)) {
-            continue;
+        if (c == '[') {
+            if (parseSet(characters, at)) {
+                continue;
+            }
+            fault_ = "a '[' has no ']' behind it";
         }
         ++at;
         if (c == '*') {
@@ -112,6 +115,7 @@ bool Glob::parseSet(const std::vector<char32_t>& pattern, std::size_t& at) {
             from += 2;
         }
         ++from;
+        fault_ = range.last < range.first ? "a range runs from the later to the earlier character" : fault_;
         ranges_.push_back(range);
         ++element.rangeCount;
     }

@@ -22,6 +22,10 @@ public:
 
     bool matches(std::string_view text) const;
 
+    // What is hardly meant as it is written: a '[' without its ']', or a range that has nothing in it. Null
+    // when there is no such thing. Static storage.
+    const char* fault() const { return fault_; }
+
     // The pattern as it was given.
     const std::string& pattern() const { return pattern_; }
 
@@ -43,6 +47,7 @@ private:
     bool elementMatches(const Element& element, char32_t folded) const;
 
     std::string pattern_;
+    const char* fault_ = nullptr;
     std::vector<Element> elements_;
     std::vector<Range> ranges_;
     std::string asciiSuffix_; // lower case; every text that matches ends with it

@@ -2,8 +2,12 @@
 // to know of them all the same.
 #include "host/policy/policy_advice.h"
 
+#include <algorithm>
+#include <iterator>
 #include <set>
 #include <string>
+
+#include "host/policy/policy_doubts.h"
 
 namespace quzo::host {
 namespace {
@@ -49,6 +53,10 @@ Findings adviceOn(const Policy& policy) {
             }
         }
     }
+    Findings doubts = doubtsOf(policy);
+    std::move(doubts.begin(), doubts.end(), std::back_inserter(findings));
+    std::stable_sort(findings.begin(), findings.end(),
+                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
     return findings;
 }
 

@@ -1,4 +1,4 @@
-// What a policy asks for that will not come about, although nothing in its text is wrong.
+// What a policy asks for that will not come about, or is hardly meant, although nothing in its text is wrong.
 #pragma once
 
 #include <string_view>
@@ -9,8 +9,8 @@
 
 namespace quzo::host {
 
-// Warnings, one for each cause, at the first action that is concerned: marks that nobody can see, and queues
-// that nobody empties.
+// Warnings in the order of lines: one for each cause, at the first action that is concerned, of marks that
+// nobody can see and queues that nobody empties; and the doubts of policy_doubts.h.
 Findings adviceOn(const Policy& policy);
 
 // What to tell people about messages that are put into a queue which this build never empties by itself;

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <string>
 
+#include "host/policy/policy_doubts.h"
 #include "quzo/core/token_map.h"
 
 namespace quzo::host {
@@ -180,6 +181,35 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"ValueLong",
               withAction("{ type = 'x-header', name = 'X', value = '" + std::string(511, 'y') + "' }"),
               "p.toml:4: rule 10: actions[0].value: ", "511"},
+        Fault{"TwoAddresses", withAction("{ type = 'bcc', to = ['a@b.c, d@e.f'] }"),
+              "p.toml:4: rule 10: actions[0].to: 'a@b.c, d@e.f' is no address: ", "one address"},
+        Fault{"TwoAddressesInASetting", withAction("{ type = 'bcc', setting = 'rcpt=a@b.c,d@e.f;' }"),
+              "p.toml:4: rule 10: actions[0].setting: to: ", "is no address"},
+        Fault{"AddressWithBlank", withAction("{ type = 'readdress', to = ['x@y.z', 'a b@c'] }"),
+              "p.toml:4: rule 10: actions[0].to: 'a b@c' is no address", ""},
+        Fault{"AddressWithName", withAction("{ type = 'bcc', to = ['Ann <a@b.c>'] }"),
+              "p.toml:4: rule 10: actions[0].to: ", "is no address"},
+        Fault{"AddressWithoutDomain", withAction("{ type = 'bcc', to = ['ann'] }"),
+              "p.toml:4: rule 10: actions[0].to: ", "local@domain"},
+        Fault{"AddressTurned", withAction("{ type = 'bcc', to = ['a\xE2\x80\xAE@b.c d'] }"),
+              "p.toml:4: rule 10: actions[0].to: 'a\\xE2\\x80\\xAE@b.c d'", ""},
+        Fault{"StructureField",
+              withAction("{ type = 'x-header', name = 'content-TYPE', value = 'text/html' }"),
+              "p.toml:4: rule 10: actions[0].name: ", "another name"},
+        Fault{"StructureFieldInASetting",
+              withAction("{ type = 'x-header', setting = 'Content-Transfer-Encoding: base64' }"),
+              "p.toml:4: rule 10: actions[0].setting: name: ", ""},
+        Fault{"MimeVersion", withAction("{ type = 'x-header', name = 'MIME-Version', value = '2' }"),
+              "p.toml:4: rule 10: actions[0].name: ", ""},
+        Fault{"OpenSet", withWhen("{ sender = '[a-z' }"), "p.toml:4: rule 10: when.sender: a '['", "[[]"},
+        Fault{"OpenSetInside", withWhen("{ any = [{ attachment = ['*.exe', 'x[!'] }] }"),
+              "p.toml:4: rule 10: when.any[0].attachment: a '['", ""},
+        Fault{"EmptyRange", withWhen("{ sender = '[z-a]@x' }"), "p.toml:4: rule 10: when.sender: a range",
+              ""},
+        Fault{"Sizes", withWhen("{ not = { size_over = '5M', size_under = '4M' } }"),
+              "p.toml:4: rule 10: when.not: no message has more than 5242880 bytes", "size_over the smaller"},
+        Fault{"SizesTouch", withWhen("{ size_over = 10, size_under = 11, sender = '*' }"),
+              "p.toml:4: rule 10: when: no message has more than 10 bytes and fewer than 11", ""},
         Fault{"OnFailure", withAction("{ type = 'delete', on_failure = 'ignore' }"),
               "p.toml:4: rule 10: actions[0].on_failure: ", "\"defer\""},
         Fault{"SettingAndField", withAction("{ type = 'tag-subject', setting = 'Tx', tag = 'x' }"),
@@ -197,6 +227,82 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"SettingNul", withAction("{ type = 'tag-subject', setting = \"Ta\\u0000b\" }"),
               "p.toml:4: rule 10: actions[0].setting: ", "tag: line breaks"}),
     [](const testing::TestParamInfo<Fault>& fault) { return fault.param.name; });
+
+std::string rule(int id, const char* when, const char* rest) {
+    return "[[rule]]\nid = " + std::to_string(id) + "\nwhen = " + when + "\n" + rest + "\n";
+}
+
+// The policy can be used; each row is one warning, or none where nothing is expected.
+TEST(Policy, WarnsOfWhatIsHardlyMeant) {
+    const char* const all = "{ always = true }";
+    const char* const some = "{ sender = 'a@b.c' }";
+    const char* const stop = "stop = true";
+    const char* const drop = "actions = [{ type = 'delete' }]";
+    const char* const taken = "actions = [{ type = 'readdress', to = ['a@b.c'] }, { type = 'encrypt' }]";
+    const char* const kept = "actions = [{ type = 'delete', on_failure = 'continue' }]";
+    const char* const tag = "actions = [{ type = 'tag-subject', tag = '[x]' }]";
+    const std::string gone =
+        "p.toml:5: rule 2: no message gets here: rule 1 at line 1 ends with every message: ";
+    const auto tagged = [&](const char* text) {
+        return withAction("{ type = 'tag-subject', tag = '" + std::string(text) + "' }");
+    };
+    const struct {
+        std::string text;
+        std::string warning; // the beginning
+        const char* part = "";
+    } rows[] = {
+        {rule(1, all, drop) + rule(2, some, tag), gone, "move it above"},
+        {rule(1, all, taken) + rule(2, some, tag), gone},
+        {rule(1, "{ any = [{ sender = 'x@y.z' }, { all = [{ sender = '*' }, { always = true }] }] }", stop) +
+             rule(2, some, tag),
+         gone},
+        {rule(1, some, drop) + rule(2, all, tag) + rule(3, all, stop), ""},
+        {rule(1, all, kept) + rule(2, some, tag), ""},
+        {rule(1, "{ always = false }", drop) + rule(2, some, tag), ""},
+        {rule(1, "{ not = { always = true } }", drop) + rule(2, some, tag), ""},
+        {rule(1, "{ always = true, sender = '?*' }", drop) + rule(2, some, tag), ""},
+        {tagged("[%FILENAM%] "),
+         "p.toml:4: rule 10: actions[0].tag: '%FILENAM%' is no token and stays as it is", "'%FILENAME%'"},
+        {tagged("%SENDER%%subject%"), "p.toml:4: rule 10: actions[0].tag: '%subject%' is no token",
+         "'%SUBJECT%'"},
+        {tagged("%ABSOLUTELY_ELSEWHERE%"), "p.toml:4: rule 10: actions[0].tag: ", "quzo tokens"},
+        {tagged("100%SENDER%"), ""},
+        {tagged("50% of %SENDER% and %DATE&TIME%, 5%off%"), ""},
+        {withWhen("{ attachment = ['*.exe', 'exe'] }"),
+         "p.toml:4: rule 10: when.attachment: 'exe' has no wildcard", "'*.exe'"},
+        {withWhen("{ attachment = '.scr' }"), "p.toml:4: rule 10: when.attachment: ", "'*.scr'"},
+        {withWhen("{ attachment = ['setup.exe', 'README*', '[ab]'] }"), ""},
+        {withWhen("{ content_type = 'pdf' }"), "p.toml:4: rule 10: when.content_type: ", "'*/pdf'"},
+        {withWhen("{ every_recipient = 'example.com' }"),
+         "p.toml:4: rule 10: when.every_recipient: ", "'*@example.com'"},
+        {withWhen("{ recipient = '@example.com' }"),
+         "p.toml:4: rule 10: when.recipient: ", "'*@example.com'"},
+        {withWhen("{ sender = ['<>', 'postmaster', 'a@example.com'], content_type = 'image/png' }"), ""},
+        {withWhen("{ size_over = 10, size_under = 12 }"), ""},
+        {withWhen("{ any = [{ size_over = '5M' }, { size_under = '4M' }] }"), ""},
+    };
+    for (const auto& row : rows) {
+        LoadedPolicy loaded = loadPolicy(row.text);
+        ASSERT_NE(loaded.policy, nullptr) << told(loaded);
+        const Findings doubts = doubtsOf(*loaded.policy);
+        loaded.findings.insert(loaded.findings.end(), doubts.begin(), doubts.end());
+        EXPECT_EQ(loaded.findings.size(), row.warning.empty() ? 0U : 1U) << row.text << told(loaded);
+        EXPECT_THAT(told(loaded), testing::StartsWith(row.warning));
+        EXPECT_THAT(told(loaded), HasSubstr(row.part));
+    }
+}
+
+// Addresses that are unusual and right, and fields that are written as they are configured.
+TEST(Policy, TakesWhatIsUnusualAndRight) {
+    for (const char* action : {"{ type = 'bcc', to = ['\"a, b\"@c.example', 'x@[IPv6:2001:db8::1]', "
+                               "'x@[192.0.2.1]', 'J\xC3\xBCrg@\xC3\xBC.example'] }",
+                               "{ type = 'x-header', name = 'Cc', value = 'Team: a@b.c; d@e.f;' }",
+                               "{ type = 'x-header', name = 'Bcc', value = 'a@b.c' }",
+                               "{ type = 'x-header', name = 'X-Content-Type', value = 'x' }"}) {
+        const LoadedPolicy loaded = loadPolicy(withAction(action));
+        EXPECT_TRUE(loaded.findings.empty()) << told(loaded);
+    }
+}
 
 TEST(Policy, TellsAllFaultsInOrderOfLines) {
     const LoadedPolicy loaded = loadPolicy(
@@ -244,7 +350,7 @@ TEST(Policy, LimitsDepthAndSize) {
 }
 
 TEST(Finding, StaysOnOneLine) {
-    EXPECT_EQ(describe({Finding::Severity::Error, 3, "a\nb", "c", ""}, "f"), "f:3: a?b: c");
+    EXPECT_EQ(describe({Finding::Severity::Error, 3, "a\nb", "c", ""}, "f"), "f:3: a\\x0Ab: c");
     EXPECT_EQ(describe({Finding::Severity::Error, 0, "", "c", "d"}, "f"), "f: c: d");
 }
 

@@ -1,0 +1,137 @@
+// Each of these rules is legal and does what it says; it only says something that hardly anybody means.
+#include "host/policy/policy_doubts.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "host/policy/nearest.h"
+#include "platform/base/visible_text.h"
+#include "quzo/tokens/action_utils.h"
+
+namespace quzo::host {
+namespace {
+
+// Conditions nest at most kMaxConditionDepth deep, so that recursion ends.
+using Kind = Condition::Kind;
+using Type = QuzoAction::ActionType;
+
+bool matchesAll(const Condition& condition) {
+    return std::any_of(condition.globs.begin(), condition.globs.end(), [](const Glob& glob) {
+        return !glob.pattern().empty() && glob.pattern().find_first_not_of('*') == std::string::npos;
+    });
+}
+
+// Whether the action takes every message that it gets out of the run of rules.
+bool takesAll(const RuleAction& action) {
+    switch (action.type->type) {
+        case Type::Delete:
+        case Type::Quarantine:
+        case Type::Readdress:
+        case Type::Handoff:
+        case Type::Postpone:
+            return action.onFailure != OnFailure::Continue;
+        default:
+            return false;
+    }
+}
+
+bool endsAll(const Rule& rule) {
+    return holdsAlways(rule.when) &&
+           (rule.stop || std::any_of(rule.actions.begin(), rule.actions.end(), takesAll));
+}
+
+void doubtOrder(const Policy& policy, Findings& findings) {
+    const auto last = std::find_if(policy.rules.begin(), policy.rules.end(), endsAll);
+    if (last == policy.rules.end() || last + 1 == policy.rules.end()) {
+        return;
+    }
+    for (auto rule = last + 1; rule != policy.rules.end(); ++rule) {
+        findings.push_back({Finding::Severity::Warning, rule->line, "rule " + std::to_string(rule->id),
+                            "no message gets here: rule " + std::to_string(last->id) + " at line " +
+                                std::to_string(last->line) + " ends with every message",
+                            "move it above that rule, or give that one a condition"});
+    }
+}
+
+// The names of all tokens without their percent signs.
+std::vector<std::string_view> tokenNames() {
+    std::vector<std::string_view> names;
+    for (const TokenEntry* entry = ActionUtils::getTokenNames(); entry->name[0] != '\0'; ++entry) {
+        const std::string_view name = entry->name;
+        names.push_back(name.substr(1, name.size() - 2));
+    }
+    return names;
+}
+
+bool isTokenLetter(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '&';
+}
+
+void doubtTokens(std::string_view text, unsigned line, const std::string& where, Findings& findings) {
+    constexpr std::size_t kShortest = 3; // letters; fewer are no token's
+    const std::vector<std::string_view> names = tokenNames();
+    for (std::size_t open = text.find('%'); open != std::string_view::npos; open = text.find('%', open)) {
+        ++open;
+        const std::string_view rest = text.substr(open);
+        const auto size = static_cast<std::size_t>(std::find_if_not(rest.begin(), rest.end(), isTokenLetter) -
+                                                   rest.begin());
+        const std::string_view word = rest.substr(0, size);
+        if (size == rest.size() || rest[size] != '%') {
+            continue;
+        }
+        if (std::find(names.begin(), names.end(), word) != names.end()) {
+            open += size + 1;
+            continue;
+        }
+        const std::string_view near = nearestWord(word, names);
+        const bool shouted =
+            std::none_of(word.begin(), word.end(), [](char c) { return c >= 'a' && c <= 'z'; });
+        if (size >= kShortest && (shouted || !near.empty())) {
+            findings.push_back(
+                {Finding::Severity::Warning, line, where,
+                 platform::quotedText("%" + std::string(word) + "%") + " is no token and stays as it is",
+                 near.empty() ? "see `quzo tokens`" : "did you mean '%" + std::string(near) + "%'?"});
+        }
+    }
+}
+
+} // namespace
+
+bool holdsAlways(const Condition& condition) {
+    switch (condition.kind) {
+        case Kind::Always:
+            return condition.wanted;
+        case Kind::Sender: // of the null sender too
+            return matchesAll(condition);
+        case Kind::All:
+            return std::all_of(condition.children.begin(), condition.children.end(), holdsAlways);
+        case Kind::Any:
+            return std::any_of(condition.children.begin(), condition.children.end(), holdsAlways);
+        default:
+            return false;
+    }
+}
+
+Findings doubtsOf(const Policy& policy) {
+    Findings findings;
+    doubtOrder(policy, findings);
+    for (const Rule& rule : policy.rules) {
+        for (std::size_t index = 0; index < rule.actions.size(); ++index) {
+            const RuleAction& action = rule.actions[index];
+            if (action.type->type != Type::TagSubject || action.setting.empty()) {
+                continue;
+            }
+            const std::optional<Fields> fields = action.type->decode(action.setting);
+            const FieldValue* tag = fields ? findField(*fields, "tag") : nullptr;
+            if (const auto* text = tag != nullptr ? std::get_if<std::string>(tag) : nullptr) {
+                doubtTokens(
+                    *text, action.line,
+                    "rule " + std::to_string(rule.id) + ": actions[" + std::to_string(index) + "].tag",
+                    findings);
+            }
+        }
+    }
+    return findings;
+}
+
+} // namespace quzo::host
