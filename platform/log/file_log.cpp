@@ -15,7 +15,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
 #include <system_error>
 
 #include "platform/base/visible_text.h"
@@ -37,24 +36,33 @@ const char* levelName(int level) {
     return level == 2 ? "notice" : "detail";
 }
 
-// Opens the file, or makes it with our mode before spdlog opens it with the process's. 0 or what errno says.
-int tryFile(const std::string& path, int create) {
-    const int descriptor =
-        ::open(path.c_str(), O_WRONLY | O_APPEND | create | O_CLOEXEC | O_NOCTTY, kLogMode);
-    if (descriptor < 0) {
-        return errno;
+enum class Place { Ready, Absent, Unusable };
+
+Place unusable(std::string& problem) {
+    problem = std::system_category().message(errno);
+    return Place::Unusable;
+}
+
+// Makes the file, if that is wanted, with our mode before spdlog opens it with the process's.
+Place prepareFile(const std::string& path, bool make, std::string& problem) {
+    const int flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOCTTY | (make ? O_CREAT : 0);
+    const int descriptor = ::open(path.c_str(), flags, kLogMode);
+    if (descriptor >= 0) {
+        ::close(descriptor);
+        return Place::Ready;
     }
-    ::close(descriptor);
-    return 0;
+    if (make || errno != ENOENT) {
+        return unusable(problem);
+    }
+    const std::size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    return ::access(folder.c_str(), W_OK | X_OK) == 0 ? Place::Absent : unusable(problem);
 }
 
-// Whether a file that is not there could be made.
-int tryFolder(const std::string& path) {
-    const std::string folder = std::filesystem::path(path).parent_path().string();
-    return ::access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) == 0 ? 0 : errno;
-}
-
-spdlog::sink_ptr makeSink(const std::string& target) {
+spdlog::sink_ptr makeSink(const std::string& target, Place place) {
+    if (place == Place::Absent) {
+        return std::make_shared<spdlog::sinks::null_sink_mt>();
+    }
     if (target == "stderr") {
         return std::make_shared<spdlog::sinks::stderr_sink_mt>();
     }
@@ -64,20 +72,13 @@ spdlog::sink_ptr makeSink(const std::string& target) {
 } // namespace
 
 std::unique_ptr<FileLog> FileLog::open(const std::string& target, int maxLevel, std::string& problem,
-                                       Missing missing) {
-    bool nowhere = false;
-    if (target != "stderr") {
-        int error = tryFile(target, missing == Missing::Make ? O_CREAT : 0);
-        nowhere = error == ENOENT && missing == Missing::LeaveOut && !target.empty();
-        error = nowhere ? tryFolder(target) : error;
-        if (error != 0) {
-            problem = std::system_category().message(error);
-            return nullptr;
-        }
+                                       bool make) {
+    const Place place = target == "stderr" ? Place::Ready : prepareFile(target, make, problem);
+    if (place == Place::Unusable) {
+        return nullptr;
     }
     try {
-        auto logger = std::make_shared<spdlog::logger>(
-            "quzo", nowhere ? std::make_shared<spdlog::sinks::null_sink_mt>() : makeSink(target));
+        auto logger = std::make_shared<spdlog::logger>("quzo", makeSink(target, place));
         logger->set_pattern(kPattern);
         logger->set_level(spdlog::level::trace);
         logger->flush_on(spdlog::level::trace);

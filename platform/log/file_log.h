@@ -25,11 +25,10 @@ namespace quzo::platform {
 class FileLog final : public LogMsg {
 public:
     // `target` is "stderr" or the path of a file, which is appended to (and made with mode 0640); `maxLevel`
-    // is 0 (nothing) to 3. Null when the file cannot be opened, with the reason in `problem`. With
-    // Missing::LeaveOut a file that is not there, though it could be made, is not: its lines go nowhere.
-    enum class Missing : std::uint8_t { Make, LeaveOut };
+    // is 0 (nothing) to 3. Without `make` a file that is not there is not made, and the lines go nowhere.
+    // Null when the file cannot be opened, or could not be made, with the reason in `problem`.
     static std::unique_ptr<FileLog> open(const std::string& target, int maxLevel, std::string& problem,
-                                         Missing missing = Missing::Make);
+                                         bool make = true);
 
     ~FileLog() override;
     FileLog(const FileLog&) = delete;

@@ -117,16 +117,15 @@ TEST_F(LogFile, LinesNameWhatTheirThreadWorksOn) {
 }
 
 TEST_F(LogFile, MakesNoFileWhenThatIsLeftOut) {
-    constexpr auto kLeaveOut = FileLog::Missing::LeaveOut;
     std::string problem;
-    const auto log = FileLog::open(path_.string(), 1, problem, kLeaveOut);
+    const auto log = FileLog::open(path_.string(), 1, problem, false);
     ASSERT_NE(log, nullptr) << problem;
     log->write(1, "x");
     EXPECT_FALSE(std::filesystem::exists(path_));
-    EXPECT_EQ(FileLog::open("/nonexistent/quzo.log", 1, problem, kLeaveOut), nullptr);
+    EXPECT_EQ(FileLog::open("/nonexistent/quzo.log", 1, problem, false), nullptr);
     EXPECT_NE(problem, "");
     std::ofstream(path_) << "before\n";
-    FileLog::open(path_.string(), 1, problem, kLeaveOut)->write(1, "x");
+    FileLog::open(path_.string(), 1, problem, false)->write(1, "x");
     EXPECT_EQ(lines().size(), 2U);
 }
 
