@@ -50,8 +50,8 @@ std::string wildcardMeant(Kind kind, const std::string& pattern) {
         case Kind::Attachment: // "exe", ".exe"
             return dot == std::string::npos || dot == 0 ? "*" + std::string(dot == 0 ? "" : ".") + pattern
                                                         : std::string();
-        case Kind::ContentType:
-            return pattern.find('/') == std::string::npos ? "*/" + pattern : std::string();
+        case Kind::ContentType: // a type or a subtype alone may be meant
+            return {};
         default: // "example.com", "@example.com"
             return pattern.find('@') == 0                                               ? "*" + pattern
                    : pattern.find('@') == std::string::npos && dot != std::string::npos ? "*@" + pattern
