@@ -269,7 +269,7 @@ ContentType governingContentType(std::string_view text, const HeaderSpan& header
         }
         const ContentType read = readContentType(fieldValue(text, *field));
         if (isEmbeddedMessage(read) ||
-            (read.is("multipart") && !findParameter(read.parameters, "boundary", storage).empty())) {
+            (read.is("multipart") && findParameter(read.parameters, "boundary", storage).data() != nullptr)) {
             return read;
         }
         if (read.valid() && !lastValid.valid()) {

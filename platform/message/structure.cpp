@@ -181,13 +181,13 @@ void StructureScanner::leaveInner(std::size_t level, std::size_t bodyEnd) {
 
 // Goes over a boundary line. Returns where to look for the next one.
 std::size_t StructureScanner::cross(const BoundaryLine& line) {
-    if (line.close && at(open_[line.owner].entity).boundary.empty()) {
+    if (line.close && at(open_[line.owner].entity).boundary.data() == nullptr) {
         return line.next; // Nothing has been opened yet that it could close.
     }
     leaveInner(line.owner + 1U, beforeLineBreak(text_, line.begin));
     Open& container = open_[line.owner];
     const std::uint32_t multipart = container.entity;
-    if (at(multipart).boundary.empty()) {
+    if (at(multipart).boundary.data() == nullptr) {
         at(multipart).boundary = line.label;
         at(multipart).firstBoundary = line.begin;
         boundaries_.close(line.owner);

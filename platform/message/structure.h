@@ -71,7 +71,7 @@ struct EntitySpan {
     std::size_t firstBoundary = 0;
     std::size_t closeDelimiter = 0;
     bool closed = false;       // the close delimiter was found
-    std::string_view boundary; // a view into the scanned text, quotes taken off; empty for others
+    std::string_view boundary; // a view into the scanned text, quotes taken off; null for others
 };
 
 struct Structure {

@@ -19,10 +19,10 @@ std::string_view withoutTrailingBlanks(std::string_view text) {
 
 void OpenBoundaries::open(std::string_view label, std::uint32_t owner) {
     // A boundary cannot end with a blank, and a line that has lost its trailing blanks must still match.
-    label = withoutTrailingBlanks(label);
-    if (label.empty()) {
+    if (label.data() == nullptr) {
         return;
     }
+    label = withoutTrailingBlanks(label);
     const auto added = static_cast<std::uint32_t>(entries_.size());
     const std::uint32_t shadowed = lookUp(label);
     entries_.push_back({std::string(label), owner, shadowed});
@@ -65,7 +65,7 @@ std::uint32_t OpenBoundaries::lookUp(std::string_view label) const {
 
 bool OpenBoundaries::match(std::string_view text, std::size_t lineBegin, std::size_t end,
                            BoundaryLine& found) const {
-    if (entries_.empty() || end - lineBegin <= kDashes.size() ||
+    if (entries_.empty() || end - lineBegin < kDashes.size() ||
         text.substr(lineBegin, kDashes.size()) != kDashes) {
         return false;
     }

@@ -26,8 +26,8 @@ struct BoundaryLine {
 class OpenBoundaries {
 public:
     // Opens a boundary for a multipart; one multipart may have several until it is known which of them its
-    // body uses. An empty label, which would match signature separators, opens nothing. Owners must be opened
-    // and closed like a stack.
+    // body uses. An empty label is one (`boundary=""`: its lines are "--" and "----"), a null view opens
+    // nothing. Owners must be opened and closed like a stack.
     void open(std::string_view label, std::uint32_t owner);
 
     // Opens the boundary that a field names, if it is a Content-Type of a multipart.

@@ -92,6 +92,7 @@ TEST(ContentTypeReader, OneOfSeveralFieldsGoverns) {
         {"Content-Type: message/rfc822\nContent-Type: application/x\n\n", "rfc822"},
         {"Content-Type: multipart/mixed; boundary=a\nContent-Type: multipart/related; boundary=b\n\n",
          "related"},
+        {"Content-Type: multipart/mixed; boundary=\"\"\nContent-Type: text/plain\n\n", "mixed"},
         {"Content-Type: message/partial\nContent-Types: text/plain\n\n", "partial"},
         {"Subject: x\n\n", ""},
     };

@@ -3,6 +3,7 @@
 #include <gmime/gmime.h>
 
 #include <algorithm>
+#include <optional>
 
 #include "platform/message/content_type.h"
 #include "platform/message/structure_lines.h"
@@ -24,7 +25,7 @@ struct GmimeReading {
     bool multipart = false;
     bool message = false;
     bool readable = false;
-    std::string boundary;
+    std::optional<std::string> boundary;
 };
 
 GmimeReading gmimeReading(std::string_view text, const HeaderSpan& header) {
@@ -43,7 +44,7 @@ GmimeReading gmimeReading(std::string_view text, const HeaderSpan& header) {
         reading.multipart = is("multipart", "*");
         reading.message = is("message", "rfc822") || is("message", "rfc2822") || is("message", "global") ||
                           is("message", "news");
-        reading.boundary = boundary == nullptr ? "" : boundary;
+        reading.boundary = boundary == nullptr ? std::nullopt : std::optional<std::string>(boundary);
         reading.readable = readContentType(value).valid();
         ++reading.fields;
     }
@@ -53,6 +54,11 @@ GmimeReading gmimeReading(std::string_view text, const HeaderSpan& header) {
 // Whether a line may be a boundary line of either of two multiparts.
 bool clash(const std::string& a, std::string_view b) {
     return a == b || a == std::string(b) + "--" || a + "--" == b;
+}
+
+// An empty boundary is another than none.
+bool sameBoundary(std::string_view ours, const std::optional<std::string>& gmime) {
+    return gmime ? ours.data() != nullptr && ours == *gmime : ours.data() == nullptr;
 }
 
 } // namespace
@@ -71,12 +77,9 @@ std::optional<Difference> GmimePrediction::readsOtherwise(std::size_t i) const {
     std::string_view boundary = span.boundary;
     if (ours.is("multipart") && span.type != kEntityMultipart) {
         boundary = findParameter(ours.parameters, "boundary", storage);
-        if (boundary.data() != nullptr && boundary.empty()) {
-            return Difference::emptyBoundary;
-        }
     }
     if (ours.is("multipart") == gmime.multipart && isEmbeddedMessage(ours) == gmime.message &&
-        (!gmime.multipart || boundary == gmime.boundary)) {
+        (!gmime.multipart || sameBoundary(boundary, gmime.boundary))) {
         return std::nullopt;
     }
     return gmime.fields > 1 ? Difference::twoContentTypes : Difference::lenientBoundary;
@@ -98,19 +101,24 @@ bool GmimePrediction::endsAtOwnBoundary(std::size_t i) const {
 
 // Every boundary that one of the two may go by in this entity, also when no part was found in it.
 std::vector<std::string> GmimePrediction::labels(std::size_t i) const {
-    std::vector<std::string> labels{gmimeReading(text_, entity(i).header).boundary};
+    std::vector<std::string> labels;
+    if (const std::optional<std::string> boundary = gmimeReading(text_, entity(i).header).boundary) {
+        labels.push_back(*boundary);
+    }
     for (const FieldSpan& field : entity(i).header.fields) {
         if (isContentType(text_, field)) {
             const ContentType contentType =
                 readContentType(text_.substr(field.valueBegin, field.end - field.valueBegin));
             std::string storage;
-            labels.emplace_back(findParameter(contentType.parameters, "boundary", storage));
+            const std::string_view boundary = findParameter(contentType.parameters, "boundary", storage);
+            if (boundary.data() != nullptr) {
+                labels.emplace_back(boundary);
+            }
         }
     }
     for (std::string& label : labels) {
         label.resize(label.find_last_not_of(" \t\r\n") + 1);
     }
-    std::erase(labels, "");
     return labels;
 }
 
@@ -136,7 +144,7 @@ bool GmimePrediction::closesEarly(std::size_t i) const {
 
 bool GmimePrediction::isOpenAround(std::size_t i, const std::string& label) const {
     for (std::size_t up = entity(i).parent; up != EntitySpan::kNone; up = entity(up).parent) {
-        if (clash(label, entity(up).boundary)) {
+        if (entity(up).boundary.data() != nullptr && clash(label, entity(up).boundary)) {
             return true;
         }
     }
@@ -149,8 +157,9 @@ bool GmimePrediction::namesOuterBoundary(std::size_t i) const {
     const std::string_view body = text_.substr(span.header.bodyBegin, span.bodyEnd - span.header.bodyBegin);
     for (std::size_t up = span.parent; up != EntitySpan::kNone; up = entity(up).parent) {
         const std::string label(entity(up).boundary);
-        if (!label.empty() && (body.find("=" + label) != std::string_view::npos ||
-                               body.find("\"" + label) != std::string_view::npos)) {
+        const bool isOpen = entity(up).boundary.data() != nullptr;
+        if (isOpen && (body.find("=" + label) != std::string_view::npos ||
+                       body.find("\"" + label) != std::string_view::npos)) {
             return true;
         }
     }
@@ -166,10 +175,11 @@ std::optional<Difference> GmimePrediction::hidesOuterBoundary(std::size_t i) con
         }
         std::optional<Difference> difference = readsOtherwise(i);
         for (std::size_t up = entity(i).parent; up != EntitySpan::kNone; up = entity(up).parent) {
-            if (clash(label, entity(up).boundary) && closesEarly(i, label)) {
+            const bool clashes = entity(up).boundary.data() != nullptr && clash(label, entity(up).boundary);
+            if (clashes && closesEarly(i, label)) {
                 return Difference::earlyClose;
             }
-            if (clash(label, entity(up).boundary) && difference) {
+            if (clashes && difference) {
                 return difference;
             }
             difference = difference ? difference : readsOtherwise(up);

@@ -25,7 +25,6 @@ enum class Difference : std::size_t {
     ownBoundary,
     twoContentTypes,
     lenientBoundary,
-    emptyBoundary,
     noParts,
     earlyClose,
     emptyMessage,
@@ -68,8 +67,6 @@ inline constexpr std::array<DifferenceText, static_cast<std::size_t>(Difference:
      "of several Content-Type fields the scan follows one that gives a structure, GMime the "
      "last"},
     {"lenientBoundary", "the scan reads a boundary from a Content-Type that GMime cannot read"},
-    {"emptyBoundary",
-     "a boundary of no characters is none, since signature separators would be boundary lines"},
     {"noParts", "a multipart without any part is a leaf, so that its text is seen as a body"},
     {"earlyClose",
      "a close delimiter in front of the first part ends the multipart for GMime; the scan finds the "

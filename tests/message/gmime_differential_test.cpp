@@ -219,6 +219,24 @@ TEST_F(GmimeDifferential, LinesInAnyOrder) {
     EXPECT_GT(tally.alike(), 1000U) << "differences must not be all there is";
 }
 
+// GMime reads in blocks of 4096 bytes: whatever it is that stands across the end of one.
+TEST_F(GmimeDifferential, HeadersAtTheEdgeOfABlock) {
+    constexpr std::size_t kBlock = 4096;
+    Tally tally;
+    for (const char* inner : {"A: b\nC: d\n", "A: b\njunk and more\nC: d\n", "junk and more\n"}) {
+        const std::string parts = std::string("--aa\nContent-Type: message/rfc822\n\n") + inner +
+                                  "--aa\nContent-Type: text/plain\n\ntext\n--aa--\n";
+        for (std::size_t at = kBlock - parts.size() - 4; at < kBlock + 4; ++at) {
+            std::string text = "Content-Type: multipart/mixed; boundary=aa\n\n";
+            text.append(at - text.size() - 1, 'x').append("\n").append(parts);
+            tally.add(inner + std::to_string(at), text);
+        }
+    }
+    tally.print();
+    EXPECT_GT(tally.count(Difference::bufferEdge), 0U);
+    EXPECT_GT(tally.alike(), 100U);
+}
+
 TEST_F(GmimeDifferential, RealMessages) {
     const std::vector<std::filesystem::path> files = corpus();
     if (files.empty()) {

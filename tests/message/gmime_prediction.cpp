@@ -68,15 +68,17 @@ bool GmimePrediction::swallowsBoundary(std::size_t i) const {
            !hasEmptyLine(header.begin, boundaryBehind(entity(i).bodyEnd));
 }
 
-// Whether GMime has to fill its buffer inside a block with junk in it, not being the root's.
+// Whether GMime has to fill its buffer inside a block with junk in it, not being the root's. It needs the
+// whole line behind the block in its buffer, which may be the boundary line that ends it.
 bool GmimePrediction::fillsBufferInJunk(std::size_t i) const {
     const std::size_t begin = blockBegin(i);
     const std::size_t end = headerStop(i);
+    const std::size_t needed = findLineEnd(text_, end, text_.size());
     std::size_t known = 0;
     for (const FieldSpan& field : entity(i).header.fields) {
         known += field.end - field.begin;
     }
-    return i != 0 && known != end - begin && begin / kGmimeBlock != end / kGmimeBlock;
+    return i != 0 && known != end - begin && begin / kGmimeBlock != needed / kGmimeBlock;
 }
 
 bool GmimePrediction::hasLongName(std::size_t i) const {

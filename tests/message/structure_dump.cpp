@@ -76,10 +76,10 @@ bool isBoundaryLine(std::string_view text, std::size_t at, const std::string& co
 
 bool boundariesHold(std::string_view text, const EntitySpan& span) {
     if (span.type != kEntityMultipart) {
-        return span.boundary.empty() && !span.closed && span.firstBoundary == 0;
+        return span.boundary.data() == nullptr && !span.closed && span.firstBoundary == 0;
     }
     const std::string line = "--" + std::string(span.boundary);
-    return !span.boundary.empty() && isBoundaryLine(text, span.firstBoundary, line) &&
+    return span.boundary.data() != nullptr && isBoundaryLine(text, span.firstBoundary, line) &&
            ordered({span.header.bodyBegin, span.firstBoundary, span.closeDelimiter}) &&
            (span.closed ? isBoundaryLine(text, span.closeDelimiter, line + "--")
                         : span.closeDelimiter == span.bodyEnd);

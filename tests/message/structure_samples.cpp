@@ -61,7 +61,7 @@ const std::vector<StructureSample>& structureSamples() {
         {"the boundary never occurs", "Content-Type: multipart/mixed; boundary=bb\n\n--aa\n\nx\n--aa--\n",
          "leaf [Content-Type] \"--aa\\n\\nx\\n--aa--\\n\"\n"},
         {"an empty boundary", "Content-Type: multipart/mixed; boundary=\"\"\n\n--\n\nx\n----\n",
-         "leaf [Content-Type] \"--\\n\\nx\\n----\\n\"\n"},
+         "multipart [Content-Type] boundary= preamble=\"\" epilogue=\"\"\n  leaf [] \"x\"\n"},
         {"only a close delimiter", "Content-Type: multipart/mixed; boundary=aa\n\npre\n--aa--\nepi\n",
          "leaf [Content-Type] \"pre\\n--aa--\\nepi\\n\"\n"},
         {"a close delimiter in front of the first part",
