@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/policy/glob.h"
+#include "platform/message/embedded_files.h"
 #include "quzo/core/token_map.h"
 
 namespace re2 {
@@ -34,6 +35,7 @@ struct Condition {
         Attachment,     // globs, on the names of every entity
         ContentType,    // globs, on the type of every entity
         Body,           // expressions, on the text parts
+        Embedded,       // formats, of which one is enough
         All,            // children
         Any,            // children
         Not,            // one child
@@ -49,6 +51,7 @@ struct Condition {
     ScanToken token{};
     std::uint32_t header = 0; // index into Policy::headerNames
     std::uint64_t number = 0;
+    platform::EmbeddedFormats formats;
     std::vector<Glob> globs;
     std::vector<Expression> expressions;
     std::vector<Condition> children; // in order of their cost

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "host/policy/nearest.h"
 #include "host/policy/policy.h"
 #include "host/policy/size_text.h"
 #include "host/policy/token_name.h"
@@ -21,10 +22,10 @@ using Cost = Condition::Cost;
 constexpr std::size_t kMaxGlob = 1024;
 constexpr std::size_t kMaxExpression = std::size_t{64} << 10U;
 
-constexpr std::string_view kKeys[] = {"sender", "recipient",  "every_recipient", "subject",   "header",
-                                      "body",   "attachment", "content_type",    "size_over", "size_under",
-                                      "signed", "encrypted",  "token",           "always",    "any",
-                                      "all",    "not"};
+constexpr std::string_view kKeys[] = {
+    "sender",     "recipient",    "every_recipient", "subject",    "header", "body",
+    "attachment", "content_type", "size_over",       "size_under", "signed", "encrypted",
+    "embedded",   "token",        "always",          "any",        "all",    "not"};
 
 Condition combine(Kind kind, std::vector<Condition> children) {
     std::stable_sort(children.begin(), children.end(),
@@ -82,8 +83,9 @@ Condition ConditionReader::readTable(const TableAt& at, unsigned depth) {
     std::vector<Condition> children;
     for (const auto& [key, node] : at.table) {
         const std::string where = joined(at.where, key.str());
-        const bool done = readGlobs(key, node, where, children) || readSize(key, node, where, children) ||
-                          readSwitch(key, at, children) || readExpressions(key, node, where, children) ||
+        const bool done = readGlobs(key, node, where, children) || readFormats(key, node, where, children) ||
+                          readSize(key, node, where, children) || readSwitch(key, at, children) ||
+                          readExpressions(key, node, where, children) ||
                           readCombination(key, node, where, depth, children);
         static_cast<void>(done); // unknown keys have been reported
     }
@@ -148,6 +150,28 @@ void ConditionReader::checkGlob(const Condition& condition, const TextAt& entry,
             platform::quotedText(entry.text) + " has no wildcard and matches only what is called so",
             "did you mean " + platform::quotedText(meant) + "?");
     }
+}
+
+bool ConditionReader::readFormats(std::string_view key, const toml::node& node, const std::string& where,
+                                  std::vector<Condition>& out) {
+    if (key != "embedded") {
+        return false;
+    }
+    Condition condition;
+    condition.kind = Kind::Embedded;
+    condition.cost = Cost::Body;
+    constexpr auto& kNames = platform::kEmbeddedFormatNames;
+    for (const TextAt& entry : readTexts(node, where, faults_)) {
+        const auto name = std::find(kNames.begin(), kNames.end(), platform::lowered(entry.text));
+        if (name == kNames.end()) {
+            faults_.error(entry.line, where, "the format " + platform::quotedText(entry.text) + " is unknown",
+                          suggestion(entry.text, kNames));
+        } else {
+            condition.formats.set(static_cast<std::size_t>(name - kNames.begin()));
+        }
+    }
+    out.push_back(std::move(condition));
+    return true;
 }
 
 bool ConditionReader::readSize(std::string_view key, const toml::node& node, const std::string& where,

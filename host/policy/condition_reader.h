@@ -26,6 +26,8 @@ private:
     // What one key of a condition table is read with. False when the key is none of a group.
     bool readGlobs(std::string_view key, const toml::node& node, const std::string& where,
                    std::vector<Condition>& out);
+    bool readFormats(std::string_view key, const toml::node& node, const std::string& where,
+                     std::vector<Condition>& out);
     bool readSize(std::string_view key, const toml::node& node, const std::string& where,
                   std::vector<Condition>& out);
     bool readSwitch(std::string_view key, const TableAt& at, std::vector<Condition>& out);

@@ -7,6 +7,7 @@
 #include <re2/re2.h>
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 namespace quzo::host {
@@ -71,8 +72,10 @@ bool matchesEntity(const Condition& condition, const Glob& glob, const EntityFac
         return std::any_of(entity.names.begin(), entity.names.end(),
                            [&](const std::string& name) { return glob.matches(comparable(name)); });
     }
-    return glob.matches(entity.contentType) ||
-           (glob.pattern().find('/') == std::string::npos && matchesSubtype(glob, entity.contentType));
+    const bool subtypeAlone = glob.pattern().find('/') == std::string::npos;
+    return std::any_of(entity.contentTypes.begin(), entity.contentTypes.end(), [&](const std::string& type) {
+        return glob.matches(type) || (subtypeAlone && matchesSubtype(glob, type));
+    });
 }
 
 bool matchesAnEntity(const Condition& condition, MessageFacts& facts) {
@@ -103,7 +106,8 @@ bool holdsCombined(const Condition& condition, MessageFacts& facts) {
     }
 }
 
-// Collects from the parts that hold.
+// Collects from the parts that hold. What was found in a part that is not the message's own marks the entity
+// in which it lies.
 class Marker {
 public:
     explicit Marker(MessageFacts& facts) : facts_(facts) {}
@@ -116,10 +120,10 @@ public:
             visit(child);
         }
         const std::vector<EntityFacts>& entities = facts_.entities();
-        for (std::size_t number = 0; number < entities.size(); ++number) {
+        for (std::size_t i = 0; i < entities.size(); ++i) {
             for (const Glob& glob : condition.globs) {
-                if (matchesEntity(condition, glob, entities[number])) {
-                    numbers_.insert(number);
+                if (matchesEntity(condition, glob, entities[i])) {
+                    found_.insert(i);
                     notePattern(glob);
                 }
             }
@@ -127,15 +131,39 @@ public:
     }
 
     MarkedEntities result() {
-        for (const std::size_t number : numbers_) {
-            const EntityFacts& facts = facts_.entities()[number];
-            marked_.entries.push_back({number, facts.entity, facts.contentType, facts.names,
-                                       platform::EntityReader::bodySize(*facts.entity)});
+        const std::vector<EntityFacts>& entities = facts_.entities();
+        std::map<std::size_t, MarkedEntities::Entry> entries;
+        std::set<std::size_t> own;
+        for (const std::size_t i : found_) { // the message's own come first
+            const platform::SeenPart& part = entities[i].part;
+            if (part.own) {
+                own.insert(part.number);
+            } else if (const auto inside = own.upper_bound(part.number);
+                       inside != own.end() && *inside < part.behind) {
+                continue; // what was found inside of it by name is marked, and not all that surrounds it
+            }
+            MarkedEntities::Entry& entry = entries[part.number];
+            entry.number = part.number;
+            entry.entity = entities[part.number].part.entity;
+            entry.bodyBytes = platform::EntityReader::bodySize(*entry.entity);
+            addOnce(entities[i].contentTypes, entry.contentTypes);
+            addOnce(entities[i].names, entry.names);
+        }
+        for (auto& [number, entry] : entries) {
+            marked_.entries.push_back(std::move(entry));
         }
         return std::move(marked_);
     }
 
 private:
+    static void addOnce(const std::vector<std::string>& texts, std::vector<std::string>& to) {
+        for (const std::string& text : texts) {
+            if (std::find(to.begin(), to.end(), text) == to.end()) {
+                to.push_back(text);
+            }
+        }
+    }
+
     void notePattern(const Glob& glob) {
         if (seen_.insert(glob.pattern()).second) {
             marked_.patterns.push_back(glob.pattern());
@@ -143,7 +171,7 @@ private:
     }
 
     MessageFacts& facts_;
-    std::set<std::size_t> numbers_;
+    std::set<std::size_t> found_; // places in the list of entities
     std::set<std::string> seen_;
     MarkedEntities marked_;
 };
@@ -178,6 +206,8 @@ bool holds(const Condition& condition, MessageFacts& facts) {
             return matchesAnEntity(condition, facts);
         case Kind::Body:
             return foundInAny(condition.expressions, facts.bodyTexts());
+        case Kind::Embedded:
+            return (facts.embeddedFormats() & condition.formats).any();
         case Kind::All:
         case Kind::Any:
         case Kind::Not:

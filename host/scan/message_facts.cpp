@@ -3,13 +3,15 @@
 #include "host/scan/message_facts.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "host/scan/rule_tokens.h"
 
 namespace quzo::host {
 namespace {
 
-constexpr std::size_t kMaxBodyBytes = std::size_t{1} << 20U;
+constexpr std::size_t kMaxTextBytesOfPart = std::size_t{1} << 20U;
+constexpr std::size_t kMaxTextBytes = std::size_t{8} << 20U;
 
 } // namespace
 
@@ -49,12 +51,19 @@ bool MessageFacts::isEncrypted() {
     return *encrypted_;
 }
 
+const std::vector<platform::SeenPart>& MessageFacts::parts() {
+    if (!parts_) {
+        parts_.emplace(msg_, limits_);
+    }
+    return parts_->parts();
+}
+
 const std::vector<EntityFacts>& MessageFacts::entities() {
     if (!entities_) {
         entities_.emplace();
-        for (KvMsgEntity* entity = msg_.getRootEntity(); entity != nullptr; entity = entity->getNext()) {
-            entities_->push_back({entity, platform::EntityReader::contentType(*entity),
-                                  platform::EntityReader::fileNames(*entity)});
+        for (const platform::SeenPart& part : parts()) {
+            entities_->push_back({part, platform::EntityReader::contentTypes(*part.entity),
+                                  platform::EntityReader::fileNames(*part.entity)});
         }
     }
     return *entities_;
@@ -63,19 +72,29 @@ const std::vector<EntityFacts>& MessageFacts::entities() {
 const std::vector<std::string>& MessageFacts::bodyTexts() {
     if (!bodyTexts_) {
         bodyTexts_.emplace();
-        std::size_t room = kMaxBodyBytes;
-        for (KvMsgEntity* entity = msg_.getRootEntity(); entity != nullptr && room != 0;
-             entity = entity->getNext()) {
-            if (entity->getEntityType() != kEntityLeaf ||
-                !platform::EntityReader::contentType(*entity).starts_with("text/")) {
-                continue;
+        std::size_t room = kMaxTextBytes;
+        for (const platform::SeenPart& part : parts()) {
+            if (room == 0) {
+                break;
             }
-            std::string text = platform::EntityReader::decodedText(*entity, room);
-            room -= std::min(room, text.size());
-            bodyTexts_->push_back(std::move(text));
+            for (std::string& text :
+                 platform::EntityReader::texts(*part.entity, std::min(room, kMaxTextBytesOfPart))) {
+                room -= std::min(room, text.size());
+                bodyTexts_->push_back(std::move(text));
+            }
         }
     }
     return *bodyTexts_;
+}
+
+platform::EmbeddedFormats MessageFacts::embeddedFormats() {
+    if (!embeddedFormats_) {
+        embeddedFormats_.emplace();
+        for (const platform::SeenPart& part : parts()) {
+            *embeddedFormats_ |= platform::EntityReader::embeddedFormats(*part.entity);
+        }
+    }
+    return *embeddedFormats_;
 }
 
 } // namespace quzo::host

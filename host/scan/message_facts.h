@@ -9,6 +9,7 @@
 
 #include "host/policy/policy.h"
 #include "host/scan/received_header.h"
+#include "platform/message/all_parts.h"
 #include "platform/message/limits.h"
 #include "platform/message/mail_message.h"
 #include "quzo/core/token_map.h"
@@ -17,11 +18,11 @@ namespace quzo::host {
 
 class RuleTokens;
 
-// One entity of the message, in document order.
+// One part of the message, or of what a reader may see in it (platform/message/all_parts.h).
 struct EntityFacts {
-    KvMsgEntity* entity = nullptr;  // never null; the message's
-    std::string contentType;        // "type/subtype", lower case
-    std::vector<std::string> names; // every name that it bears, valid UTF-8
+    platform::SeenPart part;
+    std::vector<std::string> contentTypes; // "type/subtype", lower case; several when fields contradict
+    std::vector<std::string> names;        // every name that it bears, valid UTF-8
 };
 
 // Answers about one message, shared by all rules. Ask only while the message is as it was received: what the
@@ -45,17 +46,27 @@ public:
 
     bool isSigned();
     bool isEncrypted();
+
+    // The message's own entities, in document order, and behind them what other readings show.
     const std::vector<EntityFacts>& entities();
 
-    // The text parts in document order, valid UTF-8, the first MiB of them all together.
+    // The text parts in the same order, valid UTF-8: the first MiB of each, and 8 MiB of all together.
     const std::vector<std::string>& bodyTexts();
+
+    // The formats of files that lie inside of parts.
+    platform::EmbeddedFormats embeddedFormats();
 
     const ReceivedHeader& receivedHeader();
 
     // Whether an answer needed the entities, of which a limit may have hidden some.
-    bool lookedAtEntities() const { return entities_ || bodyTexts_; }
+    bool lookedAtEntities() const { return parts_.has_value(); }
+
+    // Whether a limit kept something from being looked at, now that the entities have been.
+    bool limited() const { return parts_ && parts_->limited(); }
 
 private:
+    const std::vector<platform::SeenPart>& parts();
+
     platform::MailMessage& msg_;
     const Policy& policy_;
     const platform::Limits& limits_;
@@ -64,7 +75,9 @@ private:
     std::vector<std::optional<std::vector<std::string>>> headers_; // by index, empty before the first
     std::optional<bool> signed_;
     std::optional<bool> encrypted_;
+    std::optional<platform::AllParts> parts_;
     std::optional<std::vector<EntityFacts>> entities_;
+    std::optional<platform::EmbeddedFormats> embeddedFormats_;
     std::optional<std::vector<std::string>> bodyTexts_;
 };
 

@@ -132,7 +132,7 @@ void RuleTokens::setMarked(const MarkedEntities& marked) {
         marks += (marks.empty() ? "" : ";") + markOf(entry);
         numbers += (numbers.empty() ? "" : "; ") + std::to_string(entry.number);
         names.insert(names.end(), entry.names.begin(), entry.names.end());
-        types.insert(entry.contentType);
+        types.insert(entry.contentTypes.begin(), entry.contentTypes.end());
         bytes += entry.bodyBytes;
     }
     tokens_.set(ScanToken::MarkedEntities, marks);

@@ -71,7 +71,7 @@ bool ScanRun::withinLimits() {
 bool ScanRun::sawAllEntities() {
     if (!limitsChecked_ && facts_.lookedAtEntities()) {
         limitsChecked_ = true;
-        if (msg_.limited()) {
+        if (facts_.limited()) {
             beyondLimits(kErrorLimit, KVMSGERR::I2A(kErrorLimit));
         }
     }

@@ -158,10 +158,11 @@ std::string Entity::mediaType() const {
     return index_ != 0 && getEntityType() == kEntityMessage ? "message/rfc822" : "text/plain";
 }
 
-std::string Entity::charset() const {
+std::string Entity::charset() const { return charsetOf(header_.contentType()); }
+
+std::string Entity::charsetOf(const ContentType& contentType) {
     std::string storage;
-    const std::string_view found =
-        trimmed(findParameter(header_.contentType().parameters, "charset", storage));
+    const std::string_view found = trimmed(findParameter(contentType.parameters, "charset", storage));
     return isCharsetName(found) ? std::string(found) : std::string();
 }
 

@@ -57,6 +57,8 @@ public:
     std::string mediaType() const;
     // The charset parameter of the Content-Type; empty when there is none that could be a charset's name.
     std::string charset() const;
+    // The same of any Content-Type.
+    static std::string charsetOf(const ContentType& contentType);
     // Whether Content-Disposition says that it is an attachment.
     bool markedAttachment() const;
 

@@ -6,11 +6,13 @@
 
 #include <gmime/gmime.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <set>
 #include <string_view>
 #include <utility>
 
+#include "platform/charset/encoded_words.h"
 #include "platform/message/ascii.h"
 #include "platform/message/field_text.h"
 #include "platform/message/gmime_objects.h"
@@ -37,14 +39,21 @@ public:
         add(value == nullptr ? "" : value);
     }
 
+    // Before the names of a field that may hold NUL.
+    void expectNul(bool expected) { hasNul_ = expected; }
+
+    // A value as it stands, and as those show it who decode encoded words in it.
     void add(std::string_view value) {
-        std::string name = readableText(value, "utf-8");
-        if (name.empty()) {
-            return;
-        }
-        names_.push_back(std::move(name));
-        if (!seen_.insert(names_.size() - 1).second) {
-            names_.pop_back();
+        addText(readableText(value, "utf-8"));
+        addWords(value);
+    }
+
+    // Only what encoded words in the value say.
+    void addWords(std::string_view value) {
+        if (value.find("=?") != std::string_view::npos) {
+            const DecodedValue decoded = decodeWords(value);
+            hasNul_ = hasNul_ || decoded.bytes.find('\0') != std::string::npos;
+            addText(readableText(decoded.bytes, decoded.charset.empty() ? "utf-8" : decoded.charset));
         }
     }
 
@@ -54,11 +63,40 @@ public:
     }
 
 private:
+    // A name with a NUL, which has become U+FFFD, ends there for many, and others leave the NUL out.
+    void addText(const std::string& name) {
+        constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+        addOnce(name);
+        const std::size_t first = hasNul_ ? name.find(kReplacement) : std::string::npos;
+        if (first == std::string::npos) {
+            return;
+        }
+        addOnce(name.substr(0, first));
+        std::string without = name.substr(0, first);
+        for (std::size_t at = first; at < name.size();) {
+            const std::size_t next = std::min(name.find(kReplacement, at), name.size());
+            without.append(name, at, next - at);
+            at = next + kReplacement.size();
+        }
+        addOnce(std::move(without));
+    }
+
+    void addOnce(std::string name) {
+        if (name.empty()) {
+            return;
+        }
+        names_.push_back(std::move(name));
+        if (!seen_.insert(names_.size() - 1).second) {
+            names_.pop_back();
+        }
+    }
+
     struct Before {
         const std::vector<std::string>* names;
         bool operator()(std::size_t a, std::size_t b) const { return (*names)[a] < (*names)[b]; }
     };
 
+    bool hasNul_ = false;
     std::vector<std::string> names_;
     std::set<std::size_t, Before> seen_{Before{&names_}}; // places in names_
 };
@@ -82,11 +120,17 @@ std::string closed(std::string_view value) {
     return out + '"';
 }
 
-// The names in one field's value.
-void collectNames(std::string_view rawValue, std::string_view wanted, NameCollector& names) {
-    const std::string value = readableText(onOneLine(rawValue), {}); // names in raw 8-bit text occur
+std::string_view withoutQuotes(std::string_view value) {
+    value.remove_prefix(value.starts_with('"') ? 1 : 0);
+    value.remove_suffix(value.ends_with('"') ? 1 : 0);
+    return value;
+}
+
+// The names in one field's value, in one reading of it.
+void collectNames(std::string_view value, ParameterReading reading, std::string_view wanted,
+                  NameCollector& names) {
     std::string sections;
-    eachParameter(value, [&](const ParameterSpan& parameter) {
+    eachParameter(value, reading, [&](const ParameterSpan& parameter) {
         if (!equalsNoCase(baseName(parameter.name), wanted)) {
             return;
         }
@@ -98,6 +142,7 @@ void collectNames(std::string_view rawValue, std::string_view wanted, NameCollec
             sections.append(sections.empty() ? "" : "; ").append(written);
         } else {
             names.read(written);
+            names.addWords(withoutQuotes(parameter.value)); // GMime's strings end at a NUL
             if (written.size() != prefix.size() + parameter.value.size()) {
                 // Some readers end a quote that was left open at the next separator.
                 names.read(prefix + closed(parameter.value.substr(0, parameter.value.find(';'))));
@@ -117,8 +162,13 @@ std::vector<std::string> fileNamesOf(HeaderBlock& header) {
     for (const std::string_view fieldName : {"Content-Disposition", "Content-Type"}) {
         for (const HeaderField* field : header.all(fieldName)) {
             const bool isDisposition = fieldName.size() == std::string_view("Content-Disposition").size();
-            collectNames(field->rawValue(), isDisposition ? "filename" : "name", names);
-            collectNames(field->rawValue(), isDisposition ? "name" : "filename", names);
+            const std::string_view rawValue = field->rawValue();
+            names.expectNul(rawValue.find('\0') != std::string_view::npos);
+            const std::string value = onOneLine(readableText(rawValue, {})); // names in raw 8-bit text occur
+            for (const ParameterReading reading : parameterReadings(value)) {
+                collectNames(value, reading, isDisposition ? "filename" : "name", names);
+                collectNames(value, reading, isDisposition ? "name" : "filename", names);
+            }
         }
     }
     return names.take();

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/message/embedded_files.h"
 #include "platform/message/limits.h"
 #include "quzo/core/message.h"
 
@@ -67,18 +68,27 @@ public:
     // about the structure.
     static std::string contentType(KvMsgEntity& entity);
 
+    // The same of every reading of contradicting Content-Type fields: contentType() first, then those of the
+    // first and the last field where they are others.
+    static std::vector<std::string> contentTypes(KvMsgEntity& entity);
+
     // Every name that the entity bears (filename and name parameters of Content-Disposition and
     // Content-Type, all forms of RFC 2231), decoded to valid UTF-8, without duplicates and empty names.
     // The first is the one that getFileInfo() gives.
     static std::vector<std::string> fileNames(KvMsgEntity& entity);
 
     // The body with its transfer encoding undone, at most `maxBytes` of it. An unknown encoding leaves it as
-    // it stands.
+    // it stands. Of several encodings the first field's.
     static std::string decodedBody(KvMsgEntity& entity, std::size_t maxBytes);
 
     // The same of a text part, in valid UTF-8: what cannot be read becomes U+FFFD, and so does NUL. 8-bit
-    // text without a charset is read as UTF-8 when it is that, else as windows-1252.
-    static std::string decodedText(KvMsgEntity& entity, std::size_t maxBytes);
+    // text without a charset is read as UTF-8 when it is that, else as windows-1252. One text, or several
+    // different ones when fields contradict each other about the encoding or the charset; none when the
+    // entity is no text by any of its Content-Type fields. Each has at most `maxBytes`.
+    static std::vector<std::string> texts(KvMsgEntity& entity, std::size_t maxBytes);
+
+    // The formats in which files lie inside of the entity's body (of a leaf; none in others).
+    static EmbeddedFormats embeddedFormats(KvMsgEntity& entity);
 
     // Whether the entity belongs to the message itself, or to one embedded in it.
     static bool embedded(KvMsgEntity& entity);

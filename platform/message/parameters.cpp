@@ -10,8 +10,8 @@
 namespace quzo::platform {
 namespace {
 
-// Behind the quoted string or comment that opens at `at`; the end of the text when it is not closed.
-std::size_t skipQuoted(std::string_view text, std::size_t at) {
+// Behind the quoted string that opens at `at`; npos when it is not closed.
+std::size_t behindQuote(std::string_view text, std::size_t at) {
     for (++at; at < text.size(); ++at) {
         if (text[at] == '\\') {
             ++at;
@@ -19,9 +19,10 @@ std::size_t skipQuoted(std::string_view text, std::size_t at) {
             return at + 1;
         }
     }
-    return text.size();
+    return std::string_view::npos;
 }
 
+// The same for a comment; the end of the text when it is not closed.
 std::size_t skipComment(std::string_view text, std::size_t at) {
     std::size_t depth = 0;
     for (; at < text.size(); ++at) {
@@ -36,12 +37,13 @@ std::size_t skipComment(std::string_view text, std::size_t at) {
     return text.size();
 }
 
-// The next ';' outside quotes and comments, or the end.
-std::size_t nextSeparator(std::string_view text, std::size_t at) {
+// The next ';' that ends a parameter, or the end.
+std::size_t nextSeparator(std::string_view text, std::size_t at,
+                          ParameterReading reading = ParameterReading::Standard) {
     while (at < text.size() && text[at] != ';') {
-        if (text[at] == '"') {
-            at = skipQuoted(text, at);
-        } else if (text[at] == '(') {
+        if (text[at] == '"' && reading != ParameterReading::SemicolonsOnly) {
+            at = std::min(behindQuote(text, at), text.size());
+        } else if (text[at] == '(' && reading == ParameterReading::Standard) {
             at = skipComment(text, at);
         } else {
             ++at;
@@ -104,6 +106,44 @@ void eachParameter(std::string_view rawValue, const std::function<void(const Par
             take(span);
         }
         at = span.end;
+    }
+}
+
+std::vector<ParameterReading> parameterReadings(std::string_view rawValue) {
+    std::vector<ParameterReading> readings{ParameterReading::Standard};
+    bool comment = false;
+    std::size_t at = 0;
+    while (at < rawValue.size()) {
+        comment = comment || rawValue[at] == '(';
+        at = rawValue[at] == '"' ? behindQuote(rawValue, at) : at + 1;
+    }
+    if (comment) {
+        readings.push_back(ParameterReading::NoComments);
+    }
+    if (at == std::string_view::npos) {
+        readings.push_back(ParameterReading::SemicolonsOnly);
+    }
+    return readings;
+}
+
+void eachParameter(std::string_view rawValue, ParameterReading reading,
+                   const std::function<void(const ParameterSpan&)>& take) {
+    for (std::size_t begin = 0; begin < rawValue.size();) {
+        ParameterSpan span;
+        span.begin = begin == 0 ? 0 : begin - 1;
+        span.end = nextSeparator(rawValue, begin, reading);
+        const std::string_view inner = rawValue.substr(begin, span.end - begin);
+        const std::size_t equals = inner.find('=');
+        if (equals != std::string_view::npos) {
+            const std::string_view name = trimmed(inner.substr(0, equals));
+            span.name = name.substr(name.find_last_of(" \t\r\n)") + 1);
+            if (span.name.empty()) {
+                span.name = trimmed(name.substr(0, name.find('('))); // a comment follows it
+            }
+            span.value = trimmed(inner.substr(equals + 1));
+            take(span);
+        }
+        begin = span.end + 1;
     }
 }
 

@@ -5,9 +5,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quzo::platform {
 
@@ -21,6 +23,23 @@ struct ParameterSpan {
 // Calls `take` with each parameter in order; views into `rawValue`. A quote that is not closed reaches to the
 // end. Keeps nothing: there may be hundreds of thousands.
 void eachParameter(std::string_view rawValue, const std::function<void(const ParameterSpan&)>& take);
+
+// How a reader may take a value apart. What one of them shows as a file name another overlooks.
+enum class ParameterReading : std::uint8_t {
+    Standard,       // a comment or a quote that is not closed reaches to the end
+    NoComments,     // parentheses are characters like others
+    SemicolonsOnly, // quotes too: every semicolon ends a parameter
+};
+
+// The readings that may find something in `rawValue`, Standard first. The others are there when the value has
+// what they read otherwise: a comment, a quote that is not closed.
+std::vector<ParameterReading> parameterReadings(std::string_view rawValue);
+
+// As above, in one reading, and as those read who look for parameters: one may also stand where the type
+// belongs, in front of the first semicolon, and of a name with blanks in it (a semicolon was forgotten) the
+// last word counts.
+void eachParameter(std::string_view rawValue, ParameterReading reading,
+                   const std::function<void(const ParameterSpan&)>& take);
 
 // The name in front of the '*' of a continued or encoded parameter, or the whole name.
 std::string_view baseName(std::string_view name);

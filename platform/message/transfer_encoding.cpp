@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "platform/message/ascii.h"
+#include "platform/message/content_type.h"
 #include "platform/message/gmime_objects.h"
 
 namespace quzo::platform {
@@ -27,22 +28,49 @@ std::size_t behindBeginLine(std::string_view body) {
     return std::string_view::npos;
 }
 
+GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
+    switch (encoding) {
+        case TransferEncoding::Base64:
+            return GMIME_CONTENT_ENCODING_BASE64;
+        case TransferEncoding::QuotedPrintable:
+            return GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE;
+        case TransferEncoding::Uuencode:
+            return GMIME_CONTENT_ENCODING_UUENCODE;
+        case TransferEncoding::None:
+            break;
+    }
+    return GMIME_CONTENT_ENCODING_DEFAULT;
+}
+
 } // namespace
 
-std::string decodedTransfer(std::string_view body, std::string_view encoding, std::size_t maxBytes) {
-    const std::string name = lowered(trimmed(encoding.substr(0, encoding.find_first_of("(;"))));
-    GMimeContentEncoding kind = g_mime_content_encoding_from_string(name.c_str());
+TransferEncoding transferEncodingOf(std::string_view value) {
+    const std::string name = lowered(readContentType(value).type); // a token, as a type is
+    switch (g_mime_content_encoding_from_string(name.c_str())) {
+        case GMIME_CONTENT_ENCODING_BASE64:
+            return TransferEncoding::Base64;
+        case GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE:
+            return TransferEncoding::QuotedPrintable;
+        case GMIME_CONTENT_ENCODING_UUENCODE:
+            return TransferEncoding::Uuencode;
+        default:
+            return TransferEncoding::None;
+    }
+}
+
+std::string decodedTransfer(std::string_view body, TransferEncoding encoding, std::size_t maxBytes) {
+    if (encoding == TransferEncoding::None) {
+        return std::string(body.substr(0, maxBytes));
+    }
     GMimeEncoding state;
-    g_mime_encoding_init_decode(&state, kind);
-    if (kind == GMIME_CONTENT_ENCODING_UUENCODE) {
+    g_mime_encoding_init_decode(&state, gmimeEncoding(encoding));
+    if (encoding == TransferEncoding::Uuencode) {
         const std::size_t begin = behindBeginLine(body);
         if (begin == std::string_view::npos) {
             return std::string(body.substr(0, maxBytes));
         }
         body.remove_prefix(begin);
         state.state |= GMIME_UUDECODE_STATE_BEGIN;
-    } else if (kind != GMIME_CONTENT_ENCODING_BASE64 && kind != GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE) {
-        return std::string(body.substr(0, maxBytes));
     }
     std::string out;
     constexpr std::size_t kPiece = 64U << 10U;

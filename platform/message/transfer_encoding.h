@@ -2,13 +2,19 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace quzo::platform {
 
-// `body` decoded, at most `maxBytes` of the result. `encoding` is the value of Content-Transfer-Encoding as
-// it stands; one that is not known leaves the body as it is.
-std::string decodedTransfer(std::string_view body, std::string_view encoding, std::size_t maxBytes);
+enum class TransferEncoding : std::uint8_t { None, Base64, QuotedPrintable, Uuencode };
+
+// What a value of Content-Transfer-Encoding says, comments and parameters passed over. One that is not known
+// counts as None.
+TransferEncoding transferEncodingOf(std::string_view value);
+
+// `body` decoded, at most `maxBytes` of the result.
+std::string decodedTransfer(std::string_view body, TransferEncoding encoding, std::size_t maxBytes);
 
 } // namespace quzo::platform

@@ -156,12 +156,58 @@ INSTANTIATE_TEST_SUITE_P(
         // Header conditions are about the message itself.
         Case{"{ subject = 'inner' }", false}));
 
-TEST(Conditions, SeeTheFirstMegabyteOfText) {
-    const std::string filler(1U << 20U, '.');
-    const auto late = messageOf("A: b\n\n" + filler + "needle");
-    EXPECT_FALSE(matches("{ body = 'needle' }", *late));
-    const auto early = messageOf("A: b\n\nneedle" + filler);
-    EXPECT_TRUE(matches("{ body = 'needle' }", *early));
+TEST(Conditions, SeeAMegabyteOfEachText) {
+    constexpr std::size_t kMegabyte = 1U << 20U;
+    const std::string needle = "needle";
+    const auto holds = [](const std::string& text) {
+        return matches("{ body = 'needle' }", *messageOf("A: b\n\n" + text));
+    };
+    EXPECT_TRUE(holds(std::string(kMegabyte - needle.size(), '.') + needle));
+    EXPECT_FALSE(holds(std::string(kMegabyte - needle.size() + 1, '.') + needle));
+
+    const auto behind = [&](std::size_t parts) {
+        std::string text = "Content-Type: multipart/mixed; boundary=b\n\n";
+        for (std::size_t i = 0; i < parts; ++i) {
+            text.append("--b\n\n").append(kMegabyte + 100, ' ').append("\n");
+        }
+        return matches("{ body = 'needle' }", *messageOf(text + "--b\n\n" + needle + "\n--b--\n"));
+    };
+    EXPECT_TRUE(behind(1));
+    EXPECT_TRUE(behind(7));
+    EXPECT_FALSE(behind(8)); // 8 MiB of all together
+}
+
+struct EmbeddedCase {
+    const char* message;
+    const char* format; // null: none
+};
+
+// Each message bears one format, and only the condition for that one holds.
+TEST(Conditions, SeeFormatsOfEmbeddedFiles) {
+    const EmbeddedCase cases[] = {
+        {"A: b\n\nhello\nbegin 644 a.exe\n#86)C\n`\nend\n", "uuencode"},
+        {"A: b\n\nbegin-base64 0755 a.exe\nTVo=\n====\n", "uuencode"},
+        {"Content-Transfer-Encoding: x-uuencode\n\nbegin 644 a.exe\n#86)C\n`\nend\n", "uuencode"},
+        {"Content-Transfer-Encoding: base64\n\naGkKYmVnaW4gNjQ0IGEuZXhlCg==\n", "uuencode"},
+        {"Content-Type: text/plain\r\n\r\n=ybegin line=128 size=3 name=a.exe\r\nabc\r\n", "yenc"},
+        {"A: b\n\n(This file must be converted with BinHex 4.0)\n\n:abc:\n", "binhex"},
+        {"Content-Type: application/mac-binhex40\n\nx\n", "binhex"},
+        {"Content-Type: application/vnd.ms-tnef\n\nx\n", "tnef"},
+        {"Content-Type: application/octet-stream; name=WINMAIL.dat\n\nx\n", "tnef"},
+        {"Content-Type: application/octet-stream\nContent-Transfer-Encoding: base64\n\neJ8+IgAA\n", "tnef"},
+        {"A: b\n\nbegin with this\nbegin 12 a\nbegin 999 a\nbegin 644\nnot begin 644 a\n=ybegin x\n",
+         nullptr},
+    };
+    for (const EmbeddedCase& one : cases) {
+        const auto msg = messageOf(one.message);
+        for (const std::string format : {"uuencode", "tnef", "yenc", "binhex"}) {
+            EXPECT_EQ(matches("{ embedded = '" + format + "' }", *msg),
+                      one.format != nullptr && format == one.format)
+                << one.message << format;
+        }
+        EXPECT_EQ(matches("{ embedded = ['UUENCODE', 'tnef', 'yenc', 'binhex'] }", *msg),
+                  one.format != nullptr);
+    }
 }
 
 TEST(Conditions, NulHidesNothingInAHeader) {

@@ -148,6 +148,8 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"EmptyList", withWhen("{ attachment = [] }"), "p.toml:4: rule 10: when.attachment: ", "empty"},
         Fault{"Expression", withWhen("{ subject = [\n'ok',\n'(a'] }"),
               "p.toml:6: rule 10: when.subject: ", "missing )"},
+        Fault{"Format", withWhen("{ embedded = ['tnef', 'uuencoded'] }"),
+              "p.toml:4: rule 10: when.embedded: the format 'uuencoded' is unknown", "'uuencode'"},
         Fault{"HeaderName", withWhen("{ header = { 'X A' = 'b' } }"),
               "p.toml:4: rule 10: when.header.X A: ", "header field"},
         Fault{"TokenName", withWhen("{ token = { VIRUS = 'b' } }"),

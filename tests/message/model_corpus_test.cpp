@@ -50,7 +50,7 @@ TEST_F(ModelCorpus, ReadingChangesNothing) {
                 ASSERT_NE(field->getRawLine(), nullptr);
             }
             one->getFileInfo();
-            EntityReader::decodedText(*one, 1U << 20U);
+            EntityReader::texts(*one, 1U << 20U);
         }
         EXPECT_EQ(bytes.compare(0, std::string::npos, written(*message)), 0);
         EXPECT_FALSE(message->changed());
