@@ -10,11 +10,8 @@
 #include "host/cli/commands.h"
 #include "host/cli/exit_code.h"
 #include "host/cli/queue_session.h"
-<<<<<<< HEAD
 #include "host/policy/policy_advice.h"
-=======
 #include "platform/base/visible_text.h"
->>>>>>> f560533 (Other people's texts are shown and quoted one way; no fault holds a password)
 #include "platform/message/mailbox.h"
 #include "quzo/core/error_text.h"
 

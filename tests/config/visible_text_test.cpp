@@ -35,19 +35,19 @@ TEST(VisibleText, LeavesTextAndDisarmsTheRest) {
 
 // In UTF-8: marks of direction, separators, joiners and fillers, code points without a meaning.
 TEST(VisibleText, ShowsWhatTurnsOrHides) {
-    for (const char* hidden : {
-             "\xE2\x80\xAA", "\xE2\x80\xAB",     "\xE2\x80\xAC", "\xE2\x80\xAD",
-             "\xE2\x80\xAE",                                                     // U+202A to U+202E
-             "\xE2\x81\xA6", "\xE2\x81\xA7",     "\xE2\x81\xA8", "\xE2\x81\xA9", // U+2066 to U+2069
-             "\xE2\x80\x8E", "\xE2\x80\x8F",     "\xD8\x9C",                     // U+200E, U+200F, U+061C
-             "\xE2\x80\xA8", "\xE2\x80\xA9",                                     // U+2028, U+2029
-             "\xE2\x80\x8B", "\xE2\x80\x8C",     "\xE2\x80\x8D", "\xE2\x81\xA0",
-             "\xEF\xBB\xBF", // of no width
-             "\xC2\xAD",     "\xCD\x8F",         "\xE1\x85\x9F", "\xE3\x85\xA4",
-             "\xEF\xBE\xA0", "\xE2\xA0\x80",     "\xE1\xA0\x8E", "\xE2\x80\x83",
-             "\xE2\x80\x8A",                                     // other blanks
-             "\xEE\x80\x80", "\xF3\xA0\x81\x81", "\xEF\xBF\xBE", // private, a tag character, no character
-             "\xEF\xB8\x80", "\xF3\xA0\x84\x80"}) {              // selectors of variants
+    for (const char* hidden :
+         {"\xE2\x80\xAA", "\xE2\x80\xAB",     "\xE2\x80\xAC", "\xE2\x80\xAD",
+          "\xE2\x80\xAE",                                                     // U+202A to U+202E
+          "\xE2\x81\xA6", "\xE2\x81\xA7",     "\xE2\x81\xA8", "\xE2\x81\xA9", // U+2066 to U+2069
+          "\xE2\x80\x8E", "\xE2\x80\x8F",     "\xD8\x9C",                     // U+200E, U+200F, U+061C
+          "\xE2\x80\xA8", "\xE2\x80\xA9",                                     // U+2028, U+2029
+          "\xE2\x80\x8B", "\xE2\x80\x8C",     "\xE2\x80\x8D", "\xE2\x81\xA0",
+          "\xEF\xBB\xBF", // of no width
+          "\xC2\xAD",     "\xCD\x8F",         "\xE1\x85\x9F", "\xE3\x85\xA4",
+          "\xEF\xBE\xA0", "\xE2\xA0\x80",     "\xE1\xA0\x8E", "\xE2\x80\x83",
+          "\xE2\x80\x8A",                                     // other blanks
+          "\xEE\x80\x80", "\xF3\xA0\x81\x81", "\xEF\xBF\xBE", // private, a tag character, no character
+          "\xEF\xB8\x80", "\xF3\xA0\x84\x80"}) {              // selectors of variants
         EXPECT_FALSE(isVisible(hidden)) << visibleText(hidden);
         const std::string shown = visibleText("a"s + hidden + "b");
         EXPECT_EQ(shown.size(), 2 + 4 * std::string(hidden).size()) << shown;
