@@ -116,8 +116,8 @@ void Disk::forgetProcess() {
     }
 }
 
-std::set<std::string> Disk::files() const {
-    std::set<std::string> found;
+std::map<std::string, std::string> Disk::files(bool directories) const {
+    std::map<std::string, std::string> found;
     std::vector<std::pair<std::size_t, std::string>> left = {{0, ""}};
     while (!left.empty()) {
         const auto [node, path] = left.back();
@@ -126,8 +126,11 @@ std::set<std::string> Disk::files() const {
             const std::string inner = path + "/" + name;
             if (nodes[target].directory) {
                 left.emplace_back(target, inner);
+                if (directories) {
+                    found[inner + "/"];
+                }
             } else {
-                found.insert(inner);
+                found[inner] = nodes[target].bytes;
             }
         }
     }

@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -46,8 +45,9 @@ public:
     // The same after this process was killed and nothing else happened: unsynced things stay unsynced.
     Disk afterKill() const;
 
-    // The paths of all files that can be reached.
-    std::set<std::string> files() const;
+    // The files that can be reached, by their paths, with their bytes. `directories`: these too, with a slash
+    // at the end.
+    std::map<std::string, std::string> files(bool directories = false) const;
 
 private:
     enum class Bytes { Synced, Nulls, Seen };
