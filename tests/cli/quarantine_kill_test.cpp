@@ -131,12 +131,12 @@ protected:
         return installation_.dir().path("in/" + std::to_string(number) + ".eml");
     }
 
-    // Files that belong to no entry, once all entries have been taken. `age`: they look two hours old from
-    // then on.
+    // Files that belong to no entry, once all entries have been taken; not the one that says when the queue was
+    // tidied up. `age`: all look two hours old from then on.
     std::size_t leftBehind(bool age) {
         std::size_t count = 0;
         for (const auto& entry : fs::recursive_directory_iterator(installation_.spool() + "/quarantine")) {
-            count += entry.is_regular_file() ? 1 : 0;
+            count += entry.is_regular_file() && entry.path().filename() != ".tidied" ? 1 : 0;
             if (age && entry.is_regular_file()) {
                 fs::last_write_time(entry.path(), fs::file_time_type::clock::now() - std::chrono::hours(2));
             }

@@ -99,7 +99,7 @@ TEST_P(ObjectsTest, ARestoreOfSomethingChangedMeanwhileIsRefused) {
     must(bob.modify(1, id, kStamp, "legal", "bob's", 1));
     expectFault(ada.restore(1, id, 1, 1), StoreTrouble::ChangedMeanwhile, {"by bob", "revision 2, not 1"});
     must(bob.remove(1, id, 2));
-    expectFault(ada.restore(1, id, 1, 2), StoreTrouble::NotFound, {"stamp \"legal\"", "removed meanwhile"});
+    expectFault(ada.restore(1, id, 1, 2), StoreTrouble::NotFound, {"stamp 'legal'", "removed meanwhile"});
     expectFault(ada.get(1, id), StoreTrouble::NotFound);
     must(bob.restore(1, id, 2, 3));
     expectFault(ada.restore(1, id, 1, 3), StoreTrouble::ChangedMeanwhile, {"revision 4, not 3"});
