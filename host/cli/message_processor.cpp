@@ -111,7 +111,8 @@ Processed MessageProcessor::processMessage(Input input, platform::LogSubject& su
         finish(unreadable(input, done), nullptr, done);
         return done;
     }
-    auto msg = platform::MailMessage::parse(std::move(input.bytes), scannerOptions_.limits);
+    auto msg = platform::MailMessage::parse(std::move(input.bytes), scannerOptions_.limits,
+                                            scannerOptions_.rawValues);
     subject.add(msg->getIdentifier());
     Envelope envelope = envelopeOf(*msg, scannerOptions_.limits, options_.from, options_.to);
     msg->setEnvelope(envelope.sender, envelope.recipients);

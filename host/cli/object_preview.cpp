@@ -111,8 +111,10 @@ int runObjectPreview(const ObjectOptions& options, Console& console) {
                                  "restore a former revision, or remove it"});
     }
     ScannerOptions scanner;
-    scanner.limits = session.settings().platform().limits;
-    const auto msg = platform::MailMessage::parse(std::move(bytes), scanner.limits);
+    const platform::PlatformSettings settings = session.settings().platform();
+    scanner.limits = settings.limits;
+    scanner.rawValues = settings.rawValues;
+    const auto msg = platform::MailMessage::parse(std::move(bytes), scanner.limits, scanner.rawValues);
     const KvMsgEntity* root = msg->error() == kErrorNone ? msg->getRootEntity() : nullptr;
     if (root == nullptr || root->hasError() != 0) {
         const int error = root == nullptr ? msg->error() : root->hasError();

@@ -132,6 +132,7 @@ void Session::readSettings(const std::string& iniFile, ErrorOutput& err) {
     }
     const platform::PlatformSettings platform = settings_.platform();
     scannerOptions_.limits = platform.limits;
+    scannerOptions_.rawValues = platform.rawValues;
     scannerOptions_.onLimit = onLimitOf(platform.onLimit);
 }
 

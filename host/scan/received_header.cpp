@@ -1,7 +1,6 @@
 // Finding and decoding fields over the scan's offsets; no object is made for a field that nobody asks for.
 #include "host/scan/received_header.h"
 
-#include "platform/charset/encoded_words.h"
 #include "platform/message/ascii.h"
 #include "platform/message/readable_text.h"
 
@@ -27,8 +26,7 @@ std::vector<std::string_view> ReceivedHeader::rawValues(std::string_view name) c
 std::vector<std::string> ReceivedHeader::values(std::string_view name) const {
     std::vector<std::string> values;
     for (const std::string_view raw : rawValues(name)) {
-        const platform::DecodedValue decoded = platform::decodeWords(raw);
-        values.push_back(platform::readableText(decoded.bytes, decoded.charset));
+        values.push_back(platform::readableValue(raw));
     }
     return values;
 }

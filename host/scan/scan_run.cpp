@@ -231,7 +231,8 @@ bool ScanRun::prepareForStoring() {
 
 const KvMsgMailMessage* ScanRun::originalMsg() {
     if (original_ == nullptr) {
-        original_ = platform::MailMessage::parse(std::string(msg_.original()), options_.limits);
+        original_ =
+            platform::MailMessage::parse(std::string(msg_.original()), options_.limits, options_.rawValues);
         original_->setIdentifier(msg_.getIdentifier());
         original_->setEnvelope(*receivedSender_, receivedRecipients_);
     }

@@ -23,6 +23,7 @@ struct ScannerOptions {
     std::string hostname;          // %HOSTNAME%; empty: the policy's, else the host's own name
     std::string protocol = "FILE"; // %PROTOCOL%: FILE or SMTP
     platform::Limits limits;       // for the second look at a message as it was received
+    platform::RawValues rawValues = platform::RawValues::WithCharset; // the same
     OnLimit onLimit = OnLimit::Defer;
 };
 

@@ -131,6 +131,21 @@ void examineAscii(Charset& charset) {
     charset.asciiCompatible = true;
 }
 
+// Whether printable ASCII stands for itself as long as nothing was shifted.
+bool holdsPrintableAscii(UConverter& decoder) {
+    std::string bytes;
+    for (char c = ' '; c <= '~'; ++c) {
+        bytes += c;
+    }
+    std::u16string units(2 * bytes.size(), u'\0');
+    UErrorCode status = U_ZERO_ERROR;
+    const std::int32_t count = ucnv_toUChars(&decoder, units.data(), static_cast<std::int32_t>(units.size()),
+                                             bytes.data(), static_cast<std::int32_t>(bytes.size()), &status);
+    return U_SUCCESS(status) &&
+           std::equal(bytes.begin(), bytes.end(), units.begin(), units.begin() + count,
+                      [](char byte, char16_t unit) { return unit == static_cast<char16_t>(byte); });
+}
+
 std::string findMimeName(const UConverter& converter) {
     UErrorCode status = U_ZERO_ERROR;
     const char* icuName = ucnv_getName(&converter, &status);
@@ -183,6 +198,7 @@ std::shared_ptr<Charset> open(std::string_view name, std::string folded) {
     const UConverterType type = ucnv_getType(charset->decoder.get());
     charset->wide = ucnv_getMinCharSize(charset->decoder.get()) > 1;
     charset->stateful = isStatefulType(type);
+    charset->orderByMark = type == UCNV_UTF16;
     charset->maxCharBytes = static_cast<unsigned>(ucnv_getMaxCharSize(charset->encoder.get()));
     charset->basicPlaneOnly = label != nullptr && label->writerName != nullptr;
     charset->mimeName = findMimeName(*charset->decoder);
@@ -198,6 +214,10 @@ std::shared_ptr<Charset> open(std::string_view name, std::string folded) {
     if (!charset->stateful && !charset->wide) {
         examineAscii(*charset);
     }
+    // Of the stateful ones those that begin in ASCII (ICU has a Won sign in Korean text for the backslash);
+    // the others use ASCII bytes and NUL for characters of theirs.
+    charset->holdsAscii =
+        charset->stateful ? type == UCNV_ISO_2022 : !charset->wide && holdsPrintableAscii(*charset->decoder);
     charset->folded = std::move(folded);
     return charset;
 }

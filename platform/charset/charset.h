@@ -26,8 +26,10 @@ struct Charset {
     std::string mimeName; // a name that may stand in an encoded word; may be empty
     Kind kind = Kind::Icu;
     bool asciiCompatible = false; // see asciiCompatible() in converter.h
+    bool holdsAscii = false;      // see holdsAscii() in converter.h
     bool stateful = false;        // bytes mean what shift sequences before them say
     bool wide = false;            // units of 2 or 4 bytes: the bytes may be NUL
+    bool orderByMark = false;     // UTF-16 that may begin with a byte order mark
     bool basicPlaneOnly = false;  // no character above U+FFFF
     bool ibmControls = false;     // ICU's table permutes the control characters 1A, 1C and 7F
     unsigned maxCharBytes = 1;    // as ICU states it: for one UTF-16 unit, shift sequences included

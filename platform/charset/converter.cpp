@@ -11,6 +11,7 @@
 #include "platform/charset/charset.h"
 #include "platform/charset/unit_reader.h"
 #include "platform/charset/unit_writer.h"
+#include "platform/charset/utf16_order.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
@@ -29,6 +30,19 @@ int copyUtf8(std::string_view in, std::string& out, std::size_t maxBytes) {
     }
     out.assign(head.substr(0, valid));
     return kErrorNone;
+}
+
+// The charset to read `in` with.
+std::shared_ptr<Charset> findSource(const char* name, std::string_view in) {
+    auto charset = findCharset(name);
+    if (charset == nullptr || !charset->orderByMark || charset->basicPlaneOnly || hasUtf16Mark(in)) {
+        return charset;
+    }
+    return findCharset(std::string_view(isLittleEndian(in) ? "utf-16le" : "utf-16be"));
+}
+
+bool isPrintableAscii(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
 int transcode(std::string_view in, UnitReader& reader, UnitWriter& writer) {
@@ -57,12 +71,13 @@ int transcode(std::string_view in, UnitReader& reader, UnitWriter& writer) {
 int convert(std::string_view in, const char* from, const char* to, Unmappable mode, char substitute,
             std::string& out, std::size_t maxBytes) {
     out.clear();
-    const auto source = findCharset(from);
+    const auto source = findSource(from, in);
     const auto target = findCharset(to);
     if (source == nullptr || target == nullptr) {
         return kErrorUnknownCharset;
     }
-    if (source->asciiCompatible && target->asciiCompatible && isAscii(in)) {
+    if ((source->asciiCompatible && target->asciiCompatible && isAscii(in)) ||
+        (source->holdsAscii && target->holdsAscii && isPrintableAscii(in))) {
         out.assign(in.substr(0, maxBytes));
         return kErrorNone;
     }
@@ -78,7 +93,7 @@ int convert(std::string_view in, const char* from, const char* to, Unmappable mo
 int decodeLeniently(std::string_view in, const char* from, std::string& out, std::size_t maxBytes) {
     out.clear();
     // In mail that says iso-8859-1, bytes 80 to 9F are meant as windows-1252, not as control characters.
-    const auto source = findCharset(sameCharset(from, "iso-8859-1") ? "windows-1252" : from);
+    const auto source = findSource(sameCharset(from, "iso-8859-1") ? "windows-1252" : from, in);
     const auto target = findCharset(std::string_view("utf-8"));
     if (source == nullptr || target == nullptr) {
         return kErrorUnknownCharset;
@@ -107,6 +122,11 @@ bool sameCharset(const char* a, const char* b) {
 bool asciiCompatible(const char* name) {
     const auto charset = findCharset(name);
     return charset != nullptr && charset->asciiCompatible;
+}
+
+bool holdsAscii(const char* name) {
+    const auto charset = findCharset(name);
+    return charset != nullptr && charset->holdsAscii;
 }
 
 } // namespace quzo::platform

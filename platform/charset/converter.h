@@ -4,14 +4,17 @@
 // stand for a wider charset in real mail (gb2312, ks_c_5601-1987, iso-8859-11, ...) decode as the wider one
 // and encode strictly, so that what is written can be read by everybody:
 //
-//   label                               decodes as      encodes
-//   gb2312, gbk                         gb18030         gb2312, gbk
-//   euc-kr, ks_c_5601-1987              windows-949     euc-kr
-//   iso-8859-1                          as it says, the controls 80 to 9F included; encodes alike, so raw
-//   bytes stay iso-8859-11, tis-620                windows-874     iso-8859-11, tis-620 shift_jis,
-//   iso-2022-jp              with NEC's and IBM's additions and halfwidth katakana; encode alike
-//   iso-10646-ucs-2                     utf-16          big-endian, no byte order mark, no surrogates
-//   hz-gb-2312                          as it says      ASCII only
+//   label                     decodes as      encodes
+//   gb2312, gbk               gb18030         gb2312, gbk
+//   euc-kr, ks_c_5601-1987    windows-949     euc-kr
+//   iso-8859-1                as it says, the controls 80 to 9F included; encodes alike, so raw bytes stay
+//   iso-8859-11, tis-620      windows-874     iso-8859-11, tis-620
+//   shift_jis, iso-2022-jp    with NEC's and IBM's additions and halfwidth katakana; encode alike
+//   iso-10646-ucs-2           utf-16          big-endian, no byte order mark, no surrogates
+//   hz-gb-2312                as it says      ASCII only
+//
+// utf-16 without a byte order mark is read in the order that gives plausible text, in little-endian order
+// when both do.
 //
 // Functions may be called from any thread. They report by their result and let only std::bad_alloc pass.
 #pragma once
@@ -51,5 +54,10 @@ bool sameCharset(const char* a, const char* b);
 // character may look like ASCII all the same (shift_jis, big5, gb18030), never below 0x30. False for unknown
 // names.
 bool asciiCompatible(const char* name);
+
+// Whether text in that charset is a C string that can begin with printable ASCII as it is: the case for every
+// superset of printable ASCII, and for the iso-2022 family, whose texts begin in ASCII; not for utf-16 and
+// utf-32, EBCDIC, utf-7, hz and scsu. False for unknown names.
+bool holdsAscii(const char* name);
 
 } // namespace quzo::platform

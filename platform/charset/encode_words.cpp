@@ -7,6 +7,9 @@
 // Blanks between a plain word and an encoded one are part of the text, blanks between two encoded words are
 // not; so neighbours that both need encoding become one run with their blanks inside, and so do blanks at
 // either end of the value, which unfolding would lose.
+//
+// Words that nobody could read when the value was decoded are part of it as they were written. They are left
+// alone: encoding them again would take them from a reader who knows more charsets.
 #include <algorithm>
 #include <vector>
 
@@ -15,6 +18,7 @@
 #include "platform/charset/charset.h"
 #include "platform/charset/converter.h"
 #include "platform/charset/encoded_words.h"
+#include "platform/charset/value_cut.h"
 #include "platform/charset/word_writer.h"
 #include "quzo/core/error_text.h"
 
@@ -25,34 +29,59 @@ namespace {
 constexpr std::size_t kMaxPlainRun = 900; // a longer one would make a line that SMTP does not carry
 constexpr std::size_t kMaxBlankRun = 60;
 
-// Whether [begin, end), which has no blanks, has to be encoded for what is in it.
-bool needsEncoding(const CharText& text, std::size_t begin, std::size_t end) {
-    if (end - begin > kMaxPlainRun) {
-        return true;
+using UnreadableWords = std::vector<UnreadableWord>;
+
+// The words in the text that decoding leaves as they are written, counted in characters of the text.
+UnreadableWords wordsToLeave(const CharText& text, std::string& plain) {
+    plain.clear();
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        plain += text.plain(i);
     }
-    for (std::size_t i = begin; i < end; ++i) {
-        if (text.plain(i) == '\0' || (text.plain(i) == '=' && i + 1 < end && text.plain(i + 1) == '?')) {
-            return true;
-        }
-    }
-    return false;
+    return unreadableWords(plain);
 }
 
-std::vector<WordRun> cutRuns(const CharText& text) {
-    std::vector<WordRun> runs;
-    std::size_t at = 0;
-    while (at < text.size()) {
+// Cuts the text at blanks outside of the words to leave.
+class RunCutter {
+public:
+    RunCutter(const CharText& text, const UnreadableWords& left) : text_(text), left_(left) {}
+
+    // The next run; not to be called at the end of the text.
+    WordRun next() {
         WordRun run;
-        run.blanks = at;
-        while (at < text.size() && text.isBlank(at)) {
-            ++at;
+        run.blanks = at_;
+        while (!atEnd() && text_.isBlank(at_)) {
+            ++at_;
         }
-        run.begin = at;
-        while (at < text.size() && !text.isBlank(at)) {
-            ++at;
+        run.begin = at_;
+        while (!atEnd() && !text_.isBlank(at_)) {
+            if (next_ < left_.size() && left_[next_].begin == at_) {
+                at_ = left_[next_++].end;
+                continue;
+            }
+            const bool word =
+                text_.plain(at_) == '=' && at_ + 1 < text_.size() && text_.plain(at_ + 1) == '?';
+            run.encode = run.encode || word || text_.plain(at_) == '\0';
+            ++at_;
         }
-        run.end = at;
-        run.encode = needsEncoding(text, run.begin, run.end);
+        run.end = at_;
+        run.encode = run.encode || run.end - run.begin > kMaxPlainRun;
+        return run;
+    }
+
+    bool atEnd() const { return at_ == text_.size(); }
+
+private:
+    const CharText& text_;
+    const UnreadableWords& left_;
+    std::size_t at_ = 0;
+    std::size_t next_ = 0; // of the words to leave
+};
+
+std::vector<WordRun> cutRuns(const CharText& text, const UnreadableWords& left) {
+    std::vector<WordRun> runs;
+    RunCutter cutter(text, left);
+    while (!cutter.atEnd()) {
+        WordRun run = cutter.next();
         if (!runs.empty() && run.begin - run.blanks > kMaxBlankRun) {
             run.encode = true; // together with its neighbour, so that the blanks go inside
             runs.back().encode = true;
@@ -110,33 +139,64 @@ std::string wordLabel(const Charset& charset, std::string_view name) {
 
 enum class Plain { Kept, Encoded };
 
-int write(std::string_view value, Charset& charset, std::string_view name, Plain plain,
-          const LineLayout& layout, std::string& out) {
-    CharText text;
-    const int error = text.read(value, charset);
-    if (error != kErrorNone) {
-        return error;
-    }
-    std::vector<WordRun> runs = cutRuns(text);
+// What is written, and how.
+struct Job {
+    const CharText& text;
+    const Charset& charset;
+    std::string_view name; // of the charset, as the caller spells it
+    Plain plain;
+    const LineLayout& layout;
+};
+
+int write(const Job& job, const UnreadableWords& left, std::string& out) {
+    std::vector<WordRun> runs = cutRuns(job.text, left);
     takeOuterBlanks(runs);
     const bool allPlain =
         std::none_of(runs.begin(), runs.end(), [](const WordRun& run) { return run.encode; });
-    if (plain == Plain::Encoded && !allPlain) {
-        runs = {WordRun{0, 0, text.size(), true}};
+    if (job.plain == Plain::Encoded && !allPlain) {
+        runs = {WordRun{0, 0, job.text.size(), true}};
     } else {
         runs = joinRuns(runs);
     }
-    const std::string label = wordLabel(charset, name);
+    const std::string label = wordLabel(job.charset, job.name);
     if (!allPlain && (label.empty() || label.size() > WordWriter::kMaxLabel)) {
-        return kErrorUnknownCharset;
+        return kErrorUnmappable; // no word can say which charset it is
     }
-    WordWriter writer(text, charset, label, layout, out);
+    out.clear();
+    WordWriter writer(job.text, job.charset, label, job.layout, out);
     for (const WordRun& run : runs) {
         if (!writer.write(run)) {
             return kErrorUnmappable;
         }
     }
     return kErrorNone;
+}
+
+// Whether decoding what was written gives the value.
+bool readsBack(const std::string& written, std::string_view value, std::string_view name) {
+    const DecodedValue back = decodeWords(written);
+    const std::string charset(name);
+    const char* backCharset = back.charset.empty() ? "us-ascii" : back.charset.c_str();
+    std::string text;
+    std::string backText;
+    return convert(value, charset.c_str(), "utf-8", Unmappable::Fail, '?', text) == kErrorNone &&
+           convert(back.bytes, backCharset, "utf-8", Unmappable::Fail, '?', backText) == kErrorNone &&
+           text == backText;
+}
+
+int write(std::string_view value, Charset& charset, std::string_view name, Plain plain,
+          const LineLayout& layout, std::string& out) {
+    CharText text;
+    const int unreadable = text.read(value, charset);
+    if (unreadable != kErrorNone) {
+        return unreadable;
+    }
+    const Job job{text, charset, name, plain, layout};
+    std::string image;
+    const UnreadableWords left = plain == Plain::Kept ? wordsToLeave(text, image) : UnreadableWords();
+    const int error = write(job, left, out);
+    // Words that are cut in the middle of a character may be completed by what now stands next to them.
+    return error != kErrorNone || left.empty() || readsBack(out, value, name) ? error : write(job, {}, out);
 }
 
 int writeAsUtf8(std::string_view value, const char* charset, Plain plain, const LineLayout& layout,
@@ -147,13 +207,11 @@ int writeAsUtf8(std::string_view value, const char* charset, Plain plain, const 
     if (error != kErrorNone || utf8 == nullptr) {
         return error != kErrorNone ? error : static_cast<int>(kErrorUnknownCharset);
     }
-    out.clear();
     return write(converted, *utf8, "utf-8", plain, layout, out);
 }
 
 int encode(std::string_view value, const char* name, Plain plain, const LineLayout& layout,
            std::string& out) {
-    out.clear();
     const auto charset = findCharset(name);
     if (charset == nullptr) {
         return kErrorUnknownCharset;

@@ -50,7 +50,9 @@ std::string expectedInstead(const KnownKey& known, const std::string& value) {
         case KeyType::Path:
             return isQuoted(value) ? "the path without quotation marks" : "";
         case KeyType::Charset:
-            return value.empty() || knownCharset(value.c_str()) ? "" : "a charset, such as utf-8";
+            return value.empty() || holdsAscii(value.c_str())
+                       ? ""
+                       : "a charset whose texts hold ASCII as it is, such as utf-8";
         case KeyType::Integer:
             return integer ? "" : "an integer";
         case KeyType::Switch:

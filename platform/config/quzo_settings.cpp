@@ -146,6 +146,10 @@ PlatformSettings IniSettings::platform() const {
     size("limit_nesting", settings.limits.nesting, false);
     size("limit_parts", settings.limits.parts, false);
     size("limit_recipients", settings.limits.recipients, false);
+    const IniFile::Entry* notEncoding = file_.find("MessageModule", "TagNotEncoding");
+    if (notEncoding != nullptr && parseInteger(notEncoding->value).value_or(0) != 0) {
+        settings.rawValues = RawValues::AsTheyCame;
+    }
     const std::string tls = text("tls").value_or("");
     if (!tls.empty()) {
         settings.tls = tls == "off" ? PlatformSettings::Tls::Off : PlatformSettings::Tls::Try;

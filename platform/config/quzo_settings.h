@@ -10,13 +10,14 @@
 
 #include "platform/config/ini_file.h"
 #include "platform/message/limits.h"
+#include "platform/message/raw_values.h"
 #include "quzo/core/settings_source.h"
 
 namespace quzo::platform {
 
 struct KnownKey;
 
-// What the section [platform] says, with its defaults.
+// What the section [platform] says, with its defaults, and what keys of the library mean to the platform too.
 struct PlatformSettings {
     enum class Tls : std::uint8_t { Off, Try, Require };
     // What becomes of a message beyond a limit: tried later, judged by what could be read of it, or failed.
@@ -29,6 +30,7 @@ struct PlatformSettings {
     Tls tls = Tls::Try;
     int timeout = 300; // seconds, of one SMTP exchange
     Limits limits;
+    RawValues rawValues = RawValues::WithCharset; // AsTheyCame with "TagNotEncoding" of [MessageModule]
     OnLimit onLimit = OnLimit::Defer;
     std::string log = "stderr"; // or the path of a file
     int logLevel = 1;           // 0 to 3

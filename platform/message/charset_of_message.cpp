@@ -1,12 +1,9 @@
 // The charset of a message. See charset_of_message.h.
 #include "platform/message/charset_of_message.h"
 
-#include <algorithm>
-#include <array>
-
 #include "platform/base/utf8.h"
-#include "platform/charset/charset.h"
 #include "platform/charset/converter.h"
+#include "platform/charset/word_scan.h"
 #include "platform/message/ascii.h"
 #include "platform/message/message_impl.h"
 #include "quzo/core/error_text.h"
@@ -14,30 +11,26 @@
 namespace quzo::platform {
 namespace {
 
-bool saysNothing(std::string_view charset) {
-    static constexpr std::array<std::string_view, 3> kAscii = {"us-ascii", "ascii", "ansi_x3.4-1968"};
-    return charset.empty() || std::any_of(kAscii.begin(), kAscii.end(),
-                                          [&](std::string_view name) { return equalsNoCase(charset, name); });
-}
-
-// The charset of the first encoded word (=?charset?B?...), without the language behind a '*'.
-std::string_view firstWordCharset(std::string_view value) {
+// The charset of the first encoded word, without the language behind a '*'; empty when there is none.
+std::string firstWordCharset(std::string_view value) {
     for (std::size_t at = value.find("=?"); at != std::string_view::npos; at = value.find("=?", at + 2)) {
-        const std::size_t begin = at + 2;
-        const std::size_t mark = value.find_first_of("? \t\r\n", begin);
-        if (mark == std::string_view::npos) {
-            break;
-        }
-        const bool isWord = value[mark] == '?' && mark > begin && mark + 2 < value.size() &&
-                            value[mark + 2] == '?' &&
-                            std::string_view("bBqQ").find(value[mark + 1]) != std::string_view::npos;
-        if (isWord) {
-            std::string_view name = value.substr(begin, mark - begin);
-            name = name.substr(0, name.find('*'));
-            return isCharsetName(name) ? name : std::string_view();
+        EncodedWord word;
+        if (readEncodedWord(value, at, word)) {
+            return std::string(word.charset);
         }
     }
     return {};
+}
+
+// Whether the name says more than us-ascii, and text in that charset is a C string that may begin with ASCII.
+bool isUseful(const std::string& charset) {
+    return holdsAscii(charset.c_str()) && !sameCharset(charset.c_str(), "us-ascii");
+}
+
+// Whether the library gets the value without the charset that reads it.
+bool comesAsRawBytes(MessageImpl& message, const HeaderField& field) {
+    return message.rawValues() == RawValues::AsTheyCame && !field.hasWords() &&
+           !field.charsetOfText().empty();
 }
 
 // The text part whose charset counts; null when there is none.
@@ -52,39 +45,59 @@ Entity* firstTextPart(MessageImpl& message) {
 
 } // namespace
 
+std::string bodyCharset(MessageImpl& message) {
+    const Entity* part = firstTextPart(message);
+    std::string charset = part != nullptr ? part->charset() : std::string();
+    return isUseful(charset) ? charset : std::string();
+}
+
 std::string charsetOfMessage(MessageImpl& message) {
-    if (const Entity* part = firstTextPart(message)) {
-        std::string charset = part->charset();
-        if (!saysNothing(charset)) {
-            return charset;
-        }
+    const std::string body = bodyCharset(message);
+    std::string own;
+    bool several = false;
+    bool raw = false;
+    for (const HeaderField* subject : message.root().header().all("Subject")) {
+        const std::string& charset = subject->charsetOfText();
+        const bool isRaw = comesAsRawBytes(message, *subject);
+        // UTF-8 has every character, so a text is never too much for it.
+        const bool counts = !charset.empty() && (isRaw || !sameCharset(charset.c_str(), "utf-8"));
+        several = several || (counts && !own.empty() && !sameCharset(charset.c_str(), own.c_str()));
+        raw = raw || isRaw;
+        own = counts ? charset : own;
+    }
+    if (several) {
+        return raw ? "windows-1252" : "us-ascii"; // it reads all bytes; it has no text that one of them lacks
+    }
+    if (!own.empty() && !sameCharset(own.c_str(), body.c_str())) {
+        return own;
+    }
+    if (!body.empty()) {
+        return body;
     }
     const std::optional<std::string_view> subject = message.root().header().rawValue("Subject");
-    const std::string_view charset = subject ? firstWordCharset(*subject) : std::string_view();
-    return saysNothing(charset) ? std::string() : std::string(charset);
+    const std::string charset = subject ? firstWordCharset(*subject) : std::string();
+    return isUseful(charset) ? charset : std::string();
 }
 
 bool subjectOfMessage(MessageImpl& message, const std::string& localCharset, const std::string& mailCharset,
                       std::string& out) {
     HeaderField* subject = message.root().header().find("Subject");
-    const char* wordCharset = nullptr;
-    const char* value = subject == nullptr ? nullptr : subject->getValue(&wordCharset);
+    const char* value = subject == nullptr ? nullptr : subject->getValue(nullptr);
     if (value == nullptr) {
         return false;
     }
     const std::string local = localCharset.empty() ? "utf-8" : localCharset;
-    const auto readIn = [&](const char* charset) {
-        return charset != nullptr && *charset != '\0' &&
-               convert(value, charset, local.c_str(), Unmappable::Substitute, '?', out) == kErrorNone;
+    const auto readIn = [&](const std::string& charset) {
+        return !charset.empty() &&
+               convert(value, charset.c_str(), local.c_str(), Unmappable::Substitute, '?', out) == kErrorNone;
     };
-    if (wordCharset != nullptr) {
-        return readIn(wordCharset);
-    }
-    if (isAscii(value)) {
+    const std::string& charset = subject->charsetOfText();
+    if (charset.empty()) {
         return readIn("us-ascii");
     }
-    return readIn(mailCharset.c_str()) || readIn(message.charset()) || readIn("utf-8") ||
-           readIn(local.c_str());
+    const bool sure = subject->hasWords() || isAscii(value) || isUtf8(value);
+    return (!sure && (readIn(mailCharset) || readIn(bodyCharset(message)) || readIn(local))) ||
+           readIn(charset);
 }
 
 } // namespace quzo::platform

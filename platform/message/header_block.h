@@ -20,11 +20,14 @@
 namespace quzo::platform {
 
 class HeaderBlock;
+class MessageImpl;
 
 // What all parts of one message share.
 struct MessageContext {
-    MessageContext(std::string bytes, const Limits& limits) : source(std::move(bytes), limits) {}
+    MessageContext(MessageImpl& owner, std::string bytes, const Limits& limits)
+        : message(owner), source(std::move(bytes), limits) {}
 
+    MessageImpl& message;
     ScannedText source;
     std::pmr::monotonic_buffer_resource arena;    // texts that must hold as long as the message
     std::vector<const HeaderBlock*> editedBlocks; // in no order

@@ -7,14 +7,55 @@
 #include "platform/base/utf8.h"
 #include "platform/charset/converter.h"
 #include "platform/charset/encoded_words.h"
+#include "platform/charset/value_cut.h"
 #include "platform/message/ascii.h"
+#include "platform/message/charset_of_message.h"
 #include "platform/message/field_text.h"
 #include "platform/message/header_block.h"
+#include "platform/message/message_impl.h"
 #include "platform/message/parameters.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/guard.h"
 
 namespace quzo::platform {
+namespace {
+
+bool isControl(char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F; }
+
+bool hasControls(std::string_view text) { return std::any_of(text.begin(), text.end(), isControl); }
+
+// The charset of a value without words; empty for ASCII.
+std::string charsetOfRawValue(const std::string& bytes, const std::string& bodyCharset) {
+    if (!isAscii(bytes)) {
+        return charsetOfRawText(bytes, bodyCharset);
+    }
+    if (!hasControls(bytes)) {
+        return {};
+    }
+    // Old Japanese mail has its shift sequences raw.
+    const bool shifts = bytes.find('\x1B') != std::string::npos && isReadable(bytes, "iso-2022-jp");
+    return shifts ? "iso-2022-jp" : "utf-8";
+}
+
+// Whoever writes a value back does it in its charset. Text in iso-8859-1 and its successors is then written
+// raw, where control characters may not stand and text that looks like an encoded word would become one;
+// and us-ascii says nothing that would hold once other text is added.
+void prepareToBeWritten(bool hasWords, DecodedValue& value) {
+    if (sameCharset(value.charset.c_str(), "us-ascii")) {
+        value.charset = "utf-8";
+        return;
+    }
+    const bool wouldChange =
+        hasControls(value.bytes) || (hasWords && value.bytes.find("=?") != std::string::npos);
+    std::string converted;
+    if (wouldChange && startsWithNoCase(value.charset, "iso-8859-1") &&
+        convert(value.bytes, value.charset.c_str(), "utf-8", Unmappable::Fail, '?', converted) ==
+            kErrorNone) {
+        value = {std::move(converted), "utf-8"};
+    }
+}
+
+} // namespace
 
 HeaderField::HeaderField(HeaderBlock& block, std::size_t offset, std::size_t nameLength, std::string text)
     : block_(&block), details_(std::make_unique<Details>()), span_(kAdded) {
@@ -74,22 +115,31 @@ const char* HeaderField::getName() const {
 }
 
 void HeaderField::decode(Details& details) const {
-    DecodedValue decoded = decodeWords(rawValue());
-    // The text is handed out as a C string: units of more than one byte go as UTF-8, other NULs as blanks.
-    std::string converted;
-    if (!decoded.charset.empty() && decoded.bytes.find('\0') != std::string::npos &&
-        convert(decoded.bytes, decoded.charset.c_str(), "utf-8", Unmappable::Fail, '?', converted) ==
-            kErrorNone) {
-        decoded = {std::move(converted), "utf-8"};
-    }
-    // 8-bit text that is valid UTF-8 is UTF-8, whatever the charset of the body.
-    if (decoded.charset.empty() && !isAscii(decoded.bytes) && isUtf8(decoded.bytes)) {
-        decoded.charset = "utf-8";
-    }
+    MessageImpl& message = block_->context().message;
+    const std::string_view raw = rawValue();
+    const std::string body = isAscii(raw) ? std::string() : bodyCharset(message);
+    DecodedValue decoded = decodeWords(raw, body);
+    // The text is handed out as a C string.
     std::replace(decoded.bytes.begin(), decoded.bytes.end(), '\0', ' ');
+    details.hasWords = !decoded.charset.empty();
+    const bool asItCame = !details.hasWords && message.rawValues() == RawValues::AsTheyCame;
+    if (!details.hasWords) {
+        decoded.charset = charsetOfRawValue(decoded.bytes, body);
+    }
+    if (!asItCame) {
+        prepareToBeWritten(details.hasWords, decoded);
+    }
     details.value = std::move(decoded.bytes);
     details.charset = std::move(decoded.charset);
     details.decoded = true;
+}
+
+const HeaderField::Details& HeaderField::read() const {
+    Details& own = details();
+    if (!own.decoded) {
+        decode(own);
+    }
+    return own;
 }
 
 const char* HeaderField::getValue(const char** charsetOut) const {
@@ -98,11 +148,9 @@ const char* HeaderField::getValue(const char** charsetOut) const {
     }
     using Result = const char*;
     return guarded("Reading a header field", Result(nullptr), [&]() -> Result {
-        Details& own = details();
-        if (!own.decoded) {
-            decode(own);
-        }
-        if (charsetOut != nullptr && !own.charset.empty()) {
+        const Details& own = read();
+        const bool named = own.hasWords || block_->context().message.rawValues() == RawValues::WithCharset;
+        if (charsetOut != nullptr && named && !own.charset.empty()) {
             *charsetOut = own.charset.c_str();
         }
         return own.value.c_str();

@@ -34,6 +34,11 @@ public:
     int setParameter(const char* name, const char* value, int reserved) override;
     const char* getRawLine() const override;
 
+    // Whether the value has encoded words that can be read, and the charset in which getValue()'s text is to
+    // be read whatever the message's RawValues: empty for ASCII that no word says anything about.
+    bool hasWords() const { return read().hasWords; }
+    const std::string& charsetOfText() const { return read().charset; }
+
     // Views that hold until the field changes.
     std::string_view name() const;
     std::string_view rawValue() const; // behind the colon, line break included
@@ -57,13 +62,15 @@ private:
         std::uint32_t nameLength = 0;
         std::string text; // when edited: the whole field
         std::string value;
-        std::string charset; // empty: none
+        std::string charset; // see charsetOfText()
+        bool hasWords = false;
         std::string rawLine;
     };
 
     Details& details() const;
     std::string_view received() const;
     std::size_t valueOffset() const; // within text()
+    const Details& read() const;
     void decode(Details& details) const;
     int replaceValue(std::string_view separator, std::string_view value);
 

@@ -11,6 +11,7 @@
 
 #include "platform/message/embedded_files.h"
 #include "platform/message/limits.h"
+#include "platform/message/raw_values.h"
 #include "quzo/core/message.h"
 
 namespace quzo::platform {
@@ -21,7 +22,8 @@ class MailMessage : public KvMsgMailMessage {
 public:
     // Takes the bytes over. Never null; a message that cannot be read has a root that hasError(). Throws
     // nothing but std::bad_alloc.
-    static std::unique_ptr<MailMessage> parse(std::string bytes, const Limits& limits);
+    static std::unique_ptr<MailMessage> parse(std::string bytes, const Limits& limits,
+                                              RawValues rawValues = RawValues::WithCharset);
 
     virtual ~MailMessage() = default;
 

@@ -15,12 +15,13 @@
 
 namespace quzo::platform {
 
-std::unique_ptr<MailMessage> MailMessage::parse(std::string bytes, const Limits& limits) {
-    return std::make_unique<MessageImpl>(std::move(bytes), limits);
+std::unique_ptr<MailMessage> MailMessage::parse(std::string bytes, const Limits& limits,
+                                                RawValues rawValues) {
+    return std::make_unique<MessageImpl>(std::move(bytes), limits, rawValues);
 }
 
-MessageImpl::MessageImpl(std::string bytes, const Limits& limits)
-    : context_(std::move(bytes), limits), root_(*this, 0) {}
+MessageImpl::MessageImpl(std::string bytes, const Limits& limits, RawValues rawValues)
+    : rawValues_(rawValues), context_(*this, std::move(bytes), limits), root_(*this, 0) {}
 
 // Stamps are not placed yet; the caller is told so, and nothing changes.
 int MessageImpl::insertStamp(int /*position*/, KvMsgResourceLocator* /*stamp*/, int /*kind*/,

@@ -18,7 +18,7 @@ namespace quzo::platform {
 
 class MessageImpl final : public MailMessage {
 public:
-    MessageImpl(std::string bytes, const Limits& limits);
+    MessageImpl(std::string bytes, const Limits& limits, RawValues rawValues);
     ~MessageImpl() override = default;
     MessageImpl(const MessageImpl&) = delete;
     MessageImpl& operator=(const MessageImpl&) = delete;
@@ -60,6 +60,8 @@ public:
     bool plainlyLeaf();
     const std::string& mailId() const { return mailId_; }
 
+    RawValues rawValues() const { return rawValues_; }
+
     // The charset of the text, as msgu::getCharset answers it; null when nothing says one.
     const char* charset();
 
@@ -70,6 +72,7 @@ private:
     SpliceList splices() const;
     const Protection& protection() const;
 
+    const RawValues rawValues_;
     MessageContext context_;
     Envelope envelope_;
     Entity root_;

@@ -3,6 +3,7 @@
 
 #include "platform/base/utf8.h"
 #include "platform/charset/converter.h"
+#include "platform/charset/value_cut.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
@@ -32,6 +33,19 @@ std::string readableText(std::string_view bytes, const std::string& charset) {
         return {};
     }
     return withoutNul(std::move(text));
+}
+
+std::string readableValue(std::string_view rawValue) {
+    const std::string value = unfolded(rawValue);
+    const std::vector<ValuePiece> pieces = cutValue(value, CutWords::All);
+    if (pieces.empty()) {
+        return readableText(value, {});
+    }
+    std::string text;
+    for (const ValuePiece& piece : pieces) {
+        text += readableText(piece.bytes, piece.charset);
+    }
+    return text;
 }
 
 } // namespace quzo::platform

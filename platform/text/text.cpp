@@ -27,6 +27,9 @@ int KvMsg_CharsetConverterString(const char* source, const char* sourceCharset, 
     }
     const bool ascii = substitute != '\0' && static_cast<unsigned char>(substitute) < 0x80;
     try {
+        if (platform::knownCharset(targetCharset) && !platform::holdsAscii(targetCharset)) {
+            return kErrorNotSupported;
+        }
         std::string out;
         const int error =
             platform::convert(source, sourceCharset, targetCharset,

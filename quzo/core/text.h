@@ -17,6 +17,9 @@ namespace quzo {
 // Bytes that are no text of `sourceCharset` are an error with either flag: nothing of a text that
 // cannot be read is silently replaced. A target that is too small is no error: the text is cut between
 // two characters. Returns 0 or an error number (KvMsgError).
+//
+// What is written is a C string that printable ASCII text is part of as it is, so a target charset whose text
+// is none (utf-16, utf-32, iso-10646-ucs-2, EBCDIC, utf-7) is refused.
 int KvMsg_CharsetConverterString(const char* source, const char* sourceCharset, char* target,
                                  const char* targetCharset, std::size_t* length, int flag, char substitute);
 

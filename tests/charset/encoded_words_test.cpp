@@ -15,6 +15,7 @@
 namespace {
 
 using namespace std::string_literals;
+using quzo::platform::charsetOfRawText;
 using quzo::platform::convert;
 using quzo::platform::DecodedValue;
 using quzo::platform::decodeWords;
@@ -28,6 +29,8 @@ std::string utf8(const std::string& bytes, const std::string& charset) {
                ? bytes
                : out;
 }
+
+bool isUnsafe(char c) { return (c < 0x20 && c != '\t' && c != '\r' && c != '\n') || c == 0x7F; }
 
 TEST(DecodeWords, ReadsWhatMailWrites) {
     const struct {
@@ -67,9 +70,10 @@ TEST(DecodeWords, ReadsWhatMailWrites) {
         {"utf-16", "=?utf-16be?b?AGE=?=", "a", "utf-8"},
         {"utf-16 with marks", "=?utf-16?b?//5hAA==?= =?utf-16?b?/v8AYg==?=", "ab", "utf-8"},
         {"us-ascii", "=?us-ascii?q?a=20b?=", "a b", "us-ascii"},
-        {"8-bit in us-ascii", "=?us-ascii?q?=E9?=", "\xE9"s, "us-ascii"},
-        {"unknown charset", "x =?x-unknown?q?=E9?= y", "x \xE9 y"s, "x-unknown"},
-        {"unknown charset, two words", "=?x-unknown?q?=E9?= =?X-Unknown?q?=E8?=", "\xE9\xE8"s, "x-unknown"},
+        {"8-bit in us-ascii", "=?us-ascii?q?=E9?=", "=?us-ascii?q?=E9?=", ""},
+        {"unknown charset", " x =?x-unknown?q?=E9?=\r\n y", "x =?x-unknown?q?=E9?= y", ""},
+        {"unknown charset, two words",
+         "=?x-unknown?q?=E9?= =?X-Unknown?q?=E8?=", "=?x-unknown?q?=E9?= =?X-Unknown?q?=E8?=", ""},
         {"unknown and known", "=?utf-8?q?=C3=A9?= =?x-unknown?q?=E9?=", "é =?x-unknown?q?=E9?=", "utf-8"},
         {"unknown first", "=?x-u?q?=E9?=\r\n =?gb2312?q?=D6=D0?= x", "=?x-u?q?=E9?= \xD6\xD0 x"s, "gb2312"},
         {"unknown between known", "=?utf-8?q?a?= =?x-u?q?b?=  =?x-u?q?c?= =?utf-8?q?d?= =?utf-8?q?e?=",
@@ -79,12 +83,28 @@ TEST(DecodeWords, ReadsWhatMailWrites) {
         {"unknown, glued, beside iso-2022-jp",
          "=?iso-2022-jp?b?GyRCRnwbKEI=?==?x-u?q?=E9?=", "日=?x-u?q?=E9?=", "utf-8"},
         {"two unknown", " =?x-u?q?=E9?= =?x-v?q?=E9?=\r\n", "=?x-u?q?=E9?= =?x-v?q?=E9?=", ""},
-        {"unknown beside malformed", "=?utf-8?q?=E9?= =?x-u?q?=E9?=", "\xE9 =?x-u?q?=E9?="s, "utf-8"},
-        {"malformed", "=?utf-8?q?=E9?=", "\xE9"s, "utf-8"},
+        {"unknown beside malformed", "=?utf-8?q?=E9?= =?x-u?q?=E9?=", "=?utf-8?q?=E9?= =?x-u?q?=E9?=", ""},
+        {"malformed", "=?utf-8?q?=E9?= x", "=?utf-8?q?=E9?= x", ""},
+        {"malformed between others",
+         "=?utf-8?q?=C3=A9?= =?utf-8?q?=E9?= =?utf-8?q?a?= =?utf-8?q?b?=", "é =?utf-8?q?=E9?= ab", "utf-8"},
+        {"malformed beside a character between two",
+         "=?utf-8?b?4pg=?= =?utf-8?b?gw==?= =?utf-8?q?a?= =?utf-8?q?=E9?=", "☃a =?utf-8?q?=E9?=", "utf-8"},
+        {"malformed with a language, glued", "caf=?utf-8*de?q?=FC?=", "caf=?utf-8*de?q?=FC?=", ""},
+        {"malformed in a charset that stays",
+         "=?gb2312?q?=D6=D0?= =?gb2312?q?=D6?=", "\xD6\xD0 =?gb2312?q?=D6?="s, "gb2312"},
+        {"a shift without its end", "=?iso-2022-jp?b?GyRCRg==?=", "=?iso-2022-jp?b?GyRCRg==?=", ""},
+        {"EBCDIC", "=?ibm037?b?gYI=?=", "ab", "utf-8"},
+        {"utf-7", "=?utf-7?q?+AOk-?=", "é", "utf-8"},
+        {"utf-16 without a mark, big-endian", "=?utf-16?b?AGEAYg==?=", "ab", "utf-8"},
+        {"utf-16 without a mark, little-endian", "=?utf-16?b?YQBiAA==?= =?utf-16?b?5WUsZ56K?=", "ab日本語",
+         "utf-8"},
+        {"utf-16 without a mark, a pair",
+         "=?utf-16?b?Pdg13QA=?= =?utf-16?b?Pdg13Q==?=", "=?utf-16?b?Pdg13QA=?= 🔵", "utf-8"},
         {"raw text in the words' charset", "\xD6\xD0=?gb2312?q?=D6=D0?=", "\xD6\xD0\xD6\xD0"s, "gb2312"},
         {"raw utf-8 beside latin-1", "é =?iso-8859-1?q?=E9?=", "é é", "utf-8"},
         {"raw latin-1 beside latin-1", "\xE9 =?iso-8859-1?q?=E9?=", "\xE9 \xE9"s, "iso-8859-1"},
-        {"raw latin-1 beside utf-8", "\xE9 =?utf-8?q?=C3=A9?=", "\xE9 é"s, "utf-8"},
+        {"raw latin-1 beside utf-8", "\xE9 =?utf-8?q?=C3=A9?=", "é é", "utf-8"},
+        {"raw text that no charset is given for", "\x93q\x81 =?us-ascii?q?a?=", "“q\xC2\x81 a", "utf-8"},
         {"line breaks in the text of a word", "=?utf-8?q?a=0D=0Ab?=", "a\r\nb", "utf-8"},
     };
     for (const auto& c : cases) {
@@ -104,12 +124,59 @@ TEST(DecodeWords, LeavesAloneWhatIsNoWord) {
     EXPECT_EQ(decodeWords("=?utf-8?q?x =?utf-8?q?y?=").bytes, "=?utf-8?q?x y");
 }
 
+TEST(DecodeWords, ReadsRawTextInTheCharsetThatIsGiven) {
+    const struct {
+        std::string raw;
+        const char* rawCharset;
+        const char* bytes;
+    } cases[] = {
+        {"\xF4 =?utf-8?q?=C3=A9?=", "koi8-r", "Т é"},
+        {"\xF4 =?utf-8?q?=C3=A9?=", "utf-16", "ô é"},
+        {"\xF4 =?utf-8?q?=C3=A9?=", "gb2312", "ô é"},
+        {"\xC3\xA9 =?utf-8?q?=C3=A9?=", "koi8-r", "é é"},
+    };
+    for (const auto& c : cases) {
+        const DecodedValue value = decodeWords(c.raw, c.rawCharset);
+        EXPECT_EQ(value.bytes, c.bytes) << c.rawCharset;
+        EXPECT_EQ(value.charset, "utf-8");
+    }
+    for (int byte = 1; byte < 256; ++byte) {
+        const std::string raw(1, static_cast<char>(byte));
+        std::string text;
+        EXPECT_EQ(convert(raw, charsetOfRawText(raw, "").c_str(), "utf-8", Unmappable::Fail, '?', text), 0)
+            << byte;
+    }
+}
+
 // Any bytes at all: nothing is lost (a value without words is its own bytes) and whatever comes can be
 // written again.
 TEST(DecodeWords, SurvivesAnyBytes) {
-    const std::vector<std::string> pieces = {
-        "=?", "?=", "utf-8", "iso-2022-jp", "gb2312",   "?q?", "?b?", "=1B", "=E9", "GyRCRnwbKEI=",
-        " ",  "\t", "\r\n ", "\xE9",        "\xC3\xA9", "=00", "a",   "_",   "=",   "*en"};
+    const std::vector<std::string> pieces = {"=?",
+                                             "?=",
+                                             "utf-8",
+                                             "iso-2022-jp",
+                                             "gb2312",
+                                             "?q?",
+                                             "?b?",
+                                             "=1B",
+                                             "=E9",
+                                             "GyRCRnwbKEI=",
+                                             " ",
+                                             "\t",
+                                             "\r\n ",
+                                             "\xE9",
+                                             "\xC3\xA9",
+                                             "=00",
+                                             "a",
+                                             "_",
+                                             "=",
+                                             "*en",
+                                             "=?gb2312?q?=D6?=",
+                                             "=?gb2312?q?=D0?=",
+                                             "=?gb2312?q?=D6=D0?=",
+                                             "=?x-u?q?a?=",
+                                             "=?utf-8?b?4pg=?=",
+                                             "=?utf-8?b?gw==?= "};
     std::mt19937 random(5);
     for (int i = 0; i < 20000; ++i) {
         std::string raw;
@@ -117,15 +184,22 @@ TEST(DecodeWords, SurvivesAnyBytes) {
             raw += random() % 8 == 0 ? "=?utf-8?q?" : pieces[random() % pieces.size()];
         }
         const DecodedValue value = decodeWords(raw);
-        if (value.charset.empty()) {
-            continue;
-        }
-        ASSERT_NE(raw.find("=?"), std::string::npos);
-        std::string written;
-        if (encodeWords(value.bytes, value.charset.c_str(), 9, "\r\n", written) == 0) {
-            const DecodedValue back = decodeWords(written);
-            ASSERT_EQ(utf8(back.bytes, back.charset), utf8(value.bytes, value.charset))
+        const std::string charset =
+            value.charset.empty() ? charsetOfRawText(value.bytes, "gb2312") : value.charset;
+        const std::string text = utf8(value.bytes, charset);
+        for (const std::string& target : {charset, "gb2312"s}) {
+            std::string bytes = value.bytes;
+            if (target != charset &&
+                convert(text, "utf-8", target.c_str(), Unmappable::Fail, '?', bytes) != 0) {
+                continue;
+            }
+            std::string written;
+            ASSERT_EQ(encodeWords(bytes, target.c_str(), 9, "\r\n", written), 0)
                 << testing::PrintToString(raw);
+            ASSERT_TRUE(std::none_of(written.begin(), written.end(), isUnsafe))
+                << testing::PrintToString(raw);
+            const DecodedValue back = decodeWords(written);
+            ASSERT_EQ(utf8(back.bytes, back.charset), text) << testing::PrintToString(raw) << written;
         }
     }
 }
@@ -195,7 +269,7 @@ TEST(EncodeWords, WritesNoMoreThanItHasTo) {
         {"utf-8", "a ", "=?utf-8?Q?a_?="},
         {"utf-8", "  ", "=?utf-8?Q?__?="},
         {"utf-8", "a  café  b", "a =?utf-8?Q?_caf=C3=A9_?= b"},
-        {"utf-8", "is =?this?q?one?=", "is =?utf-8?B?PT90aGlzP3E/b25lPz0=?="},
+        {"utf-8", "is =?utf-8?q?one?=", "is =?utf-8?B?PT91dGYtOD9xP29uZT89?="},
         {"utf-8", "one+one+one=? yes", "=?utf-8?Q?one+one+one=3D=3F?= yes"},
         {"utf-8", "a\r\nB: c", "=?utf-8?B?YQ0KQjo=?= c"},
         {"iso-8859-1", "\xE9"s, "=?iso-8859-1?Q?=E9?="},
@@ -206,6 +280,11 @@ TEST(EncodeWords, WritesNoMoreThanItHasTo) {
         {"utf-16be", "\x4E\x2D\0a"s, "=?utf-8?B?5LitYQ==?="},
         {"iso-10646-ucs-2", "[spam] x", "[spam] x"},
         {"utf-7", "a +AOk-", "a =?utf-8?B?w6k=?="},
+        {"utf-8", "é =?x-u?q?a b?= x", "=?utf-8?B?w6k=?= =?x-u?q?a b?= x"},
+        {"utf-8", "[t] =?utf-8?B?Y2Fm6Q==?=", "[t] =?utf-8?B?Y2Fm6Q==?="},
+        {"gb2312", "\xD6\xD0 =?gb2312?q?=D6?="s, "=?gb2312?B?1tA=?= =?gb2312?q?=D6?="},
+        {"gb2312", "=?gb2312?q?=D6?= a\xD6\xD0"s, "=?gb2312?B?PT9nYjIzMTI/cT89RDY/PSBh1tA=?="},
+        {"utf-8", "a\x1B[31m\x7F b", "=?utf-8?B?YRtbMzFtfw==?= b"},
     };
     for (const auto& c : cases) {
         std::string written;

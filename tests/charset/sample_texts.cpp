@@ -29,9 +29,9 @@ const std::vector<Alphabet>& alphabets() {
 }
 
 std::string makeText(const Alphabet& alphabet, std::mt19937& random) {
-    static const std::vector<std::string> pieces = {" ", " ",   " ",  "  ",        "\t", "word",
-                                                    "x", "=?",  "?=", "=?a?q?b?=", "=",  "?",
-                                                    "_", "=20", "\"", "(a)",       "\\", "a@b.example"};
+    static const std::vector<std::string> pieces = {" ", " ",   " ",  "  ",           "\t", "word",
+                                                    "x", "=?",  "?=", "=?utf8?q?b?=", "=",  "?",
+                                                    "_", "=20", "\"", "(a)",          "\\", "a@b.example"};
     const auto below = [&](std::size_t bound) { return static_cast<std::size_t>(random() % bound); };
     const std::size_t length = below(4) == 0 ? below(200) : below(14);
     const std::size_t share = 1 + below(4); // of plain pieces

@@ -64,11 +64,24 @@ TEST(CharsetConverterString, ReportsByNumberAndLeavesTheLength) {
     EXPECT_NE(KvMsg_CharsetConverterString("a", "utf-8", buffer, "utf-8", nullptr, 0, '?'), 0);
 }
 
-TEST(CharsetConverterString, WritesTwoByteUnits) {
-    char buffer[16] = "";
-    std::size_t length = 15;
-    ASSERT_EQ(KvMsg_CharsetConverterString("ab", "utf-8", buffer, "iso-10646-ucs-2", &length, 0, '?'), 0);
-    EXPECT_EQ(std::string(buffer, length), "\0a\0b"s);
+// A caller takes what is written for a C string in which ASCII is itself.
+TEST(CharsetConverterString, RefusesCharsetsWhoseTextIsNoCString) {
+    for (const char* charset : {"utf-16", "utf-16be", "utf-16le", "utf-32", "iso-10646-ucs-2", "ibm037",
+                                "utf-7", "hz-gb-2312", "scsu"}) {
+        char buffer[16] = "";
+        std::size_t length = 15;
+        EXPECT_EQ(KvMsg_CharsetConverterString("ab", "utf-8", buffer, charset, &length, 1, '?'),
+                  quzo::kErrorNotSupported)
+            << charset;
+        EXPECT_STREQ(buffer, "");
+    }
+    for (const char* charset : {"iso-2022-jp", "iso-2022-kr", "iso-2022-cn", "shift_jis", "ibm850"}) {
+        char buffer[16] = "";
+        std::size_t length = 15;
+        EXPECT_EQ(KvMsg_CharsetConverterString("[a~\\]", "utf-8", buffer, charset, &length, 0, '?'), 0)
+            << charset;
+        EXPECT_STREQ(buffer, "[a~\\]") << charset;
+    }
 }
 
 TEST(Conv, ConvertsIntoStringsAndBuffers) {

@@ -84,6 +84,7 @@ TEST(Settings, ReadsThePlatformSection) {
         "limit_recipients = 0\n"
         "limit_header = 2k\non_limit = refuse\nlog = /var/log/quzo.log\nlog_level = 3\ntenant = 12\n"));
     PlatformSettings platform = settings.platform();
+    EXPECT_EQ(platform.rawValues, quzo::platform::RawValues::WithCharset);
     EXPECT_EQ(platform.store, "sqlite3:///x.db");
     EXPECT_EQ(platform.nextHop, "smtp://127.0.0.1:2525");
     EXPECT_EQ(platform.tls, PlatformSettings::Tls::Require);
@@ -101,9 +102,10 @@ TEST(Settings, ReadsThePlatformSection) {
     // What is no value of its kind leaves the default.
     ASSERT_TRUE(settings.parse(
         "[platform]\nstore = x.db\ntimeout = 0\nlimit_message = -1\nlimit_header = 99999999999G\n"
-        "tls = maybe\nlog_level = 4\nlimit_parts = 1K\n"));
+        "tls = maybe\nlog_level = 4\nlimit_parts = 1K\n[MessageModule]\nTagNotEncoding = 2\n"));
     const PlatformSettings usual;
     platform = settings.platform();
+    EXPECT_EQ(platform.rawValues, quzo::platform::RawValues::AsTheyCame);
     EXPECT_EQ(platform.store, "");
     EXPECT_EQ(platform.timeout, usual.timeout);
     EXPECT_EQ(platform.limits.messageBytes, usual.limits.messageBytes);
@@ -206,6 +208,8 @@ TEST(Settings, FindsWhatIsWrong) {
          "integer"},
         {"[MessageModule]\nDisclaimerLineLimit = 9.5\n", 2, Finding::Severity::Error, "9.5", "integer"},
         {"[MessageModule]\nDefaultSourceCharset = utf9\n", 2, Finding::Severity::Error, "utf9", "charset"},
+        {"[MessageModule]\nDefaultSourceCharset = utf-16\n", 2, Finding::Severity::Error, "utf-16",
+         "charset"},
         {"[general]\nuseQUZOLocaleForNotificationTime = 1\n", 2, Finding::Severity::Error, "'1'",
          "yes or no"},
         {"[platform]\nlimit_message = 100MB\n", 2, Finding::Severity::Error, "100MB", "100M"},

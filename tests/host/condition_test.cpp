@@ -216,5 +216,12 @@ TEST(Conditions, NulHidesNothingInAHeader) {
     EXPECT_TRUE(matches("{ subject = 'hidden' }", *msg));
 }
 
+TEST(Conditions, BrokenWordsHideNothing) {
+    const auto msg = messageOf(
+        "Subject: =?x-foo?B?aW52b2ljZQ==?= =?utf-8?Q?tax=FF?=\n =?utf-8?Q?free=E4?= f\xE9\xE9 "
+        "=?us-ascii?Q?gr=FC=DF?=\n\nb\n");
+    EXPECT_TRUE(matches("{ subject = '^invoicetax.free. f\xC3\xA9\xC3\xA9 gr\xC3\xBC\xC3\x9F$' }", *msg));
+}
+
 } // namespace
 } // namespace quzo::host

@@ -24,7 +24,18 @@ TEST(FieldValue, DecodedTrimmedAndCached) {
         {"X: a\r\n\tb\r\n  c\r\n", "a\tb  c", nullptr},
         {"X: =?UTF-8?B?Z3LDvMOf?= gott\n", "gr\xC3\xBC\xC3\x9F gott", "utf-8"},
         {"X: =?iso-8859-1?Q?gr=FC?=\n =?iso-8859-1?Q?=DF?=\n", "gr\xFC\xDF", "iso-8859-1"},
-        {"X: gr\xFC\xDF\n", "gr\xFC\xDF", nullptr},
+        {"X: gr\xFC\xDF\n", "gr\xFC\xDF", "windows-1252"},
+        {"X: gr\xFC\xDF\nContent-Type: text/plain; charset=koi8-r\n", "gr\xFC\xDF", "koi8-r"},
+        {"X: gr\xFC\xDF\nContent-Type: text/plain; charset=shift_jis\n", "gr\xFC\xDF", "windows-1252"},
+        {"X: gr\xFC\xDF\nContent-Type: text/plain; charset=utf-16\n", "gr\xFC\xDF", "windows-1252"},
+        {"X: =?x-none?Q?=FC?= =?utf-8?Q?=FC?=\n", "=?x-none?Q?=FC?= =?utf-8?Q?=FC?=", nullptr},
+        {"X: a\x1B[31m\n", "a\x1B[31m", "utf-8"},
+        {"X: \x1B$BF|\x1B(B\n", "\x1B$BF|\x1B(B", "iso-2022-jp"},
+        {"X: =?us-ascii?Q?a?=\n", "a", "utf-8"},
+        // What would be written raw must not change by that.
+        {"X: =?iso-8859-1?Q?=FC=1B?=\n", "\xC3\xBC\x1B", "utf-8"},
+        {"X: =?iso-8859-15?Q?=3D=3F?=\n", "=?", "utf-8"},
+        {"X: =?utf-8?Q?a=00b?=\n", "a b", "utf-8"},
         {"X: gr\xC3\xBC\xC3\x9F\n", "gr\xC3\xBC\xC3\x9F", "utf-8"},
         {"X: a\0b\n"s, "a b", nullptr},
         {"X: =?utf-16be?B?AGEAYg==?=\n", "ab", "utf-8"},
@@ -38,9 +49,37 @@ TEST(FieldValue, DecodedTrimmedAndCached) {
         EXPECT_STREQ(value, one.value) << one.line;
         EXPECT_STREQ(charset, one.charset) << one.line;
         EXPECT_EQ(field->getValue(nullptr), value) << "the pointer must hold";
-        std::string raw = one.line;
+        std::string raw = one.line.substr(0, one.line.find("Content-Type"));
         std::replace(raw.begin(), raw.end(), '\0', ' ');
         EXPECT_EQ(field->getRawLine(), raw);
+    }
+}
+
+// For callers who write values back without encoding them.
+TEST(FieldValue, RawBytesAsTheyCame) {
+    const struct {
+        const char* subject;
+        const char* value;
+        const char* charset; // null: none
+        const char* ofMessage;
+    } cases[] = {
+        {"caf\xC3\xA9", "caf\xC3\xA9", nullptr, "utf-8"},
+        {"caf\xE9", "caf\xE9", nullptr, "windows-1252"},
+        {"\xC6\xFC", "\xC6\xFC", nullptr, "euc-jp"},
+        {"a\x1B[31m", "a\x1B[31m", nullptr, "utf-8"},
+        {"a", "a", nullptr, "euc-jp"},
+        {"=?utf-8?Q?=C3=A9?=", "\xC3\xA9", "utf-8", "euc-jp"},
+        {"caf\xE9\nSubject: =?koi8-r?Q?=F4?=", "caf\xE9", nullptr, "windows-1252"},
+    };
+    for (const auto& c : cases) {
+        const auto message =
+            parsed("Content-Type: text/plain; charset=euc-jp\nSubject: "s + c.subject + "\n\n",
+                   RawValues::AsTheyCame);
+        const char* charset = "not set";
+        const KvMsgHeaderField* field = message->getRootEntity()->getHeaderFieldByName("subject", true);
+        EXPECT_STREQ(field->getValue(&charset), c.value);
+        EXPECT_STREQ(charset, c.charset) << c.subject;
+        EXPECT_STREQ(msgu::getCharset(message.get()), c.ofMessage) << c.subject;
     }
 }
 
@@ -68,11 +107,27 @@ const CharsetCase kCharsets[] = {
      "Content-Type: text/plain; charset=us-ascii\nSubject: a =?koi8-r*ru?Q?x?=\n\n", "koi8-r"},
     {"NoText", "Content-Type: image/png; charset=x\nSubject: =?utf-8?Q?x?=\n\n", "utf-8"},
     {"NoWord", "Subject: =?no word?= =?x\n\n", nullptr},
+    {"Unknown", "Content-Type: text/plain; charset=X-UNKNOWN\n\n", nullptr},
+    {"UnknownBeforeAWord", "Content-Type: text/plain; charset=X-UNKNOWN\nSubject: =?utf-8?Q?x?=\n\n",
+     "utf-8"},
+    {"UnknownWord", "Subject: =?x-none?Q?x?=\n\n", nullptr},
+    {"NoCString", "Content-Type: text/plain; charset=utf-16be\nSubject: =?utf-16?B?AGE=?=\n\n", nullptr},
+    {"Ebcdic", "Content-Type: text/plain; charset=ibm037\n\n", nullptr},
+    {"SevenBitShifts", "Content-Type: text/plain; charset=iso-2022-jp\n\n", "iso-2022-jp"},
+    {"TheSubjectsOwn", "Content-Type: text/plain; charset=utf-8\nSubject: =?koi8-r?Q?x?=\n\n", "koi8-r"},
+    {"TheSubjectsIsUnicode", "Content-Type: text/plain; charset=koi8-r\nSubject: =?utf-8?Q?x?=\n\n",
+     "koi8-r"},
+    {"TheSubjectsIsTheSame", "Content-Type: text/plain; charset=latin1\nSubject: =?iso-8859-1?Q?x?=\n\n",
+     "latin1"},
+    {"TheSubjectsRawText", "Content-Type: text/plain; charset=utf-8\nSubject: \xE9\n\n", "windows-1252"},
+    {"SubjectsOfSeveral",
+     "Content-Type: text/plain; charset=koi8-r\nSubject: =?koi8-r?Q?x?=\nSubject: =?iso-8859-2?Q?x?=\n\n",
+     "us-ascii"},
     {"NoCharsetName", "Content-Type: text/plain; charset=\"a b\"\n\n", nullptr},
     {"FirstTextPartOfTheBody",
      "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/plain; charset=x1\n"
-     "Content-Disposition: ATTACHMENT\n\n\n--b\nContent-Type: text/html; charset=x2\n\n\n--b--\n",
-     "x2"},
+     "Content-Disposition: ATTACHMENT\n\n\n--b\nContent-Type: text/html; charset=big5\n\n\n--b--\n",
+     "big5"},
     {"NotOfAnAttachedMessage",
      "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: message/rfc822\n\n"
      "Content-Type: text/plain; charset=x1\n\n\n--b--\n",
@@ -81,6 +136,24 @@ const CharsetCase kCharsets[] = {
 
 INSTANTIATE_TEST_SUITE_P(Charsets, MessageCharset, testing::ValuesIn(kCharsets),
                          [](const auto& one) { return std::string(one.param.name); });
+
+TEST(MessageCharsetCache, FollowsEveryEdit) {
+    const auto message = parsed("Content-Type: text/plain; charset=koi8-r\nSubject: plain\n\n");
+    KvMsgEntity* root = message->getRootEntity();
+    const char* first = msgu::getCharset(message.get());
+    EXPECT_STREQ(first, "koi8-r");
+    ASSERT_TRUE(msgu::setHeader(root, "Content-Type", "text/plain; charset=big5", nullptr));
+    EXPECT_STREQ(msgu::getCharset(message.get()), "big5");
+    ASSERT_EQ(root->getHeaderFieldByName("subject", false)->setValue("\xF4", "koi8-r"), 0);
+    EXPECT_STREQ(msgu::getCharset(message.get()), "koi8-r");
+    ASSERT_EQ(root->removeHeader("Subject"), 0);
+    EXPECT_STREQ(msgu::getCharset(message.get()), "big5");
+    ASSERT_EQ(root->removeHeader("Content-Type"), 0);
+    EXPECT_EQ(msgu::getCharset(message.get()), nullptr);
+    ASSERT_NE(root->addHeaderField(-1, "Subject", "\xA4", "iso-8859-15"), nullptr);
+    EXPECT_STREQ(msgu::getCharset(message.get()), "iso-8859-15");
+    EXPECT_STREQ(first, "koi8-r") << "callers keep it";
+}
 
 TEST(Subject, IsConverted) {
     struct Case {
@@ -95,11 +168,13 @@ TEST(Subject, IsConverted) {
         {"Subject: =?utf-8?B?w7zlrZc=?=\n", "iso-8859-1", nullptr, "\xFC?"},
         {"Subject: \xFC\n", "utf-8", "iso-8859-2", "\xC3\xBC"},
         {"Subject: \xC3\xBC\n", "iso-8859-1", nullptr, "\xFC"},
-        {"Subject: \xA4\n", "utf-8", nullptr, nullptr},
+        {"Subject: \xA4\n", "utf-8", nullptr, "\xC2\xA4"},
+        {"Subject: a\x1B\n", "utf-8", nullptr, "a\x1B"},
         {"Subject: \xA4\nContent-Type: text/plain; charset=iso-8859-15\n", "utf-8", "", "\xE2\x82\xAC"},
         {"Subject: \xA4\n", "iso-8859-15", nullptr, "\xA4"},
         {"A: 1\n", "utf-8", nullptr, nullptr},
-        {"Subject: =?x-none?Q?=FC?=\n", "utf-8", nullptr, nullptr},
+        {"Subject: =?x-none?Q?=FC?= =?utf-8?Q?=C3=BC?=\n", "utf-8", nullptr, "=?x-none?Q?=FC?= \xC3\xBC"},
+        {"Subject: a\n", "x-none", nullptr, nullptr},
     };
     for (const Case& one : cases) {
         const auto message = parsed(one.header + "\n"s);

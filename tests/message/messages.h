@@ -16,8 +16,8 @@
 
 namespace quzo::platform::test {
 
-inline std::unique_ptr<MailMessage> parsed(std::string bytes) {
-    return MailMessage::parse(std::move(bytes), Limits());
+inline std::unique_ptr<MailMessage> parsed(std::string bytes, RawValues rawValues = RawValues::WithCharset) {
+    return MailMessage::parse(std::move(bytes), Limits(), rawValues);
 }
 
 inline std::string written(const MailMessage& message) {
