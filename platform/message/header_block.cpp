@@ -7,6 +7,7 @@
 
 #include "platform/message/ascii.h"
 #include "platform/message/field_text.h"
+#include "platform/message/structure_lines.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
@@ -197,7 +198,42 @@ void HeaderBlock::collectTail(SpliceList& splices) const {
     }
 }
 
+// Whether the block, as it is written, begins with a field.
+bool HeaderBlock::beginsWithField() const {
+    const HeaderSpan& header = span();
+    std::size_t at = header.begin;
+    for (const HeaderField& field : received_) {
+        const FieldSpan& place = header.fields[field.span()];
+        if (place.begin != at) {
+            break;
+        }
+        if (!field.removed()) {
+            return true;
+        }
+        at = place.end;
+    }
+    return !order_.empty() && order_.front()->added() && order_.front()->offset() <= at;
+}
+
+// Empty lines in front of the message's header are read over because a field follows them. When none does any
+// more, they would be the end of the header, and so they go with it.
+void HeaderBlock::collectPreface(SpliceList& splices) const {
+    const HeaderSpan& header = span();
+    if (entity_ != 0 || header.begin == 0 || beginsWithField()) {
+        return;
+    }
+    std::size_t line = text().starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
+    while (line < header.begin) {
+        const std::size_t end = findLineEnd(text(), line, header.begin);
+        if (isEmptyLine(text(), line, header.begin)) {
+            splices.add(line, end - line, {});
+        }
+        line = end;
+    }
+}
+
 void HeaderBlock::collect(SpliceList& splices) const {
+    collectPreface(splices);
     const HeaderSpan& header = span();
     for (const HeaderField& field : received_) {
         if (field.removed() || field.differs()) {

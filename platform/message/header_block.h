@@ -80,6 +80,8 @@ private:
     void makeOrder();
     std::size_t appendOffset() const;
     void collectTail(SpliceList& splices) const;
+    bool beginsWithField() const;
+    void collectPreface(SpliceList& splices) const;
 
     MessageContext* context_;
     std::uint32_t entity_;

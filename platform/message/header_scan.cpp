@@ -44,7 +44,9 @@ public:
     HeaderSpan scan(std::size_t begin, bool ofMessage);
 
 private:
+    std::size_t behindPreface(std::size_t at) const;
     std::size_t behindMboxLines(std::size_t at) const;
+    std::size_t behindEmptyLines(std::size_t at) const;
     bool isBoundary(std::size_t at);
     bool isFull(std::size_t at) const;
     bool scanLine(std::size_t at);
@@ -80,6 +82,28 @@ std::size_t HeaderScanner::behindMboxLines(std::size_t at) const {
         }
         at = findLineEnd(text_, at, end_);
     }
+}
+
+// Behind the empty lines at `at` when a field follows them. Otherwise they end a header block without fields,
+// and what follows is the body.
+std::size_t HeaderScanner::behindEmptyLines(std::size_t at) const {
+    std::size_t next = at;
+    while (next < end_ && isEmptyLine(text_, next, end_)) {
+        next = findLineEnd(text_, next, end_);
+    }
+    next = behindMboxLines(next);
+    FieldSpan field;
+    static_cast<void>(readName(next, field));
+    return field.valueBegin != 0 ? next : at;
+}
+
+// Programs that write messages to files, and editors, put more before them: a byte order mark, empty lines.
+// Mail readers pass over it, and so must whoever looks for what they show.
+std::size_t HeaderScanner::behindPreface(std::size_t at) const {
+    if (text_.substr(at, end_ - at).starts_with(kByteOrderMark)) {
+        at += kByteOrderMark.size();
+    }
+    return behindEmptyLines(behindMboxLines(at));
 }
 
 // A boundary line ends the block although the empty line is missing: that of a multipart around this entity,
@@ -173,7 +197,11 @@ void HeaderScanner::cut(std::size_t at) {
 }
 
 HeaderSpan HeaderScanner::scan(std::size_t begin, bool ofMessage) {
-    std::size_t at = ofMessage ? behindMboxLines(begin) : begin;
+    std::size_t at = begin;
+    stop_ = end_;
+    if (ofMessage) {
+        at = boundaries_ == nullptr ? behindPreface(begin) : behindMboxLines(begin);
+    }
     header_.begin = at;
     header_.fields.reserve(boundaries_ == nullptr ? kUsualRootFields : kUsualPartFields);
     stop_ = limits_.headerBytes == 0 || limits_.headerBytes > end_ - at ? end_ : at + limits_.headerBytes;

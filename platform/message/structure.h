@@ -45,8 +45,9 @@ struct HeaderSpan {
 // empty line it reaches to the end, and the body is empty; but a boundary line of the multipart that the
 // block itself describes ends it too. A block without a single field, but with lines
 // that are none, is not readable: it is empty and all of it is body, so that nothing goes unseen. No data at
-// all, or an empty line at once, is an empty block that is readable. At the start of the buffer, the lines
-// that a mailbox puts before a message ("From " and ">From ") stand in front of the block, not in it.
+// all, or an empty line at once, is an empty block that is readable. At the start of the buffer, a byte order
+// mark, the lines that a mailbox puts before a message ("From " and ">From ") and empty lines with a field
+// behind them stand in front of the block, not in it.
 HeaderSpan scanHeader(std::string_view text, std::size_t begin, std::size_t end, const Limits& limits);
 
 // The name of a field, a view into `text`.

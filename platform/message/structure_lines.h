@@ -6,6 +6,9 @@
 
 namespace quzo::platform {
 
+// What some programs write in front of a text in UTF-8.
+inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 // Where the next line that begins with "--" starts, at `from` or behind it; npos when there is none before
 // `end`. `from` is the start of a line. Boundary lines and the marks of inline PGP begin so; bodies are
 // passed over at memory speed, whatever the length of their lines.

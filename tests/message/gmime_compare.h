@@ -31,6 +31,7 @@ enum class Difference : std::size_t {
     boundaryFirst,
     boundaryIsField,
     otherLineBreak,
+    preface,
     count
 };
 
@@ -81,6 +82,9 @@ inline constexpr std::array<DifferenceText, static_cast<std::size_t>(Difference:
     {"otherLineBreak",
      "the line break that belongs to a boundary is that in front of it; GMime takes as many "
      "bytes off as the break behind it has"},
+    {"preface",
+     "GMime takes a byte order mark or an empty line in front of the header for a part of it or its end; the "
+     "scan passes over them, as mail readers do"},
 }};
 
 struct Comparison {

@@ -138,6 +138,9 @@ std::optional<Difference> GmimePrediction::startsOddly() const {
     if (start == "\r") {
         return Difference::carriageReturn;
     }
+    if (text_.starts_with("\xEF\xBB\xBF") || hasEmptyLine(0, entity(0).header.begin)) {
+        return Difference::preface;
+    }
     if (start.empty() && !text_.empty() && text_.back() != '\n') {
         return Difference::endsInName; // of an mbox line
     }
