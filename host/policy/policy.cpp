@@ -40,7 +40,7 @@ bool isTaken(std::string_view name) {
 // Reads one file's table into a policy.
 class PolicyReader {
 public:
-    PolicyReader(Policy& policy, const platform::StoredNamedObjects* objects, FaultList& faults)
+    PolicyReader(Policy& policy, const ObjectSource& objects, FaultList& faults)
         : policy_(policy), lookup_(objects), faults_(faults), conditions_(policy.headerNames, faults) {}
 
     void read(const toml::table& top) {
@@ -215,7 +215,9 @@ const char* onFailureName(OnFailure onFailure) {
     return "continue";
 }
 
-LoadedPolicy loadPolicy(std::string_view text, const platform::StoredNamedObjects* objects) {
+namespace {
+
+LoadedPolicy loadText(std::string_view text, const ObjectSource& objects) {
     if (text.size() > kMaxPolicyBytes) {
         return unreadable(tooLarge(), 0, "split it");
     }
@@ -240,7 +242,17 @@ LoadedPolicy loadPolicy(std::string_view text, const platform::StoredNamedObject
     return result;
 }
 
+} // namespace
+
+LoadedPolicy loadPolicy(std::string_view text, const platform::StoredNamedObjects* objects) {
+    return loadText(text, [objects] { return objects; });
+}
+
 LoadedPolicy loadPolicyFile(const std::string& path, const platform::StoredNamedObjects* objects) {
+    return loadPolicyFile(path, [objects] { return objects; });
+}
+
+LoadedPolicy loadPolicyFile(const std::string& path, const ObjectSource& objects) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"), &std::fclose);
     if (file == nullptr) {
         const int error = errno;
@@ -258,7 +270,7 @@ LoadedPolicy loadPolicyFile(const std::string& path, const platform::StoredNamed
     if (std::ferror(file.get()) != 0) {
         return unreadable("cannot be read", errno != 0 ? errno : EIO, "give the path of a policy file");
     }
-    return loadPolicy(text, objects);
+    return loadText(text, objects);
 }
 
 } // namespace quzo::host

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -76,5 +77,9 @@ LoadedPolicy loadPolicy(std::string_view text, const platform::StoredNamedObject
 
 // The same from a file.
 LoadedPolicy loadPolicyFile(const std::string& path, const platform::StoredNamedObjects* objects = nullptr);
+
+// Gives what actions may refer to when one does; asked at the first reference only. Null: there is no store.
+using ObjectSource = std::function<const platform::StoredNamedObjects*()>;
+LoadedPolicy loadPolicyFile(const std::string& path, const ObjectSource& objects);
 
 } // namespace quzo::host

@@ -42,16 +42,23 @@ std::optional<ObjectKind> objectKindOf(const PolicyActionType& type) {
     }
 }
 
+const platform::StoredNamedObjects* ObjectLookup::objects() const {
+    if (!objects_) {
+        objects_ = source_();
+    }
+    return *objects_;
+}
+
 unsigned ObjectLookup::byName(ObjectKind kind, std::string_view name, FieldFault& fault) const {
-    if (objects_ == nullptr) {
+    if (objects() == nullptr) {
         return refuseWithoutStore(fault);
     }
-    if (const std::optional<unsigned> id = objects_->idOf(kind, name)) {
+    if (const std::optional<unsigned> id = objects()->idOf(kind, name)) {
         return *id;
     }
     const std::string shown = platform::quotedText(name);
     const std::string kindName = platform::objectKindName(kind);
-    const auto& unusable = objects_->unusable();
+    const auto& unusable = objects()->unusable();
     if (std::any_of(unusable.begin(), unusable.end(),
                     [&](const auto& object) { return object.kind == kind && object.name == name; })) {
         return refuse(fault, "the content of the " + noun(kind) + " " + shown + " cannot be read",
@@ -61,10 +68,10 @@ unsigned ObjectLookup::byName(ObjectKind kind, std::string_view name, FieldFault
 }
 
 unsigned ObjectLookup::byId(ObjectKind kind, unsigned id, FieldFault& fault) const {
-    if (objects_ == nullptr) {
+    if (objects() == nullptr) {
         return refuseWithoutStore(fault);
     }
-    const QuzoNamedObj* object = objects_->find(id);
+    const QuzoNamedObj* object = objects()->find(id);
     const std::string list = std::string("see quzo object list ") + platform::objectKindName(kind);
     if (object == nullptr) {
         return refuse(fault, "there is no " + noun(kind) + " with id " + std::to_string(id), list);

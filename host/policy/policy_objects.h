@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/policy/action_type.h"
@@ -18,15 +19,19 @@ std::optional<platform::ObjectKind> objectKindOf(const PolicyActionType& type);
 // Answers for the references of one policy, in words for an administrator.
 class ObjectLookup {
 public:
-    // Null: there is no store, and no reference can be resolved. Must outlive the lookup.
-    explicit ObjectLookup(const platform::StoredNamedObjects* objects) : objects_(objects) {}
+    // What it gives must outlive the lookup.
+    explicit ObjectLookup(ObjectSource objects) : source_(std::move(objects)) {}
 
     // The id of the object; 0 with what is wrong.
     unsigned byName(platform::ObjectKind kind, std::string_view name, FieldFault& fault) const;
     unsigned byId(platform::ObjectKind kind, unsigned id, FieldFault& fault) const;
 
 private:
-    const platform::StoredNamedObjects* objects_;
+    // Null: there is no store, and no reference can be resolved.
+    const platform::StoredNamedObjects* objects() const;
+
+    ObjectSource source_;
+    mutable std::optional<const platform::StoredNamedObjects*> objects_; // once it has been asked for
 };
 
 // The ids in the setting text of an action of that type; none for types without objects.

@@ -3,6 +3,7 @@
 #include "platform/config/ini_file.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -167,8 +168,13 @@ bool IniFile::load(const std::string& path, std::vector<IniProblem>& problems) {
     const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rbe"));
     std::string text;
     if (file != nullptr) {
-        text.resize(kMaxBytes + 1);
-        text.resize(std::fread(text.data(), 1, text.size(), file.get()));
+        // Piece by piece: files are short, and room for the longest would cost more than all the rest.
+        std::array<char, 16384> piece; // NOLINT(cppcoreguidelines-pro-type-member-init): fread fills it
+        for (std::size_t got = 1; got != 0 && text.size() <= kMaxBytes;) {
+            got =
+                std::fread(piece.data(), 1, std::min(piece.size(), kMaxBytes + 1 - text.size()), file.get());
+            text.append(piece.data(), got);
+        }
     }
     if (file == nullptr || std::ferror(file.get()) != 0) {
         const int number = errno;

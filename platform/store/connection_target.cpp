@@ -3,14 +3,13 @@
 // sees it, and loses escaped ones.
 #include "platform/store/connection_target.h"
 
-#include <libpq-fe.h>
-
 #include <map>
 #include <memory>
 #include <string_view>
 
 #include "platform/base/utf8.h"
 #include "platform/base/visible_text.h"
+#include "platform/store/postgres_library.h"
 #include "platform/store/store_fault.h"
 
 namespace quzo::platform {
@@ -45,9 +44,10 @@ ConnectionTarget sqliteTarget(std::string path) {
 
 Parameters parsePostgres(const std::string& text) {
     char* message = nullptr; // may quote the password: not shown
-    const std::unique_ptr<PQconninfoOption, decltype(&PQconninfoFree)> options(
-        PQconninfoParse(text.c_str(), &message), &PQconninfoFree);
-    const std::unique_ptr<char, decltype(&PQfreemem)> messageOwner(message, &PQfreemem);
+    const PostgresLibrary& postgres = postgresLibrary();
+    const std::unique_ptr<PQconninfoOption, decltype(postgres.conninfoFree)> options(
+        postgres.conninfoParse(text.c_str(), &message), postgres.conninfoFree);
+    const std::unique_ptr<char, decltype(postgres.freemem)> messageOwner(message, postgres.freemem);
     if (!options) {
         refuse(
             "is not one that PostgreSQL reads: check its form, its parameters and what must be "

@@ -1,19 +1,23 @@
-// Opening sessions through SOCI's factory objects, so that no library is looked for by name at run time.
+// Opening sessions through SOCI's factory objects, so that none of SOCI's own search for libraries takes
+// place.
 //
 // SQLite keeps its rollback journal, not a write-ahead log: the store is then one file that can be copied,
 // and that a scanner without a right to write can read. "extra" also syncs the folder when a journal goes,
 // without which a power cut right after a commit could undo it.
 #include "platform/store/database.h"
 
-#include <soci/postgresql/soci-postgresql.h>
 #include <soci/sqlite3/soci-sqlite3.h>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <new>
 
 #include "platform/base/visible_text.h"
 #include "platform/store/database_fault.h"
 #include "platform/store/database_file.h"
+#include "platform/store/postgres_library.h"
 #include "platform/store/query.h"
 #include "platform/store/schema.h"
 
@@ -28,8 +32,8 @@ void execute(soci::session& session, const char* text) { session.once << text; }
 
 } // namespace
 
-Database::Database(ConnectionTarget target, unsigned waitSeconds)
-    : target_(std::move(target)), waitSeconds_(std::min(waitSeconds, kLongestWait)) {
+Database::Database(ConnectionTarget target, unsigned waitSeconds, bool make)
+    : target_(std::move(target)), waitSeconds_(std::min(waitSeconds, kLongestWait)), make_(make) {
     open();
 }
 
@@ -47,7 +51,7 @@ void Database::open() {
         } else {
             openPostgres();
         }
-        prepareSchema(*this);
+        prepareSchema(*this, make_);
     } catch (...) {
         const StoreFault fault = explain(std::current_exception());
         opening_ = false;
@@ -59,7 +63,10 @@ void Database::open() {
 }
 
 void Database::openSqlite() {
-    ensureDatabaseFile(target_.path, target_.label, !wasOpen_);
+    if (!make_ && !wasOpen_ && ::access(target_.path.c_str(), F_OK) != 0 && errno == ENOENT) {
+        throw StoreFailure(StoreTrouble::Absent, "the store " + target_.label + " is not there yet");
+    }
+    ensureDatabaseFile(target_.path, target_.label, make_ && !wasOpen_);
     session_ = std::make_unique<soci::session>(
         soci::sqlite3, target_.connection + " timeout=" + std::to_string(waitSeconds_));
     execute(*session_, "pragma foreign_keys = on");
@@ -67,7 +74,7 @@ void Database::openSqlite() {
 }
 
 void Database::openPostgres() {
-    session_ = std::make_unique<soci::session>(soci::postgresql, target_.connection);
+    session_ = std::make_unique<soci::session>(*postgresLibrary().factory(), target_.connection);
     const std::string wait = waitSeconds_ == 0 ? "1ms" : std::to_string(waitSeconds_) + "s";
     std::string answer;
     std::string encoding;

@@ -26,8 +26,9 @@ public:
         Write
     };
 
-    // Connects, makes or upgrades the tables. Waits for locks of others up to `waitSeconds`. Throws.
-    Database(ConnectionTarget target, unsigned waitSeconds);
+    // Connects; with `make`, makes or upgrades the tables (StoreSettings::make). Waits for locks of others up
+    // to `waitSeconds`. Throws.
+    Database(ConnectionTarget target, unsigned waitSeconds, bool make);
     ~Database();
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
@@ -72,6 +73,7 @@ private:
 
     ConnectionTarget target_;
     unsigned waitSeconds_;
+    bool make_;
     std::unique_ptr<soci::session> session_;
     bool inTransaction_ = false;
     bool committing_ = false;

@@ -2,7 +2,6 @@
 // code, and the words are ours.
 #include "platform/store/database_fault.h"
 
-#include <soci/postgresql/soci-postgresql.h>
 #include <soci/soci.h>
 #include <soci/sqlite3/soci-sqlite3.h>
 #include <sys/stat.h>
@@ -11,6 +10,7 @@
 #include <string_view>
 
 #include "platform/store/postgres_diagnosis.h"
+#include "platform/store/postgres_library.h"
 
 namespace quzo::platform {
 namespace {
@@ -131,7 +131,7 @@ StoreFault explainFailure(const FailureContext& context, const std::exception_pt
     } catch (const soci::sqlite3_soci_error& error) {
         return sqliteFault(context, error.result());
     } catch (const soci::postgresql_soci_error& error) {
-        return postgresFault(context, error.sqlstate());
+        return postgresFault(context, postgresLibrary().sqlstate(&error));
     } catch (const soci::soci_error&) {
         if (context.target.backend == Backend::Postgres && context.session == nullptr) {
             return diagnosePostgres(context.target);

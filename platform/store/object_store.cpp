@@ -34,8 +34,8 @@ std::string objectWithId(unsigned id) { return "object with id " + std::to_strin
 } // namespace
 
 struct ObjectStore::Impl {
-    Impl(ConnectionTarget target, std::string changedBy, unsigned waitSeconds)
-        : author(std::move(changedBy)), database(std::move(target), waitSeconds) {}
+    Impl(ConnectionTarget target, std::string changedBy, const StoreSettings& settings)
+        : author(std::move(changedBy)), database(std::move(target), settings.waitSeconds, settings.make) {}
 
     // Runs `work` in a transaction, which is committed when `keep` says so.
     template <typename T, typename Work>
@@ -80,8 +80,8 @@ StoreResult<ObjectStore> ObjectStore::open(const StoreSettings& settings) {
     try {
         std::string author = settings.author.empty() ? userName() : settings.author;
         checkName(author, "author");
-        return ObjectStore(std::make_unique<Impl>(parseConnection(settings.connection), std::move(author),
-                                                  settings.waitSeconds));
+        return ObjectStore(
+            std::make_unique<Impl>(parseConnection(settings.connection), std::move(author), settings));
     } catch (const StoreFailure& failure) {
         return failure.fault();
     } catch (...) {

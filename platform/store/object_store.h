@@ -23,6 +23,9 @@ struct StoreSettings {
     std::string author;
     // How long to wait for another program's lock before giving up.
     unsigned waitSeconds = 5;
+    // Whether to make a store that is not there and to upgrade an older one. Otherwise nothing is made or
+    // changed, and a store that is not there is the fault Absent.
+    bool make = true;
 };
 
 // One connection, used by one thread at a time; threads have one each. Nothing throws. Every operation is one

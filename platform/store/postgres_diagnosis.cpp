@@ -2,7 +2,6 @@
 // is the code alone, which tells a wrong password (settings) from a server that is starting up (try again).
 #include "platform/store/postgres_diagnosis.h"
 
-#include <libpq-fe.h>
 #include <poll.h>
 
 #include <chrono>
@@ -11,27 +10,28 @@
 #include <string_view>
 
 #include "platform/base/visible_text.h"
+#include "platform/store/postgres_library.h"
 
 namespace quzo::platform {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Connection = std::unique_ptr<PGconn, decltype(&PQfinish)>;
+using Connection = std::unique_ptr<PGconn, decltype(PostgresLibrary::finish)>;
 
 constexpr std::chrono::milliseconds kPatience{3000};
 
 // Drives the connection until it stands, fails or the time is over.
-void attempt(PGconn* connection) {
+void attempt(const PostgresLibrary& postgres, PGconn* connection) {
     const auto deadline = Clock::now() + kPatience;
     PostgresPollingStatusType state = PGRES_POLLING_WRITING;
     while (state != PGRES_POLLING_OK && state != PGRES_POLLING_FAILED) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-        pollfd waiting{PQsocket(connection), 0, 0};
+        pollfd waiting{postgres.socket(connection), 0, 0};
         waiting.events = state == PGRES_POLLING_READING ? POLLIN : POLLOUT;
         if (left.count() <= 0 || waiting.fd < 0 || poll(&waiting, 1, static_cast<int>(left.count())) <= 0) {
             return;
         }
-        state = PQconnectPoll(connection);
+        state = postgres.connectPoll(connection);
     }
 }
 
@@ -63,15 +63,16 @@ std::string_view stateOf(std::string_view message) {
 
 StoreFault diagnosePostgres(const ConnectionTarget& target) {
     const std::string store = "the store (" + target.label + ") ";
-    const Connection connection(PQconnectStart(target.connection.c_str()), &PQfinish);
+    const PostgresLibrary& postgres = postgresLibrary();
+    const Connection connection(postgres.connectStart(target.connection.c_str()), postgres.finish);
     if (!connection) {
         return {StoreTrouble::NoMemory, "out of memory"};
     }
-    PQsetErrorVerbosity(connection.get(), PQERRORS_SQLSTATE);
-    attempt(connection.get());
-    const std::string_view message = PQerrorMessage(connection.get());
+    postgres.setErrorVerbosity(connection.get(), PQERRORS_SQLSTATE);
+    attempt(postgres, connection.get());
+    const std::string_view message = postgres.errorMessage(connection.get());
     const std::string_view state = stateOf(message);
-    if (state.starts_with("28") || PQconnectionNeedsPassword(connection.get()) != 0) {
+    if (state.starts_with("28") || postgres.connectionNeedsPassword(connection.get()) != 0) {
         return {StoreTrouble::CannotOpen, store + "refuses the user or the password: check both"};
     }
     if (state == "3D000") {

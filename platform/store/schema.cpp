@@ -114,8 +114,14 @@ void upgrade(Database& database) {
 
 } // namespace
 
-void prepareSchema(Database& database) {
-    if (foundVersion(database) != kSchemaVersion) {
+void prepareSchema(Database& database, bool make) {
+    const long long version = foundVersion(database);
+    if (version == 0 && !make) {
+        refuseForeignFile(database);
+        throw StoreFailure(StoreTrouble::Absent,
+                           "the store " + database.target().label + " has no tables yet");
+    }
+    if (version != kSchemaVersion && make) {
         database.transact(Database::Access::Write, true, [&] { upgrade(database); });
     }
 }

@@ -18,6 +18,7 @@ KvMsgError StoreFault::code() const {
         case StoreTrouble::InUse:
             return kErrorExists;
         case StoreTrouble::NotFound:
+        case StoreTrouble::Absent:
             return kErrorNotFound;
         case StoreTrouble::ReadOnlyObject:
         case StoreTrouble::NotAStore:

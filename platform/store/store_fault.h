@@ -28,6 +28,7 @@ enum class StoreTrouble {
     InputOutput, //
     NoMemory,    //
     // The settings: somebody has to change something first.
+    Absent,        // not there, and not to be made
     BadConnection, // no connection string, or one that cannot be read
     CannotOpen,    // a missing folder or database, a refused password, a file that is gone
     NotAStore,     // a database of something else, or of an unsuitable encoding

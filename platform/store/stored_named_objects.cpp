@@ -63,6 +63,10 @@ const StoredNamedObjects::Entry* StoredNamedObjects::entryOf(unsigned id) const 
     return found != idOrder_.end() && found->first == id ? &entries_[found->second] : nullptr;
 }
 
+std::unique_ptr<StoredNamedObjects> StoredNamedObjects::none() {
+    return std::unique_ptr<StoredNamedObjects>(new StoredNamedObjects);
+}
+
 const QuzoNamedObj* StoredNamedObjects::find(unsigned id) const {
     const Entry* entry = entryOf(id);
     return entry != nullptr ? entry->object.get() : nullptr;

@@ -33,6 +33,9 @@ public:
     // Nothing throws.
     static StoreResult<std::unique_ptr<StoredNamedObjects>> load(ObjectStore& store, unsigned tenant);
 
+    // No objects: what a store has that is not there yet.
+    static std::unique_ptr<StoredNamedObjects> none();
+
     const QuzoNamedObj* find(unsigned id) const override;
 
     // The id of the object of this name, or of none. Unusable objects have none.
