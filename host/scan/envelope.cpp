@@ -181,7 +181,7 @@ void readRecipients(const ReceivedHeader& header, std::size_t limit, Envelope& e
             if (!eachAddress(value,
                              [&](std::string address) { return recipients.add(std::move(address)); })) {
                 envelope.beyondLimit =
-                    "more than " + std::to_string(limit) + " recipients (limit_recipients)";
+                    "names more than " + std::to_string(limit) + " recipients (limit_recipients)";
                 return;
             }
         }

@@ -22,6 +22,7 @@ const char* outcomeName(Outcome outcome);
 struct ScanError {
     int code = 0; // a KvMsgError
     std::string text;
+    std::string advice{}; // what to do about it; may be empty
 };
 
 struct ActionResult {
@@ -39,6 +40,7 @@ struct RuleResult {
 
 struct ScanResult {
     Outcome outcome = Outcome::Unchanged;
+    bool envelopeChanged = false;   // it goes on to others, or from another, than it was received with
     std::optional<ScanError> error; // set when deferred or failed; may be set when consumed
     std::vector<std::string> marks; // for later stages: virus-clean, encrypt, decrypt, re-encrypt; once each
     std::vector<RuleResult> rules;  // that matched, in order

@@ -5,8 +5,10 @@
 #include "host/scan/scan_run.h"
 
 #include <algorithm>
+#include <new>
 
 #include "host/scan/condition_eval.h"
+#include "host/scan/limit_fault.h"
 #include "host/scan/outside_marks.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/log.h"
@@ -52,19 +54,20 @@ void ScanRun::run() {
 
 // False when no rule can be tried. The message may go on all the same.
 bool ScanRun::withinLimits() {
+    std::optional<ScanError> error;
+    const KvMsgEntity* root = msg_.error() == kErrorNone ? msg_.getRootEntity() : nullptr;
     if (!job_.beyondLimit.empty()) {
-        beyondLimits(kErrorLimit, job_.beyondLimit);
-        return false;
+        error = ScanError{kErrorLimit, job_.beyondLimit, kRaiseLimit};
+    } else if (root == nullptr || root->hasError() != kErrorNone) {
+        if (msg_.limitReached() == platform::LimitReached::None) {
+            throw std::bad_alloc(); // nothing is wrong with it: it could not be looked at
+        }
+        error = limitFault(msg_, options_.limits);
     }
-    int error = msg_.error();
-    if (error == kErrorNone) {
-        const KvMsgEntity* root = msg_.getRootEntity();
-        error = root == nullptr ? kErrorMalformedEntity : root->hasError();
+    if (error) {
+        beyondLimits(*error);
     }
-    if (error != kErrorNone) {
-        beyondLimits(error, KVMSGERR::I2A(error));
-    }
-    return error == kErrorNone;
+    return !error;
 }
 
 // Checked only when a condition has looked at entities: a limit that nobody ran into changes no answer.
@@ -72,24 +75,20 @@ bool ScanRun::sawAllEntities() {
     if (!limitsChecked_ && facts_.lookedAtEntities()) {
         limitsChecked_ = true;
         if (facts_.limited()) {
-            beyondLimits(kErrorLimit, KVMSGERR::I2A(kErrorLimit));
+            beyondLimits(limitFault(msg_, options_.limits));
         }
     }
     return !ended_;
 }
 
-void ScanRun::beyondLimits(int error, const std::string& text) {
-    switch (options_.onLimit) {
-        case OnLimit::Pass:
-            result_.warnings.push_back("not all of the message was looked at: " + text);
-            break;
-        case OnLimit::Defer:
-            stopWith(Outcome::Deferred, error, text);
-            break;
-        case OnLimit::Fail:
-            stopWith(Outcome::Failed, error, text);
-            break;
+void ScanRun::beyondLimits(const ScanError& error) {
+    if (options_.onLimit == OnLimit::Pass) {
+        result_.warnings.push_back("not all of the message was looked at: it " + error.text);
+        return;
     }
+    // A limit can be moved and the message tried again; what is no mail never becomes any.
+    const bool defer = options_.onLimit == OnLimit::Defer && error.code == kErrorLimit;
+    stopWith(defer ? Outcome::Deferred : Outcome::Failed, error);
 }
 
 // The next rule whose condition holds. Entities are collected with it, while the message is unchanged.
@@ -218,7 +217,7 @@ bool ScanRun::afterFailure(const Rule& rule, const RuleAction& action) {
         return true;
     }
     if (action.onFailure == OnFailure::Defer) {
-        stopWith(Outcome::Deferred, kErrorInternal, text);
+        stopWith(Outcome::Deferred, {kErrorInternal, text});
     }
     return false;
 }
@@ -256,8 +255,9 @@ void ScanRun::finish() {
         }
     }
     if (!job_.trustMarks && !clearOutsideMarks()) {
-        stopWith(canBeChanged(msg_) ? Outcome::Deferred : Outcome::Failed, kErrorMalformedEntity,
-                 "it has a field " + policy_.defaults.markHeader + " that cannot be taken off");
+        stopWith(canBeChanged(msg_) ? Outcome::Deferred : Outcome::Failed,
+                 {kErrorMalformedEntity,
+                  "it has a field " + policy_.defaults.markHeader + " that cannot be taken off"});
         return;
     }
     if (msg_.changed()) {
@@ -265,10 +265,11 @@ void ScanRun::finish() {
     }
     // A later stage that cannot see its mark would leave undone what the policy asks for.
     if (!writeMarks(msg_, policy_, result_.marks)) {
-        stopWith(Outcome::Deferred, kErrorInternal, "the marks cannot be written into the message");
+        stopWith(Outcome::Deferred, {kErrorInternal, "the marks cannot be written into the message"});
         return;
     }
-    result_.outcome = msg_.changed() || envelopeChanged() ? Outcome::Modified : Outcome::Unchanged;
+    result_.envelopeChanged = envelopeChanged();
+    result_.outcome = msg_.changed() || result_.envelopeChanged ? Outcome::Modified : Outcome::Unchanged;
 }
 
 // Takes forged fields off a message that goes on. The mark field goes in any case, since the next hop
@@ -286,10 +287,10 @@ bool ScanRun::envelopeChanged() const {
     return receivedSender_ && (msg_.sender() != *receivedSender_ || msg_.recipients() != receivedRecipients_);
 }
 
-void ScanRun::stopWith(Outcome outcome, int code, std::string text) {
+void ScanRun::stopWith(Outcome outcome, ScanError error) {
     ended_ = true;
     result_.outcome = outcome;
-    result_.error = ScanError{code, std::move(text)};
+    result_.error = std::move(error);
 }
 
 } // namespace quzo::host

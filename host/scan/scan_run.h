@@ -34,7 +34,7 @@ private:
     };
     bool withinLimits();
     bool sawAllEntities();
-    void beyondLimits(int error, const std::string& text);
+    void beyondLimits(const ScanError& error);
     std::optional<Matched> nextMatch();
     std::optional<Matched> findMatch();
     bool runRule(const Matched& matched);
@@ -46,7 +46,7 @@ private:
     bool clearOutsideMarks();
     void finish();
     bool envelopeChanged() const;
-    void stopWith(Outcome outcome, int code, std::string text);
+    void stopWith(Outcome outcome, ScanError error);
 
     const Policy& policy_;
     const ScannerOptions& options_;

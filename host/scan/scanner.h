@@ -16,7 +16,8 @@
 
 namespace quzo::host {
 
-// What to do with a message that is beyond the limits or has no readable header.
+// What to do with a message that is beyond the limits. One without a readable header goes on with Pass and
+// fails otherwise: it can never be read.
 enum class OnLimit : std::uint8_t { Defer, Fail, Pass };
 
 struct ScannerOptions {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/message/embedded_files.h"
+#include "platform/message/limit_reached.h"
 #include "platform/message/limits.h"
 #include "platform/message/raw_values.h"
 #include "quzo/core/message.h"
@@ -46,6 +47,9 @@ public:
 
     // Whether a limit cut the scan somewhere, so that entities may be missing. Scans the whole message.
     virtual bool limited() const = 0;
+
+    // Why it has an error() or its root has, or is limited(), as far as it has been scanned.
+    virtual LimitReached limitReached() const = 0;
 
     // The host gives these; getIdentifier() makes an identifier of its own when none was set.
     virtual void setIdentifier(std::string identifier) = 0;

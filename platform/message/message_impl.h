@@ -45,6 +45,7 @@ public:
     std::size_t size() const override;
     int error() const override { return context_.source.error(); }
     bool limited() const override { return context_.source.structure().limited; }
+    LimitReached limitReached() const override { return context_.source.limitReached(); }
     void setIdentifier(std::string identifier) override { identifier_ = std::move(identifier); }
     void setMailId(std::string mailId) override { mailId_ = std::move(mailId); }
     bool hasSender() const override { return envelope_.hasSender(); }

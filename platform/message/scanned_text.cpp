@@ -50,6 +50,16 @@ const Structure& ScannedText::structure() const {
     return *structure_;
 }
 
+LimitReached ScannedText::limitReached() const {
+    if (error_ != 0) {
+        return LimitReached::MessageBytes;
+    }
+    if (structure_) {
+        return quzo::platform::limitReached(*structure_, limits_);
+    }
+    return rootHeader_ ? quzo::platform::limitReached(*rootHeader_, limits_) : LimitReached::None;
+}
+
 std::string_view ScannedText::lineBreak() const {
     if (lineBreak_.empty()) {
         const std::size_t lf = bytes_.find('\n');

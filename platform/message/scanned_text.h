@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/message/limit_reached.h"
 #include "platform/message/limits.h"
 #include "platform/message/structure.h"
 
@@ -32,6 +33,9 @@ public:
 
     // The whole tree, entity 0 being the root.
     const Structure& structure() const;
+
+    // Why what has been scanned so far is not readable or was cut.
+    LimitReached limitReached() const;
 
     // The end of the first line: what new lines end with. CRLF for a text of one unfinished line.
     std::string_view lineBreak() const;

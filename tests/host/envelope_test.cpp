@@ -84,7 +84,7 @@ TEST(Envelope, HasNoMoreRecipientsThanTheLimit) {
         EXPECT_TRUE(envelope.recipients.empty());
         EXPECT_EQ(envelope.sender, "f@x");
         EXPECT_EQ(envelope.beyondLimit,
-                  "more than " + std::to_string(allowed) + " recipients (limit_recipients)");
+                  "names more than " + std::to_string(allowed) + " recipients (limit_recipients)");
     }
     EXPECT_EQ(envelopeOf(*msg, limits, {}, {"g@y", "h@y", "i@y"}).beyondLimit, "") << "the caller's own";
 }

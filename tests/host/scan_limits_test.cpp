@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "quzo/core/error_text.h"
 #include "tests/host/scripted_action.h"
@@ -34,10 +35,52 @@ TEST_F(ScanTest, LimitsDeferOnlyWhatNeedsLookingAt) {
     EXPECT_EQ(passed.outcome, Outcome::Unchanged);
     EXPECT_EQ(passed.warnings.size(), 1U);
 
+    EXPECT_THAT(passed.warnings.front(), testing::HasSubstr("has more than 2 parts (limit_parts)"));
+
     limits = {};
     limits.messageBytes = 10;
-    EXPECT_EQ(scanned("{ always = true }", OnLimit::Defer).outcome, Outcome::Deferred);
     EXPECT_TRUE(scanned("{ always = true }", OnLimit::Pass).rules.empty());
+}
+
+TEST_F(ScanTest, EachLimitIsCalledByTheKeyThatMovesIt) {
+    const struct {
+        std::size_t platform::Limits::*limit;
+        std::size_t value;
+        const char* says;
+    } rows[] = {{&platform::Limits::messageBytes, 10, "is larger than the limit of 10 bytes (limit_message)"},
+                {&platform::Limits::headerBytes, 10, "has a header of more than 10 bytes (limit_header)"},
+                {&platform::Limits::headerFields, 1, "has more than 1 header fields (limit_fields)"},
+                {&platform::Limits::headerFields, 4, "has more than 4 header fields (limit_fields)"},
+                {&platform::Limits::nesting, 1, "nests its parts deeper than 1 levels (limit_nesting)"},
+                {&platform::Limits::parts, 3, "has more than 3 parts (limit_parts)"}};
+    const char* nested =
+        "To: x\nContent-Type: multipart/mixed; boundary=a\n\n--a\nContent-Type: multipart/mixed; "
+        "boundary=b\n\n"
+        "--b\nA: 1\n\nx\n--b\nA: 2\n\ny\n--b--\n--a--\n";
+    for (const auto& row : rows) {
+        ScannerOptions options;
+        options.limits.*row.limit = row.value;
+        Scan scan(policyOf("[[rule]]\nid = 1\nstop = true\nwhen = { attachment = '*.zip' }\n"), options);
+        const ScanResult result = scan(*platform::MailMessage::parse(nested, options.limits));
+        EXPECT_EQ(result.outcome, Outcome::Deferred) << row.says;
+        EXPECT_EQ(result.error.value_or(ScanError{}).text, row.says);
+        EXPECT_EQ(result.error.value_or(ScanError{}).advice, "raise it in [platform] of quzo.ini");
+    }
+}
+
+// It can never be read: trying again would change nothing.
+TEST_F(ScanTest, WhatIsNoMailFails) {
+    for (const auto& [onLimit, outcome] :
+         {std::pair(OnLimit::Defer, Outcome::Failed), std::pair(OnLimit::Fail, Outcome::Failed),
+          std::pair(OnLimit::Pass, Outcome::Unchanged)}) {
+        ScannerOptions options;
+        options.onLimit = onLimit;
+        Scan scan(policyOf("[[rule]]\nid = 1\nwhen = { always = true }\nactions = [{ type = 'delete' }]\n"),
+                  options);
+        const ScanResult result = scan(*messageOf("PK\x03\x04\nno header\n"));
+        EXPECT_EQ(result.outcome, outcome);
+        EXPECT_TRUE(result.rules.empty());
+    }
 }
 
 TEST_F(ScanTest, AnEnvelopeBeyondALimitIsSaidByName) {
@@ -58,7 +101,7 @@ TEST_F(ScanTest, AnEnvelopeBeyondALimitIsSaidByName) {
         CountingAdapter adapter;
         TokenMap<ScanToken> tokens;
         ScanJob job{adapter, tokens};
-        job.beyondLimit = "more than 5 recipients (limit_recipients)";
+        job.beyondLimit = "names more than 5 recipients (limit_recipients)";
         const ScanResult result = scanner.scan(*msg, job);
         EXPECT_EQ(result.outcome, row.outcome);
         EXPECT_TRUE(result.rules.empty());
