@@ -33,6 +33,8 @@ echo "== a large message"
 python3 tests/failure/peak_memory_test.py "$build/bin/quzo" || missed=1
 echo "== a folder on disk"
 python3 bench/apply_vs_cp.py "$build/bin/quzo" "$mail" 5 "$build"
+echo "== one call as a filter"
+python3 bench/start_cost.py "$build/bin/quzo"
 echo "== parts of the library"
 "$build/bin/parts_bench" --benchmark_min_time=0.1 --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
     2>/dev/null | grep -E '^(Benchmark|-|.*_median)'

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <ctime>
 #include <deque>
-#include <limits>
 #include <string>
 #include <thread>
 #include <utility>
@@ -14,11 +13,11 @@
 #include "host/cli/commands.h"
 #include "host/cli/exit_code.h"
 #include "host/cli/inputs.h"
+#include "host/cli/interrupt.h"
 #include "host/cli/message_processor.h"
 #include "host/cli/ordered_run.h"
 #include "host/cli/output_directory.h"
 #include "host/cli/session.h"
-#include "host/cli/temporary_files.h"
 #include "host/scan/own_host_name.h"
 #include "host/scan/token_argument.h"
 #include "platform/base/visible_text.h"
@@ -130,11 +129,11 @@ void work(const ApplyOptions& options, LookAhead& inputs, const MessageProcessor
         [&](const Processed& done) { results.take(done); });
 }
 
-void finishOutput(const OutputDirectory& directory, bool stopped, ApplyResults& results) {
+void finishOutput(const OutputDirectory& directory, bool full, ApplyResults& results) {
     if (const MaybeFault fault = directory.sync()) {
         results.fault(*fault);
     }
-    if (stopped) {
+    if (full) {
         results.fault({kExitInputOutput, directory.path(),
                        fmt::format("stopped after {} messages", results.messages()),
                        "the others have not been touched"});
@@ -164,18 +163,27 @@ int runApply(const ApplyOptions& options, Console& console) {
             return console.err.say(*fault);
         }
     }
-    const InterruptWatch watch;
+    const InterruptWatch interrupt;
     Session session;
-    if (!session.start(options.iniFile, options.policyFile, console.err)) {
+    const bool dry = options.dryRun || options.diff;
+    if (!session.start(options.iniFile, options.policyFile, console.err,
+                       dry ? Session::Purpose::Look : Session::Purpose::Work)) {
         return session.exitCode();
     }
-    const bool dry = options.dryRun || options.diff;
-    if (!dry) {
-        session.recordReferences(console.err);
-    }
-    InputReader reader(options.paths, readLimit(session.scannerOptions()));
-    LookAhead inputs(reader);
     const Show show = whatToShow(options);
+    if (!dry) {
+        // A filter is called for each message: there it has to be worth it.
+        session.recordReferences(show != Show::Message, console.err);
+    }
+    InputReader reader(
+        options.paths, readLimit(session.scannerOptions()),
+        [&](const std::string& file, const char* why) {
+            if (options.verbose) {
+                console.err.say({0, file, why, "passed over"});
+            }
+        },
+        interrupt.wakeUp());
+    LookAhead inputs(reader);
     if (show == Show::Message && (options.paths.size() > 1 || inputs.several())) {
         return console.err.say({kExitUsage, "apply", "there are several messages and one standard output",
                                 "add -o DIR or --json"});
@@ -195,17 +203,20 @@ int runApply(const ApplyOptions& options, Console& console) {
     const MessageProcessor processor(
         scanner, session.scannerOptions(), options, tokens,
         {session.namedObjects(), session.queues(), mailHostName(session.policy()->defaults.hostname)},
-        storing ? &directory : nullptr, show, StandardOutput::colours());
+        storing ? &directory : nullptr, interrupt, show, StandardOutput::colours());
     ApplyResults results(console);
     work(options, inputs, processor, console, results);
     if (storing) {
-        finishOutput(directory, processor.stopping(), results);
+        finishOutput(directory, processor.stopping() && interrupt.signal() == 0, results);
     }
     results.sayQueues(dry);
-    if (results.messages() > 1 && (console.err.terminal() || options.verbose)) {
-        results.saySummary(reader.passedOver());
+    if (interrupt.signal() != 0) {
+        results.sayInterrupted(interrupt.signal());
+    } else if (results.messages() > 1 && (console.err.terminal() || options.verbose)) {
+        results.saySummary();
     }
-    return results.exitCode();
+    results.sayPassedOver(reader.passedOver(), options.verbose);
+    return interrupt.signal() != 0 ? kExitBySignal + interrupt.signal() : results.exitCode();
 }
 
 } // namespace quzo::host

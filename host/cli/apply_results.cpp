@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <cstring>
 #include <string_view>
 
 #include "host/cli/exit_code.h"
@@ -47,16 +48,27 @@ void ApplyResults::sayQueues(bool dryRun) const {
     }
 }
 
-void ApplyResults::saySummary(std::size_t passedOver) const {
-    std::string text = fmt::format("quzo: {} messages:", messages_);
+std::string ApplyResults::counts() const {
+    std::string text = fmt::format("{} message{}:", messages_, messages_ == 1 ? "" : "s");
     for (std::size_t at = 0; at < counts_.size(); ++at) {
         text += fmt::format("{} {} {}", at == 0 ? "" : ",", counts_.at(at),
                             outcomeName(static_cast<Outcome>(at)));
     }
-    if (passedOver > 0) {
-        text += fmt::format("; {} other files were no mail", passedOver);
+    return text;
+}
+
+void ApplyResults::saySummary() const { console_.err.line("quzo: " + counts()); }
+
+void ApplyResults::sayInterrupted(int signal) const {
+    console_.err.line(fmt::format("quzo: interrupted (SIG{}) after {}: the others have not been touched",
+                                  sigabbrev_np(signal), counts()));
+}
+
+void ApplyResults::sayPassedOver(std::size_t files, bool named) const {
+    if (files > 0) {
+        console_.err.line(fmt::format("quzo: {} other file{} passed over{}", files, files == 1 ? "" : "s",
+                                      named ? "" : ": -v names them"));
     }
-    console_.err.line(text);
 }
 
 } // namespace quzo::host

@@ -26,13 +26,20 @@ public:
     // What this run put into queues, where it waits now, one line a queue. `dryRun`: would have put.
     void sayQueues(bool dryRun) const;
 
-    // One line with the number of messages of each outcome. `passedOver`: files that were no mail.
-    void saySummary(std::size_t passedOver) const;
+    // One line with the number of messages of each outcome.
+    void saySummary() const;
+
+    // The same when a signal ended the run.
+    void sayInterrupted(int signal) const;
+
+    // The number of files that were passed over, if any; `named`: each has been said.
+    void sayPassedOver(std::size_t files, bool named) const;
 
     std::size_t messages() const { return messages_; }
     int exitCode() const { return exitCode_; }
 
 private:
+    std::string counts() const;
     void deliver(const platform::MailMessage& msg, Outcome outcome);
 
     Console& console_;

@@ -6,13 +6,16 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/cli/commands.h"
 #include "host/cli/exit_code.h"
 #include "host/cli/object_command_line.h"
 #include "host/cli/queue_command_line.h"
+#include "host/policy/nearest.h"
 
 namespace quzo::host {
 namespace {
@@ -21,19 +24,23 @@ constexpr unsigned kMaxJobs = 256;
 
 constexpr const char* kApplyFooter =
     R"(PATH is a message file, a directory, a mailbox file, or "-" for standard input.
-  directory   every regular file below it whose first line is a header field or "From ", in sorted
-              order; of a Maildir not tmp. Links are not followed.
+  directory   every *.eml file below it, every file of a Maildir's cur and new, and every other file
+              that begins with a header field or "From ", in sorted order. Links are not followed.
+              What is passed over is counted at the end; -v names it.
   mailbox     a file that begins with a line "From SENDER DATE" and has a second one behind an empty
               line (one is enough in *.mbox and *.mbx); its messages are PATH/000001.eml and so on,
               without the separator line and the empty line before the next. ">From " stays quoted.
-  otherwise   one message, byte for byte; a "From " line before its header stays there.
+  otherwise   one message, byte for byte. A byte order mark, empty lines and "From " lines before
+              its header are read over and stay there.
 
 Without -o and --json a single message goes to standard output as it would be delivered, and nothing
 when it was consumed.
 
 Exit codes: 0 done, 64 wrong usage, 65 a bad message, 66 no input, 73 an output cannot be created,
 74 reading or writing failed, 75 a message was deferred: try again, 78 wrong settings or policy.
-Of several messages: 75 if one was deferred, else 74, else 73, else 65, else 66.)";
+Of several messages: 75 if one was deferred, else 74, else 73, else 65, else 66.
+Interrupted (SIGINT, SIGTERM, SIGHUP) it ends the messages at work, says what was done, and ends by
+the signal; at the second one at once.)";
 
 // Remembers what to run once the line has been read.
 using Chosen = std::function<int(Console&)>;
@@ -80,7 +87,8 @@ void addApply(CLI::App& app, Chosen& chosen) {
     command->add_flag("--dry-run", options->dryRun, "Say what would happen; write no file and no queue");
     command->add_flag("--diff", options->diff, "As --dry-run, and show what would change");
     command->add_flag("-v,--verbose", options->verbose,
-                      "Say a summary of several messages, not on a terminal only");
+                      "Say a summary of several messages, not on a terminal only, and name each file\n"
+                      "that is passed over");
     command->add_option("PATH", options->paths, "Messages; see below")->required()->type_name("");
     command->callback(
         [options, &chosen] { chosen = [options](Console& console) { return runApply(*options, console); }; });
@@ -168,11 +176,86 @@ std::string wordsBefore(const CLI::App& command) {
     return words;
 }
 
-int refuse(const CLI::App& command, const CLI::ParseError& error, Console& console) {
+// "quzo action": the command as it is written.
+std::string wordsOf(const CLI::App& command) {
     const std::string before = wordsBefore(command);
-    const std::string whole = before + (before.empty() ? "" : " ") + command.get_name();
-    const std::string where = before.empty() ? "" : command.get_name();
+    return before + (before.empty() ? "" : " ") + command.get_name();
+}
+
+// "did you mean 'apply'?" of the commands below one.
+std::string suggestCommand(const CLI::App& command, const std::string& word) {
+    std::vector<std::string> names;
+    for (const CLI::App* below : command.get_subcommands([](const CLI::App* each) {
+             return !each->get_group().empty(); // hidden otherwise
+         })) {
+        names.push_back(below->get_name());
+    }
+    return suggestion(word, std::vector<std::string_view>(names.begin(), names.end()));
+}
+
+int refuseCommand(const CLI::App& command, const std::string& word, Console& console) {
+    return console.err.say({kExitUsage, wordsBefore(command).empty() ? "" : command.get_name(),
+                            "there is no command '" + word + "'", suggestCommand(command, word)});
+}
+
+// The word where a command below this one should be, if it is none.
+std::optional<std::string> unknownCommand(const CLI::App& command) {
+    if (command.get_subcommands([](const CLI::App*) { return true; }).empty()) {
+        return std::nullopt;
+    }
+    const std::vector<std::string> words = command.remaining();
+    if (words.empty() || words.front().starts_with('-')) {
+        return std::nullopt;
+    }
+    return words.front();
+}
+
+// The help on the command that the words name.
+int showHelp(const CLI::App& app, const std::vector<std::string>& words, Console& console) {
+    const CLI::App* command = &app;
+    for (const std::string& word : words) {
+        const auto named =
+            command->get_subcommands([&](const CLI::App* each) { return each->get_name() == word; });
+        if (named.empty()) {
+            return refuseCommand(*command, word, console);
+        }
+        command = named.front();
+    }
+    // Not command->help(), which goes on to the command that was read: to help itself.
+    console.out.write(
+        command->get_formatter()->make_help(command, wordsOf(*command), CLI::AppFormatMode::Normal));
+    return kExitOk;
+}
+
+void addHelp(CLI::App& app, Chosen& chosen) {
+    CLI::App* command = app.add_subcommand("help", "Show the help on the program or on a command.");
+    const auto words = std::make_shared<std::vector<std::string>>();
+    command->add_option("COMMAND", *words, "Such as: object add")->type_name("");
+    command->callback([&app, words, &chosen] {
+        chosen = [&app, words](Console& console) { return showHelp(app, *words, console); };
+    });
+}
+
+int refuse(const CLI::App& command, const CLI::ParseError& error, Console& console) {
+    if (const std::optional<std::string> word = unknownCommand(command)) {
+        return refuseCommand(command, *word, console);
+    }
+    const std::string whole = wordsOf(command);
+    const std::string where = wordsBefore(command).empty() ? "" : command.get_name();
     return console.err.say({kExitUsage, where, error.what(), "see " + whole + " --help"});
+}
+
+void addOthers(CLI::App& app, Chosen& chosen) {
+    addCheck(app, chosen);
+    addTokens(app, chosen);
+    addAction(app, chosen);
+    addQueueCommand(app, chosen);
+    addObjectCommand(app, chosen);
+    app.add_subcommand("version", "Say which build this is.")->callback([&chosen] { chosen = runVersion; });
+    addHelp(app, chosen);
+    app.add_flag_callback(
+        "--version", [&chosen] { chosen = runVersion; }, "Say which build this is");
+    addMissing(app, chosen);
 }
 
 } // namespace
@@ -183,13 +266,10 @@ int runCommandLine(int argc, char** argv, Console& console) {
     app.require_subcommand(0, 1);
     Chosen chosen;
     addApply(app, chosen);
-    addCheck(app, chosen);
-    addTokens(app, chosen);
-    addAction(app, chosen);
-    addQueueCommand(app, chosen);
-    addObjectCommand(app, chosen);
-    app.add_subcommand("version", "Say which build this is.")->callback([&chosen] { chosen = runVersion; });
-    addMissing(app, chosen);
+    // A filter is started for each message, and making all the options of all commands takes its time.
+    if (argc < 2 || std::string_view(argv[1]) != "apply") {
+        addOthers(app, chosen);
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {

@@ -12,11 +12,15 @@ enum ExitCode : int {
     kExitInputOutput = 74,   // reading or writing failed
     kExitTryAgain = 75,      // something was deferred
     kExitConfiguration = 78, // quzo.ini or the policy
+    kExitBySignal = 128, // and the number of the signal that asked for the end: main() ends the process by it
 };
 
 // The exit code of a run in which both happened: deferred mail counts most (run it again), then failed
 // output and input, then bad messages, then missing inputs.
 constexpr int worseExit(int first, int second) {
+    if (first > kExitBySignal) {
+        return first;
+    }
     constexpr int kOrder[] = {kExitTryAgain, kExitInputOutput, kExitCannotCreate, kExitData, kExitNoInput};
     for (const int code : kOrder) {
         if (first == code || second == code) {

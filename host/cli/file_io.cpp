@@ -2,9 +2,22 @@
 // them.
 #include "host/cli/file_io.h"
 
+#include <poll.h>
+
 #include <cerrno>
 
 namespace quzo::host {
+namespace {
+
+// Waits for either; whether it was `wakeUp`.
+bool wokenBefore(int descriptor, int wakeUp) {
+    pollfd waiting[] = {{wakeUp, POLLIN, 0}, {descriptor, POLLIN, 0}};
+    while (::poll(waiting, 2, -1) < 0 && errno == EINTR) {
+    }
+    return waiting[0].revents != 0;
+}
+
+} // namespace
 
 int FileDescriptor::close() {
     const int number = std::exchange(number_, -1);
@@ -12,8 +25,12 @@ int FileDescriptor::close() {
     return number >= 0 && ::close(number) != 0 && errno != EINTR ? errno : 0;
 }
 
-ssize_t readSome(int descriptor, char* target, std::size_t room) {
+ssize_t readSome(int descriptor, char* target, std::size_t room, int wakeUp) {
     for (;;) {
+        if (wakeUp >= 0 && wokenBefore(descriptor, wakeUp)) {
+            errno = ECANCELED;
+            return -1;
+        }
         const ssize_t count = ::read(descriptor, target, room);
         if (count >= 0 || errno != EINTR) {
             return count;

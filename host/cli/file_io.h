@@ -40,8 +40,9 @@ private:
 };
 
 // Reads up to `room` bytes. Returns how many, 0 at the end, -1 with errno set. Interruptions are
-// passed over.
-ssize_t readSome(int descriptor, char* target, std::size_t room);
+// passed over. As soon as the descriptor `wakeUp` can be read (-1: never), nothing more is waited for or
+// read: -1 with ECANCELED.
+ssize_t readSome(int descriptor, char* target, std::size_t room, int wakeUp = -1);
 
 // Writes everything. Returns 0 or an errno value; then part of it may have been written.
 int writeAll(int descriptor, std::string_view bytes);

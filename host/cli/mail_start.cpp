@@ -1,6 +1,8 @@
-// A folder of mail holds other things too: notes, indexes, archives. A file is taken for mail when its
-// first line could begin a header block; nothing is decided by names.
+// A folder of mail holds other things too: notes, indexes, archives. A file whose name and place do not tell
+// is taken for mail when its first line could begin a header block.
 #include "host/cli/mail_start.h"
+
+#include "platform/message/structure_lines.h"
 
 namespace quzo::host {
 namespace {
@@ -36,8 +38,19 @@ bool startsWithField(std::string_view text) {
 
 bool startsWithFromLine(std::string_view text) { return text.starts_with(kFrom); }
 
+std::size_t prefaceLength(std::string_view text) {
+    const std::size_t mark = text.starts_with(platform::kByteOrderMark) ? platform::kByteOrderMark.size() : 0;
+    std::size_t lines = mark;
+    for (std::size_t at = mark; at < text.size() && (text[at] == '\r' || text[at] == '\n'); ++at) {
+        lines = text[at] == '\n' ? at + 1 : lines;
+    }
+    return lines;
+}
+
 bool looksLikeMail(std::string_view start) {
-    return startsWithFromLine(start) || startsWithField(start.substr(0, kMailStartBytes));
+    start = start.substr(0, kMailStartBytes);
+    start.remove_prefix(prefaceLength(start));
+    return startsWithFromLine(start) || start.starts_with(">From ") || startsWithField(start);
 }
 
 bool isSeparatorLine(std::string_view line) {

@@ -15,7 +15,11 @@ bool startsWithField(std::string_view text);
 // Whether the text begins with "From ", the mark of a message in a mailbox.
 bool startsWithFromLine(std::string_view text);
 
-// Whether a file that begins so is mail.
+// How much of the text stands before the message or the mailbox: a byte order mark and empty lines, which
+// some programs put there.
+std::size_t prefaceLength(std::string_view text);
+
+// Whether a file that begins so is mail: a header field or a mailbox line, quoted or not, behind the preface.
 bool looksLikeMail(std::string_view start);
 
 // Whether `line` (without its line break) separates messages of a mailbox: "From ", then a sender with

@@ -8,6 +8,7 @@
 
 #include "host/cli/command_line.h"
 #include "host/cli/exit_code.h"
+#include "host/cli/interrupt.h"
 
 namespace {
 
@@ -49,7 +50,11 @@ int main(int argc, char** argv) {
     ignoreWriteSignals();
     quzo::host::Console console;
     try {
-        return run(argc, argv, console);
+        const int code = run(argc, argv, console);
+        if (code > quzo::host::kExitBySignal) {
+            quzo::host::endBySignal(code - quzo::host::kExitBySignal);
+        }
+        return code;
     } catch (const std::exception& problem) {
         console.err.line(std::string("quzo: gave up (") + problem.what() + "): run it again");
         return quzo::host::kExitTryAgain;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -25,11 +26,12 @@ std::size_t findMark(const std::string& text, std::size_t from) {
 
 } // namespace
 
-MboxReader::MboxReader(int descriptor, std::string start, std::size_t maxBytes)
-    : descriptor_(descriptor), maxBytes_(maxBytes), buffer_(std::move(start)) {
-    std::size_t lineBreak = buffer_.find('\n');
+MboxReader::MboxReader(int descriptor, std::string start, std::size_t maxBytes, int wakeUp)
+    : descriptor_(descriptor), wakeUp_(wakeUp), maxBytes_(maxBytes), buffer_(std::move(start)) {
+    const std::size_t first = prefaceLength(buffer_);
+    std::size_t lineBreak = buffer_.find('\n', first);
     while (lineBreak == std::string::npos && buffer_.size() < kChunk && fill()) {
-        lineBreak = buffer_.find('\n');
+        lineBreak = buffer_.find('\n', first);
     }
     begin_ = lineBreak == std::string::npos ? buffer_.size() : lineBreak + 1;
     scanned_ = begin_;
@@ -41,31 +43,48 @@ bool MboxReader::fill() {
     }
     const std::size_t before = buffer_.size();
     buffer_.resize(before + kChunk);
-    const ssize_t count = readSome(descriptor_, buffer_.data() + before, kChunk);
+    const ssize_t count = readSome(descriptor_, buffer_.data() + before, kChunk, wakeUp_);
     buffer_.resize(before + (count > 0 ? static_cast<std::size_t>(count) : 0));
     error_ = count < 0 ? errno : 0;
     ended_ = count <= 0;
     return count > 0;
 }
 
+// Goes on until the end of the message at hand is known, or reading has failed. A message that memory cannot
+// hold is passed over; when even that needs more than there is, reading has failed.
 void MboxReader::findEnd() {
     while (found_ == kNowhere && error_ == 0) {
-        dropOversize();
-        const std::size_t hit = findMark(buffer_, scanned_);
-        if (hit != std::string::npos) {
-            if (separatorAt(hit + 1)) {
-                found_ = hit + 1;
+        try {
+            advanceSearch();
+        } catch (const std::bad_alloc&) {
+            if (scanned_ - begin_ <= kChunk) {
+                error_ = ENOMEM;
             } else {
-                scanned_ = hit + 1;
-            }
-        } else {
-            const std::size_t known = buffer_.size() - std::min(buffer_.size(), kMark.size() - 1);
-            scanned_ = std::max(scanned_, known);
-            if (!fill() && error_ == 0) {
-                found_ = buffer_.size();
-                last_ = true;
+                passOver(Got::NoMemory);
             }
         }
+    }
+}
+
+// One step: the next place that may be a separator, or the next chunk.
+void MboxReader::advanceSearch() {
+    if (maxBytes_ != 0 && scanned_ - begin_ > std::max(maxBytes_, kChunk)) {
+        passOver(Got::TooLarge);
+    }
+    const std::size_t hit = findMark(buffer_, scanned_);
+    if (hit != std::string::npos) {
+        if (separatorAt(hit + 1)) {
+            found_ = hit + 1;
+        } else {
+            scanned_ = hit + 1;
+        }
+        return;
+    }
+    const std::size_t known = buffer_.size() - std::min(buffer_.size(), kMark.size() - 1);
+    scanned_ = std::max(scanned_, known);
+    if (!fill() && error_ == 0) {
+        found_ = buffer_.size();
+        last_ = true;
     }
 }
 
@@ -92,14 +111,14 @@ bool MboxReader::separatorAt(std::size_t lineBegin) {
     return startsWithField(next.substr(0, kMailStartBytes)) || next.starts_with(">From ");
 }
 
-void MboxReader::dropOversize() {
-    const std::size_t held = scanned_ - begin_;
-    if (maxBytes_ == 0 || held <= std::max(maxBytes_, kChunk)) {
-        return;
-    }
-    tooLarge_ = true;
+// Gives back what has been read of the message at hand, and remembers that it is not whole.
+void MboxReader::passOver(Got why) {
+    dropped_ = why;
     const std::size_t dropped = scanned_ - 8; // an empty line before the mark must stay in sight
     buffer_.erase(0, dropped);
+    if (why == Got::NoMemory) {
+        buffer_.shrink_to_fit();
+    }
     begin_ = 0;
     scanned_ -= dropped;
 }
@@ -130,12 +149,19 @@ MboxReader::Got MboxReader::next(std::string& message) {
         return Got::Failed;
     }
     const std::size_t length = endOfMessage() - begin_;
-    const bool keep = !tooLarge_ && (maxBytes_ == 0 || length <= maxBytes_);
-    if (keep) {
-        message.assign(buffer_, begin_, length);
+    Got got = dropped_;
+    if (got == Got::Message && maxBytes_ != 0 && length > maxBytes_) {
+        got = Got::TooLarge;
+    }
+    if (got == Got::Message) {
+        try {
+            message.assign(buffer_, begin_, length);
+        } catch (const std::bad_alloc&) {
+            got = Got::NoMemory;
+        }
     }
     advance();
-    return keep ? Got::Message : Got::TooLarge;
+    return got;
 }
 
 void MboxReader::advance() {
@@ -150,7 +176,7 @@ void MboxReader::advance() {
     }
     scanned_ = begin_;
     found_ = kNowhere;
-    tooLarge_ = false;
+    dropped_ = Got::Message;
 }
 
 MboxReader::Got MboxReader::whole(std::string& message) {
@@ -159,7 +185,10 @@ MboxReader::Got MboxReader::whole(std::string& message) {
     if (error_ != 0) {
         return Got::Failed;
     }
-    if (tooLarge_ || (maxBytes_ != 0 && buffer_.size() > maxBytes_)) {
+    if (dropped_ != Got::Message) {
+        return dropped_;
+    }
+    if (maxBytes_ != 0 && buffer_.size() > maxBytes_) {
         return Got::TooLarge;
     }
     message = std::move(buffer_);

@@ -64,42 +64,54 @@ void complain(const MessageReport& report, Processed& done) {
     if (report.scan.error) {
         const bool deferred = report.scan.outcome == Outcome::Deferred;
         const bool kept = deferred || report.scan.outcome == Outcome::Failed;
-        const char* advice = deferred ? "it stays where it is, run it again" : "it stays where it is";
-        done.complaints.push_back(Fault{0, report.file, report.scan.error->text, kept ? advice : ""}.line());
+        std::string advice = report.scan.error->advice;
+        if (kept) {
+            advice += advice.empty() ? "it stays where it is" : "; it stays where it is";
+        }
+        if (deferred && report.scan.error->advice.empty()) {
+            advice += ", run it again";
+        }
+        done.complaints.push_back(Fault{0, report.file, report.scan.error->text, std::move(advice)}.line());
     }
 }
 
-Processed outOfMemory(const std::string& file, const char* reason) {
-    Processed done;
-    done.tried = true;
-    done.outcome = Outcome::Deferred;
-    done.exitCode = kExitTryAgain;
-    done.complaints.push_back(Fault{0, file, reason, "run it again"}.line());
-    return done;
+// "<a@x>, <b@y>", of a long list the first ones.
+std::string addressList(const std::vector<std::string>& addresses) {
+    constexpr std::size_t kShown = 20;
+    std::string text;
+    for (std::size_t i = 0; i < addresses.size() && i < kShown; ++i) {
+        text += fmt::format("{}<{}>", i == 0 ? "" : ", ", addresses[i]);
+    }
+    if (addresses.size() > kShown) {
+        text += fmt::format(" and {} others", addresses.size() - kShown);
+    }
+    return text.empty() ? "nobody" : text;
 }
 
 } // namespace
 
 MessageProcessor::MessageProcessor(const Scanner& scanner, const ScannerOptions& scannerOptions,
                                    const ApplyOptions& options, const TokenMap<ScanToken>& tokens,
-                                   Surroundings surroundings, OutputDirectory* output, Show show,
-                                   bool colours)
+                                   Surroundings surroundings, OutputDirectory* output,
+                                   const InterruptWatch& interrupt, Show show, bool colours)
     : scanner_(scanner),
       scannerOptions_(scannerOptions),
       options_(options),
       tokens_(tokens),
       surroundings_(std::move(surroundings)),
       output_(output),
+      interrupt_(interrupt),
       show_(show),
       colours_(colours) {}
 
 Processed MessageProcessor::process(Input input) const noexcept {
     const std::string file = input.file;
+    const bool isMessage = input.isMessage;
     try {
         platform::LogSubject subject(file);
-        return stopping_ ? Processed{} : processMessage(std::move(input), subject);
-    } catch (const std::exception& problem) {
-        return outOfMemory(file, problem.what());
+        return stopping() ? Processed{} : processMessage(std::move(input), subject);
+    } catch (const std::exception&) { // the standard library's, of what needs memory
+        return outOfMemory(file, isMessage);
     }
 }
 
@@ -125,14 +137,17 @@ Processed MessageProcessor::processMessage(Input input, platform::LogSubject& su
     report.scan = scanner_.scan(
         *msg,
         ScanJob{adapter, tokens, surroundings_.namedObjects, {}, {}, false, std::move(envelope.beyondLimit)});
-    report.file = std::move(input.file);
+    report.file = input.file;
     report.id = msg->getIdentifier();
     report.envelope = {msg->sender(), msg->recipients()};
     report.queued = adapter.queued();
     done.exitCode = exitCodeOf(report.scan);
     complain(report, done);
     if (output_ != nullptr && report.scan.goesOn()) {
-        store(*msg, input.name, report, done);
+        store(*msg, input, report, done);
+    }
+    if (report.scan.goesOn()) {
+        sayUnseen(report, done);
     }
     finish(report, msg.get(), done);
     if (show_ == Show::Message && report.scan.goesOn()) {
@@ -146,7 +161,8 @@ MessageReport MessageProcessor::unreadable(const Input& input, Processed& done) 
     report.file = input.file;
     report.scan.outcome = Outcome::Failed;
     done.exitCode = input.fault->exitCode;
-    if (input.errorNumber == kErrorLimit && scannerOptions_.onLimit == OnLimit::Defer) {
+    const bool limit = input.errorNumber == kErrorLimit && scannerOptions_.onLimit == OnLimit::Defer;
+    if (limit || input.errorNumber == kErrorNoMemory) {
         report.scan.outcome = Outcome::Deferred;
         done.exitCode = kExitTryAgain;
     }
@@ -155,9 +171,44 @@ MessageReport MessageProcessor::unreadable(const Input& input, Processed& done) 
     return report;
 }
 
-void MessageProcessor::store(const platform::MailMessage& msg, const std::string& name, MessageReport& report,
+Processed MessageProcessor::outOfMemory(const std::string& file, bool isMessage) const {
+    Processed done;
+    done.tried = true;
+    done.isMessage = isMessage;
+    MessageReport report;
+    report.file = file;
+    report.scan.outcome = Outcome::Deferred;
+    report.scan.error = ScanError{kErrorNoMemory, "there is not enough memory for it"};
+    done.exitCode = kExitTryAgain;
+    done.complaints.push_back(Fault{0, file, report.scan.error->text, "run it again with more"}.line());
+    finish(report, nullptr, done);
+    return done;
+}
+
+// What the policy did that the message's bytes cannot show. JSON and the reports of a dry run have it.
+void MessageProcessor::sayUnseen(const MessageReport& report, Processed& done) const {
+    if (show_ != Show::Nothing && show_ != Show::Message) {
+        return;
+    }
+    constexpr const char* kAdvice = "deliver it so; --json says it for programs";
+    if (report.scan.envelopeChanged) {
+        const std::string what =
+            fmt::format("its envelope was changed and is not in the message, from <{}> to {}",
+                        report.envelope.sender, addressList(report.envelope.recipients));
+        done.complaints.push_back(Fault{0, report.file, what, kAdvice}.line());
+    }
+    if (!report.scan.marks.empty() && scanner_.policy().defaults.markHeader.empty()) {
+        const std::string what =
+            fmt::format("is marked {} and nothing shows it", fmt::join(report.scan.marks, ", "));
+        done.complaints.push_back(
+            Fault{0, report.file, what, "set mark_header in [defaults] of the policy, or use --json"}.line());
+    }
+}
+
+void MessageProcessor::store(const platform::MailMessage& msg, const Input& input, MessageReport& report,
                              Processed& done) const {
-    const MaybeFault fault = output_->store(name, msg.size(), [&](const OutputDirectory::Sink& sink) {
+    const OutputDirectory::Target target{input.name, msg.size(), input.mode};
+    const MaybeFault fault = output_->store(target, [&](const OutputDirectory::Sink& sink) {
         if (report.scan.outcome == Outcome::Unchanged) {
             sink(msg.original());
         } else {
@@ -165,7 +216,7 @@ void MessageProcessor::store(const platform::MailMessage& msg, const std::string
         }
     });
     if (!fault) {
-        report.output = output_->pathOf(name);
+        report.output = output_->pathOf(input.name);
         return;
     }
     report.scan.outcome = Outcome::Failed;

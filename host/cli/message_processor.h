@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/cli/inputs.h"
+#include "host/cli/interrupt.h"
 #include "host/cli/message_report.h"
 #include "host/cli/options.h"
 #include "host/cli/output_directory.h"
@@ -49,20 +50,23 @@ public:
     // `output` may be null: nothing is stored.
     MessageProcessor(const Scanner& scanner, const ScannerOptions& scannerOptions,
                      const ApplyOptions& options, const TokenMap<ScanToken>& tokens,
-                     Surroundings surroundings, OutputDirectory* output, Show show, bool colours);
+                     Surroundings surroundings, OutputDirectory* output, const InterruptWatch& interrupt,
+                     Show show, bool colours);
 
     // Never throws: a message for which memory runs out is deferred.
     Processed process(Input input) const noexcept;
 
-    // Whether a fault has shown that further outputs cannot be written either. From then on process() leaves
-    // messages alone.
-    bool stopping() const { return stopping_; }
+    // Whether a fault has shown that further outputs cannot be written either, or a signal has asked for the
+    // end. From then on process() leaves messages alone.
+    bool stopping() const { return stopping_ || interrupt_.signal() != 0; }
 
 private:
     Processed processMessage(Input input, platform::LogSubject& subject) const;
     void finish(const MessageReport& report, const platform::MailMessage* msg, Processed& done) const;
     MessageReport unreadable(const Input& input, Processed& done) const;
-    void store(const platform::MailMessage& msg, const std::string& name, MessageReport& report,
+    Processed outOfMemory(const std::string& file, bool isMessage) const;
+    void sayUnseen(const MessageReport& report, Processed& done) const;
+    void store(const platform::MailMessage& msg, const Input& input, MessageReport& report,
                Processed& done) const;
 
     const Scanner& scanner_;
@@ -71,6 +75,7 @@ private:
     const TokenMap<ScanToken>& tokens_;
     const Surroundings surroundings_;
     OutputDirectory* output_;
+    const InterruptWatch& interrupt_;
     Show show_;
     bool colours_;
     mutable std::atomic<bool> stopping_ = false;

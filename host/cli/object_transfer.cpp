@@ -15,6 +15,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/exit_code.h"
 #include "host/cli/file_io.h"
+#include "host/cli/interrupt.h"
 #include "host/cli/object_session.h"
 #include "host/cli/temporary_files.h"
 #include "host/objects/object_file.h"
@@ -129,7 +130,6 @@ int sayRefused(ObjectSession& session, const ObjectOptions& options, const Objec
 } // namespace
 
 int runObjectExport(const ObjectOptions& options, Console& console) {
-    const InterruptWatch watch;
     ObjectSession session(options, console);
     if (!session.open()) {
         return session.exitCode();
@@ -153,8 +153,11 @@ int runObjectExport(const ObjectOptions& options, Console& console) {
         console.out.write(text);
         return kExitOk;
     }
-    const MaybeFault fault = writeFile(options.file, text);
-    return fault ? session.say(*fault) : kExitOk;
+    const InterruptWatch interrupt;
+    if (const MaybeFault fault = writeFile(options.file, text)) {
+        return session.say(*fault);
+    }
+    return interrupt.signal() != 0 ? kExitBySignal + interrupt.signal() : kExitOk;
 }
 
 int runObjectImport(const ObjectOptions& options, Console& console) {

@@ -13,7 +13,6 @@
 #include <system_error>
 
 #include "host/cli/exit_code.h"
-#include "host/cli/inputs.h"
 #include "host/cli/temporary_files.h"
 
 namespace quzo::host {
@@ -86,10 +85,6 @@ int syncPath(const std::string& path) {
 
 } // namespace
 
-bool OutputDirectory::isInput(const struct stat& status) const {
-    return std::find(inputs_.begin(), inputs_.end(), FileId{status.st_dev, status.st_ino}) != inputs_.end();
-}
-
 MaybeFault OutputDirectory::open(const std::string& path, const std::vector<std::string>& inputPaths,
                                  bool syncEach) {
     syncEach_ = syncEach;
@@ -97,13 +92,11 @@ MaybeFault OutputDirectory::open(const std::string& path, const std::vector<std:
     while (path_.size() > 1 && path_.ends_with('/')) {
         path_.pop_back();
     }
-    if (MaybeFault fault = holdAgainstInputs(inputPaths)) {
+    if (MaybeFault fault = inputs_.check(path_, inputPaths)) {
         return fault;
     }
-    std::error_code error;
-    std::filesystem::create_directories(path_, error);
-    if (error) {
-        return cannotCreate(path_, error.value());
+    if (MaybeFault fault = makeFolders()) {
+        return fault;
     }
     directory_ = FileDescriptor(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!directory_) {
@@ -115,44 +108,49 @@ MaybeFault OutputDirectory::open(const std::string& path, const std::vector<std:
     return std::nullopt;
 }
 
-MaybeFault OutputDirectory::holdAgainstInputs(const std::vector<std::string>& inputPaths) {
-    std::error_code error;
-    const auto own = std::filesystem::weakly_canonical(path_, error);
-    std::set<std::string> names;
-    for (const std::string& path : inputPaths) {
-        const std::string name = outputName(path);
-        if (!names.insert(name).second) {
-            return Fault{kExitUsage, path, "has the same output name as another input, " + pathOf(name),
-                         "apply them one by one with different output folders"};
-        }
+// Makes the directory and those above it.
+MaybeFault OutputDirectory::makeFolders() {
+    for (std::size_t slash = path_.find('/', 1);; slash = path_.find('/', slash + 1)) {
+        const std::string folder = path_.substr(0, slash);
+        const bool made = ::mkdir(folder.c_str(), 0777) == 0;
+        const int error = errno;
         struct stat status {};
-        if (path == "-" || ::stat(path.c_str(), &status) != 0) {
-            continue; // whoever reads it says so
+        if (!made && ::stat(folder.c_str(), &status) != 0) {
+            return cannotCreate(path_, error);
         }
-        inputs_.emplace_back(status.st_dev, status.st_ino);
-        const auto input = std::filesystem::canonical(path, error);
-        if (S_ISDIR(status.st_mode) &&
-            std::mismatch(input.begin(), input.end(), own.begin(), own.end()).first == input.end()) {
-            return Fault{kExitUsage, path_, "lies in the input folder " + path,
-                         "choose a folder outside of it"};
-        }
-        struct stat target {};
-        if ((!S_ISDIR(status.st_mode) || inputPaths.size() > 1) &&
-            ::stat(pathOf(name).c_str(), &target) == 0 && target.st_dev == status.st_dev &&
-            target.st_ino == status.st_ino) {
-            return Fault{kExitUsage, path, "would be replaced by its own output",
-                         "choose another output folder"};
+        firstMade_ = made && firstMade_.empty() ? folder : firstMade_;
+        if (slash == std::string::npos) {
+            return syncEach_ ? syncAncestors() : std::nullopt;
         }
     }
-    return std::nullopt;
+}
+
+// Makes the directories above durable, so that the path to what is stored stays. Those that were there may
+// have been made by a run that was killed, so all are synced; one that this user may not open was made by
+// others.
+MaybeFault OutputDirectory::syncAncestors() const {
+    std::error_code error;
+    const std::filesystem::path whole = std::filesystem::canonical(path_, error);
+    const std::filesystem::path made =
+        firstMade_.empty() ? whole : std::filesystem::canonical(firstMade_, error);
+    bool ours = !firstMade_.empty(); // what this run made lies in it
+    for (std::filesystem::path at = whole; !error && at.has_relative_path(); at = at.parent_path()) {
+        const std::string holder = at.parent_path();
+        const int failed = syncPath(holder);
+        if (failed != 0 && ours) {
+            return cannotWrite(holder, failed);
+        }
+        ours = ours && at != made;
+    }
+    return error ? MaybeFault(cannotWrite(path_, error.value())) : std::nullopt;
 }
 
 MaybeFault OutputDirectory::checkFolder(const std::string& folder) const {
-    const bool made = ::mkdir(folder.c_str(), 0777) == 0;
-    if (!made && errno != EEXIST) {
+    if (::mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
         return cannotCreate(folder, errno);
     }
-    if (const int error = made && syncEach_ ? syncPath(folder.substr(0, folder.rfind('/'))) : 0) {
+    // Also when it was there: a run that was killed may have made it.
+    if (const int error = syncEach_ ? syncPath(folder.substr(0, folder.rfind('/'))) : 0) {
         return cannotWrite(folder, error);
     }
     struct stat status {};
@@ -163,7 +161,7 @@ MaybeFault OutputDirectory::checkFolder(const std::string& folder) const {
         return Fault{kExitCannotCreate, folder, "is in the way: a folder is needed there",
                      "move it away or choose another output folder"};
     }
-    if (isInput(status)) {
+    if (inputs_.contains(status)) {
         return Fault{kExitCannotCreate, folder, "is an input folder and cannot take output",
                      "choose another output folder"};
     }
@@ -198,41 +196,46 @@ MaybeFault OutputDirectory::checkPlace(const std::string& target) const {
         return Fault{kExitCannotCreate, target, "is in the way and is no regular file",
                      "move it away or choose another output folder"};
     }
-    if (isInput(status)) {
+    if (inputs_.contains(status)) {
         return Fault{kExitCannotCreate, target, "is an input and is not replaced",
                      "choose another output folder"};
     }
     return std::nullopt;
 }
 
-MaybeFault OutputDirectory::writeTemporary(const std::string& temporary, const std::string& target,
-                                           std::size_t size, const Writer& write) const {
-    FileDescriptor descriptor = createTemporary(temporary);
+MaybeFault OutputDirectory::writeTemporary(const std::string& temporary, const Target& target,
+                                           const Writer& write) const {
+    const std::string finalPath = pathOf(target.name);
+    FileDescriptor descriptor = createTemporary(temporary, target.mode.has_value() ? 0600 : 0666);
     if (!descriptor) {
-        return cannotCreate(target, errno);
+        return cannotCreate(finalPath, errno);
     }
-    PieceWriter pieces(descriptor.get(), size);
+    PieceWriter pieces(descriptor.get(), target.size);
     write([&](std::string_view piece) { return pieces.add(piece); });
     int error = pieces.flush();
+    if (error == 0 && target.mode && ::fchmod(descriptor.get(), *target.mode) != 0) {
+        error = errno;
+    }
     if (error == 0 && syncEach_ && ::fsync(descriptor.get()) != 0) {
         error = errno;
     }
     const int closing = descriptor.close();
     error = error != 0 ? error : closing;
     if (error == 0) {
-        error = publishTemporary(temporary, target);
+        error = publishTemporary(temporary, finalPath);
     }
     if (error == 0) {
         return std::nullopt;
     }
     removeTemporary(temporary);
-    return cannotWrite(target, error);
+    return cannotWrite(finalPath, error);
 }
 
-MaybeFault OutputDirectory::store(const std::string& name, std::size_t size, const Writer& write) {
-    const std::string target = pathOf(name);
+MaybeFault OutputDirectory::store(const Target& target, const Writer& write) {
+    const std::string& name = target.name;
+    const std::string finalPath = pathOf(name);
     if (!isSafeName(name)) {
-        return Fault{kExitCannotCreate, target, "would not stay inside the output folder",
+        return Fault{kExitCannotCreate, finalPath, "would not stay inside the output folder",
                      "rename the input"};
     }
     const std::size_t slash = name.rfind('/');
@@ -241,16 +244,16 @@ MaybeFault OutputDirectory::store(const std::string& name, std::size_t size, con
             return fault;
         }
     }
-    if (MaybeFault fault = checkPlace(target)) {
+    if (MaybeFault fault = checkPlace(finalPath)) {
         return fault;
     }
     const std::string folder = slash == std::string::npos ? path_ : pathOf(name.substr(0, slash));
     const std::string temporary = fmt::format("{}/.quzo-{}-{}.tmp", folder, ::getpid(), counter_++);
-    if (MaybeFault fault = writeTemporary(temporary, target, size, write)) {
+    if (MaybeFault fault = writeTemporary(temporary, target, write)) {
         return fault;
     }
     if (!syncEach_) {
-        remember(target);
+        remember(finalPath);
         return std::nullopt;
     }
     const int error = syncPath(folder);
@@ -273,13 +276,12 @@ MaybeFault OutputDirectory::sync() const {
         paths.push_back(pathOf(folder));
     }
     paths.push_back(path_);
-    paths.push_back(std::filesystem::absolute(path_).parent_path().string()); // it may be new
     for (const std::string& path : paths) {
         if (const int error = stored_ != 0 ? syncPath(path) : 0) {
             return cannotWrite(path, error);
         }
     }
-    return std::nullopt;
+    return stored_ != 0 ? syncAncestors() : std::nullopt;
 }
 
 } // namespace quzo::host

@@ -42,7 +42,9 @@ void Session::refuse(const Fault& fault, ErrorOutput& err) {
     err.say(fault);
 }
 
-bool Session::start(const std::string& iniFile, const std::string& policyFile, ErrorOutput& err) {
+bool Session::start(const std::string& iniFile, const std::string& policyFile, ErrorOutput& err,
+                    Purpose purpose) {
+    purpose_ = purpose;
     readSettings(iniFile, err);
     openLog(iniFile, err);
     if (log_ == nullptr) {
@@ -54,46 +56,59 @@ bool Session::start(const std::string& iniFile, const std::string& policyFile, E
     platform::loadResources(); // before threads start; without texts there are built-in names
     InitActionLib(settings_, *log_);
     queues_ = std::make_unique<platform::Queues>(queuePlaces(settings_));
-    // Without its objects a policy would show faults that are none.
-    if (!policyFile.empty() && readObjects(iniFile, err)) {
-        readPolicy(policyFile, err);
+    if (!policyFile.empty()) {
+        readPolicy(iniFile, policyFile, err);
         checkQueues(policyFile, err);
     }
     return errors_ == 0;
 }
 
-bool Session::readObjects(const std::string& iniFile, ErrorOutput& err) {
-    const platform::PlatformSettings platform = settings_.platform();
-    if (platform.store.empty()) {
-        return true;
-    }
-    const auto fault = [&](const platform::StoreFault& problem) {
-        const bool later = problem.remedy() == platform::StoreRemedy::TryAgain;
-        refuse({later ? kExitTryAgain : kExitConfiguration, iniFile + ": store", problem.text, {}}, err);
-        return false;
-    };
-    auto store = platform::ObjectStore::open({platform.store, {}});
+bool Session::openStore(bool make) {
+    platform::StoreSettings settings;
+    settings.connection = settings_.platform().store;
+    settings.make = make;
+    auto store = platform::ObjectStore::open(settings);
     if (!store) {
-        return fault(store.fault());
+        storeFault_ = store.fault();
+        return false;
     }
-    auto objects = platform::StoredNamedObjects::load(*store, platform.tenant);
-    if (!objects) {
-        return fault(objects.fault());
-    }
-    objects_ = std::move(*objects);
     store_ = std::move(*store);
     return true;
 }
 
-void Session::recordReferences(ErrorOutput& err) {
-    if (!store_ || policy_ == nullptr) {
+void Session::readObjects() {
+    if (settings_.platform().store.empty()) {
         return;
     }
-    const auto done = store_->setReferences(settings_.platform().tenant, objectReferences(*policy_));
-    if (!done) {
+    if (!openStore(purpose_ == Purpose::Work)) {
+        if (storeFault_->trouble == platform::StoreTrouble::Absent) {
+            storeFault_.reset();
+            objects_ = platform::StoredNamedObjects::none();
+        }
+        return;
+    }
+    auto objects = platform::StoredNamedObjects::load(*store_, settings_.platform().tenant);
+    if (!objects) {
+        storeFault_ = objects.fault();
+        return;
+    }
+    objects_ = std::move(*objects);
+}
+
+void Session::recordReferences(bool alsoNone, ErrorOutput& err) {
+    if (policy_ == nullptr || settings_.platform().store.empty() || (!store_ && !alsoNone)) {
+        return;
+    }
+    if (store_ || openStore(false)) {
+        const auto done = store_->setReferences(settings_.platform().tenant, objectReferences(*policy_));
+        if (!done) {
+            storeFault_ = done.fault();
+        }
+    }
+    if (storeFault_ && storeFault_->trouble != platform::StoreTrouble::Absent) {
         err.say({0,
                  "store",
-                 "warning: the policy's references to objects are not recorded (" + done.fault().text + ")",
+                 "warning: the policy's references to objects are not recorded (" + storeFault_->text + ")",
                  {}});
     }
     store_.reset();
@@ -139,7 +154,7 @@ void Session::readSettings(const std::string& iniFile, ErrorOutput& err) {
 void Session::openLog(const std::string& iniFile, ErrorOutput& err) {
     const platform::PlatformSettings platform = settings_.platform();
     std::string problem;
-    log_ = platform::FileLog::open(platform.log, platform.logLevel, problem);
+    log_ = platform::FileLog::open(platform.log, platform.logLevel, problem, purpose_ == Purpose::Work);
     if (log_ == nullptr) {
         refuse(
             {kExitConfiguration, iniFile, "the log " + platform.log + " cannot be opened (" + problem + ")",
@@ -148,8 +163,17 @@ void Session::openLog(const std::string& iniFile, ErrorOutput& err) {
     }
 }
 
-void Session::readPolicy(const std::string& policyFile, ErrorOutput& err) {
-    LoadedPolicy loaded = loadPolicyFile(policyFile, objects_.get());
+void Session::readPolicy(const std::string& iniFile, const std::string& policyFile, ErrorOutput& err) {
+    LoadedPolicy loaded = loadPolicyFile(policyFile, ObjectSource([this] {
+                                             readObjects();
+                                             return objects_.get();
+                                         }));
+    if (storeFault_) {
+        // Without its objects a policy shows faults that are none.
+        const bool later = storeFault_->remedy() == platform::StoreRemedy::TryAgain;
+        refuse({later ? kExitTryAgain : kExitConfiguration, iniFile + ": store", storeFault_->text, {}}, err);
+        return;
+    }
     for (const Finding& finding : loaded.findings) {
         const bool isError = finding.severity == Finding::Severity::Error;
         ++(isError ? errors_ : warnings_);

@@ -1,6 +1,7 @@
 // What a command that works with messages stands on: settings, log, named objects, queues, policy.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,21 +22,29 @@ namespace quzo::host {
 // one at a time.
 class Session {
 public:
-    // Reads the settings, starts the library, reads the named objects and loads the policy; each file name
-    // may be empty, for the built-in settings and for no policy. The store is asked only when there is a
-    // policy. Every fault and warning is said, each on a line of its own. False when one of them is an error;
-    // then nothing may be done with messages. exitCode() is then what the program should end with.
-    bool start(const std::string& iniFile, const std::string& policyFile, ErrorOutput& err);
+    enum class Purpose : std::uint8_t {
+        Work,
+        Look // nothing is made: neither the log nor the store, and a store that is not there has no objects
+    };
 
-    // Tells the store which objects the policy refers to, so that nobody removes them. A fault is a warning:
-    // the messages can be worked on all the same. Closes the store.
-    void recordReferences(ErrorOutput& err);
+    // Reads the settings, starts the library and loads the policy; each file name may be empty, for the
+    // built-in settings and for no policy. The store is opened only when the policy refers to a named object.
+    // Every fault and warning is said, each on a line of its own. False when one of them is an error; then
+    // nothing may be done with messages. exitCode() is then what the program should end with.
+    bool start(const std::string& iniFile, const std::string& policyFile, ErrorOutput& err,
+               Purpose purpose = Purpose::Work);
+
+    // Tells the store which objects the policy refers to, so that nobody removes them, and closes it. A fault
+    // is a warning: the messages can be worked on all the same. For a policy that refers to none the store is
+    // opened when `alsoNone` asks for it.
+    void recordReferences(bool alsoNone, ErrorOutput& err);
 
     // Null without a policy file.
     const std::shared_ptr<const Policy>& policy() const { return policy_; }
     const ScannerOptions& scannerOptions() const { return scannerOptions_; }
 
-    // As they were in the store at start; null without a store. Threads may share it.
+    // As they were in the store at start; null without a store, and when the policy refers to none. Threads
+    // may share it.
     const platform::StoredNamedObjects* namedObjects() const { return objects_.get(); }
 
     // Never null; without directories in the settings it has no queues.
@@ -49,14 +58,17 @@ public:
 private:
     void readSettings(const std::string& iniFile, ErrorOutput& err);
     void openLog(const std::string& iniFile, ErrorOutput& err);
-    bool readObjects(const std::string& iniFile, ErrorOutput& err);
-    void readPolicy(const std::string& policyFile, ErrorOutput& err);
+    bool openStore(bool make);
+    void readObjects();
+    void readPolicy(const std::string& iniFile, const std::string& policyFile, ErrorOutput& err);
     void checkQueues(const std::string& policyFile, ErrorOutput& err);
     void refuse(const Fault& fault, ErrorOutput& err);
 
     platform::IniSettings settings_;
     std::unique_ptr<LogMsg> log_;
-    std::optional<platform::ObjectStore> store_; // none without a store
+    Purpose purpose_ = Purpose::Work;
+    std::optional<platform::ObjectStore> store_; // when it has been opened
+    std::optional<platform::StoreFault> storeFault_;
     std::unique_ptr<platform::StoredNamedObjects> objects_;
     std::unique_ptr<platform::Queues> queues_;
     std::shared_ptr<const Policy> policy_;

@@ -96,13 +96,64 @@ TEST_F(Apply, WalksDirectories) {
 
     const ProgramRun run = apply({"-v", "-o", "out/new", "in"});
     EXPECT_EQ(run.exitCode, 0);
-    EXPECT_THAT(run.err, HasSubstr("5 messages: 3 unchanged, 1 modified, 1 consumed, 0 deferred, 0 failed; "
-                                   "2 other files were no mail"));
+    EXPECT_EQ(run.err,
+              "quzo: in/Maildir/tmp/3: is still being delivered: passed over\n"
+              "quzo: in/empty: does not begin as mail does: passed over\n"
+              "quzo: in/link.eml: is a link: passed over\n"
+              "quzo: in/linkdir: is a link: passed over\n"
+              "quzo: in/loop: is a link: passed over\n"
+              "quzo: in/notes.txt: does not begin as mail does: passed over\n"
+              "quzo: 5 messages: 3 unchanged, 1 modified, 1 consumed, 0 deferred, 0 failed\n"
+              "quzo: 6 other files passed over\n");
     const Files expected = {{"a/deep/a.eml", taggedMail()},
                             {"b.eml", mail("x@c.example")},
                             {"Maildir/cur/1:2,S", mail("x@c.example")},
                             {"Maildir/new/2", mail("x@c.example")}};
     EXPECT_EQ(dir_.files("out/new"), expected);
+}
+
+// What the name or the place says is mail is taken for it, and what stands before a header is kept.
+TEST_F(Apply, TakesNamesAndPlacesForMail) {
+    const std::string two = "From a@x Mon Jan  1 00:00:00 2001\n" + mail("x@c.example") +
+                            "\nFrom b@x Mon Jan  1 00:00:00 2001\n" + mail("x@c.example");
+    const Files before = {{"mark.eml", "\xEF\xBB\xBF"},
+                          {"BLANK.EML", "\n\n"},
+                          {"quoted.eml", ">From x\n"},
+                          {"all.msg", "\xEF\xBB\xBF\n>From x\n"},
+                          {"Md/cur/1:2,S", "\n"}};
+    for (const auto& [name, start] : before) {
+        dir_.write("in/" + name, start + mail("x@b.example"));
+    }
+    dir_.write("in/Md/new/2", two);
+    dir_.write("in/Md/cur/.state", "1");
+    dir_.write("in/readme", "mail\n");
+
+    const ProgramRun run = apply({"-o", "out", "in"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.err, "quzo: 2 other files passed over: -v names them\n");
+    Files expected = {{"Md/new/2", two}};
+    for (const auto& [name, start] : before) {
+        expected[name] = start + taggedMail();
+    }
+    EXPECT_EQ(dir_.files("out"), expected);
+
+    EXPECT_EQ(apply({"-o", "part", "in/Md/new"}).exitCode, 0);
+    EXPECT_EQ(dir_.files("part"), (Files{{"2", two}}));
+    dir_.write("in/Md/new/3", "PK\x03\x04 no header\n");
+    EXPECT_EQ(apply({"-o", "out", "in"}).exitCode,
+              65); // nothing that is mail by its place is left out in silence
+}
+
+TEST_F(Apply, GivesOutputsTheModeOfTheirInputs) {
+    for (const auto& [name, mode] :
+         std::map<std::string, unsigned>{{"in/a.eml", 0600}, {"in/b.mbox", 0664}}) {
+        dir_.write(name,
+                   (name == "in/a.eml" ? "" : "From a@x Mon Jan  1 00:00:00 2001\n") + mail("x@c.example"));
+        fs::permissions(dir_.path(name), fs::perms(mode));
+    }
+    EXPECT_EQ(apply({"-o", "out", "in"}).exitCode, 0);
+    EXPECT_EQ(fs::status(dir_.path("out/a.eml")).permissions(), fs::perms(0600));
+    EXPECT_EQ(fs::status(dir_.path("out/b.mbox/000001.eml")).permissions(), fs::perms(0664));
 }
 
 TEST_F(Apply, PutsSeveralPathsBelowTheirLastComponent) {
@@ -203,8 +254,9 @@ TEST_F(Apply, KeepsToTheSizeLimit) {
             EXPECT_EQ(bytes.size(), name.find('1') != std::string::npos ? large.size() : large.size() - 197);
         }
         EXPECT_EQ(names, each.written);
-        EXPECT_EQ(run.err.find("quzo: in/1.eml: is larger than the limit of 150 bytes: ") == 0,
-                  each.exitCode != 0);
+        EXPECT_EQ(
+            run.err.find("quzo: in/1.eml: is larger than the limit of 150 bytes (limit_message): ") == 0,
+            each.exitCode != 0);
     }
     EXPECT_EQ(apply({"-c", "q.ini", "-o", "x", "nowhere", "in"}).exitCode, 66);
     dir_.write("q.ini", "[platform]\nlimit_message = 150\n");

@@ -127,6 +127,32 @@ TEST(Check, FaultsAreVisibleAndHoldNoPassword) {
                 StartsWith("quzo: \\xE2\\x80\\xAE.toml: "));
 }
 
+// Looking makes nothing: neither the store nor the log, and a store that is not there has no objects.
+TEST(Check, AndDryRunsMakeNothing) {
+    const TemporaryDirectory dir;
+    dir.write("q.ini", "[platform]\nstore = sqlite3://" + dir.path("store.db") + "\nlog = " +
+                           dir.path("quzo.log") + "\nlog_level = 3\nspool = " + dir.path("spool") + "\n");
+    const std::string rule = "[[rule]]\nid = 1\nname = \"x\"\nwhen = { always = true }\nactions = [";
+    dir.write("p.toml", rule + "{ type = \"delete\" }]\n");
+    dir.write("objects.toml", rule + "{ type = \"quarantine\", object = \"held\" }]\n");
+    dir.write("m.eml", "Subject: x\n\nbody\n");
+    const auto before = dir.files("");
+    EXPECT_EQ(dir.quzo({"check", "-c", "q.ini", "-p", "p.toml"}).exitCode, 0);
+    EXPECT_EQ(dir.quzo({"apply", "--dry-run", "-c", "q.ini", "-p", "p.toml", "m.eml"}).exitCode, 0);
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"check"}, std::vector<std::string>{"apply", "--diff", "m.eml"}}) {
+        std::vector<std::string> words = command;
+        words.insert(words.begin() + 1, {"-c", "q.ini", "-p", "objects.toml"});
+        const ProgramRun run = dir.quzo(words);
+        EXPECT_EQ(run.exitCode, 78);
+        EXPECT_THAT(run.err, HasSubstr("there is no quarantine object 'held'"));
+    }
+    EXPECT_EQ(dir.files(""), before);
+    dir.write("store.db", ""); // made, and never used
+    EXPECT_EQ(dir.quzo({"check", "-c", "q.ini", "-p", "objects.toml"}).exitCode, 78);
+    EXPECT_EQ(readFile(dir.path("store.db")), "");
+}
+
 TEST(Program, SaysItsVersionAndHelp) {
     const TemporaryDirectory dir;
     const ProgramRun version = dir.quzo({"version"});
@@ -148,7 +174,11 @@ TEST(Program, SaysItsVersionAndHelp) {
         EXPECT_THAT(help.out, HasSubstr("--help"));
         EXPECT_THAT(help.err, IsEmpty());
     }
-    EXPECT_THAT(dir.quzo({"apply", "--help"}).out, HasSubstr("--dry-run"));
+    const std::string help = dir.quzo({"apply", "--help"}).out;
+    EXPECT_THAT(help, HasSubstr("--dry-run"));
+    EXPECT_EQ(dir.quzo({"help", "apply"}).out, help);
+    EXPECT_EQ(dir.quzo({"help"}).out, dir.quzo({"--help"}).out);
+    EXPECT_EQ(dir.quzo({"--version"}).out, version.out);
 }
 
 } // namespace

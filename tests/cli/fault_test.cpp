@@ -6,12 +6,18 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdint>
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "host/cli/interrupt.h"
 #include "host/cli/temporary_files.h"
 #include "tests/cli/program.h"
+#include "tests/places.h"
 
 namespace quzo::test {
 namespace {
@@ -51,6 +57,7 @@ TEST_P(Fault, IsSaidAndLeavesNothingBehind) {
               "[[rule]]\nid = 1\nname = \"x\"\nwhen = { sendr = \"*\" }\n"
               "actions = [{ type = \"explode\" }]\n");
     dir.write("torn.toml", "[[rule]\n");
+    dir.write("packed.eml", std::string("\x1f\x8b\x08\0packed\nmore\n", 16));
     dir.write("bad.ini", "[general]\nqueue_quarantine = /q\n[general\n");
     const auto before = dir.files("");
 
@@ -78,7 +85,19 @@ std::vector<Case> cases() {
     };
     return {
         {"no_command", {}, 64, "see quzo --help"},
-        {"unknown_command", {"aply"}, 64, "aply"},
+        {"unknown_command",
+         {"aply", "-p", "p.toml"},
+         64,
+         "quzo: there is no command 'aply': did you mean 'apply'?"},
+        {"unknown_command_below",
+         {"queue", "liste", "quarantine"},
+         64,
+         "quzo: queue: there is no command 'liste': did you mean 'list'?"},
+        {"help_on_nothing", {"help", "object", "ad"}, 64, "quzo: object: there is no command 'ad': "},
+        {"no_command_below", {"queue"}, 64, "see quzo queue --help"},
+        {"empty_input", apply({"-"}), 65, "quzo: -: is empty: there is no message in it"},
+        {"packed_input", apply({"packed.eml"}), 65,
+         "quzo: packed.eml: is no mail: nothing in it looks like a header field: give the message itself"},
         {"unknown_option", apply({"--frm", "in"}), 64, "quzo: apply: "},
         {"not_in_this_build", {"milter", "--socket", "x"}, 64, "quzo: milter: is not in this build"},
         {"no_policy", {"apply", "in/a.eml"}, 64, "quzo: apply: there is no policy: name one with -p FILE"},
@@ -165,6 +184,56 @@ TEST(Fault, FileSizeLimitLosesOnlyTheLargeMessage) {
     EXPECT_THAT(dir.files("out"), testing::ElementsAre(testing::Pair("small.eml", HasSubstr("[T] one"))));
 }
 
+// One message that memory cannot hold is its own failure, in a file of its own and in a mailbox.
+TEST(Fault, AMessageThatMemoryCannotHoldStaysAndTheOthersGoOn) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer needs all of the address space";
+#endif
+    const TemporaryDirectory dir;
+    constexpr std::uintmax_t kLarge = 400U << 20U;
+    const std::string separator = "From a@x Mon Jan  1 00:00:00 2001\n";
+    dir.write("p.toml", kPolicy);
+    dir.write("in/large.eml", kMail);
+    dir.write("in/large.mbox", separator + std::string(kMail));
+    for (const char* name : {"in/large.eml", "in/large.mbox"}) {
+        fs::resize_file(dir.path(name), kLarge); // a hole
+    }
+    std::ofstream(dir.path("in/large.mbox"), std::ios::app) << "\n\n" << separator << kMail;
+    dir.write("in/small.eml", kMail);
+    const ProgramRun run =
+        dir.quzo({"apply", "-p", "p.toml", "--json", "-o", "out", "in"}, {.maxMemory = 300U << 20U});
+    EXPECT_EQ(run.exitCode, 75);
+    for (const char* name : {"in/large.eml", "in/large.mbox/000001.eml"}) {
+        EXPECT_THAT(run.err,
+                    HasSubstr("quzo: " + std::string(name) + ": there is not enough memory for it: "));
+        EXPECT_THAT(run.out, HasSubstr("{\"file\":\"" + std::string(name) +
+                                       "\",\"id\":null,\"outcome\":\"deferred\""));
+    }
+    EXPECT_THAT(dir.files("out"),
+                testing::ElementsAre(testing::Pair("large.mbox/000002.eml", HasSubstr("[T] one")),
+                                     testing::Pair("small.eml", HasSubstr("[T] one"))));
+}
+
+TEST(Fault, AFolderThatIsMountedTwiceIsOneFolder) {
+    const TemporaryDirectory dir;
+    dir.write("p.toml", kPolicy);
+    dir.write("in/a.eml", kMail);
+    dir.write("in/below/a.eml", kMail);
+    for (const auto& [mounted, says] : {std::pair("in", "lies in the input folder in"),
+                                        std::pair("in/below", "is a folder of the input")}) {
+        fs::create_directories(dir.path("again"));
+        if (::mount(dir.path(mounted).c_str(), dir.path("again").c_str(), nullptr, MS_BIND, nullptr) != 0) {
+            GTEST_SKIP() << "no folder can be mounted twice here";
+        }
+        const ProgramRun run = dir.quzo({"apply", "-p", "p.toml", "-o", "again", "in"});
+        ::umount(dir.path("again").c_str());
+        EXPECT_EQ(run.exitCode, 64);
+        EXPECT_THAT(run.err, HasSubstr(std::string("quzo: again: ") + says));
+        EXPECT_EQ(readFile(dir.path("in/a.eml")), kMail);
+        EXPECT_EQ(readFile(dir.path("in/below/a.eml")), kMail);
+    }
+}
+
 TEST(Fault, FullDiskStopsTheRun) {
     const TemporaryDirectory dir;
     fs::create_directory(dir.path("out"));
@@ -190,7 +259,8 @@ TEST(Fault, FullDiskStopsTheRun) {
     }
 }
 
-TEST(Fault, InterruptLeavesNoTemporaryFile) {
+// The first signal lets the work come to its end, the second does not wait for it.
+TEST(Fault, TheSecondInterruptEndsAtOnceAndLeavesNoTemporaryFile) {
     const TemporaryDirectory dir;
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         const std::string path = dir.path("half.tmp");
@@ -199,6 +269,9 @@ TEST(Fault, InterruptLeavesNoTemporaryFile) {
             const host::InterruptWatch watch;
             const host::FileDescriptor file = host::createTemporary(path);
             ::kill(::getpid(), file ? number : SIGKILL);
+            char none = 0;
+            const bool woken = host::readSome(watch.wakeUp(), &none, 0, watch.wakeUp()) < 0;
+            ::kill(::getpid(), woken && watch.signal() == number ? number : SIGKILL);
             ::pause();
             ::_exit(0);
         }
@@ -207,6 +280,43 @@ TEST(Fault, InterruptLeavesNoTemporaryFile) {
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == number);
         EXPECT_FALSE(fs::exists(path));
     }
+}
+
+// Interrupted while it waits for a message: what was done is told, whole, and the process ends by the signal.
+TEST(Fault, AnInterruptedRunTellsWhatItDid) {
+    const TemporaryDirectory dir;
+    dir.write("p.toml", kPolicy);
+    dir.write("in/a.eml", kMail);
+    dir.write("in/b.eml", kMail);
+    const std::string program = tests::binaryDir() + std::string("/bin/quzo");
+    int input[2] = {};
+    ASSERT_EQ(::pipe(input), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const bool ready = ::chdir(dir.path().c_str()) == 0 && ::dup2(input[0], STDIN_FILENO) >= 0 &&
+                           std::freopen("out.json", "w", stdout) != nullptr &&
+                           std::freopen("err", "w", stderr) != nullptr;
+        if (ready) {
+            ::execl(program.c_str(), "quzo", "apply", "-p", "p.toml", "--json", "-o", "out", "in", "-",
+                    nullptr);
+        }
+        ::_exit(127);
+    }
+    int status = 0;
+    while (!fs::exists(dir.path("out/in/b.eml")) && ::waitpid(child, &status, WNOHANG) == 0) {
+        ::usleep(1000);
+    }
+    ::kill(child, SIGTERM);
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ::close(input[0]);
+    ::close(input[1]);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+    EXPECT_THAT(readFile(dir.path("out.json")),
+                MatchesRegex("[^\n]*in/a.eml[^\n]*modified[^\n]*\n[^\n]*in/b.eml[^\n]*modified[^\n]*\n"));
+    EXPECT_EQ(
+        readFile(dir.path("err")),
+        "quzo: interrupted (SIGTERM) after 2 messages: 0 unchanged, 2 modified, 0 consumed, 0 deferred, "
+        "0 failed: the others have not been touched\n");
 }
 
 } // namespace

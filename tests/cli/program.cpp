@@ -99,6 +99,10 @@ ProgramRun TemporaryDirectory::quzo(const std::vector<std::string>& arguments,
             const rlimit limit{surroundings.maxFileBytes, surroundings.maxFileBytes};
             ::setrlimit(RLIMIT_FSIZE, &limit);
         }
+        if (surroundings.maxMemory != 0) {
+            const rlimit limit{surroundings.maxMemory, surroundings.maxMemory};
+            ::setrlimit(RLIMIT_AS, &limit);
+        }
         ::execv(argv[0], argv.data());
         ::_exit(127);
     }

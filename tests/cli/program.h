@@ -22,6 +22,7 @@ struct Surroundings {
     bool closeOutput = false;       // standard output is closed
     bool brokenPipe = false;        // standard output is a pipe that nobody reads
     unsigned long maxFileBytes = 0; // limit on the size of files; 0: none
+    unsigned long maxMemory = 0;    // limit on the address space in bytes; 0: none
 };
 
 // A directory that goes away with the object.
@@ -46,6 +47,9 @@ public:
 private:
     std::filesystem::path root_;
 };
+
+// The program's file.
+const char* quzoProgram();
 
 std::string readFile(const std::filesystem::path& path);
 

@@ -123,6 +123,14 @@ TEST_F(Quarantine, ReaddressAndBlindCopiesChangeTheEnvelopeOnly) {
     ProgramRun run = installation_.apply({"--json", "-o", "out", "m.eml"});
     EXPECT_EQ(applied(run)["envelope"]["to"], (nlohmann::json{"b@b.example", "copy@c.example"}));
     EXPECT_EQ(installation_.dir().files("out").at("m.eml"), kMail);
+    EXPECT_THAT(run.err, IsEmpty());
+    // Without JSON nothing but a line can say so; a dry run reports it.
+    const std::string said =
+        "quzo: m.eml: its envelope was changed and is not in the message, from <a@a.example> to "
+        "<b@b.example>, <copy@c.example>: ";
+    EXPECT_THAT(installation_.apply({"m.eml"}).err, HasSubstr(said));
+    EXPECT_THAT(installation_.apply({"-o", "out", "m.eml"}).err, HasSubstr(said));
+    EXPECT_THAT(installation_.apply({"--dry-run", "m.eml"}).err, IsEmpty());
 
     installation_.rule(R"({ type = "bcc", to = ["copy@c.example"] },
                           { type = "readdress", to = ["new@d.example"] })");
@@ -162,6 +170,18 @@ TEST_F(Quarantine, AMessageThatCannotBeArchivedStays) {
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(run.out, kMail);
     EXPECT_THAT(run.err, HasSubstr("action archive failed"));
+}
+
+TEST_F(Quarantine, MarksThatNothingShowsAreSaid) {
+    installation_.rule(R"({ type = "encrypt" })");
+    EXPECT_THAT(
+        installation_.apply({"m.eml"}).err,
+        HasSubstr("quzo: m.eml: is marked encrypt and nothing shows it: set mark_header in [defaults]"));
+    EXPECT_THAT(installation_.apply({"--json", "m.eml"}).err, IsEmpty());
+    installation_.policy(
+        "[defaults]\nmark_header = \"X-Marks\"\n[[rule]]\nid = 1\nname = \"E\"\n"
+        "when = { always = true }\nactions = [{ type = \"encrypt\" }]\n");
+    EXPECT_THAT(installation_.apply({"m.eml"}).err, IsEmpty());
 }
 
 TEST_F(Quarantine, ForgedMarksSkipNoRuleAndAreNotKept) {
