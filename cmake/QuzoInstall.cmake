@@ -24,6 +24,7 @@ install(EXPORT quzo_targets FILE quzo-targets.cmake NAMESPACE quzo:: DESTINATION
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/quzo ${PROJECT_SOURCE_DIR}/platform DESTINATION ${quzo_include_dir}
   FILES_MATCHING PATTERN "*.h"
   PATTERN "gmime_*.h" EXCLUDE
+  PATTERN "postgres_library.h" EXCLUDE
   PATTERN "locale" EXCLUDE)
 
 # Before version 1.0 any minor version may change the interface.

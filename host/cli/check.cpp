@@ -42,7 +42,7 @@ int runCheck(const CheckOptions& options, Console& console) {
             {kExitUsage, "check", "there is nothing to check", "give -c FILE, -p FILE or both"});
     }
     Session session;
-    if (!session.start(options.iniFile, options.policyFile, console.err, Session::Purpose::Look)) {
+    if (!session.start(options.iniFile, options.policyFile, console.err, Session::Purpose::Check)) {
         return session.exitCode();
     }
     std::string text = "ok: ";

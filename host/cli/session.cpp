@@ -168,6 +168,9 @@ void Session::readPolicy(const std::string& iniFile, const std::string& policyFi
                                              readObjects();
                                              return objects_.get();
                                          }));
+    if (purpose_ == Purpose::Check && objects_ == nullptr && !storeFault_) {
+        readObjects();
+    }
     if (storeFault_) {
         // Without its objects a policy shows faults that are none.
         const bool later = storeFault_->remedy() == platform::StoreRemedy::TryAgain;

@@ -24,13 +24,14 @@ class Session {
 public:
     enum class Purpose : std::uint8_t {
         Work,
-        Look // nothing is made: neither the log nor the store, and a store that is not there has no objects
+        Look,  // nothing is made: neither the log nor the store, and a store that is not there has no objects
+        Check, // the same, and the store is opened also when no rule needs it
     };
 
     // Reads the settings, starts the library and loads the policy; each file name may be empty, for the
-    // built-in settings and for no policy. The store is opened only when the policy refers to a named object.
-    // Every fault and warning is said, each on a line of its own. False when one of them is an error; then
-    // nothing may be done with messages. exitCode() is then what the program should end with.
+    // built-in settings and for no policy. The store is opened when the policy refers to a named object, or
+    // for a check. Every fault and warning is said, each on a line of its own. False when one of them is an
+    // error; then nothing may be done with messages. exitCode() is then what the program should end with.
     bool start(const std::string& iniFile, const std::string& policyFile, ErrorOutput& err,
                Purpose purpose = Purpose::Work);
 

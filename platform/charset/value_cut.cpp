@@ -64,7 +64,12 @@ bool haveSameCharset(const FoundWord& a, const FoundWord& b) {
 }
 
 Words findWords(std::string_view value) {
+    std::size_t atMost = 0;
+    for (std::size_t at = value.find("=?"); at != std::string_view::npos; at = value.find("=?", at + 2)) {
+        ++atMost;
+    }
     Words words;
+    words.reserve(atMost); // a header of words alone must not cost a multiple of itself
     CharsetFinder charsets;
     for (std::size_t at = value.find("=?"); at != std::string_view::npos;) {
         FoundWord found;

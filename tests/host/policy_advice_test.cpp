@@ -20,7 +20,7 @@ using testing::StartsWith;
 
 std::vector<std::string> adviceOnActions(const std::string& defaults, const std::string& actions) {
     const auto policy =
-        policyOf(defaults + "[[rule]]\nid = 1\nwhen = { always = true }\nactions = [{ type = 'delete' }]\n" +
+        policyOf(defaults + "[[rule]]\nid = 1\nwhen = { signed = true }\nactions = [{ type = 'delete' }]\n" +
                  "[[rule]]\nid = 7\nwhen = { always = true }\nactions = [\n" + actions + "]\n");
     std::vector<std::string> lines;
     for (const Finding& finding : adviceOn(*policy)) {
