@@ -131,8 +131,8 @@ protected:
         return installation_.dir().path("in/" + std::to_string(number) + ".eml");
     }
 
-    // Files that belong to no entry, once all entries have been taken; not the one that says when the queue was
-    // tidied up. `age`: all look two hours old from then on.
+    // Files that belong to no entry, once all entries have been taken; not the one that says when the queue
+    // was tidied up. `age`: all look two hours old from then on.
     std::size_t leftBehind(bool age) {
         std::size_t count = 0;
         for (const auto& entry : fs::recursive_directory_iterator(installation_.spool() + "/quarantine")) {
