@@ -123,7 +123,7 @@ std::map<std::string, std::string> Disk::files(bool directories) const {
         const auto [node, path] = left.back();
         left.pop_back();
         for (const auto& [name, target] : nodes[node].names) {
-            const std::string inner = path + "/" + name;
+            const std::string inner = std::string(path).append("/").append(name);
             if (nodes[target].directory) {
                 left.emplace_back(target, inner);
                 if (directories) {
