@@ -8,6 +8,8 @@
 #include "host/cli/exit_code.h"
 #include "host/cli/session.h"
 #include "host/policy/policy_advice.h"
+#include "platform/store/connection_target.h"
+#include "platform/store/store_fault.h"
 
 namespace quzo::host {
 namespace {
@@ -34,6 +36,20 @@ std::size_t advise(const CheckOptions& options, const Policy& policy, Console& c
     return findings.size();
 }
 
+// Without a policy nobody has opened the store; a connection string that cannot be read is a fault all the
+// same.
+MaybeFault connectionFault(const CheckOptions& options, const Session& session) {
+    const std::string store = session.settings().platform().store;
+    try {
+        if (!store.empty()) {
+            platform::parseConnection(store);
+        }
+        return std::nullopt;
+    } catch (const platform::StoreFailure& failure) {
+        return Fault{kExitConfiguration, options.iniFile + ": store", failure.fault().text, {}};
+    }
+}
+
 } // namespace
 
 int runCheck(const CheckOptions& options, Console& console) {
@@ -44,6 +60,9 @@ int runCheck(const CheckOptions& options, Console& console) {
     Session session;
     if (!session.start(options.iniFile, options.policyFile, console.err, Session::Purpose::Check)) {
         return session.exitCode();
+    }
+    if (const MaybeFault fault = connectionFault(options, session)) {
+        return console.err.say(*fault);
     }
     std::string text = "ok: ";
     std::size_t warnings = session.warnings();

@@ -44,6 +44,9 @@ TEST(PolicyAdvice, QueuesThatNobodyEmpties) {
     EXPECT_THAT(adviceOnActions("", action + action),
                 ElementsAre(AllOf(StartsWith("p:9: rule 7: actions[0]: readdress fills the scan queue: "),
                                   HasSubstr(waitingNote(platform::QueueKind::Scan)))));
+    // With the doubts about the text, in the order of lines.
+    EXPECT_THAT(adviceOnActions("", "{ type = 'tag-subject', tag = '%FILENAM%' },\n" + action),
+                ElementsAre(StartsWith("p:9: rule 7: actions[0].tag: "), StartsWith("p:10: ")));
     EXPECT_THAT(adviceOnActions("", "{ type = 'bcc', to = ['a@a.example'] },"), IsEmpty());
     for (const platform::QueueKind people :
          {platform::QueueKind::Quarantine, platform::QueueKind::Archive, platform::QueueKind::Failed}) {
