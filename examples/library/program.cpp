@@ -9,7 +9,7 @@
 #include "platform/message/mail_message.h"
 #include "platform/mta/file_adapter.h"
 #include "platform/store/stored_named_objects.h"
-#include "quzo/actions/act_insert_xheader_tag.h"
+#include "quzo/core/create_action.h"
 #include "quzo/core/init_action_lib.h"
 #include "quzo/core/version.h"
 
@@ -22,15 +22,15 @@ int main() {
     }
 
     const std::string setting = "X-Scanned:yes"; // what `quzo action encode x-header` prints
-    quzo::ActInsertXHeaderTag action;
+    const auto action = quzo::createAction(quzo::QuzoAction::ActionType::InsertXHeaderTag);
     const auto message =
         quzo::platform::MailMessage::parse("Subject: hello\n\nbody\n", settings.platform().limits);
     bool consumed = false;
     quzo::TokenMap<quzo::ScanToken> tokens;
     quzo::platform::FileAdapter adapter; // without queues
     const quzo::platform::StoredNamedObjects none;
-    if (!action.construct(setting.data(), static_cast<unsigned>(setting.size())) ||
-        !action.takeAction(message.get(), nullptr, consumed, tokens, adapter, none) || consumed) {
+    if (action == nullptr || !action->construct(setting.data(), static_cast<unsigned>(setting.size())) ||
+        !action->takeAction(message.get(), nullptr, consumed, tokens, adapter, none) || consumed) {
         return 1;
     }
     message->write([](std::string_view piece) { return static_cast<bool>(std::cout << piece); });
