@@ -37,7 +37,14 @@ UnreadableWords wordsToLeave(const CharText& text, std::string& plain) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         plain += text.plain(i);
     }
-    return unreadableWords(plain);
+    UnreadableWords words = unreadableWords(plain);
+    // What holds more than printable ASCII cannot stand in a field as it is.
+    const auto holdsOther = [&plain](const UnreadableWord& word) {
+        return std::string_view(plain).substr(word.begin, word.end - word.begin).find('\0') !=
+               std::string_view::npos;
+    };
+    words.erase(std::remove_if(words.begin(), words.end(), holdsOther), words.end());
+    return words;
 }
 
 // Cuts the text at blanks outside of the words to leave.

@@ -15,11 +15,13 @@ namespace quzo::platform {
 
 namespace {
 
+// Small, since a header can be made of words alone; what the word holds is read again where it is needed.
 struct FoundWord {
-    EncodedWord word;
     std::size_t begin = 0;
-    std::shared_ptr<Charset> charset; // null: unknown
-    bool nextToLast = false; // nothing but blanks, and no other charset, between it and the word before
+    std::size_t end = 0;
+    bool known = false;       // its charset
+    bool orderByMark = false; // its charset tells the order of bytes by a mark
+    bool nextToLast = false;  // nothing but blanks, and no other charset, between it and the word before
     bool readable = false;
     bool joined = false; // reads together with the word before it
 };
@@ -56,46 +58,58 @@ std::string lowerCase(std::string_view text) {
     return out;
 }
 
-bool haveSameCharset(const FoundWord& a, const FoundWord& b) {
+EncodedWord wordAt(std::string_view value, const FoundWord& found) {
+    EncodedWord word;
+    readEncodedWord(value, found.begin, word);
+    return word;
+}
+
+// The charset of a word, and how it spells it.
+struct NamedCharset {
+    std::string_view name;
+    std::shared_ptr<Charset> charset; // null: unknown
+};
+
+bool isSame(const NamedCharset& a, const NamedCharset& b) {
     if (a.charset == nullptr || b.charset == nullptr) {
-        return a.charset == b.charset && lowerCase(a.word.charset) == lowerCase(b.word.charset);
+        return a.charset == b.charset && lowerCase(a.name) == lowerCase(b.name);
     }
     return a.charset == b.charset || isSameCharset(*a.charset, *b.charset);
 }
 
 Words findWords(std::string_view value) {
-    std::size_t atMost = 0;
-    for (std::size_t at = value.find("=?"); at != std::string_view::npos; at = value.find("=?", at + 2)) {
-        ++atMost;
-    }
     Words words;
-    words.reserve(atMost); // a header of words alone must not cost a multiple of itself
     CharsetFinder charsets;
+    NamedCharset last;
     for (std::size_t at = value.find("=?"); at != std::string_view::npos;) {
-        FoundWord found;
-        if (!readEncodedWord(value, at, found.word)) {
+        EncodedWord word;
+        if (!readEncodedWord(value, at, word)) {
             at = value.find("=?", at + 1);
             continue;
         }
+        FoundWord found;
         found.begin = at;
-        found.charset = charsets.find(found.word.charset);
+        found.end = word.end;
+        NamedCharset named{word.charset, charsets.find(word.charset)};
+        found.known = named.charset != nullptr;
+        found.orderByMark = found.known && named.charset->orderByMark;
         if (!words.empty()) {
-            const std::size_t lastEnd = words.back().word.end;
-            found.nextToLast =
-                onlyBlanks(value.substr(lastEnd, at - lastEnd)) && haveSameCharset(words.back(), found);
+            const std::size_t lastEnd = words.back().end;
+            found.nextToLast = onlyBlanks(value.substr(lastEnd, at - lastEnd)) && isSame(last, named);
         }
-        at = value.find("=?", found.word.end);
-        words.push_back(std::move(found));
+        last = std::move(named);
+        words.push_back(found);
+        at = value.find("=?", word.end);
     }
     return words;
 }
 
-bool canRead(const Words& words, std::size_t first, std::size_t last) {
+bool canRead(std::string_view value, const Words& words, std::size_t first, std::size_t last) {
     std::string bytes;
     for (std::size_t i = first; i < last; ++i) {
-        appendWordBytes(words[i].word, bytes);
+        appendWordBytes(wordAt(value, words[i]), bytes);
     }
-    return isReadable(bytes, std::string(words[first].word.charset));
+    return isReadable(bytes, std::string(wordAt(value, words[first]).charset));
 }
 
 void markReadable(Words& words, std::size_t first, std::size_t last) {
@@ -106,13 +120,12 @@ void markReadable(Words& words, std::size_t first, std::size_t last) {
 }
 
 // Judges neighbours of one charset.
-void judgeGroup(Words& words, std::size_t first, std::size_t last) {
-    const Charset* charset = words[first].charset.get();
-    if (charset == nullptr) {
+void judgeGroup(std::string_view value, Words& words, std::size_t first, std::size_t last) {
+    if (!words[first].known) {
         return;
     }
-    const bool joins = !charset->orderByMark; // a mark in the middle of a text would be a character
-    if ((joins || last - first == 1) && canRead(words, first, last)) {
+    const bool joins = !words[first].orderByMark; // a mark in the middle of a text would be a character
+    if ((joins || last - first == 1) && canRead(value, words, first, last)) {
         markReadable(words, first, last);
         return;
     }
@@ -120,14 +133,14 @@ void judgeGroup(Words& words, std::size_t first, std::size_t last) {
         return;
     }
     for (std::size_t i = first; i < last; ++i) {
-        words[i].readable = canRead(words, i, i + 1);
+        words[i].readable = canRead(value, words, i, i + 1);
     }
     for (std::size_t i = first; joins && i < last; ++i) {
         const std::size_t begin = i;
         while (i < last && !words[i].readable) {
             ++i;
         }
-        if (i - begin > 1 && canRead(words, begin, i)) {
+        if (i - begin > 1 && canRead(value, words, begin, i)) {
             markReadable(words, begin, i);
         }
     }
@@ -135,27 +148,26 @@ void judgeGroup(Words& words, std::size_t first, std::size_t last) {
 
 // Calls `take` with the first word of each group of neighbours and the one behind the last.
 template <typename Take>
-void eachGroup(Words& words, Take&& take) {
+void eachGroup(std::string_view value, Words& words, Take&& take) {
     for (std::size_t first = 0; first < words.size();) {
         std::size_t last = first + 1;
         while (last < words.size() && words[last].nextToLast) {
             ++last;
         }
-        take(words, first, last);
+        take(value, words, first, last);
         first = last;
     }
 }
 
 Words judgedWords(std::string_view value) {
     Words words = findWords(value);
-    eachGroup(words, judgeGroup);
+    eachGroup(value, words, judgeGroup);
     return words;
 }
 
-void wantAll(Words& words, std::size_t first, std::size_t last) {
-    const Charset* charset = words[first].charset.get();
+void wantAll(std::string_view /*value*/, Words& words, std::size_t first, std::size_t last) {
     markReadable(words, first, last);
-    for (std::size_t i = first; charset != nullptr && charset->orderByMark && i < last; ++i) {
+    for (std::size_t i = first; words[first].orderByMark && i < last; ++i) {
         words[i].joined = false;
     }
 }
@@ -178,22 +190,23 @@ std::string unfolded(std::string_view rawValue) {
 
 std::vector<ValuePiece> cutValue(std::string_view value, CutWords wanted) {
     Words words = findWords(value);
-    eachGroup(words, wanted == CutWords::All ? wantAll : judgeGroup);
+    eachGroup(value, words, wanted == CutWords::All ? wantAll : judgeGroup);
     std::vector<ValuePiece> pieces;
     std::size_t textBegin = 0;
     for (const FoundWord& found : words) {
         if (!found.readable) {
             continue;
         }
+        const EncodedWord word = wordAt(value, found);
         const std::string_view text = value.substr(textBegin, found.begin - textBegin);
         if (!text.empty() && (pieces.empty() || !onlyBlanks(text))) {
             pieces.push_back({{}, std::string(text)});
         }
         if (!found.joined) {
-            pieces.push_back({lowerCase(found.word.charset), {}});
+            pieces.push_back({lowerCase(word.charset), {}});
         }
-        appendWordBytes(found.word, pieces.back().bytes);
-        textBegin = found.word.end;
+        appendWordBytes(word, pieces.back().bytes);
+        textBegin = found.end;
     }
     if (!pieces.empty() && textBegin < value.size()) {
         pieces.push_back({{}, std::string(value.substr(textBegin))});
@@ -205,7 +218,7 @@ std::vector<UnreadableWord> unreadableWords(std::string_view value) {
     std::vector<UnreadableWord> unreadable;
     for (const FoundWord& found : judgedWords(value)) {
         if (!found.readable) {
-            unreadable.push_back({found.begin, found.word.end, found.word.charset});
+            unreadable.push_back({found.begin, found.end});
         }
     }
     return unreadable;

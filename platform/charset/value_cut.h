@@ -36,7 +36,6 @@ std::vector<ValuePiece> cutValue(std::string_view value, CutWords wanted);
 struct UnreadableWord {
     std::size_t begin = 0;
     std::size_t end = 0;
-    std::string_view charset;
 };
 
 // All of the value, in order.

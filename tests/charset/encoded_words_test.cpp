@@ -284,6 +284,7 @@ TEST(EncodeWords, WritesNoMoreThanItHasTo) {
         {"utf-8", "[t] =?utf-8?B?Y2Fm6Q==?=", "[t] =?utf-8?B?Y2Fm6Q==?="},
         {"gb2312", "\xD6\xD0 =?gb2312?q?=D6?="s, "=?gb2312?B?1tA=?= =?gb2312?q?=D6?="},
         {"gb2312", "=?gb2312?q?=D6?= a\xD6\xD0"s, "=?gb2312?B?PT9nYjIzMTI/cT89RDY/PSBh1tA=?="},
+        {"utf-8", "a =?x-u?q?b\0c?= d"s, "a =?utf-8?B?PT94LXU/cT9iAGM/PQ==?= d"},
         {"utf-8", "a\x1B[31m\x7F b", "=?utf-8?B?YRtbMzFtfw==?= b"},
     };
     for (const auto& c : cases) {

@@ -9,7 +9,7 @@ largest message:
 
   - the exit code is that of a handled message (0) or of a refused one (75, deferred), never a crash;
   - a handled message differs from the one received in the edited fields only;
-  - the peak of memory is at most twice the message plus 48 MiB;
+  - the peak of memory is at most twice the message plus 32 MiB;
 
 and with smaller ones, where there is valgrind:
 
@@ -47,7 +47,7 @@ actions = [
 RAISED = "[platform]\nlimit_recipients = 0\nlimit_nesting = 20000\nlimit_parts = 300000\nlimit_header = 200M\nlimit_fields = 0\n"
 HEAD = b"From: a@example.com\nTo: b@example.com\nSubject: s\n"
 GROWTH = 2.2
-MEMORY = 48 << 20
+MEMORY = 32 << 20
 ENOUGH = 2_000_000  # instructions that tell something
 SANITIZED = "-DSANITIZED" in sys.argv
 
