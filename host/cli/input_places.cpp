@@ -28,7 +28,10 @@ MaybeFault InputPlaces::check(const std::string& output, const std::vector<std::
         const std::string name = outputName(path);
         if (!names.insert(name).second) {
             return Fault{kExitUsage, path,
-                         "has the same output name as another input, " + output + "/" + name,
+                         std::string("has the same output name as another input, ")
+                             .append(output)
+                             .append("/")
+                             .append(name),
                          "apply them one by one with different output folders"};
         }
         if (MaybeFault fault = path == "-" ? std::nullopt : checkInput(output, path, inputPaths.size() > 1)) {
