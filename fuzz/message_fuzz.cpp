@@ -8,7 +8,7 @@
 #include "fuzz_input.h"
 #include "platform/charset/encoded_words.h"
 #include "platform/message/mail_message.h"
-#include "platform/message/structure.h"
+#include "platform/message/structure/structure.h"
 #include "quzo/actions/act_insert_xheader_tag.h"
 #include "quzo/actions/act_tag_subject.h"
 #include "quzo/core/adapter.h"

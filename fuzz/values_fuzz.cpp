@@ -8,10 +8,10 @@
 #include "platform/base/utf8.h"
 #include "platform/charset/converter.h"
 #include "platform/charset/encoded_words.h"
-#include "platform/message/address_list.h"
 #include "platform/message/mail_message.h"
-#include "platform/message/mailbox.h"
-#include "platform/message/readable_text.h"
+#include "platform/message/values/address_list.h"
+#include "platform/message/values/mailbox.h"
+#include "platform/message/values/readable_text.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::fuzz {

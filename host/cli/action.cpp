@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/cli/commands.h"
-#include "host/cli/exit_code.h"
+#include "host/cli/console/exit_code.h"
 #include "host/policy/action_codec.h"
 #include "host/policy/action_type.h"
 #include "platform/base/visible_text.h"

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "host/cli/commands.h"
-#include "host/cli/exit_code.h"
+#include "host/cli/console/exit_code.h"
 #include "host/cli/session.h"
 #include "host/policy/policy_advice.h"
 #include "platform/store/connection_target.h"

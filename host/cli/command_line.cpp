@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "host/cli/commands.h"
-#include "host/cli/exit_code.h"
-#include "host/cli/object_command_line.h"
-#include "host/cli/queue_command_line.h"
+#include "host/cli/console/exit_code.h"
+#include "host/cli/object/object_command_line.h"
+#include "host/cli/queue/queue_command_line.h"
 #include "host/policy/nearest.h"
 
 namespace quzo::host {

@@ -1,7 +1,7 @@
 // The command line of quzo.
 #pragma once
 
-#include "host/cli/console.h"
+#include "host/cli/console/console.h"
 
 namespace quzo::host {
 

@@ -2,10 +2,10 @@
 // the caller.
 #pragma once
 
-#include "host/cli/console.h"
-#include "host/cli/object_options.h"
+#include "host/cli/console/console.h"
+#include "host/cli/object/object_options.h"
 #include "host/cli/options.h"
-#include "host/cli/queue_options.h"
+#include "host/cli/queue/queue_options.h"
 
 namespace quzo::host {
 

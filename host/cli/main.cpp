@@ -7,8 +7,8 @@
 #include <exception>
 
 #include "host/cli/command_line.h"
-#include "host/cli/exit_code.h"
-#include "host/cli/interrupt.h"
+#include "host/cli/console/exit_code.h"
+#include "host/cli/console/interrupt.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "host/cli/commands.h"
-#include "host/cli/exit_code.h"
+#include "host/cli/console/exit_code.h"
 #include "quzo/tokens/action_utils.h"
 
 namespace quzo::host {

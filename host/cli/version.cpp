@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "host/cli/commands.h"
-#include "host/cli/exit_code.h"
+#include "host/cli/console/exit_code.h"
 #include "quzo/core/version.h"
 
 namespace quzo::host {

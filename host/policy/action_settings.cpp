@@ -7,9 +7,9 @@
 #include <cstdio>
 #include <limits>
 
+#include "platform/base/ascii.h"
 #include "platform/base/visible_text.h"
-#include "platform/message/ascii.h"
-#include "platform/message/mailbox.h"
+#include "platform/message/values/mailbox.h"
 #include "quzo/settings/action_n.h"
 #include "quzo/settings/ui_handoff.h"
 #include "quzo/settings/ui_insert_xheader_tag.h"

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/policy/glob.h"
-#include "platform/message/embedded_files.h"
+#include "platform/message/values/embedded_files.h"
 #include "quzo/core/token_map.h"
 
 namespace re2 {

@@ -10,8 +10,8 @@
 #include "host/policy/policy.h"
 #include "host/policy/size_text.h"
 #include "host/policy/token_name.h"
+#include "platform/base/ascii.h"
 #include "platform/base/visible_text.h"
-#include "platform/message/ascii.h"
 
 namespace quzo::host {
 namespace {

@@ -16,7 +16,7 @@
 #include "host/policy/policy_objects.h"
 #include "host/policy/toml_depth.h"
 #include "host/policy/toml_reading.h"
-#include "platform/message/ascii.h"
+#include "platform/base/ascii.h"
 
 namespace quzo::host {
 namespace {

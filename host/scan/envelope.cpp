@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "host/scan/received_header.h"
-#include "platform/message/ascii.h"
-#include "platform/message/mailbox.h"
+#include "platform/base/ascii.h"
+#include "platform/message/values/mailbox.h"
 
 namespace quzo::host {
 namespace {

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/message/limits.h"
 #include "platform/message/mail_message.h"
+#include "platform/message/structure/limits.h"
 
 namespace quzo::host {
 

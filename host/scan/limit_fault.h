@@ -2,8 +2,8 @@
 #pragma once
 
 #include "host/scan/scan_result.h"
-#include "platform/message/limits.h"
 #include "platform/message/mail_message.h"
+#include "platform/message/structure/limits.h"
 
 namespace quzo::host {
 

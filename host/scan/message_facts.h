@@ -10,8 +10,8 @@
 #include "host/policy/policy.h"
 #include "host/scan/received_header.h"
 #include "platform/message/all_parts.h"
-#include "platform/message/limits.h"
 #include "platform/message/mail_message.h"
+#include "platform/message/structure/limits.h"
 #include "quzo/core/token_map.h"
 
 namespace quzo::host {

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "platform/message/ascii.h"
+#include "platform/base/ascii.h"
 #include "quzo/core/log.h"
 #include "quzo/core/msgu.h"
 #include "quzo/core/reprocess_mark.h"

@@ -1,8 +1,8 @@
 // Finding and decoding fields over the scan's offsets; no object is made for a field that nobody asks for.
 #include "host/scan/received_header.h"
 
-#include "platform/message/ascii.h"
-#include "platform/message/readable_text.h"
+#include "platform/base/ascii.h"
+#include "platform/message/values/readable_text.h"
 
 namespace quzo::host {
 

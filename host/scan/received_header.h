@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/message/limits.h"
-#include "platform/message/structure.h"
+#include "platform/message/structure/limits.h"
+#include "platform/message/structure/structure.h"
 
 namespace quzo::host {
 

@@ -10,8 +10,8 @@
 
 #include "host/policy/token_name.h"
 #include "host/scan/envelope.h"
-#include "platform/message/ascii.h"
-#include "platform/message/readable_text.h"
+#include "platform/base/ascii.h"
+#include "platform/message/values/readable_text.h"
 #include "quzo/tokens/action_utils.h"
 
 namespace quzo::host {

@@ -8,8 +8,8 @@
 
 #include "host/policy/policy.h"
 #include "host/scan/scan_result.h"
-#include "platform/message/limits.h"
 #include "platform/message/mail_message.h"
+#include "platform/message/structure/limits.h"
 #include "quzo/core/adapter.h"
 #include "quzo/core/named_obj_cache.h"
 #include "quzo/core/token_map.h"

@@ -2,7 +2,7 @@
 #include "host/scan/token_argument.h"
 
 #include "platform/base/visible_text.h"
-#include "platform/message/readable_text.h"
+#include "platform/message/values/readable_text.h"
 
 namespace quzo::host {
 

@@ -7,7 +7,7 @@
 #include <limits>
 #include <string>
 
-#include "platform/message/limits.h"
+#include "platform/message/structure/limits.h"
 
 namespace quzo::platform {
 

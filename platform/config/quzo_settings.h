@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "platform/config/ini_file.h"
-#include "platform/message/limits.h"
-#include "platform/message/raw_values.h"
+#include "platform/message/edit/raw_values.h"
+#include "platform/message/structure/limits.h"
 #include "quzo/core/settings_source.h"
 
 namespace quzo::platform {

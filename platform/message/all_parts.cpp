@@ -11,11 +11,11 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/message/boundary_readings.h"
-#include "platform/message/content_type.h"
-#include "platform/message/header_readings.h"
 #include "platform/message/message_impl.h"
-#include "platform/message/transfer_encoding.h"
+#include "platform/message/structure/content_type.h"
+#include "platform/message/values/boundary_readings.h"
+#include "platform/message/values/header_readings.h"
+#include "platform/message/values/transfer_encoding.h"
 
 namespace quzo::platform {
 namespace {

@@ -12,8 +12,8 @@
 #include <memory>
 #include <vector>
 
-#include "platform/message/limits.h"
 #include "platform/message/mail_message.h"
+#include "platform/message/structure/limits.h"
 
 namespace quzo::platform {
 

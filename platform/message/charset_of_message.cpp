@@ -1,10 +1,10 @@
 // The charset of a message. See charset_of_message.h.
 #include "platform/message/charset_of_message.h"
 
+#include "platform/base/ascii.h"
 #include "platform/base/utf8.h"
 #include "platform/charset/converter.h"
 #include "platform/charset/word_scan.h"
-#include "platform/message/ascii.h"
 #include "platform/message/message_impl.h"
 #include "quzo/core/error_text.h"
 

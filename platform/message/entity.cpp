@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
+#include "platform/base/ascii.h"
 #include "platform/charset/charset.h"
-#include "platform/message/ascii.h"
-#include "platform/message/file_names.h"
 #include "platform/message/message_impl.h"
+#include "platform/message/values/file_names.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/guard.h"
 
@@ -74,7 +74,7 @@ const KvMsgFileInfo* Entity::getFileInfo() {
         if (!fileInfo_ || fileInfo_->edits != edits) {
             auto info = std::make_unique<FileInfo>();
             info->edits = edits;
-            std::vector<std::string> names = fileNamesOf(header_);
+            std::vector<std::string> names = fileNames();
             if (!names.empty()) {
                 info->name = std::move(names.front());
                 info->shown.fileName = info->name.c_str();
@@ -156,6 +156,10 @@ std::string Entity::mediaType() const {
         return lowered(type.type) + '/' + lowered(type.subtype);
     }
     return index_ != 0 && getEntityType() == kEntityMessage ? "message/rfc822" : "text/plain";
+}
+
+std::vector<std::string> Entity::fileNames() const {
+    return fileNamesOf(header_.rawValues("Content-Disposition"), header_.rawValues("Content-Type"));
 }
 
 std::string Entity::charset() const { return charsetOf(header_.contentType()); }

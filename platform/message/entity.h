@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/message/header_block.h"
+#include "platform/message/edit/header_block.h"
 #include "quzo/core/message.h"
 
 namespace quzo::platform {
@@ -55,6 +55,8 @@ public:
     // "type/subtype" in lower case; the default of the place (text/plain, in a digest message/rfc822) when
     // no Content-Type says anything.
     std::string mediaType() const;
+    // Every name that the header block gives the entity, see fileNamesOf().
+    std::vector<std::string> fileNames() const;
     // The charset parameter of the Content-Type; empty when there is none that could be a charset's name.
     std::string charset() const;
     // The same of any Content-Type.

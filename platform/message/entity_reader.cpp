@@ -2,14 +2,13 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/message/ascii.h"
+#include "platform/base/ascii.h"
 #include "platform/message/entity.h"
-#include "platform/message/file_names.h"
-#include "platform/message/header_readings.h"
 #include "platform/message/mail_message.h"
 #include "platform/message/message_impl.h"
-#include "platform/message/readable_text.h"
-#include "platform/message/transfer_encoding.h"
+#include "platform/message/values/header_readings.h"
+#include "platform/message/values/readable_text.h"
+#include "platform/message/values/transfer_encoding.h"
 
 namespace quzo::platform {
 namespace {
@@ -64,9 +63,7 @@ std::vector<std::string> EntityReader::contentTypes(KvMsgEntity& entity) {
     return names;
 }
 
-std::vector<std::string> EntityReader::fileNames(KvMsgEntity& entity) {
-    return fileNamesOf(own(entity).header());
-}
+std::vector<std::string> EntityReader::fileNames(KvMsgEntity& entity) { return own(entity).fileNames(); }
 
 std::string EntityReader::decodedBody(KvMsgEntity& entity, std::size_t maxBytes) {
     if (entity.getEntityType() != kEntityLeaf) {

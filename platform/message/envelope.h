@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/message/mailbox.h"
+#include "platform/message/values/mailbox.h"
 #include "quzo/core/message.h"
 
 namespace quzo::platform {

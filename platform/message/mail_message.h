@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/message/embedded_files.h"
-#include "platform/message/limit_reached.h"
-#include "platform/message/limits.h"
-#include "platform/message/raw_values.h"
+#include "platform/message/edit/raw_values.h"
+#include "platform/message/structure/limit_reached.h"
+#include "platform/message/structure/limits.h"
+#include "platform/message/values/embedded_files.h"
 #include "quzo/core/message.h"
 
 namespace quzo::platform {

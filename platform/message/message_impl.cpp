@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/message/ascii.h"
+#include "platform/base/ascii.h"
 #include "platform/message/charset_of_message.h"
 #include "platform/message/identifiers.h"
 #include "quzo/core/error_text.h"

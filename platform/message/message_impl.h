@@ -7,16 +7,17 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/message/charset_of_message.h"
+#include "platform/message/edit/header_block.h"
 #include "platform/message/entity.h"
 #include "platform/message/entity_tree.h"
 #include "platform/message/envelope.h"
-#include "platform/message/header_block.h"
 #include "platform/message/mail_message.h"
 #include "platform/message/protection.h"
 
 namespace quzo::platform {
 
-class MessageImpl final : public MailMessage {
+class MessageImpl final : public MailMessage, private Surroundings {
 public:
     MessageImpl(std::string bytes, const Limits& limits, RawValues rawValues);
     ~MessageImpl() override = default;
@@ -61,7 +62,8 @@ public:
     bool plainlyLeaf();
     const std::string& mailId() const { return mailId_; }
 
-    RawValues rawValues() const { return rawValues_; }
+    RawValues rawValues() const override { return rawValues_; }
+    std::string charsetOfBody() override { return bodyCharset(*this); }
 
     // The charset of the text, as msgu::getCharset answers it; null when nothing says one.
     const char* charset();

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <string>
 
-#include "platform/message/ascii.h"
+#include "platform/base/ascii.h"
 #include "platform/message/message_impl.h"
 #include "quzo/core/guard.h"
 #include "quzo/core/msgu.h"

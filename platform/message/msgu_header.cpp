@@ -2,11 +2,11 @@
 #include <cstring>
 #include <string>
 
-#include "platform/message/address_list.h"
-#include "platform/message/ascii.h"
+#include "platform/base/ascii.h"
 #include "platform/message/charset_of_message.h"
-#include "platform/message/field_text.h"
 #include "platform/message/message_impl.h"
+#include "platform/message/values/address_list.h"
+#include "platform/message/values/field_text.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/guard.h"
 #include "quzo/core/msgu.h"

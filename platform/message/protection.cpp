@@ -1,5 +1,6 @@
 // Signed and encrypted messages. See protection.h for what counts.
 #include "platform/message/protection.h"
+#include "platform/base/ascii.h"
 
 #include <gmime/gmime.h>
 
@@ -10,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/message/content_type.h"
-#include "platform/message/structure_lines.h"
+#include "platform/message/structure/content_type.h"
+#include "platform/message/structure/structure_lines.h"
 #include "quzo/core/message.h"
 
 namespace quzo::platform {

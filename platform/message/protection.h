@@ -25,7 +25,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/message/structure.h"
+#include "platform/message/structure/structure.h"
 
 namespace quzo::platform {
 

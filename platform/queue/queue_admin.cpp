@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "platform/base/utf8.h"
-#include "platform/message/mailbox.h"
+#include "platform/message/values/mailbox.h"
 #include "platform/queue/attached_message.h"
 #include "platform/queue/escaped_text.h"
 #include "platform/queue/leaving_message.h"

@@ -14,8 +14,8 @@
 #include <utility>
 #include <vector>
 
-#include "host/cli/interrupt.h"
-#include "host/cli/temporary_files.h"
+#include "host/cli/console/interrupt.h"
+#include "host/cli/console/temporary_files.h"
 #include "tests/cli/program.h"
 #include "tests/places.h"
 

@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "host/cli/output_directory.h"
+#include "host/cli/files/output_directory.h"
 #include "tests/cli/program.h"
 
 namespace quzo::test {

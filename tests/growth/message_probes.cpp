@@ -1,8 +1,8 @@
 // The structure scan, protection, and addresses.
-#include "platform/message/address_list.h"
-#include "platform/message/mailbox.h"
 #include "platform/message/protection.h"
-#include "platform/message/structure.h"
+#include "platform/message/structure/structure.h"
+#include "platform/message/values/address_list.h"
+#include "platform/message/values/mailbox.h"
 #include "tests/growth/probe.h"
 
 namespace quzo::test {

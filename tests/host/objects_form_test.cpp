@@ -4,9 +4,9 @@
 
 #include <random>
 
-#include "host/objects/object_file.h"
-#include "host/objects/object_form.h"
-#include "host/objects/toml_text.h"
+#include "host/admin/object_file.h"
+#include "host/admin/object_form.h"
+#include "host/admin/toml_text.h"
 #include "host/policy/toml_depth.h"
 
 namespace quzo::host {

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/objects/object_preview.h"
+#include "host/admin/object_preview.h"
 #include "tests/host/scan_support.h"
 
 namespace quzo::host::test {

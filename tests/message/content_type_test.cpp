@@ -1,5 +1,5 @@
 // Tests of the Content-Type reader of the structure scan.
-#include "platform/message/content_type.h"
+#include "platform/message/structure/content_type.h"
 
 #include <gtest/gtest.h>
 

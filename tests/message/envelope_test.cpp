@@ -3,7 +3,7 @@
 
 #include "messages.h"
 #include "platform/message/identifiers.h"
-#include "platform/message/mailbox.h"
+#include "platform/message/values/mailbox.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/handles.h"
 

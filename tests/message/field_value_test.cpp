@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "messages.h"
-#include "platform/message/address_list.h"
+#include "platform/message/values/address_list.h"
 
 namespace quzo::platform::test {
 namespace {

@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <optional>
 
-#include "platform/message/content_type.h"
-#include "platform/message/structure_lines.h"
+#include "platform/base/ascii.h"
+#include "platform/message/structure/content_type.h"
+#include "platform/message/structure/structure_lines.h"
 #include "quzo/core/message.h"
 #include "tests/message/gmime_prediction.h"
 #include "tests/message/gmime_tree.h"

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <sstream>
 
-#include "platform/message/content_type.h"
-#include "platform/message/structure.h"
-#include "platform/message/structure_lines.h"
+#include "platform/message/structure/content_type.h"
+#include "platform/message/structure/structure.h"
+#include "platform/message/structure/structure_lines.h"
 #include "quzo/core/message.h"
 #include "tests/message/gmime_prediction.h"
 #include "tests/message/gmime_tree.h"

@@ -1,10 +1,11 @@
 // The expectations of GMime. See gmime_prediction.h.
 #include "tests/message/gmime_prediction.h"
+#include "platform/base/ascii.h"
 
 #include <algorithm>
 
-#include "platform/message/content_type.h"
-#include "platform/message/structure_lines.h"
+#include "platform/message/structure/content_type.h"
+#include "platform/message/structure/structure_lines.h"
 #include "quzo/core/message.h"
 
 namespace quzo::platform::test {

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/message/structure.h"
+#include "platform/message/structure/structure.h"
 #include "tests/message/gmime_compare.h"
 
 namespace quzo::platform::test {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "messages.h"
-#include "platform/message/structure.h"
+#include "platform/message/structure/structure.h"
 #include "tests/places.h"
 
 namespace quzo::platform::test {

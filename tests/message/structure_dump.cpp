@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/message/structure_lines.h"
+#include "platform/message/structure/structure_lines.h"
 #include "quzo/core/message.h"
 
 namespace quzo::platform::test {

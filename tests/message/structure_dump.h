@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/message/structure.h"
+#include "platform/message/structure/structure.h"
 
 namespace quzo::platform::test {
 

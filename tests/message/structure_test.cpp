@@ -1,5 +1,5 @@
 // Tests of the structure scan: what it sees in messages written by hand, its limits, and its cost.
-#include "platform/message/structure.h"
+#include "platform/message/structure/structure.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/message/structure_lines.h"
+#include "platform/message/structure/structure_lines.h"
 #include "quzo/core/message.h"
 #include "tests/message/structure_dump.h"
 #include "tests/message/structure_samples.h"

@@ -1,0 +1,213 @@
+// One table for each kind. Reading and setting go through the objects of the library, which alone know the
+// stored text; what stands here is how their members look to a person.
+#include "host/admin/object_field.h"
+
+#include <algorithm>
+#include <array>
+
+#include "platform/message/values/mailbox.h"
+#include "quzo/settings/archive_area.h"
+#include "quzo/settings/ui_notify_area.h"
+#include "quzo/settings/ui_quarantine_area.h"
+#include "quzo/settings/ui_stamp_area.h"
+
+namespace quzo::host {
+namespace {
+
+using Type = ObjectField::Type;
+
+constexpr char kStoredLineBreak = '\x03'; // between the lines of stamps
+constexpr unsigned kBeforeBody = 1;
+constexpr unsigned kAfterBody = 2;
+constexpr unsigned kSkipSigned = 1;
+constexpr unsigned kStampSigned = 2;
+
+constexpr std::string_view kPlaces[] = {"before", "after"};
+constexpr std::string_view kSignedModes[] = {"skip", "stamp"};
+constexpr std::string_view kAttached[] = {"none", "original", "modified"};
+
+// The object that a member belongs to, and the member's type.
+template <typename Member>
+struct MemberOf;
+template <typename Class, typename Value>
+struct MemberOf<Value Class::*> {
+    using Object = Class;
+    using Type = Value;
+};
+
+template <auto member>
+ObjectValue getMember(const QuzoNamedObj& object) {
+    return static_cast<const typename MemberOf<decltype(member)>::Object&>(object).*member;
+}
+
+template <auto member>
+void setMember(QuzoNamedObj& object, const ObjectValue& value) {
+    using Of = MemberOf<decltype(member)>;
+    static_cast<typename Of::Object&>(object).*member = std::get<typename Of::Type>(value);
+}
+
+template <auto member>
+constexpr ObjectField plain(const char* name, Type type, const char* help,
+                            const char* (*problem)(const std::string&) = nullptr) {
+    return {name, type, help, {}, &getMember<member>, &setMember<member>, problem};
+}
+
+// Stamps.
+
+const uiStampArea& stamp(const QuzoNamedObj& object) { return static_cast<const uiStampArea&>(object); }
+uiStampArea& stamp(QuzoNamedObj& object) { return static_cast<uiStampArea&>(object); }
+
+ObjectValue getStampText(const QuzoNamedObj& object) {
+    std::string text = stamp(object).stampText;
+    std::replace(text.begin(), text.end(), kStoredLineBreak, '\n');
+    return text;
+}
+
+// A CR alone ends a line too: in a mail it must not stand for itself.
+void setStampText(QuzoNamedObj& object, const ObjectValue& value) {
+    const std::string& text = std::get<std::string>(value);
+    std::string stored;
+    stored.reserve(text.size());
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const bool crlf = text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n';
+        if (!crlf) { // the LF that follows does it
+            stored += text[at] == '\n' || text[at] == '\r' ? kStoredLineBreak : text[at];
+        }
+    }
+    stamp(object).stampText = std::move(stored);
+}
+
+ObjectValue getPlace(const QuzoNamedObj& object) {
+    return std::string(kPlaces[stamp(object).position == kBeforeBody ? 0 : 1]);
+}
+
+void setPlace(QuzoNamedObj& object, const ObjectValue& value) {
+    stamp(object).position = std::get<std::string>(value) == kPlaces[0] ? kBeforeBody : kAfterBody;
+}
+
+ObjectValue getSignedMode(const QuzoNamedObj& object) {
+    return std::string(kSignedModes[stamp(object).signedTnefMode == kStampSigned ? 1 : 0]);
+}
+
+void setSignedMode(QuzoNamedObj& object, const ObjectValue& value) {
+    stamp(object).signedTnefMode =
+        std::get<std::string>(value) == kSignedModes[1] ? kStampSigned : kSkipSigned;
+}
+
+// Notifications.
+
+const uiNotifyArea& notify(const QuzoNamedObj& object) { return static_cast<const uiNotifyArea&>(object); }
+uiNotifyArea& notify(QuzoNamedObj& object) { return static_cast<uiNotifyArea&>(object); }
+
+// A comma may stand in a quoted local part only; elsewhere somebody means a list.
+bool isOneAddress(std::string_view text, bool orNone) {
+    platform::Mailbox mailbox;
+    if (platform::parseMailbox(text, mailbox) != 0) {
+        return false;
+    }
+    const std::string& address = mailbox.address;
+    return address.empty() ? orNone : address.front() == '"' || address.find(',') == std::string::npos;
+}
+
+const char* senderProblem(const std::string& text) {
+    return isOneAddress(text, true) ? nullptr : "it is no address";
+}
+
+const char* recipientsProblem(const std::string& text) {
+    for (const std::string_view entry : platform::splitRecipients(text)) {
+        if (!isOneAddress(entry, false)) {
+            return "one of its entries is no address";
+        }
+    }
+    return nullptr;
+}
+
+// A text for the trap is there to be sent; who wants it otherwise sets the flag, which comes later.
+void setTrapText(QuzoNamedObj& object, const ObjectValue& value) {
+    notify(object).snmpMessage = std::get<std::string>(value);
+    notify(object).sendSnmpTrap = !notify(object).snmpMessage.empty();
+}
+
+ObjectValue getAttached(const QuzoNamedObj& object) {
+    const uiNotifyArea& area = notify(object);
+    return std::string(kAttached[!area.attachMessage ? 0 : area.attachModifiedMessage ? 2 : 1]);
+}
+
+void setAttached(QuzoNamedObj& object, const ObjectValue& value) {
+    notify(object).attachMessage = std::get<std::string>(value) != kAttached[0];
+    notify(object).attachModifiedMessage = std::get<std::string>(value) == kAttached[2];
+}
+
+// Areas.
+
+ObjectValue getDays(const QuzoNamedObj& object) { return static_cast<const Area&>(object).agingDays; }
+
+void setDays(QuzoNamedObj& object, const ObjectValue& value) {
+    auto& area = static_cast<Area&>(object);
+    area.agingDays = std::get<std::uint32_t>(value);
+    area.agingEnabled = area.agingDays != 0;
+}
+
+constexpr const char* kNote = "A note; of an area its name in %QUARANTINE_AREA%";
+
+constexpr ObjectField kNotifyFields[] = {
+    plain<&uiNotifyArea::description>("description", Type::Line, kNote),
+    plain<&uiNotifyArea::sender>("from", Type::Line, "Sender address", &senderProblem),
+    plain<&uiNotifyArea::recipients>("to", Type::Line, "Recipients, with ';' between them",
+                                     &recipientsProblem),
+    plain<&uiNotifyArea::notifySender>("notify-sender", Type::Flag, "Also to the sender of the message"),
+    plain<&uiNotifyArea::notifyRecipients>("notify-recipients", Type::Flag,
+                                           "Also to the recipients of the message"),
+    plain<&uiNotifyArea::subject>("subject", Type::Line, "Subject; may hold tokens"),
+    plain<&uiNotifyArea::message>("body", Type::Text, "Text of the notification; may hold tokens"),
+    {"attach", Type::Word, "Attach the message, as it arrived or as it was changed", kAttached, &getAttached,
+     &setAttached},
+    {"snmp-text",
+     Type::Text,
+     "Text of an SNMP trap, which is then sent; may hold tokens",
+     {},
+     &getMember<&uiNotifyArea::snmpMessage>,
+     &setTrapText},
+    plain<&uiNotifyArea::sendSnmpTrap>("snmp-trap", Type::Flag,
+                                       "Send the SNMP trap (the default when it has a text)"),
+    plain<&uiNotifyArea::snmpTrapType>("trap-type", Type::Number, "Type of the SNMP trap"),
+};
+
+constexpr ObjectField kStampFields[] = {
+    plain<&uiStampArea::description>("description", Type::Line, kNote),
+    {"position", Type::Word, "Before or after the text of the message", kPlaces, &getPlace, &setPlace},
+    {"signed", Type::Word, "What to do with signed, encrypted and TNEF messages", kSignedModes,
+     &getSignedMode, &setSignedMode},
+    {"text", Type::Text, "The stamp; may hold tokens", {}, &getStampText, &setStampText},
+};
+
+constexpr ObjectField kAreaFields[] = {
+    plain<&Area::description>("description", Type::Line, kNote),
+    {"days", Type::Number, "Days until what is stored goes; 0: it stays", {}, &getDays, &setDays},
+};
+
+} // namespace
+
+std::span<const ObjectField> objectFields(platform::ObjectKind kind) {
+    switch (kind) {
+        case platform::ObjectKind::NotifyArea:
+            return kNotifyFields;
+        case platform::ObjectKind::StampArea:
+            return kStampFields;
+        case platform::ObjectKind::QuarantineArea:
+        case platform::ObjectKind::ArchiveArea:
+            return kAreaFields;
+    }
+    return {};
+}
+
+const ObjectField* findObjectField(platform::ObjectKind kind, std::string_view name) {
+    for (const ObjectField& field : objectFields(kind)) {
+        if (field.name == name) {
+            return &field;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace quzo::host

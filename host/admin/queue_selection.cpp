@@ -1,0 +1,99 @@
+// See queue_selection.h. "Older than" and its like leave the limit itself out.
+#include "host/admin/queue_selection.h"
+
+#include <algorithm>
+#include <charconv>
+#include <memory>
+#include <utility>
+
+#include "host/policy/glob.h"
+#include "host/policy/size_text.h"
+#include "platform/base/visible_text.h"
+
+namespace quzo::host {
+namespace {
+
+platform::QueueFilter::Test matching(const std::string& pattern) {
+    if (pattern.empty()) {
+        return nullptr;
+    }
+    return
+        [glob = std::make_shared<const Glob>(pattern)](std::string_view text) { return glob->matches(text); };
+}
+
+bool isNumber(const std::string& text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// The two limits of a value, which `read` reads.
+template <typename Number, typename Read>
+std::optional<SelectionFault> readLimits(std::pair<const char*, const std::string&> above,
+                                         std::pair<const char*, const std::string&> below, Read&& read,
+                                         const char* form, std::optional<Number>& least,
+                                         std::optional<Number>& most) {
+    for (const auto& [option, text] : {above, below}) {
+        if (text.empty()) {
+            continue;
+        }
+        const std::optional<Number> value = read(text);
+        const bool isAbove = option == above.first;
+        if (!value || (!isAbove && *value == 0)) {
+            return SelectionFault{option, platform::quotedText(text) + " is no " + form};
+        }
+        (isAbove ? least : most) = isAbove ? *value + 1 : *value - 1;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+bool SelectionTexts::empty() const {
+    const auto& texts = {sender,    recipient,   subject,    rule,       area,
+                         olderThan, youngerThan, largerThan, smallerThan};
+    return std::all_of(texts.begin(), texts.end(), [](const std::string& text) { return text.empty(); });
+}
+
+std::optional<std::int64_t> parseAge(std::string_view text) {
+    constexpr std::pair<char, std::int64_t> kUnits[] = {
+        {'s', 1}, {'m', 60}, {'h', 3600}, {'d', 86400}, {'w', 604800}};
+    constexpr std::int64_t kMost = std::int64_t{86400} * 366 * 1000;
+    if (text.size() < 2) {
+        return std::nullopt;
+    }
+    std::uint32_t number = 0;
+    const char* end = text.data() + text.size() - 1;
+    const auto read = std::from_chars(text.data(), end, number);
+    for (const auto& [unit, seconds] : kUnits) {
+        if (unit == text.back() && read.ec == std::errc() && read.ptr == end && number * seconds <= kMost) {
+            return number * seconds;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<SelectionFault> readSelection(const SelectionTexts& texts, platform::QueueFilter& out) {
+    out = {};
+    out.sender = matching(texts.sender);
+    out.recipient = matching(texts.recipient);
+    out.subject = matching(texts.subject);
+    out.area = matching(texts.area);
+    if (isNumber(texts.rule)) {
+        std::uint32_t rule = 0;
+        const char* end = texts.rule.data() + texts.rule.size();
+        if (std::from_chars(texts.rule.data(), end, rule).ec != std::errc()) {
+            return SelectionFault{"--rule", platform::quotedText(texts.rule) + " is no rule's number"};
+        }
+        out.rule = rule;
+    } else {
+        out.ruleName = matching(texts.rule);
+    }
+    auto fault =
+        readLimits<std::int64_t>({"--older-than", texts.olderThan}, {"--younger-than", texts.youngerThan},
+                                 parseAge, "age: write 90s, 15m, 12h, 30d or 2w", out.minAge, out.maxAge);
+    return fault ? fault
+                 : readLimits<std::uint64_t>({"--larger-than", texts.largerThan},
+                                             {"--smaller-than", texts.smallerThan}, parseSize,
+                                             "size: write 500, 10K, 5M or 1G", out.minSize, out.maxSize);
+}
+
+} // namespace quzo::host

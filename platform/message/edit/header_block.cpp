@@ -1,0 +1,261 @@
+// Fields in order, with edits applied. See header_block.h.
+#include "platform/message/edit/header_block.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "platform/base/ascii.h"
+#include "platform/message/structure/structure_lines.h"
+#include "platform/message/values/field_text.h"
+#include "quzo/core/error_text.h"
+
+namespace quzo::platform {
+
+const char* MessageContext::keep(std::string_view text) {
+    char* copy = static_cast<char*>(arena.allocate(text.size() + 1, 1));
+    std::copy(text.begin(), text.end(), copy);
+    copy[text.size()] = '\0';
+    return copy;
+}
+
+bool HeaderBlock::editable() const {
+    const ScannedText& source = context_->source;
+    return source.error() == kErrorNone && span().readable &&
+           (entity_ == 0 || !source.structure().entities[entity_].cut);
+}
+
+void HeaderBlock::makeFields() {
+    const std::size_t fields = span().fields.size();
+    if (received_.size() != fields) {
+        received_.reserve(fields);
+        for (std::size_t i = received_.size(); i < fields; ++i) {
+            received_.emplace_back(*this, static_cast<std::uint32_t>(i));
+        }
+    }
+}
+
+void HeaderBlock::makeOrder() {
+    if (!ordered_) {
+        makeFields();
+        order_.clear();
+        order_.reserve(received_.size() + 4);
+        for (HeaderField& field : received_) {
+            order_.push_back(&field);
+        }
+        ordered_ = true;
+    }
+}
+
+std::size_t HeaderBlock::count() const { return ordered_ ? order_.size() : span().fields.size(); }
+
+HeaderField* HeaderBlock::at(std::size_t index) {
+    if (index >= count()) {
+        return nullptr;
+    }
+    makeFields();
+    return ordered_ ? order_[index] : &received_[index];
+}
+
+HeaderField* HeaderBlock::find(std::string_view name) {
+    if (!ordered_) {
+        const HeaderSpan& header = span();
+        const FieldSpan* field = findField(text(), header, name);
+        return field == nullptr ? nullptr : at(static_cast<std::size_t>(field - header.fields.data()));
+    }
+    const auto found = std::find_if(order_.begin(), order_.end(), [&](const HeaderField* field) {
+        return equalsNoCase(field->name(), name);
+    });
+    return found == order_.end() ? nullptr : *found;
+}
+
+std::vector<HeaderField*> HeaderBlock::all(std::string_view name) {
+    std::vector<HeaderField*> fields;
+    for (std::size_t i = 0; i < count(); ++i) {
+        HeaderField* field = at(i);
+        if (equalsNoCase(field->name(), name)) {
+            fields.push_back(field);
+        }
+    }
+    return fields;
+}
+
+std::vector<std::string_view> HeaderBlock::rawValues(std::string_view name) {
+    std::vector<std::string_view> values;
+    for (const HeaderField* field : all(name)) {
+        values.push_back(field->rawValue());
+    }
+    return values;
+}
+
+std::optional<std::string_view> HeaderBlock::rawValue(std::string_view name) {
+    if (noted_) {
+        const HeaderField* field = find(name);
+        return field == nullptr ? std::nullopt : std::optional(field->rawValue());
+    }
+    const FieldSpan* field = findField(text(), span(), name);
+    if (field == nullptr) {
+        return std::nullopt;
+    }
+    return text().substr(field->valueBegin, field->end - field->valueBegin);
+}
+
+ContentType HeaderBlock::contentType() {
+    if (!typeEdited_) {
+        return governingContentType(text(), span());
+    }
+    ContentType last;
+    for (const HeaderField* field : all("Content-Type")) {
+        const ContentType read = readContentType(field->rawValue());
+        last = read.valid() ? read : last;
+    }
+    return last;
+}
+
+void HeaderBlock::noteEdit(std::string_view name) {
+    typeEdited_ = typeEdited_ || equalsNoCase(name, "Content-Type");
+    if (!noted_) {
+        context_->editedBlocks.push_back(this);
+        noted_ = true;
+    }
+    ++context_->edits;
+}
+
+HeaderField* HeaderBlock::add(std::size_t position, std::string_view name, std::string_view value,
+                              const char* charset, int& error) {
+    makeOrder();
+    const std::string_view lineBreak = context_->source.lineBreak();
+    std::string written;
+    error = !validFieldName(name) || position > order_.size()
+                ? kErrorInvalidArgument
+                : writtenValue(value, charset, name.size() + 2, lineBreak, written);
+    if (error != kErrorNone) {
+        return nullptr;
+    }
+    std::string whole(name);
+    const bool bringsBlank = !written.empty() && isBlank(written.front());
+    whole.append(bringsBlank ? ":" : ": ").append(written).append(lineBreak);
+    const std::size_t offset = position < order_.size() ? order_[position]->offset() : appendOffset();
+    added_.emplace_front(*this, offset, name.size(), std::move(whole));
+    noteEdit(name);
+    order_.insert(order_.begin() + static_cast<std::ptrdiff_t>(position), &added_.front());
+    return &added_.front();
+}
+
+int HeaderBlock::removeAt(std::size_t index) {
+    makeOrder();
+    if (index >= order_.size()) {
+        return kErrorNotFound;
+    }
+    noteEdit(order_[index]->name());
+    order_[index]->markRemoved();
+    order_.erase(order_.begin() + static_cast<std::ptrdiff_t>(index));
+    return kErrorNone;
+}
+
+void HeaderBlock::removeAll(std::string_view name, const HeaderField* kept) {
+    const auto goes = [&](const HeaderField* field) {
+        return field != kept && equalsNoCase(field->name(), name);
+    };
+    std::size_t first = 0;
+    while (first < count() && !goes(at(first))) {
+        ++first;
+    }
+    if (first == count()) {
+        return;
+    }
+    makeOrder();
+    noteEdit(name);
+    for (HeaderField* field : order_) {
+        if (goes(field)) {
+            field->markRemoved();
+        }
+    }
+    order_.erase(std::remove_if(order_.begin(), order_.end(),
+                                [](const HeaderField* field) { return field->removed(); }),
+                 order_.end());
+}
+
+void HeaderBlock::prepareToRemove(std::string_view name) {
+    if (all(name).size() > 1) {
+        makeOrder();
+    }
+}
+
+// Where a field at the end goes: behind all lines of the block, but for an unfinished last one of nothing
+// but carriage returns, which would be an empty line once it is finished.
+std::size_t HeaderBlock::appendOffset() const {
+    const HeaderSpan& header = span();
+    const std::string_view block = text().substr(header.begin, header.end - header.begin);
+    const std::size_t last = block.find_last_not_of('\r');
+    const std::size_t kept = last == std::string_view::npos ? 0 : last + 1;
+    return kept == 0 || block[kept - 1] == '\n' ? header.begin + kept : header.end;
+}
+
+// A field at the end of a block whose last line is unfinished needs that line finished. In front of an empty
+// block that is the line that a mailbox put there.
+void HeaderBlock::collectTail(SpliceList& splices) const {
+    const HeaderSpan& header = span();
+    const bool grows = !order_.empty() && order_.back()->added() && order_.back()->offset() == header.end;
+    if (!grows || header.end == 0 || text()[header.end - 1] == '\n') {
+        return;
+    }
+    const bool lineIsField = !received_.empty() && header.fields.back().end == header.end;
+    if (!lineIsField || !received_.back().removed()) {
+        splices.add(header.end, 0, context_->source.lineBreak());
+    }
+}
+
+// Whether the block, as it is written, begins with a field.
+bool HeaderBlock::beginsWithField() const {
+    const HeaderSpan& header = span();
+    std::size_t at = header.begin;
+    for (const HeaderField& field : received_) {
+        const FieldSpan& place = header.fields[field.span()];
+        if (place.begin != at) {
+            break;
+        }
+        if (!field.removed()) {
+            return true;
+        }
+        at = place.end;
+    }
+    return !order_.empty() && order_.front()->added() && order_.front()->offset() <= at;
+}
+
+// Empty lines in front of the message's header are read over because a field follows them. When none does any
+// more, they would be the end of the header, and so they go with it.
+void HeaderBlock::collectPreface(SpliceList& splices) const {
+    const HeaderSpan& header = span();
+    if (entity_ != 0 || header.begin == 0 || beginsWithField()) {
+        return;
+    }
+    std::size_t line = text().starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
+    while (line < header.begin) {
+        const std::size_t end = findLineEnd(text(), line, header.begin);
+        if (isEmptyLine(text(), line, header.begin)) {
+            splices.add(line, end - line, {});
+        }
+        line = end;
+    }
+}
+
+void HeaderBlock::collect(SpliceList& splices) const {
+    collectPreface(splices);
+    const HeaderSpan& header = span();
+    for (const HeaderField& field : received_) {
+        if (field.removed() || field.differs()) {
+            const FieldSpan& place = header.fields[field.span()];
+            splices.add(place.begin, place.end - place.begin,
+                        field.removed() ? std::string_view() : field.text());
+        }
+    }
+    collectTail(splices);
+    for (const HeaderField* field : order_) {
+        if (field->added()) {
+            splices.add(field->offset(), 0, field->text());
+        }
+    }
+}
+
+} // namespace quzo::platform

@@ -1,0 +1,87 @@
+// Decoding by GMime's steps, in pieces, so that a limit saves the work and not only the result.
+#include "platform/message/values/transfer_encoding.h"
+
+#include <gmime/gmime.h>
+
+#include <algorithm>
+
+#include "platform/base/ascii.h"
+#include "platform/message/structure/content_type.h"
+#include "platform/message/values/gmime_objects.h"
+
+namespace quzo::platform {
+namespace {
+
+// Behind the "begin MODE NAME" line of a uuencoded body; npos without one.
+std::size_t behindBeginLine(std::string_view body) {
+    std::size_t line = 0;
+    while (line < body.size()) {
+        const std::size_t end = body.find('\n', line);
+        if (body.substr(line, 6) == "begin ") {
+            return end == std::string_view::npos ? body.size() : end + 1;
+        }
+        if (end == std::string_view::npos) {
+            break;
+        }
+        line = end + 1;
+    }
+    return std::string_view::npos;
+}
+
+GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
+    switch (encoding) {
+        case TransferEncoding::Base64:
+            return GMIME_CONTENT_ENCODING_BASE64;
+        case TransferEncoding::QuotedPrintable:
+            return GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE;
+        case TransferEncoding::Uuencode:
+            return GMIME_CONTENT_ENCODING_UUENCODE;
+        case TransferEncoding::None:
+            break;
+    }
+    return GMIME_CONTENT_ENCODING_DEFAULT;
+}
+
+} // namespace
+
+TransferEncoding transferEncodingOf(std::string_view value) {
+    const std::string name = lowered(readContentType(value).type); // a token, as a type is
+    switch (g_mime_content_encoding_from_string(name.c_str())) {
+        case GMIME_CONTENT_ENCODING_BASE64:
+            return TransferEncoding::Base64;
+        case GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE:
+            return TransferEncoding::QuotedPrintable;
+        case GMIME_CONTENT_ENCODING_UUENCODE:
+            return TransferEncoding::Uuencode;
+        default:
+            return TransferEncoding::None;
+    }
+}
+
+std::string decodedTransfer(std::string_view body, TransferEncoding encoding, std::size_t maxBytes) {
+    if (encoding == TransferEncoding::None) {
+        return std::string(body.substr(0, maxBytes));
+    }
+    GMimeEncoding state;
+    g_mime_encoding_init_decode(&state, gmimeEncoding(encoding));
+    if (encoding == TransferEncoding::Uuencode) {
+        const std::size_t begin = behindBeginLine(body);
+        if (begin == std::string_view::npos) {
+            return std::string(body.substr(0, maxBytes));
+        }
+        body.remove_prefix(begin);
+        state.state |= GMIME_UUDECODE_STATE_BEGIN;
+    }
+    std::string out;
+    constexpr std::size_t kPiece = 64U << 10U;
+    for (std::size_t at = 0; at < body.size() && out.size() < maxBytes; at += kPiece) {
+        const std::string_view piece = body.substr(at, kPiece);
+        const std::size_t before = out.size();
+        out.resize(before + g_mime_encoding_outlen(&state, piece.size()));
+        out.resize(before + g_mime_encoding_step(&state, piece.data(), piece.size(), out.data() + before));
+    }
+    out.resize(std::min(out.size(), maxBytes));
+    return out;
+}
+
+} // namespace quzo::platform
