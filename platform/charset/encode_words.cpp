@@ -144,7 +144,12 @@ std::string wordLabel(const Charset& charset, std::string_view name) {
     return token ? std::string(name) : charset.mimeName;
 }
 
-enum class Plain { Kept, Encoded };
+// What becomes of text that need not be encoded.
+enum class Plain {
+    Kept,
+    KeptAlone, // encoded as well as soon as anything beside it is
+    Encoded,
+};
 
 // What is written, and how.
 struct Job {
@@ -158,15 +163,15 @@ struct Job {
 int write(const Job& job, const UnreadableWords& left, std::string& out) {
     std::vector<WordRun> runs = cutRuns(job.text, left);
     takeOuterBlanks(runs);
-    const bool allPlain =
-        std::none_of(runs.begin(), runs.end(), [](const WordRun& run) { return run.encode; });
-    if (job.plain == Plain::Encoded && !allPlain) {
+    const bool encodes = job.plain == Plain::Encoded ||
+                         std::any_of(runs.begin(), runs.end(), [](const WordRun& run) { return run.encode; });
+    if (job.plain != Plain::Kept && encodes) {
         runs = {WordRun{0, 0, job.text.size(), true}};
     } else {
         runs = joinRuns(runs);
     }
     const std::string label = wordLabel(job.charset, job.name);
-    if (!allPlain && (label.empty() || label.size() > WordWriter::kMaxLabel)) {
+    if (encodes && (label.empty() || label.size() > WordWriter::kMaxLabel)) {
         return kErrorUnmappable; // no word can say which charset it is
     }
     out.clear();
@@ -206,47 +211,60 @@ int write(std::string_view value, Charset& charset, std::string_view name, Plain
     return error != kErrorNone || left.empty() || readsBack(out, value, name) ? error : write(job, {}, out);
 }
 
-int writeAsUtf8(std::string_view value, const char* charset, Plain plain, const LineLayout& layout,
-                std::string& out) {
-    std::string converted;
-    const int error = convert(value, charset, "utf-8", Unmappable::Fail, '?', converted);
-    const auto utf8 = findCharset(std::string_view("utf-8"));
-    if (error != kErrorNone || utf8 == nullptr) {
-        return error != kErrorNone ? error : static_cast<int>(kErrorUnknownCharset);
-    }
-    return write(converted, *utf8, "utf-8", plain, layout, out);
+// Whether words can say such text: not in charsets of two or four bytes a character, nor with shift sequences
+// other than those of iso-2022-jp.
+bool fitsWords(const Charset& charset) {
+    return charset.kind == Charset::Kind::Iso2022Jp || !(charset.wide || charset.stateful);
 }
 
-int encode(std::string_view value, const char* name, Plain plain, const LineLayout& layout,
-           std::string& out) {
-    const auto charset = findCharset(name);
-    if (charset == nullptr) {
-        return kErrorUnknownCharset;
-    }
-    if (value.size() > kMaxEncodedValue) {
-        return kErrorLimit;
-    }
-    if (charset->wide && isAscii(value) && value.find('\0') == std::string_view::npos) {
-        return writeAsUtf8(value, "utf-8", plain, layout, out);
-    }
-    if (charset->kind == Charset::Kind::Iso2022Jp || !(charset->wide || charset->stateful)) {
-        const int error = write(value, *charset, name, plain, layout, out);
-        if (error != kErrorUnmappable) {
-            return error;
-        }
-    }
-    return writeAsUtf8(value, name, plain, layout, out);
+int writeAsUtf8(std::string_view utf8, Plain plain, const LineLayout& layout, std::string& out) {
+    const auto charset = findCharset(std::string_view("utf-8"));
+    return charset == nullptr ? int{kErrorUnknownCharset}
+                              : write(utf8, *charset, "utf-8", plain, layout, out);
 }
 
 } // namespace
 
 int encodeWords(std::string_view value, const char* charset, std::size_t firstColumn,
                 std::string_view lineBreak, std::string& out) {
-    return encode(value, charset, Plain::Kept, {firstColumn, lineBreak}, out);
+    const LineLayout layout{firstColumn, lineBreak};
+    const auto source = findCharset(charset);
+    if (source == nullptr) {
+        return kErrorUnknownCharset;
+    }
+    if (value.size() > kMaxEncodedValue) {
+        return kErrorLimit;
+    }
+    if (source->wide && isAscii(value) && value.find('\0') == std::string_view::npos) {
+        return writeAsUtf8(value, Plain::Kept, layout, out);
+    }
+    if (fitsWords(*source)) {
+        const int error = write(value, *source, charset, Plain::Kept, layout, out);
+        if (error != kErrorUnmappable) {
+            return error;
+        }
+    }
+    std::string utf8;
+    const int error = convert(value, charset, "utf-8", Unmappable::Fail, '?', utf8);
+    return error != kErrorNone ? error : writeAsUtf8(utf8, Plain::Kept, layout, out);
 }
 
-int encodeAsWords(std::string_view value, const char* charset, std::string& out) {
-    return encode(value, charset, Plain::Encoded, {}, out);
+int encodeAsWords(std::string_view utf8, const char* charset, std::string& out) {
+    const auto target = findCharset(charset);
+    if (target == nullptr) {
+        return kErrorUnknownCharset;
+    }
+    if (utf8.size() > kMaxEncodedValue) {
+        return kErrorLimit;
+    }
+    const Plain plain =
+        utf8.find_first_of("\"\\\t") == std::string_view::npos ? Plain::KeptAlone : Plain::Encoded;
+    std::string text;
+    if (fitsWords(*target) && convert(utf8, "utf-8", charset, Unmappable::Fail, '?', text) == kErrorNone &&
+        write(text, *target, charset, plain, {}, out) == kErrorNone) {
+        return kErrorNone;
+    }
+    return writeAsUtf8(utf8, plain, {}, out);
 }
 
 } // namespace quzo::platform

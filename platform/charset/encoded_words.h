@@ -55,8 +55,12 @@ constexpr std::size_t kMaxEncodedValue = std::size_t{4} << 20U;
 int encodeWords(std::string_view value, const char* charset, std::size_t firstColumn,
                 std::string_view lineBreak, std::string& out);
 
-// The same with nothing left plain: the whole value as encoded words, separated by one blank. A value of
-// printable ASCII that does not look like an encoded word comes back as it is.
-int encodeAsWords(std::string_view value, const char* charset, std::string& out);
+// A UTF-8 text for a place that takes no escapes, such as between quotation marks: as it is when it is
+// printable ASCII without '"' and '\' and does not look like an encoded word; else the whole of it as encoded
+// words, separated by one blank. Their charset is `charset`, or utf-8 when that lacks a character of the text
+// or cannot be used in words.
+//
+// Returns 0 or a KvMsgError: unknown charset, malformed UTF-8, kErrorLimit above kMaxEncodedValue bytes.
+int encodeAsWords(std::string_view utf8, const char* charset, std::string& out);
 
 } // namespace quzo::platform

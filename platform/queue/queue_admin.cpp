@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "platform/base/utf8.h"
+#include "platform/message/compose/attached_message.h"
 #include "platform/message/values/mailbox.h"
-#include "platform/queue/attached_message.h"
 #include "platform/queue/escaped_text.h"
 #include "platform/queue/leaving_message.h"
 #include "platform/queue/queue_transfer.h"
@@ -16,6 +16,10 @@ namespace quzo::platform {
 namespace {
 
 constexpr const char* kOwnSender = "QUZO"; // of what we write ourselves, see leavingSender()
+constexpr const char* kReleasedSubject = "Released: ";
+constexpr std::string_view kReleasedText =
+    "The attached message was held by the mail policy of this system and has now been\n"
+    "released to you, as it was received.\n";
 
 bool passes(const QueueFilter::Test& test, std::string_view text) { return !test || test(text); }
 
@@ -139,13 +143,14 @@ int QueueAdmin::prepareRelease(const QueueStore& source, const QueueEntry& held,
     message = withoutMarks(std::move(message), entry.markEnd);
     entry.markEnd = 0;
     if (options.asAttachment) {
-        message = attachedMessage(message,
-                                  {.sender = entry.sender,
-                                   .recipients = entry.recipients,
-                                   .subject = isUtf8(held.subject) ? held.subject : escapedText(held.subject),
-                                   .identifier = derivedIdentifier(source.name(), held.id),
-                                   .hostname = hostname_,
-                                   .date = now});
+        const OwnHeader header{
+            .sender = entry.sender,
+            .recipients = entry.recipients,
+            .subject = kReleasedSubject + (isUtf8(held.subject) ? held.subject : escapedText(held.subject)),
+            .identifier = derivedIdentifier(source.name(), held.id),
+            .hostname = hostname_,
+            .date = now};
+        message = attachedMessage(header, kReleasedText, message);
     }
     return error;
 }

@@ -61,8 +61,12 @@ bool conv(const char* text, const char* fromCharset, const char* toCharset, std:
 bool conv(const char* text, const char* fromCharset, const char* toCharset, char* out, unsigned long& length,
           int& error, bool strict);
 
-// `text`, which is in `charset`, as one or more encoded words; printable ASCII comes back as it is.
-// Released by the caller with KvMsg_FreeHeaderValue; null on failure, with `error` set.
+// A UTF-8 text for a place that takes no escapes, such as a display name between quotation marks. Printable
+// ASCII without '"' and '\' comes back as it is, if it does not look like an encoded word; everything else as
+// encoded words with one blank between them. Their charset is `charset`, or utf-8 when that lacks a character
+// of the text or cannot be used in words (utf-16, for example). Released by the caller with
+// KvMsg_FreeHeaderValue; null on failure, with `error` set: a charset that is not known, a null text, one
+// that is not UTF-8 or has more than 4 MiB.
 char* genRfc2047(const char* text, const char* charset, int& error);
 
 // The entities whose content type is `type`: "type/subtype", or a subtype alone, which matches with

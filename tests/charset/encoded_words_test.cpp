@@ -245,10 +245,12 @@ TEST(EncodeWords, GivesEveryTextBack) {
             EXPECT_EQ(back.bytes, sample.bytes) << what;
             EXPECT_EQ(back.charset, sample.charset);
         }
+        const std::string text = utf8(sample.bytes, sample.charset);
         std::string words;
-        ASSERT_EQ(encodeAsWords(sample.bytes, sample.charset.c_str(), words), 0);
+        ASSERT_EQ(encodeAsWords(text, sample.charset.c_str(), words), 0);
         const DecodedValue backWords = decodeWords(words);
-        EXPECT_EQ(utf8(backWords.bytes, backWords.charset), utf8(sample.bytes, sample.charset)) << words;
+        EXPECT_EQ(utf8(backWords.bytes, backWords.charset), text) << words;
+        EXPECT_TRUE(backWords.charset.empty() || backWords.charset == sample.charset) << words;
     }
 }
 

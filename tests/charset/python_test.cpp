@@ -85,11 +85,12 @@ private:
 TEST_F(Python, ReadsEncodedWords) {
     std::string lines;
     for (const SampleText& sample : sampleTexts()) {
-        const std::string expected = hex(utf8(sample.bytes, sample.charset));
+        const std::string text = utf8(sample.bytes, sample.charset);
+        const std::string expected = hex(text);
         std::string written;
         ASSERT_EQ(encodeWords(sample.bytes, sample.charset.c_str(), 9, "\r\n", written), 0);
         lines += "H " + hex(written) + " " + expected + "\n";
-        ASSERT_EQ(encodeAsWords(sample.bytes, sample.charset.c_str(), written), 0);
+        ASSERT_EQ(encodeAsWords(text, sample.charset.c_str(), written), 0);
         if (!written.empty() && written.find_first_of(" \t") != 0) {
             lines += "H " + hex(written) + " " + expected + "\n";
         }

@@ -6,8 +6,10 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "platform/charset/encoded_words.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/handles.h"
 #include "quzo/core/msgu.h"
@@ -105,7 +107,7 @@ TEST(Conv, ConvertsIntoStringsAndBuffers) {
     EXPECT_EQ(error, quzo::kErrorInvalidArgument);
 }
 
-TEST(GenRfc2047, EncodesNamesWhole) {
+TEST(GenRfc2047, WritesNamesForQuotationMarks) {
     const struct {
         const char* text;
         const char* charset;
@@ -115,13 +117,26 @@ TEST(GenRfc2047, EncodesNamesWhole) {
         {"", "utf-8", ""},
         {"Jörg Müller", "utf-8", "=?utf-8?B?SsO2cmcgTcO8bGxlcg==?="},
         {"a =?b?q?c?=", "utf-8", "=?utf-8?B?YSA9P2I/cT9jPz0=?="},
+        {"Jörg", "iso-8859-1", "=?iso-8859-1?Q?J=F6rg?="},
+        {"Jörg", "us-ascii", "=?utf-8?B?SsO2cmc=?="}, // what the target cannot hold goes as utf-8
+        {"日本", "iso-8859-1", "=?utf-8?B?5pel5pys?="},
+        {"日本", "iso-2022-jp", "=?iso-2022-jp?B?GyRCRnxLXBsoQg==?="},
+        {"Jörg", "utf-16", "=?utf-8?B?SsO2cmc=?="},
+        {"plain", "utf-16", "plain"},
+        {"a \"b\" \\c", "us-ascii", "=?us-ascii?B?YSAiYiIgXGM=?="}, // these would end or escape
+        {"a\\", "utf-8", "=?utf-8?Q?a=5C?="},
+        {"a\\b", "shift_jis", "=?shift_jis?B?YVxi?="},
+        {"a\tb\r\nBcc: x", "us-ascii", "=?us-ascii?B?YQliDQpCY2M6IHg=?="},
     };
     for (const auto& c : cases) {
         int error = -1;
         const quzo::HeaderValueHandle words(quzo::msgu::genRfc2047(c.text, c.charset, error));
-        ASSERT_NE(words, nullptr);
+        ASSERT_NE(words, nullptr) << c.text << " in " << c.charset;
         EXPECT_STREQ(words.get(), c.words);
         EXPECT_EQ(error, 0);
+        // Between quotation marks nothing of it ends or escapes anything.
+        EXPECT_EQ(std::string_view(words.get()).find_first_of("\"\\\r\n\t"), std::string_view::npos);
+        EXPECT_EQ(quzo::platform::decodeWords(words.get()).bytes.empty(), *c.text == '\0');
     }
     int error = 0;
     EXPECT_EQ(quzo::msgu::genRfc2047("a", "x-unknown", error), nullptr);
