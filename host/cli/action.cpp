@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/base/exit_code.h"
 #include "host/cli/commands.h"
-#include "host/cli/console/exit_code.h"
 #include "host/policy/action_codec.h"
 #include "host/policy/action_type.h"
 #include "platform/base/visible_text.h"

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <string>
 
+#include "host/base/exit_code.h"
 #include "host/cli/commands.h"
-#include "host/cli/console/exit_code.h"
 #include "host/cli/session.h"
 #include "host/policy/policy_advice.h"
 #include "platform/store/connection_target.h"

@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/base/exit_code.h"
 #include "host/cli/commands.h"
-#include "host/cli/console/exit_code.h"
 #include "host/cli/object/object_command_line.h"
 #include "host/cli/queue/queue_command_line.h"
 #include "host/policy/nearest.h"

@@ -6,8 +6,8 @@
 #include <csignal>
 #include <exception>
 
+#include "host/base/exit_code.h"
 #include "host/cli/command_line.h"
-#include "host/cli/console/exit_code.h"
 #include "host/cli/console/interrupt.h"
 
 namespace {

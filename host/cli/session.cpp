@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "host/cli/console/exit_code.h"
+#include "host/base/exit_code.h"
 #include "host/policy/policy_objects.h"
 #include "platform/config/resources.h"
 #include "platform/log/file_log.h"

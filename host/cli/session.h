@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "host/base/fault.h"
 #include "host/cli/console/error_output.h"
-#include "host/cli/console/fault.h"
 #include "host/policy/policy.h"
 #include "host/scan/scanner.h"
 #include "platform/config/quzo_settings.h"

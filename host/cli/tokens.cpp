@@ -7,8 +7,8 @@
 #include <iterator>
 #include <string_view>
 
+#include "host/base/exit_code.h"
 #include "host/cli/commands.h"
-#include "host/cli/console/exit_code.h"
 #include "quzo/tokens/action_utils.h"
 
 namespace quzo::host {

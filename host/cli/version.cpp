@@ -3,8 +3,8 @@
 
 #include <string_view>
 
+#include "host/base/exit_code.h"
 #include "host/cli/commands.h"
-#include "host/cli/console/exit_code.h"
 #include "quzo/core/version.h"
 
 namespace quzo::host {

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "host/cli/console/exit_code.h"
+#include "host/base/exit_code.h"
 
 namespace quzo::host {
 

@@ -6,9 +6,9 @@
 #include <map>
 #include <string>
 
+#include "host/base/fault.h"
 #include "host/cli/apply/message_processor.h"
 #include "host/cli/console/console.h"
-#include "host/cli/console/fault.h"
 #include "platform/message/mail_message.h"
 
 namespace quzo::host {

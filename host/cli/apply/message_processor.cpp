@@ -9,8 +9,8 @@
 #include <string_view>
 #include <utility>
 
+#include "host/base/exit_code.h"
 #include "host/cli/apply/message_diff.h"
-#include "host/cli/console/exit_code.h"
 #include "host/scan/envelope.h"
 #include "platform/mta/file_adapter.h"
 #include "quzo/core/error_text.h"

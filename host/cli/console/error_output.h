@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/cli/console/fault.h"
+#include "host/base/fault.h"
 
 namespace quzo::host {
 

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdlib>
 
-#include "host/cli/console/exit_code.h"
+#include "host/base/exit_code.h"
 #include "host/cli/console/file_io.h"
 
 namespace quzo::host {

@@ -14,7 +14,7 @@
 #include <system_error>
 #include <utility>
 
-#include "host/cli/console/exit_code.h"
+#include "host/base/exit_code.h"
 #include "host/cli/console/file_io.h"
 
 namespace quzo::host {

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/cli/console/fault.h"
+#include "host/base/fault.h"
 
 namespace quzo::host {
 

@@ -3,7 +3,7 @@
 
 #include <system_error>
 
-#include "host/cli/console/exit_code.h"
+#include "host/base/exit_code.h"
 #include "host/cli/files/directory_walk.h"
 #include "host/cli/files/inputs.h"
 

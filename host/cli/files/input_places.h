@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/cli/console/fault.h"
+#include "host/base/fault.h"
 
 namespace quzo::host {
 

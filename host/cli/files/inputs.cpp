@@ -13,7 +13,7 @@
 #include <string_view>
 #include <utility>
 
-#include "host/cli/console/exit_code.h"
+#include "host/base/exit_code.h"
 #include "host/cli/files/mail_start.h"
 #include "host/scan/limit_fault.h"
 #include "platform/message/structure/limits.h"

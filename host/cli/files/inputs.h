@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/cli/console/fault.h"
+#include "host/base/fault.h"
 #include "host/cli/console/file_io.h"
 #include "host/cli/files/directory_walk.h"
 #include "host/cli/files/mbox_reader.h"

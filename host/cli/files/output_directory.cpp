@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "host/cli/console/exit_code.h"
+#include "host/base/exit_code.h"
 #include "host/cli/console/temporary_files.h"
 
 namespace quzo::host {

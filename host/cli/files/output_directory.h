@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/cli/console/fault.h"
+#include "host/base/fault.h"
 #include "host/cli/console/file_io.h"
 #include "host/cli/files/input_places.h"
 

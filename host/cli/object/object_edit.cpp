@@ -9,8 +9,8 @@
 
 #include "host/admin/object_file.h"
 #include "host/admin/object_form.h"
+#include "host/base/exit_code.h"
 #include "host/cli/commands.h"
-#include "host/cli/console/exit_code.h"
 #include "host/cli/object/object_session.h"
 #include "host/policy/policy_objects.h"
 #include "platform/base/visible_text.h"

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "host/cli/console/exit_code.h"
+#include "host/base/exit_code.h"
 #include "host/cli/console/file_io.h"
 #include "host/policy/nearest.h"
 #include "platform/config/resources.h"

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "host/admin/object_file.h"
+#include "host/base/exit_code.h"
 #include "host/cli/commands.h"
-#include "host/cli/console/exit_code.h"
 #include "host/cli/console/file_io.h"
 #include "host/cli/console/interrupt.h"
 #include "host/cli/console/temporary_files.h"

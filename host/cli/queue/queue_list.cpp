@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "host/admin/entry_report.h"
+#include "host/base/exit_code.h"
 #include "host/cli/commands.h"
-#include "host/cli/console/exit_code.h"
 #include "host/cli/queue/queue_session.h"
 #include "quzo/core/error_text.h"
 

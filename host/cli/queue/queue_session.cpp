@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "host/admin/entry_report.h"
-#include "host/cli/console/exit_code.h"
+#include "host/base/exit_code.h"
 #include "host/scan/own_host_name.h"
 #include "quzo/core/error_text.h"
 

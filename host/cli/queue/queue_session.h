@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "host/base/fault.h"
 #include "host/cli/console/console.h"
-#include "host/cli/console/fault.h"
 #include "host/cli/queue/queue_options.h"
 #include "host/cli/session.h"
 #include "platform/queue/queue_admin.h"

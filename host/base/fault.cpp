@@ -1,6 +1,6 @@
 // One form for everything that goes wrong, so that a person finds the file, the reason and the next step
 // in the same places of each line, and a script can split it at ": ".
-#include "host/cli/console/fault.h"
+#include "host/base/fault.h"
 
 #include <cerrno>
 #include <cstring>
@@ -10,6 +10,10 @@
 
 namespace quzo::host {
 
+Fault Fault::warning(std::string where, std::string what, std::string advice) {
+    return {0, std::move(where), std::move(what), std::move(advice), false, Severity::Warning};
+}
+
 std::string Fault::line() const {
     std::string text = "quzo: ";
     for (const std::string* part : {&where, &what, &advice}) {
@@ -17,6 +21,7 @@ std::string Fault::line() const {
             if (text.size() > 6) {
                 text += ": ";
             }
+            text += part == &what && !isError() ? "warning: " : "";
             text += platform::visibleText(*part);
         }
     }
