@@ -7,7 +7,6 @@
 #include "host/policy/policy_objects.h"
 #include "host/scan/condition_eval.h"
 #include "host/scan/message_facts.h"
-#include "host/scan/own_host_name.h"
 #include "host/scan/rule_tokens.h"
 #include "quzo/settings/area.h"
 #include "quzo/settings/ui_notify_area.h"
@@ -85,10 +84,8 @@ ObjectPreview previewArea(const Area& area) {
 const Rule* fillPreviewTokens(const Policy& policy, unsigned objectId, platform::MailMessage& msg,
                               const ScannerOptions& options, const NamedObjMgrForScanner& objects,
                               TokenMap<ScanToken>& tokens) {
-    ScannerOptions withHost = options;
-    withHost.hostname = mailHostName(policy.defaults.hostname);
     const std::string firstPass;
-    RuleTokens ruleTokens(tokens, msg, withHost, firstPass);
+    RuleTokens ruleTokens(tokens, msg, options, firstPass);
     MessageFacts facts(msg, policy, options.limits, ruleTokens);
     for (const Rule& rule : policy.rules) {
         if (!refersTo(rule, objectId) || !holds(rule.when, facts)) {

@@ -2,6 +2,7 @@
 // in the same places of each line, and a script can split it at ": ".
 #include "host/base/fault.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -26,6 +27,18 @@ std::string Fault::line() const {
         }
     }
     return text;
+}
+
+bool hasErrors(const Faults& faults) {
+    return std::any_of(faults.begin(), faults.end(), [](const Fault& fault) { return fault.isError(); });
+}
+
+int exitCodeOf(const Faults& faults) {
+    int code = 0;
+    for (const Fault& fault : faults) {
+        code = std::max(code, fault.isError() ? fault.exitCode : 0);
+    }
+    return code;
 }
 
 std::string_view systemAdvice(int errnoValue) {

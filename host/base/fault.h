@@ -37,6 +37,12 @@ using MaybeFault = std::optional<Fault>;
 // All there is to tell, in order.
 using Faults = std::vector<Fault>;
 
+bool hasErrors(const Faults& faults);
+
+// How a program ends that is kept from working by these: by the highest code, so that a wrong setting, which
+// stays wrong, counts more than a store that may be back in a minute. 0 when none is an error.
+int exitCodeOf(const Faults& faults);
+
 // What an errno value means for `where`; `doing` says what was tried ("cannot be opened"). Advice is
 // added where there is one to give.
 Fault systemFault(int exitCode, std::string where, std::string_view doing, int errnoValue);

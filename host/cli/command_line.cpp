@@ -98,7 +98,7 @@ void addCheck(CLI::App& app, Chosen& chosen) {
     CLI::App* command = app.add_subcommand("check", "Check settings and policy.");
     command->footer(
         "Every key, rule, action and object reference is checked; one line a fault.\n"
-        "Exit codes: 0 in order (warnings included), 64 wrong usage, 78 faults.");
+        "Exit codes: 0 in order (warnings included), 64 wrong usage, 66 no such policy, 78 faults.");
     const auto options = std::make_shared<CheckOptions>();
     command->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini")->type_name("FILE");
     command->add_option("-p,--policy", options->policyFile, "Policy file")->type_name("FILE");

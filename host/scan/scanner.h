@@ -66,6 +66,9 @@ public:
 
     const Policy& policy() const { return *policy_; }
 
+    // With the host's name filled in.
+    const ScannerOptions& options() const { return options_; }
+
 private:
     std::shared_ptr<const Policy> policy_;
     ScannerOptions options_;

@@ -47,6 +47,8 @@ std::string expectedInstead(const KnownKey& known, const std::string& value) {
     switch (known.type) {
         case KeyType::Text:
             return {};
+        case KeyType::Host:
+            return value.empty() || isHost(value) ? "" : "a host name, such as gw1.example.com";
         case KeyType::Path:
             return isQuoted(value) ? "the path without quotation marks" : "";
         case KeyType::Charset:

@@ -7,6 +7,7 @@
 #include <limits>
 #include <string>
 
+#include "platform/base/host_name.h"
 #include "platform/message/structure/limits.h"
 
 namespace quzo::platform {
@@ -107,6 +108,7 @@ const std::vector<KnownKey>& knownKeys() {
         {kNotification, "NotificationGetSenderFromMIME", KeyType::Switch},
         {"quzo_manager", "scanner_id", KeyType::Integer},
         {kPlatform, "store", KeyType::Prefix, "sqlite3://|postgresql://", true},
+        {kPlatform, "hostname", KeyType::Host},
         {kPlatform, "spool", KeyType::Path},
         {kPlatform, "tenant", KeyType::Count},
         {kPlatform, "next_hop", KeyType::Prefix, "smtp://|smtps://", true},
@@ -197,6 +199,12 @@ std::optional<std::size_t> parseSize(std::string_view text, bool withUnits) {
 bool isSize(const KnownKey& known, std::string_view text) {
     const auto size = parseSize(text, true);
     return size && (known.most == 0 || *size <= known.most);
+}
+
+bool isHost(std::string_view text) {
+    std::string plain;
+    // Behind an "@" an address without brackets would be none.
+    return text.find(':') == std::string_view::npos && !text.ends_with('.') && readHostName(text, plain);
 }
 
 bool isChoice(std::string_view text, std::string_view choices) {

@@ -11,6 +11,7 @@ namespace quzo::platform {
 
 enum class KeyType : std::uint8_t {
     Text,
+    Host, // the name of one
     Path, // of a file or folder, from the folder of quzo.ini on when it is relative
     Charset,
     Integer,  // decimal, fits an int
@@ -48,6 +49,7 @@ std::string_view sectionOfKey(std::string_view key);
 std::optional<int> parseInteger(std::string_view text);
 std::optional<std::size_t> parseSize(std::string_view text, bool withUnits);
 bool isSize(const KnownKey& known, std::string_view text);
+bool isHost(std::string_view text);
 bool isChoice(std::string_view text, std::string_view choices);
 bool hasPrefix(std::string_view text, std::string_view prefixes);
 

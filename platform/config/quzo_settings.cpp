@@ -121,6 +121,7 @@ PlatformSettings IniSettings::platform() const {
         if (entry == nullptr || known == nullptr ||
             (known->type == KeyType::Choice && !isChoice(entry->value, known->choices)) ||
             (known->type == KeyType::Prefix && !hasPrefix(entry->value, known->choices)) ||
+            (known->type == KeyType::Host && !isHost(entry->value)) ||
             (known->type == KeyType::Size && !isSize(*known, entry->value))) {
             return std::nullopt;
         }
@@ -130,6 +131,7 @@ PlatformSettings IniSettings::platform() const {
         const auto value = text(key);
         into = value ? parseSize(*value, withUnits).value_or(into) : into;
     };
+    settings.hostname = text("hostname").value_or(settings.hostname);
     settings.store = text("store").value_or(settings.store);
     settings.spool = text("spool").value_or(settings.spool);
     settings.nextHop = text("next_hop").value_or(settings.nextHop);

@@ -23,10 +23,11 @@ struct PlatformSettings {
     // What becomes of a message beyond a limit: tried later, judged by what could be read of it, or failed.
     enum class OnLimit : std::uint8_t { Defer, Pass, Refuse };
 
-    std::string store;   // connection string; empty: no named objects
-    std::string spool;   // root of the queues; empty: no queues
-    unsigned tenant = 0; // whose named objects
-    std::string nextHop; // smtp URL; empty: nothing is sent
+    std::string hostname; // under which this host writes mail; empty: the settings do not say
+    std::string store;    // connection string; empty: no named objects
+    std::string spool;    // root of the queues; empty: no queues
+    unsigned tenant = 0;  // whose named objects
+    std::string nextHop;  // smtp URL; empty: nothing is sent
     Tls tls = Tls::Try;
     int timeout = 300; // seconds, of one SMTP exchange
     Limits limits;

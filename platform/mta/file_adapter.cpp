@@ -11,8 +11,8 @@
 #include <limits>
 #include <utility>
 
+#include "platform/base/host_name.h"
 #include "platform/base/utf8.h"
-#include "platform/mta/host_name.h"
 #include "platform/queue/leaving_message.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/guard.h"

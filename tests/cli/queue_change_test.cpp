@@ -52,6 +52,23 @@ TEST_F(Queue, ReleasesAsAttachmentAndThroughTheScanner) {
         installation_.entries("outgoing").begin()->second,
         AllOf(HasSubstr("Content-Type: message/rfc822\n"), HasSubstr("\n\nSubject: Lottery\n\nwin\n\n--")));
     EXPECT_THAT(installation_.only("outgoing").sender, StartsWith("QUZO@"));
+    // The host's name in what we write ourselves: of the policy, or of the settings where they have one.
+    const TemporaryDirectory& dir = installation_.dir();
+    dir.write("host.toml", "[defaults]\nhostname = \"policy.example\"\n");
+    for (const auto& [ini, host] :
+         {std::pair("", "policy.example"), std::pair("hostname = ini.example\n", "ini.example")}) {
+        ASSERT_EQ(installation_.queue({"remove", "outgoing", "--all"}).exitCode, 0);
+        dir.write("host.ini", "[platform]\nspool = " + installation_.spool() + "\n" + ini);
+        ASSERT_EQ(dir.quzo({"queue", "release", "quarantine", "AA", "--as-attachment", "-c", "host.ini", "-p",
+                            "host.toml"})
+                      .exitCode,
+                  0);
+        EXPECT_EQ(installation_.only("outgoing").sender, std::string("QUZO@") + host);
+        EXPECT_THAT(installation_.entries("outgoing").begin()->second,
+                    testing::ContainsRegex(std::string("Message-ID: <[A-Z0-9]+@") + host + ">"));
+        installation_.fill("quarantine", entryNamed("AA"), "Subject: x\n\ny\n");
+    }
+    ASSERT_EQ(installation_.queue({"remove", "outgoing", "--all"}).exitCode, 0);
     ASSERT_EQ(installation_.queue({"release", "quarantine", "CC", "--rescan"}).exitCode, 0);
     EXPECT_EQ(installation_.entries("scan").begin()->second, "Subject: x\n\ny\n");
 }

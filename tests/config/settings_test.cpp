@@ -224,6 +224,9 @@ TEST(Settings, FindsWhatIsWrong) {
         {"[platform]\nlimit_message = 10G\n", 2, Finding::Severity::Error, "'10G'", "up to 2147483647"},
         {"[platform]\ntimeout = -1\n", 2, Finding::Severity::Error, "-1", "1 or more"},
         {"[platform]\nlimit_parts = -1\n", 2, Finding::Severity::Error, "-1", "0 or more"},
+        {"[platform]\nhostname = gw1_example.com.\n", 2, Finding::Severity::Error, "of hostname",
+         "host name"},
+        {"[platform]\nhostname = 2001:db8::1\n", 2, Finding::Severity::Error, "of hostname", "host name"},
         {"[general]\nlocale = a\nlocale = b\n", 3, Finding::Severity::Error, "again", "line 2"},
     };
     for (const auto& c : cases) {

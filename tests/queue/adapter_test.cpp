@@ -4,7 +4,7 @@
 
 #include <ctime>
 
-#include "platform/mta/host_name.h"
+#include "platform/base/host_name.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/msgu.h"
 #include "quzo/core/quarantine_path.h"

@@ -17,8 +17,7 @@
 #include "host/cli/console/interrupt.h"
 #include "host/cli/files/inputs.h"
 #include "host/cli/files/output_directory.h"
-#include "host/cli/session.h"
-#include "host/scan/own_host_name.h"
+#include "host/gateway/installation.h"
 #include "host/scan/token_argument.h"
 #include "platform/base/visible_text.h"
 #include "platform/message/values/mailbox.h"
@@ -140,17 +139,9 @@ void finishOutput(const OutputDirectory& directory, bool full, ApplyResults& res
     }
 }
 
-bool usesQueues(const Policy& policy) {
-    return std::any_of(policy.rules.begin(), policy.rules.end(), [](const Rule& rule) {
-        return std::any_of(rule.actions.begin(), rule.actions.end(),
-                           [](const RuleAction& action) { return queueOf(*action.type).has_value(); });
-    });
-}
-
-// What killed processes left in the queues. What cannot be tidied up is in nobody's way.
-void tidyQueues(Session& session, Console& console) {
-    if (usesQueues(*session.policy()) && session.queues()->startIfDue(std::time(nullptr)) != kErrorNone) {
-        console.err.line("quzo: queues: warning: not everything could be tidied up: see the log");
+void sayIf(const MaybeFault& fault, Console& console) {
+    if (fault) {
+        console.err.say(*fault);
     }
 }
 
@@ -164,19 +155,22 @@ int runApply(const ApplyOptions& options, Console& console) {
         }
     }
     const InterruptWatch interrupt;
-    Session session;
+    Installation installation;
     const bool dry = options.dryRun || options.diff;
-    if (!session.start(options.iniFile, options.policyFile, console.err,
-                       dry ? Session::Purpose::Look : Session::Purpose::Work)) {
-        return session.exitCode();
+    const bool usable =
+        installation.open({.iniFile = options.iniFile, .policyFile = options.policyFile, .make = !dry});
+    const int exitCode = console.err.say(installation.findings());
+    if (!usable) {
+        return exitCode;
     }
+    const std::shared_ptr<const Snapshot> snapshot = installation.snapshot();
     const Show show = whatToShow(options);
     if (!dry) {
         // A filter is called for each message: there it has to be worth it.
-        session.recordReferences(show != Show::Message, console.err);
+        sayIf(installation.recordReferences(show != Show::Message), console);
     }
     InputReader reader(
-        options.paths, readLimit(session.scannerOptions()),
+        options.paths, readLimit(snapshot->options()),
         [&](const std::string& file, const char* why) {
             if (options.verbose) {
                 console.err.say({0, file, why, "passed over"});
@@ -197,13 +191,12 @@ int runApply(const ApplyOptions& options, Console& console) {
         }
     }
     if (!dry) {
-        tidyQueues(session, console);
+        sayIf(installation.tidyQueuesIfDue(std::time(nullptr)), console);
     }
-    const Scanner scanner(session.policy(), session.scannerOptions());
-    const MessageProcessor processor(
-        scanner, session.scannerOptions(), options, tokens,
-        {session.namedObjects(), session.queues(), mailHostName(session.policy()->defaults.hostname)},
-        storing ? &directory : nullptr, interrupt, show, StandardOutput::colours());
+    const MessageProcessor processor(snapshot->scanner(), snapshot->options(), options, tokens,
+                                     {snapshot->objects(), installation.queues(), snapshot->hostname()},
+                                     storing ? &directory : nullptr, interrupt, show,
+                                     StandardOutput::colours());
     ApplyResults results(console);
     work(options, inputs, processor, console, results);
     if (storing) {

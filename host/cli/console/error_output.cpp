@@ -22,6 +22,13 @@ int ErrorOutput::say(const Fault& fault) {
     return fault.exitCode;
 }
 
+int ErrorOutput::say(const Faults& faults) {
+    for (const Fault& fault : faults) {
+        say(fault);
+    }
+    return exitCodeOf(faults);
+}
+
 void ErrorOutput::line(std::string_view text) {
     clearProgress();
     std::string whole(text);

@@ -21,6 +21,9 @@ public:
     // Says the fault and gives its exit code back.
     int say(const Fault& fault);
 
+    // Says all of them; gives back how a program ends that is kept from working by them.
+    int say(const Faults& faults);
+
     // Writes a line as it is given; the caller has escaped what is not the program's own text.
     void line(std::string_view text);
 

@@ -15,7 +15,6 @@
 #include "host/policy/policy_objects.h"
 #include "platform/base/visible_text.h"
 #include "platform/store/store_text.h"
-#include "platform/store/stored_named_objects.h"
 
 namespace quzo::host {
 namespace {
@@ -102,13 +101,9 @@ bool unusedByPolicy(const ObjectOptions& options, ObjectSession& session, const 
     if (options.policyFile.empty()) {
         return true; // the store knows what was recorded
     }
-    const auto objects = session.startLibrary() ? session.loadObjects() : nullptr;
-    const auto policy = objects != nullptr ? session.loadPolicy(*objects) : nullptr;
-    if (policy == nullptr) {
-        return false;
-    }
     std::string rules;
-    for (const platform::ObjectReference& reference : objectReferences(*policy)) {
+    for (const platform::ObjectReference& reference :
+         objectReferences(session.installation().snapshot()->policy())) {
         if (reference.objectId == object.id) {
             rules += fmt::format("{}rule {} {}", rules.empty() ? "" : ", ", reference.ruleId,
                                  platform::quotedText(reference.ruleName));
@@ -174,7 +169,8 @@ int runObjectUpdate(const ObjectOptions& options, Console& console) {
 
 int runObjectRemove(const ObjectOptions& options, Console& console) {
     ObjectSession session(options, console);
-    if (!session.open()) {
+    const bool hasPolicy = !options.policyFile.empty();
+    if (!session.open(hasPolicy ? ObjectSession::Purpose::Policy : ObjectSession::Purpose::Store)) {
         return session.exitCode();
     }
     const std::optional<StoredObject> object = session.find();

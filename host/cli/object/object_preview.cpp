@@ -18,7 +18,6 @@
 #include "host/scan/token_argument.h"
 #include "platform/base/visible_text.h"
 #include "platform/message/values/mailbox.h"
-#include "platform/store/stored_named_objects.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::host {
@@ -78,12 +77,6 @@ std::string previewText(const ObjectPreview& preview) {
     return text;
 }
 
-// Without -p: a policy without rules gives what holds for the message as a whole.
-std::shared_ptr<const Policy> policyFor(const ObjectOptions& options, ObjectSession& session,
-                                        const platform::StoredNamedObjects& objects) {
-    return options.policyFile.empty() ? std::make_shared<const Policy>() : session.loadPolicy(objects);
-}
-
 } // namespace
 
 int runObjectPreview(const ObjectOptions& options, Console& console) {
@@ -95,25 +88,21 @@ int runObjectPreview(const ObjectOptions& options, Console& console) {
         }
     }
     ObjectSession session(options, console);
-    if (!session.open()) {
+    if (!session.open(ObjectSession::Purpose::Preview)) {
         return session.exitCode();
     }
     const std::optional<platform::StoredObject> object = session.find();
-    const auto objects = object && session.startLibrary() ? session.loadObjects() : nullptr;
-    const auto policy = objects != nullptr ? policyFor(options, session, *objects) : nullptr;
-    if (policy == nullptr) {
+    if (!object) {
         return session.exitCode();
     }
+    const std::shared_ptr<const Snapshot> snapshot = session.installation().snapshot();
     const std::optional<ObjectForm> form = ObjectForm::read(object->kind, object->content);
     if (!form) {
         return session.say(Fault{kExitData, shownObject(object->kind, object->name),
                                  "its stored text cannot be read",
                                  "restore a former revision, or remove it"});
     }
-    ScannerOptions scanner;
-    const platform::PlatformSettings settings = session.settings().platform();
-    scanner.limits = settings.limits;
-    scanner.rawValues = settings.rawValues;
+    const ScannerOptions& scanner = snapshot->options();
     const auto msg = platform::MailMessage::parse(std::move(bytes), scanner.limits, scanner.rawValues);
     const KvMsgEntity* root = msg->error() == kErrorNone ? msg->getRootEntity() : nullptr;
     if (root == nullptr || root->hasError() != 0) {
@@ -122,7 +111,8 @@ int runObjectPreview(const ObjectOptions& options, Console& console) {
     }
     const Envelope envelope = envelopeOf(*msg, scanner.limits, options.from, options.to);
     msg->setEnvelope(envelope.sender, envelope.recipients);
-    const Rule* rule = fillPreviewTokens(*policy, object->id, *msg, scanner, *objects, tokens);
+    const Rule* rule =
+        fillPreviewTokens(snapshot->policy(), object->id, *msg, scanner, *snapshot->objects(), tokens);
     if (rule == nullptr && !options.policyFile.empty()) {
         console.err.say({kExitOk, options.policyFile,
                          "warning: no rule that refers to the object matches this message",

@@ -9,17 +9,11 @@
 
 #include "host/base/exit_code.h"
 #include "host/cli/console/file_io.h"
+#include "host/gateway/finding_faults.h"
 #include "host/policy/nearest.h"
-#include "platform/config/resources.h"
-#include "platform/log/file_log.h"
-#include "platform/store/stored_named_objects.h"
-#include "quzo/core/init_action_lib.h"
 
 namespace quzo::host {
 namespace {
-
-using platform::StoreRemedy;
-using platform::StoreTrouble;
 
 constexpr std::string_view kKindNames[] = {"notify", "stamp", "quarantine", "archive"};
 
@@ -31,21 +25,6 @@ MaybeFault readKind(const std::string& name, platform::ObjectKind& kind) {
         return std::nullopt;
     }
     return Fault{kExitUsage, name, "there is no such kind of object", suggestion(name, kKindNames)};
-}
-
-int exitCodeOf(const platform::StoreFault& fault) {
-    if (fault.trouble == StoreTrouble::NotFound) {
-        return kExitNoInput;
-    }
-    switch (fault.remedy()) {
-        case StoreRemedy::ChangeRequest:
-            return kExitData;
-        case StoreRemedy::TryAgain:
-            return kExitTryAgain;
-        case StoreRemedy::Configure:
-            break;
-    }
-    return kExitConfiguration;
 }
 
 MaybeFault readWhole(const std::string& path, std::size_t maxBytes, std::string& bytes) {
@@ -78,35 +57,9 @@ MaybeFault readWhole(const std::string& path, std::size_t maxBytes, std::string&
 
 int ObjectSession::say(const Fault& fault) { return exitCode_ = console_.err.say(fault); }
 
-int ObjectSession::say(const platform::StoreFault& fault) {
-    const bool request = fault.remedy() == StoreRemedy::ChangeRequest;
-    const bool missing = fault.trouble == StoreTrouble::NotFound;
-    return say(Fault{exitCodeOf(fault), request ? "" : options_.iniFile + ": store", fault.text,
-                     missing ? "see quzo object list" : ""});
-}
+int ObjectSession::say(const platform::StoreFault& fault) { return say(faultOf(fault, options_.iniFile)); }
 
-bool ObjectSession::readSettings() {
-    if (options_.iniFile.empty()) {
-        say(Fault{kExitUsage, "object", "there are no settings", "name them with -c FILE"});
-        return false;
-    }
-    settings_.load(options_.iniFile);
-    for (const platform::Finding& finding : settings_.check()) {
-        const bool isError = finding.severity == platform::Finding::Severity::Error;
-        std::string where = options_.iniFile + (finding.line != 0 ? ":" + std::to_string(finding.line) : "");
-        const Fault fault{kExitConfiguration, std::move(where),
-                          (isError ? "" : "warning: ") + finding.message, finding.advice};
-        isError ? say(fault) : console_.err.say(fault);
-    }
-    tenant_ = options_.tenant.value_or(settings_.platform().tenant);
-    if (exitCode_ == kExitOk && settings_.platform().store.empty()) {
-        say(Fault{kExitConfiguration, options_.iniFile, "there is no store",
-                  "set store in [platform], such as sqlite3:///var/lib/quzo/store.db"});
-    }
-    return exitCode_ == kExitOk;
-}
-
-bool ObjectSession::open() {
+bool ObjectSession::open(Purpose purpose) {
     if (!options_.kind.empty()) {
         platform::ObjectKind kind{};
         if (const MaybeFault fault = readKind(options_.kind, kind)) {
@@ -115,65 +68,28 @@ bool ObjectSession::open() {
         }
         kind_ = kind;
     }
-    if (!readSettings()) {
+    if (options_.iniFile.empty()) {
+        say(Fault{kExitUsage, "object", "there are no settings", "name them with -c FILE"});
         return false;
     }
-    auto opened = platform::ObjectStore::open({settings_.platform().store, {}});
-    if (!opened) {
-        say(opened.fault());
-        return false;
-    }
-    store_.emplace(std::move(*opened));
-    return true;
+    const bool usable = installation_.open({.iniFile = options_.iniFile,
+                                            .policyFile = options_.policyFile,
+                                            .tenant = options_.tenant,
+                                            .store = Needs::Store::Open,
+                                            .library = purpose != Purpose::Store,
+                                            .run = purpose == Purpose::Preview,
+                                            .make = purpose != Purpose::Preview});
+    exitCode_ = console_.err.say(installation_.findings());
+    return usable;
 }
 
 std::optional<platform::StoredObject> ObjectSession::find() {
-    auto object = store_->find(tenant_, *kind_, options_.name);
+    auto object = store().find(tenant(), *kind_, options_.name);
     if (!object) {
         say(object.fault());
         return std::nullopt;
     }
     return std::move(*object);
-}
-
-bool ObjectSession::startLibrary() {
-    const platform::PlatformSettings platform = settings_.platform();
-    std::string problem;
-    log_ = platform::FileLog::open(platform.log, platform.logLevel, problem);
-    if (log_ == nullptr) {
-        say(Fault{kExitConfiguration, options_.iniFile,
-                  "the log " + platform.log + " cannot be opened (" + problem + ")",
-                  "see to log in [platform]"});
-        return false;
-    }
-    std::string locale;
-    settings_.getValue("locale", locale, "general", 0);
-    platform::setResourceLocale(locale);
-    platform::loadResources();
-    InitActionLib(settings_, *log_);
-    return true;
-}
-
-std::unique_ptr<platform::StoredNamedObjects> ObjectSession::loadObjects() {
-    auto objects = platform::StoredNamedObjects::load(*store_, tenant_);
-    if (!objects) {
-        say(objects.fault());
-        return nullptr;
-    }
-    return std::move(*objects);
-}
-
-std::shared_ptr<const Policy> ObjectSession::loadPolicy(const platform::StoredNamedObjects& objects) {
-    LoadedPolicy loaded = loadPolicyFile(options_.policyFile, &objects);
-    for (const Finding& finding : loaded.findings) {
-        if (finding.severity == Finding::Severity::Error) {
-            console_.err.line("quzo: " + describe(finding, options_.policyFile));
-        }
-    }
-    if (loaded.policy == nullptr) {
-        exitCode_ = loaded.readError == ENOENT ? kExitNoInput : kExitConfiguration;
-    }
-    return loaded.policy;
 }
 
 } // namespace quzo::host

@@ -92,6 +92,10 @@ void addQueueCommand(CLI::App& app, std::function<int(Console&)>& chosen) {
         ->add_flag("--rescan", options->rescan,
                    "Through the scan queue, where rules that have acted on it are skipped")
         ->excludes(attached);
+    release
+        ->add_option("-p,--policy", options->policyFile,
+                     "Its host name stands in messages of our own, where the settings give none")
+        ->type_name("FILE");
     release->add_flag("--json", options->json, "One JSON object an entry");
 
     CLI::App* remove = addOne(*queue, chosen, options, "remove", "Remove entries for good.", runQueueRemove);

@@ -10,7 +10,8 @@ namespace quzo::host {
 
 // Of all its subcommands; each uses what it offers.
 struct QueueOptions {
-    std::string iniFile; // empty: the built-in settings, which have no queues
+    std::string iniFile;    // empty: the built-in settings, which have no queues
+    std::string policyFile; // empty: none
     std::string queue;
     std::vector<std::string> ids;
     bool all = false; // all entries that `selection` lets through

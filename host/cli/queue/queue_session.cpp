@@ -8,7 +8,6 @@
 
 #include "host/admin/entry_report.h"
 #include "host/base/exit_code.h"
-#include "host/scan/own_host_name.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::host {
@@ -57,12 +56,14 @@ bool QueueSession::start(const QueueOptions& options, bool writing, Console& con
         refuse({kExitUsage, fault->option, fault->text, {}}, console);
         return false;
     }
-    if (!session_.start(options.iniFile, {}, console.err)) {
-        exitCode_ = session_.exitCode();
+    const bool usable =
+        installation_.open({.iniFile = options.iniFile, .policyFile = options.policyFile, .run = false});
+    exitCode_ = console.err.say(installation_.findings());
+    if (!usable) {
         return false;
     }
-    platform::Queues* queues = session_.queues();
-    if (queues == nullptr || queues->find(queue_) == nullptr) {
+    platform::Queues* queues = installation_.queues();
+    if (queues->find(queue_) == nullptr) {
         refuse({kExitConfiguration, name(), "the settings name no directory for this queue",
                 options.iniFile.empty() ? "name the settings with -c FILE" : "set spool in [platform]"},
                console);
@@ -73,17 +74,17 @@ bool QueueSession::start(const QueueOptions& options, bool writing, Console& con
         return false;
     }
     if (writing && queues->start(now_) != kErrorNone) {
-        console.err.line("quzo: queues: warning: not everything could be tidied up: see the log");
+        console.err.say(Fault::warning("queues", "not everything could be tidied up: see the log"));
     }
-    admin_.emplace(*queues, mailHostName({}));
+    admin_.emplace(*queues, installation_.snapshot()->hostname());
     return true;
 }
 
 // A queue that nothing was stored in yet has no directory; the spool above it is there from the first message
 // on.
 MaybeFault QueueSession::missingPlace() {
-    const std::string spool = session_.settings().platform().spool;
-    const std::string directory = session_.queues()->find(queue_)->directory();
+    const std::string spool = installation_.settings().platform().spool;
+    const std::string directory = installation_.queues()->find(queue_)->directory();
     const std::string& place = !spool.empty() && directory.starts_with(spool) ? spool : directory;
     std::error_code unknown; // what cannot be looked at is for the queue itself to tell
     if (std::filesystem::exists(place, unknown) || unknown) {

@@ -9,7 +9,7 @@
 #include "host/base/fault.h"
 #include "host/cli/console/console.h"
 #include "host/cli/queue/queue_options.h"
-#include "host/cli/session.h"
+#include "host/gateway/installation.h"
 #include "platform/queue/queue_admin.h"
 
 namespace quzo::host {
@@ -37,7 +37,7 @@ private:
     int refuse(const Fault& fault, Console& console);
     MaybeFault missingPlace();
 
-    Session session_;
+    Installation installation_;
     std::optional<platform::QueueAdmin> admin_;
     platform::QueueKind queue_ = platform::QueueKind::Quarantine;
     platform::QueueFilter filter_;

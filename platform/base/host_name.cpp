@@ -1,5 +1,5 @@
 // See host_name.h.
-#include "platform/mta/host_name.h"
+#include "platform/base/host_name.h"
 
 #include <arpa/inet.h>
 

@@ -1,0 +1,60 @@
+// See finding_faults.h.
+#include "host/gateway/finding_faults.h"
+
+#include <cstddef>
+
+#include "host/base/exit_code.h"
+
+namespace quzo::host {
+namespace {
+
+using platform::StoreRemedy;
+using platform::StoreTrouble;
+
+// "FILE:LINE", or "FILE" for what has no line.
+std::string place(const std::string& file, std::size_t line) {
+    return line == 0 ? file : file + ":" + std::to_string(line);
+}
+
+Fault faultAt(std::string where, const std::string& what, const std::string& advice, bool isError) {
+    return isError ? Fault{kExitConfiguration, std::move(where), what, advice}
+                   : Fault::warning(std::move(where), what, advice);
+}
+
+int exitCodeOf(const platform::StoreFault& fault) {
+    if (fault.trouble == StoreTrouble::NotFound) {
+        return kExitNoInput;
+    }
+    switch (fault.remedy()) {
+        case StoreRemedy::ChangeRequest:
+            return kExitData;
+        case StoreRemedy::TryAgain:
+            return kExitTryAgain;
+        case StoreRemedy::Configure:
+            break;
+    }
+    return kExitConfiguration;
+}
+
+} // namespace
+
+Fault faultOf(const Finding& finding, const std::string& file) {
+    std::string where = place(file, finding.line);
+    where += finding.where.empty() ? "" : ": " + finding.where;
+    return faultAt(std::move(where), finding.problem, finding.remedy,
+                   finding.severity == Finding::Severity::Error);
+}
+
+Fault faultOf(const platform::Finding& finding, const std::string& file) {
+    return faultAt(place(file, finding.line), finding.message, finding.advice,
+                   finding.severity == platform::Finding::Severity::Error);
+}
+
+Fault faultOf(const platform::StoreFault& fault, const std::string& iniFile) {
+    const bool request = fault.remedy() == StoreRemedy::ChangeRequest;
+    const bool missing = fault.trouble == StoreTrouble::NotFound;
+    return {exitCodeOf(fault), request ? "" : iniFile + ": store", fault.text,
+            missing ? "see quzo object list" : ""};
+}
+
+} // namespace quzo::host
