@@ -1,13 +1,10 @@
-// The same steps as in a scan, up to the moment in which an action would change something.
+// The preview is made while a dry run of the message comes by the rule, so it has what the action would have.
 #include "host/admin/object_preview.h"
 
 #include <algorithm>
-#include <memory>
+#include <utility>
 
 #include "host/policy/policy_objects.h"
-#include "host/scan/condition_eval.h"
-#include "host/scan/message_facts.h"
-#include "host/scan/rule_tokens.h"
 #include "quzo/settings/area.h"
 #include "quzo/settings/ui_notify_area.h"
 #include "quzo/tokens/action_utils.h"
@@ -79,33 +76,34 @@ ObjectPreview previewArea(const Area& area) {
             {}};
 }
 
+// Keeps the preview at the first rule that refers to the object; until then what comes of the message alone.
+class PreviewWatch final : public RuleWatch {
+public:
+    PreviewWatch(const ObjectForm& form, unsigned objectId) : form_(form), objectId_(objectId) {}
+
+    void beforeRules(const TokenMap<ScanToken>& tokens, const platform::MailMessage& msg) override {
+        preview_.object = previewObject(form_, tokens, msg);
+    }
+
+    void atRule(const Rule& rule, const TokenMap<ScanToken>& tokens,
+                const platform::MailMessage& msg) override {
+        if (!preview_.ruleId && refersTo(rule, objectId_)) {
+            preview_.object = previewObject(form_, tokens, msg);
+            preview_.ruleId = rule.id;
+        }
+    }
+
+    MessagePreview take() { return std::move(preview_); }
+
+private:
+    const ObjectForm& form_;
+    unsigned objectId_;
+    MessagePreview preview_;
+};
+
 } // namespace
 
-const Rule* fillPreviewTokens(const Policy& policy, unsigned objectId, platform::MailMessage& msg,
-                              const ScannerOptions& options, const NamedObjMgrForScanner& objects,
-                              TokenMap<ScanToken>& tokens) {
-    const std::string firstPass;
-    RuleTokens ruleTokens(tokens, msg, options, firstPass);
-    MessageFacts facts(msg, policy, options.limits, ruleTokens);
-    for (const Rule& rule : policy.rules) {
-        if (!refersTo(rule, objectId) || !holds(rule.when, facts)) {
-            continue;
-        }
-        const MarkedEntities marked =
-            rule.when.marksEntities ? markedEntities(rule.when, facts) : MarkedEntities();
-        ruleTokens.beginRule(rule, marked, facts.receivedHeader());
-        for (const RuleAction& action : rule.actions) {
-            if (const std::unique_ptr<QuzoAction> made = makeAction(*action.type, action.setting)) {
-                made->fillInTokenMap(tokens, objects);
-            }
-        }
-        return &rule;
-    }
-    ruleTokens.valueForCondition(ScanToken::Sender, facts.receivedHeader()); // with it comes the rest
-    return nullptr;
-}
-
-ObjectPreview previewObject(const ObjectForm& form, TokenMap<ScanToken>& tokens,
+ObjectPreview previewObject(const ObjectForm& form, TokenMap<ScanToken> tokens,
                             const platform::MailMessage& msg) {
     switch (form.kind()) {
         case QuzoNamedObj::NaObjType::NotifyArea:
@@ -115,6 +113,19 @@ ObjectPreview previewObject(const ObjectForm& form, TokenMap<ScanToken>& tokens,
         default:
             return previewArea(static_cast<const Area&>(form.object()));
     }
+}
+
+MessagePreview previewObject(const Snapshot& snapshot, platform::Queues* queues, const ObjectForm& form,
+                             unsigned objectId, MessageJob job) {
+    PreviewWatch watch(form, objectId);
+    job.dryRun = true;
+    job.watch = &watch;
+    const MessageResult result = passMessage(snapshot, queues, std::move(job));
+    MessagePreview preview = watch.take();
+    if (!preview.object) {
+        preview.error = result.scan.error;
+    }
+    return preview;
 }
 
 } // namespace quzo::host

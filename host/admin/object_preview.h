@@ -1,25 +1,18 @@
 // What comes of a named object when a message meets it: its texts with the message's tokens.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "host/admin/object_form.h"
-#include "host/policy/policy.h"
-#include "host/scan/scanner.h"
+#include "host/gateway/message_pipeline.h"
 #include "platform/message/mail_message.h"
-#include "quzo/core/named_obj_cache.h"
 #include "quzo/core/token_map.h"
 
 namespace quzo::host {
-
-// Fills `tokens` as a scan does when it comes to the first rule that refers to the object and matches the
-// message, and returns that rule; null when there is none, and then only what holds for the message as a
-// whole is filled in. What `tokens` holds already stays. The library must have been initialised.
-const Rule* fillPreviewTokens(const Policy& policy, unsigned objectId, platform::MailMessage& msg,
-                              const ScannerOptions& options, const NamedObjMgrForScanner& objects,
-                              TokenMap<ScanToken>& tokens);
 
 // A rendered object: short texts with their names, and the long ones. Values may hold anything that the
 // message does.
@@ -28,8 +21,21 @@ struct ObjectPreview {
     std::vector<std::pair<std::string, std::string>> texts;
 };
 
-// `tokens` gets what has to be computed.
-ObjectPreview previewObject(const ObjectForm& form, TokenMap<ScanToken>& tokens,
+ObjectPreview previewObject(const ObjectForm& form, TokenMap<ScanToken> tokens,
                             const platform::MailMessage& msg);
+
+// What a message makes of an object.
+struct MessagePreview {
+    std::optional<ObjectPreview> object{}; // none for a message that no rule is tried on
+    std::optional<ScanError> error{};      // then: why
+
+    // The rule with whose tokens it is: the first one to act on the message that refers to the object. None:
+    // no rule does, and the tokens are those of the message as a whole.
+    std::optional<std::uint32_t> ruleId{};
+};
+
+// A dry run of the message; `job` need not say so. Throws as passMessage() does.
+MessagePreview previewObject(const Snapshot& snapshot, platform::Queues* queues, const ObjectForm& form,
+                             unsigned objectId, MessageJob job);
 
 } // namespace quzo::host

@@ -76,8 +76,10 @@ bool Installation::open(Needs needs) {
     if (needs_.library && (needs_.store != Needs::Store::Open || store_)) {
         Loaded loaded = load(settings_);
         findings_.insert(findings_.end(), loaded.findings.begin(), loaded.findings.end());
-        snapshot_ = std::make_shared<const Snapshot>(std::move(loaded.policy), std::move(loaded.objects),
-                                                     scannerOptionsOf(settings_.platform()));
+        if (!hasErrors(findings_)) {
+            snapshot_ = std::make_shared<const Snapshot>(std::move(loaded.policy), std::move(loaded.objects),
+                                                         scannerOptionsOf(settings_.platform()));
+        }
     }
     return !hasErrors(findings_);
 }

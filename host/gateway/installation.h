@@ -66,7 +66,7 @@ public:
     // those of open(): a change of them takes a new process, and is a warning here.
     Faults reload();
 
-    // Null without Needs::library.
+    // Null without Needs::library, and before an open() without errors.
     std::shared_ptr<const Snapshot> snapshot() const;
 
     // Never null after an open() with Needs::library; without directories in the settings it has no queues.

@@ -41,6 +41,10 @@ ScanRun::ScanRun(const Policy& policy, const ScannerOptions& options, platform::
 
 void ScanRun::run() {
     if (withinLimits()) {
+        if (job_.watch != nullptr) {
+            tokens_.valueForCondition(ScanToken::Sender, facts_.receivedHeader()); // with it comes the rest
+            job_.watch->beforeRules(job_.tokens, msg_);
+        }
         while (const std::optional<Matched> matched = nextMatch()) {
             if (!runRule(*matched)) {
                 break;
@@ -166,6 +170,9 @@ bool ScanRun::runRule(const Matched& matched) {
         if (*action != nullptr) {
             (*action)->fillInTokenMap(job_.tokens, objects);
         }
+    }
+    if (job_.watch != nullptr) {
+        job_.watch->atRule(rule, job_.tokens, msg_);
     }
     for (std::size_t i = 0; i < actions.size(); ++i) {
         if (!runAction(rule, rule.actions[i], actions[i].get(), report)) {

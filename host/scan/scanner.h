@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/policy/policy.h"
+#include "host/scan/rule_watch.h"
 #include "host/scan/scan_result.h"
 #include "platform/message/mail_message.h"
 #include "platform/message/structure/limits.h"
@@ -51,6 +52,8 @@ struct ScanJob {
     // Which limit the envelope is beyond (Envelope::beyondLimit); empty: none. The message is then treated as
     // one that is itself beyond a limit.
     std::string beyondLimit{};
+
+    RuleWatch* watch = nullptr; // null: nobody looks on
 };
 
 // One policy, ready to be applied. Immutable after construction: threads share one scanner, each with

@@ -10,27 +10,31 @@ namespace {
 
 using platform::ObjectKind;
 
-class NoObjects : public NamedObjMgrForScanner {
-public:
-    const QuzoNamedObj* find(unsigned /*id*/) const override { return nullptr; }
-};
-
 class ObjectPreviewTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        startLibrary();
-        msg->setEnvelope("sender@example.com", {"one@example.com", "two@example.com"});
+    void SetUp() override { startLibrary(); }
+
+    // A stamp that shows tokens, met by the message.
+    static MessagePreview preview(std::shared_ptr<const Policy> policy, unsigned objectId,
+                                  const TokenMap<ScanToken>& tokens = {}) {
+        ObjectForm stamp(ObjectKind::StampArea);
+        EXPECT_FALSE(stamp.set({{"text", "%RULENAME%|%FILENAME%|%HOSTNAME%|%SENDER%|%RCPTS%|%SUBJECT%"}}));
+        const Snapshot snapshot(std::move(policy), nullptr, {});
+        MessageJob job;
+        job.bytes = kMessage;
+        job.sender = "sender@example.com";
+        job.recipients = {"one@example.com", "two@example.com"};
+        job.tokens = tokens;
+        return previewObject(snapshot, nullptr, stamp, objectId, std::move(job));
     }
 
-    const Rule* fillFrom(const Policy& policy, unsigned objectId) {
-        return fillPreviewTokens(policy, objectId, *msg, {}, NoObjects(), tokens);
+    static std::string textOf(const MessagePreview& preview) {
+        return preview.object ? preview.object->texts.at(0).second : "none";
     }
 
-    std::unique_ptr<platform::MailMessage> msg = platform::MailMessage::parse(
+    static constexpr const char* kMessage =
         "From: sender@example.com\r\nSubject: =?utf-8?q?caf=C3=A9?=\r\n"
-        "Content-Type: application/x-program; name=\"run.exe\"\r\n\r\nMZ\r\n",
-        {});
-    TokenMap<ScanToken> tokens;
+        "Content-Type: application/x-program; name=\"run.exe\"\r\n\r\nMZ\r\n";
 };
 
 // An archive action with these ids and a rule about it.
@@ -43,7 +47,7 @@ Rule ruleWith(std::uint32_t id, const char* name, const std::string& setting, co
     return rule;
 }
 
-TEST_F(ObjectPreviewTest, TokensAreThoseOfTheFirstRuleThatRefersToItAndMatches) {
+TEST_F(ObjectPreviewTest, TokensAreThoseOfTheFirstRuleThatRefersToItAndActs) {
     const auto conditions = policyOf(R"(
 [[rule]]
 id = 1
@@ -54,26 +58,39 @@ id = 2
 when = { attachment = "*.exe" }
 stop = true
 )");
-    Policy policy;
-    policy.defaults.hostname = "gw1";
+    auto policy = std::make_shared<Policy>();
+    policy->defaults.hostname = "gw1";
     const Condition& never = conditions->rules[0].when;
     const Condition& program = conditions->rules[1].when;
-    policy.rules = {ruleWith(10, "another object", "1-8", program), ruleWith(20, "no match", "1-7", never),
-                    ruleWith(30, "Programs", "2-8-7", program), ruleWith(40, "later", "1-7", program)};
-    const Rule* rule = fillFrom(policy, 7);
-    ASSERT_NE(rule, nullptr);
-    EXPECT_EQ(rule->id, 30U);
-    EXPECT_EQ(tokens.valueOrEmpty(ScanToken::RuleName), "Programs");
-    EXPECT_EQ(tokens.valueOrEmpty(ScanToken::FileName), "run.exe");
-    EXPECT_EQ(tokens.valueOrEmpty(ScanToken::HostName), "gw1");
+    policy->rules = {ruleWith(10, "another object", "1-8", program), ruleWith(20, "no match", "1-7", never),
+                     ruleWith(30, "Programs", "2-8-7", program), ruleWith(40, "later", "1-7", program)};
+    MessagePreview seen = preview(policy, 7);
+    EXPECT_EQ(seen.ruleId, 30U);
+    EXPECT_EQ(textOf(seen),
+              "Programs|run.exe|gw1|sender@example.com|one@example.com;two@example.com|caf\xC3\xA9");
 
     TokenMap<ScanToken> given;
     given.set(ScanToken::Sender, "given@example.com");
-    tokens = given;
-    EXPECT_EQ(fillFrom(policy, 9), nullptr);
-    EXPECT_EQ(tokens.valueOrEmpty(ScanToken::RuleName), "");
-    EXPECT_EQ(tokens.valueOrEmpty(ScanToken::Sender), "given@example.com");
-    EXPECT_EQ(tokens.valueOrEmpty(ScanToken::Recipients), "one@example.com;two@example.com");
+    seen = preview(policy, 9, given);
+    EXPECT_EQ(seen.ruleId, std::nullopt);
+    EXPECT_EQ(textOf(seen), "||gw1|given@example.com|one@example.com;two@example.com|caf\xC3\xA9");
+
+    // What never comes to a rule is not shown with its tokens.
+    policy->rules[0].stop = true;
+    EXPECT_EQ(preview(policy, 7).ruleId, std::nullopt);
+    EXPECT_EQ(preview(policy, 8).ruleId, 10U);
+    // What a former rule has made of the message shows.
+    policy->rules[0] = ruleWith(10, "tags", "", program);
+    policy->rules[0].actions = policyOf(R"(
+[[rule]]
+id = 1
+when = { always = true }
+actions = [{ type = "tag-subject", tag = "[x]" }]
+)")
+                                   ->rules[0]
+                                   .actions;
+    policy->rules[0].mayChange = true;
+    EXPECT_THAT(textOf(preview(policy, 7)), testing::EndsWith("|[x]caf\xC3\xA9"));
 }
 
 TEST_F(ObjectPreviewTest, TextsAreRendered) {
@@ -102,7 +119,10 @@ TEST_F(ObjectPreviewTest, TextsAreRendered) {
         {ObjectKind::QuarantineArea, "30:1:Q:", {{"area", "Q"}, {"kept", "30 days"}}, {}},
         {ObjectKind::ArchiveArea, "0:0::", {{"area", ""}, {"kept", "until it is removed"}}, {}},
     };
-    fillFrom(Policy(), 1);
+    const auto msg = platform::MailMessage::parse(kMessage, {});
+    TokenMap<ScanToken> tokens;
+    tokens.set(ScanToken::Sender, "sender@example.com");
+    tokens.set(ScanToken::Recipients, "one@example.com;two@example.com");
     for (const auto& row : rows) {
         const auto form = ObjectForm::read(row.kind, row.stored);
         ASSERT_TRUE(form) << row.stored;

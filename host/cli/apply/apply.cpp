@@ -193,8 +193,7 @@ int runApply(const ApplyOptions& options, Console& console) {
     if (!dry) {
         sayIf(installation.tidyQueuesIfDue(std::time(nullptr)), console);
     }
-    const MessageProcessor processor(snapshot->scanner(), snapshot->options(), options, tokens,
-                                     {snapshot->objects(), installation.queues(), snapshot->hostname()},
+    const MessageProcessor processor(*snapshot, installation.queues(), options, tokens,
                                      storing ? &directory : nullptr, interrupt, show,
                                      StandardOutput::colours());
     ApplyResults results(console);

@@ -18,28 +18,20 @@ void ApplyResults::take(const Processed& done) {
         console_.err.line(line);
     }
     console_.out.write(done.text);
-    if (done.deliver != nullptr) {
-        deliver(*done.deliver, done.outcome);
+    if (done.deliver) {
+        done.deliver->write([this](std::string_view piece) { return console_.out.write(piece); });
     }
     exitCode_ = worseExit(exitCode_, done.exitCode);
     if (done.isMessage) {
         ++counts_.at(static_cast<std::size_t>(done.outcome));
         console_.err.progress(++messages_);
     }
-    for (const QueuedEntry& entry : done.queued) {
+    for (const platform::QueuedEntry& entry : done.queued) {
         ++queued_[entry.queue];
     }
 }
 
 void ApplyResults::fault(const Fault& fault) { exitCode_ = worseExit(exitCode_, console_.err.say(fault)); }
-
-void ApplyResults::deliver(const platform::MailMessage& msg, Outcome outcome) {
-    if (outcome == Outcome::Unchanged) {
-        console_.out.write(msg.original());
-    } else {
-        msg.write([this](std::string_view piece) { return console_.out.write(piece); });
-    }
-}
 
 void ApplyResults::sayQueues(bool dryRun) const {
     for (const auto& [queue, count] : queued_) {

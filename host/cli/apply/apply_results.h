@@ -9,7 +9,6 @@
 #include "host/base/fault.h"
 #include "host/cli/apply/message_processor.h"
 #include "host/cli/console/console.h"
-#include "platform/message/mail_message.h"
 
 namespace quzo::host {
 
@@ -40,7 +39,6 @@ public:
 
 private:
     std::string counts() const;
-    void deliver(const platform::MailMessage& msg, Outcome outcome);
 
     Console& console_;
     std::array<std::size_t, 5> counts_{}; // by Outcome

@@ -11,8 +11,6 @@
 
 #include "host/base/exit_code.h"
 #include "host/cli/apply/message_diff.h"
-#include "host/scan/envelope.h"
-#include "platform/mta/file_adapter.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::host {
@@ -39,7 +37,7 @@ int exitCodeOf(const ScanResult& scan) {
 
 // Why nothing comes out of a filter.
 std::string consumedLine(const MessageReport& report) {
-    for (const RuleResult& rule : report.scan.rules) {
+    for (const RuleResult& rule : report.result.scan.rules) {
         for (const ActionResult& action : rule.actions) {
             if (action.consumed) {
                 return Fault{0,
@@ -55,23 +53,24 @@ std::string consumedLine(const MessageReport& report) {
 }
 
 void complain(const MessageReport& report, Processed& done) {
-    for (const std::string& warning : report.scan.warnings) {
-        if (report.scan.error && report.scan.error->text == warning) {
+    for (const std::string& warning : report.result.scan.warnings) {
+        if (report.result.scan.error && report.result.scan.error->text == warning) {
             continue; // said below, with what to do
         }
         done.complaints.push_back(Fault{0, report.file, "warning", warning}.line());
     }
-    if (report.scan.error) {
-        const bool deferred = report.scan.outcome == Outcome::Deferred;
-        const bool kept = deferred || report.scan.outcome == Outcome::Failed;
-        std::string advice = report.scan.error->advice;
+    if (report.result.scan.error) {
+        const bool deferred = report.result.scan.outcome == Outcome::Deferred;
+        const bool kept = deferred || report.result.scan.outcome == Outcome::Failed;
+        std::string advice = report.result.scan.error->advice;
         if (kept) {
             advice += advice.empty() ? "it stays where it is" : "; it stays where it is";
         }
-        if (deferred && report.scan.error->advice.empty()) {
+        if (deferred && report.result.scan.error->advice.empty()) {
             advice += ", run it again";
         }
-        done.complaints.push_back(Fault{0, report.file, report.scan.error->text, std::move(advice)}.line());
+        done.complaints.push_back(
+            Fault{0, report.file, report.result.scan.error->text, std::move(advice)}.line());
     }
 }
 
@@ -90,15 +89,14 @@ std::string addressList(const std::vector<std::string>& addresses) {
 
 } // namespace
 
-MessageProcessor::MessageProcessor(const Scanner& scanner, const ScannerOptions& scannerOptions,
+MessageProcessor::MessageProcessor(const Snapshot& snapshot, platform::Queues* queues,
                                    const ApplyOptions& options, const TokenMap<ScanToken>& tokens,
-                                   Surroundings surroundings, OutputDirectory* output,
-                                   const InterruptWatch& interrupt, Show show, bool colours)
-    : scanner_(scanner),
-      scannerOptions_(scannerOptions),
+                                   OutputDirectory* output, const InterruptWatch& interrupt, Show show,
+                                   bool colours)
+    : snapshot_(snapshot),
+      queues_(queues),
       options_(options),
       tokens_(tokens),
-      surroundings_(std::move(surroundings)),
       output_(output),
       interrupt_(interrupt),
       show_(show),
@@ -108,65 +106,51 @@ Processed MessageProcessor::process(Input input) const noexcept {
     const std::string file = input.file;
     const bool isMessage = input.isMessage;
     try {
-        platform::LogSubject subject(file);
-        return stopping() ? Processed{} : processMessage(std::move(input), subject);
+        return stopping() ? Processed{} : processMessage(std::move(input));
     } catch (const std::exception&) { // the standard library's, of what needs memory
         return outOfMemory(file, isMessage);
     }
 }
 
-Processed MessageProcessor::processMessage(Input input, platform::LogSubject& subject) const {
+Processed MessageProcessor::processMessage(Input input) const {
     Processed done;
     done.tried = true;
     done.isMessage = input.isMessage;
     if (input.fault) {
-        finish(unreadable(input, done), nullptr, done);
+        finish(unreadable(input, done), done);
         return done;
     }
-    auto msg = platform::MailMessage::parse(std::move(input.bytes), scannerOptions_.limits,
-                                            scannerOptions_.rawValues);
-    subject.add(msg->getIdentifier());
-    Envelope envelope = envelopeOf(*msg, scannerOptions_.limits, options_.from, options_.to);
-    msg->setEnvelope(envelope.sender, envelope.recipients);
-    envelope.recipients = std::vector<std::string>(); // the message has them now
-
-    MessageReport report;
-    TokenMap<ScanToken> tokens = tokens_;
-    platform::FileAdapter adapter(
-        {surroundings_.queues, &tokens, surroundings_.hostname, options_.dryRun || options_.diff});
-    report.scan = scanner_.scan(
-        *msg,
-        ScanJob{adapter, tokens, surroundings_.namedObjects, {}, {}, false, std::move(envelope.beyondLimit)});
-    report.file = input.file;
-    report.id = msg->getIdentifier();
-    report.envelope = {msg->sender(), msg->recipients()};
-    report.queued = adapter.queued();
-    done.exitCode = exitCodeOf(report.scan);
+    MessageJob job;
+    job.name = input.file;
+    job.bytes = std::move(input.bytes);
+    job.sender = options_.from;
+    job.recipients = options_.to;
+    job.tokens = tokens_;
+    job.dryRun = options_.dryRun || options_.diff;
+    MessageReport report{input.file, {}, passMessage(snapshot_, queues_, std::move(job))};
+    done.exitCode = exitCodeOf(report.result.scan);
     complain(report, done);
-    if (output_ != nullptr && report.scan.goesOn()) {
-        store(*msg, input, report, done);
+    if (output_ != nullptr && report.result.scan.goesOn()) {
+        store(input, report, done);
     }
-    if (report.scan.goesOn()) {
+    if (report.result.scan.goesOn()) {
         sayUnseen(report, done);
     }
-    finish(report, msg.get(), done);
-    if (show_ == Show::Message && report.scan.goesOn()) {
-        done.deliver = std::move(msg);
-    }
+    finish(std::move(report), done);
     return done;
 }
 
 MessageReport MessageProcessor::unreadable(const Input& input, Processed& done) const {
     MessageReport report;
     report.file = input.file;
-    report.scan.outcome = Outcome::Failed;
+    report.result.scan.outcome = Outcome::Failed;
     done.exitCode = input.fault->exitCode;
-    const bool limit = input.errorNumber == kErrorLimit && scannerOptions_.onLimit == OnLimit::Defer;
+    const bool limit = input.errorNumber == kErrorLimit && snapshot_.options().onLimit == OnLimit::Defer;
     if (limit || input.errorNumber == kErrorNoMemory) {
-        report.scan.outcome = Outcome::Deferred;
+        report.result.scan.outcome = Outcome::Deferred;
         done.exitCode = kExitTryAgain;
     }
-    report.scan.error = ScanError{input.errorNumber, input.fault->what};
+    report.result.scan.error = ScanError{input.errorNumber, input.fault->what};
     done.complaints.push_back(input.fault->line());
     return report;
 }
@@ -177,11 +161,12 @@ Processed MessageProcessor::outOfMemory(const std::string& file, bool isMessage)
     done.isMessage = isMessage;
     MessageReport report;
     report.file = file;
-    report.scan.outcome = Outcome::Deferred;
-    report.scan.error = ScanError{kErrorNoMemory, "there is not enough memory for it"};
+    report.result.scan.outcome = Outcome::Deferred;
+    report.result.scan.error = ScanError{kErrorNoMemory, "there is not enough memory for it"};
     done.exitCode = kExitTryAgain;
-    done.complaints.push_back(Fault{0, file, report.scan.error->text, "run it again with more"}.line());
-    finish(report, nullptr, done);
+    done.complaints.push_back(
+        Fault{0, file, report.result.scan.error->text, "run it again with more"}.line());
+    finish(std::move(report), done);
     return done;
 }
 
@@ -191,36 +176,30 @@ void MessageProcessor::sayUnseen(const MessageReport& report, Processed& done) c
         return;
     }
     constexpr const char* kAdvice = "deliver it so; --json says it for programs";
-    if (report.scan.envelopeChanged) {
+    if (report.result.scan.envelopeChanged) {
         const std::string what =
             fmt::format("its envelope was changed and is not in the message, from <{}> to {}",
-                        report.envelope.sender, addressList(report.envelope.recipients));
+                        report.result.envelope.sender, addressList(report.result.envelope.recipients));
         done.complaints.push_back(Fault{0, report.file, what, kAdvice}.line());
     }
-    if (!report.scan.marks.empty() && scanner_.policy().defaults.markHeader.empty()) {
+    if (!report.result.scan.marks.empty() && snapshot_.policy().defaults.markHeader.empty()) {
         const std::string what =
-            fmt::format("is marked {} and nothing shows it", fmt::join(report.scan.marks, ", "));
+            fmt::format("is marked {} and nothing shows it", fmt::join(report.result.scan.marks, ", "));
         done.complaints.push_back(
             Fault{0, report.file, what, "set mark_header in [defaults] of the policy, or use --json"}.line());
     }
 }
 
-void MessageProcessor::store(const platform::MailMessage& msg, const Input& input, MessageReport& report,
-                             Processed& done) const {
-    const OutputDirectory::Target target{input.name, msg.size(), input.mode};
-    const MaybeFault fault = output_->store(target, [&](const OutputDirectory::Sink& sink) {
-        if (report.scan.outcome == Outcome::Unchanged) {
-            sink(msg.original());
-        } else {
-            msg.write(sink);
-        }
-    });
+void MessageProcessor::store(const Input& input, MessageReport& report, Processed& done) const {
+    const OutputDirectory::Target target{input.name, report.result.size(), input.mode};
+    const MaybeFault fault =
+        output_->store(target, [&](const OutputDirectory::Sink& sink) { report.result.write(sink); });
     if (!fault) {
         report.output = output_->pathOf(input.name);
         return;
     }
-    report.scan.outcome = Outcome::Failed;
-    report.scan.error = ScanError{errorNumber(*fault), fault->what};
+    report.result.scan.outcome = Outcome::Failed;
+    report.result.scan.error = ScanError{errorNumber(*fault), fault->what};
     done.exitCode = fault->exitCode;
     done.complaints.push_back(fault->line());
     if (fault->forAll) {
@@ -228,19 +207,21 @@ void MessageProcessor::store(const platform::MailMessage& msg, const Input& inpu
     }
 }
 
-void MessageProcessor::finish(const MessageReport& report, const platform::MailMessage* msg,
-                              Processed& done) const {
-    done.outcome = report.scan.outcome;
-    done.queued = report.queued;
+void MessageProcessor::finish(MessageReport report, Processed& done) const {
+    MessageResult& result = report.result;
+    done.outcome = result.scan.outcome;
+    done.queued = result.queued;
     if (show_ == Show::Json && done.isMessage) {
         done.text = jsonLine(report);
-    } else if ((show_ == Show::Text || show_ == Show::Diff) && msg != nullptr) {
+    } else if ((show_ == Show::Text || show_ == Show::Diff) && result.message != nullptr) {
         done.text = reportText(report);
-        if (show_ == Show::Diff && report.scan.outcome == Outcome::Modified) {
-            done.text += messageDiff(*msg, report.file, colours_);
+        if (show_ == Show::Diff && result.scan.outcome == Outcome::Modified) {
+            done.text += messageDiff(*result.message, report.file, colours_);
         }
-    } else if (show_ == Show::Message && report.scan.outcome == Outcome::Consumed) {
+    } else if (show_ == Show::Message && result.scan.outcome == Outcome::Consumed) {
         done.complaints.push_back(consumedLine(report));
+    } else if (show_ == Show::Message && result.scan.goesOn()) {
+        done.deliver = std::move(result);
     }
 }
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <atomic>
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,11 +11,8 @@
 #include "host/cli/files/inputs.h"
 #include "host/cli/files/output_directory.h"
 #include "host/cli/options.h"
-#include "host/scan/scanner.h"
-#include "platform/log/log_subject.h"
-#include "platform/message/mail_message.h"
+#include "host/gateway/message_pipeline.h"
 #include "platform/queue/queues.h"
-#include "quzo/core/named_obj_cache.h"
 #include "quzo/core/token_map.h"
 
 namespace quzo::host {
@@ -28,10 +25,10 @@ struct Processed {
     int exitCode = 0;
     std::vector<std::string> complaints; // lines for standard error
     std::string text;                    // for standard output: JSON, a report, a diff
-    std::vector<QueuedEntry> queued;
+    std::vector<platform::QueuedEntry> queued;
 
     // The message itself is to go to standard output.
-    std::unique_ptr<platform::MailMessage> deliver;
+    std::optional<MessageResult> deliver;
 };
 
 // Immutable but for the stop mark: threads share one.
@@ -39,19 +36,11 @@ class MessageProcessor {
 public:
     enum class Show { Nothing, Message, Json, Text, Diff };
 
-    // What actions may ask for beside the message. Threads share both.
-    struct Surroundings {
-        const NamedObjMgrForScanner* namedObjects = nullptr; // null: there are none
-        platform::Queues* queues = nullptr;                  // null: there are none
-        std::string hostname;                                // of what is sent
-    };
-
-    // All of it is the caller's and outlives the processor, but for `surroundings`, whose pointers do.
-    // `output` may be null: nothing is stored.
-    MessageProcessor(const Scanner& scanner, const ScannerOptions& scannerOptions,
-                     const ApplyOptions& options, const TokenMap<ScanToken>& tokens,
-                     Surroundings surroundings, OutputDirectory* output, const InterruptWatch& interrupt,
-                     Show show, bool colours);
+    // All of it is the caller's and outlives the processor. `queues` may be null: there are none; so may
+    // `output`: nothing is stored.
+    MessageProcessor(const Snapshot& snapshot, platform::Queues* queues, const ApplyOptions& options,
+                     const TokenMap<ScanToken>& tokens, OutputDirectory* output,
+                     const InterruptWatch& interrupt, Show show, bool colours);
 
     // Never throws: a message for which memory runs out is deferred.
     Processed process(Input input) const noexcept;
@@ -61,19 +50,17 @@ public:
     bool stopping() const { return stopping_ || interrupt_.signal() != 0; }
 
 private:
-    Processed processMessage(Input input, platform::LogSubject& subject) const;
-    void finish(const MessageReport& report, const platform::MailMessage* msg, Processed& done) const;
+    Processed processMessage(Input input) const;
+    void finish(MessageReport report, Processed& done) const;
     MessageReport unreadable(const Input& input, Processed& done) const;
     Processed outOfMemory(const std::string& file, bool isMessage) const;
     void sayUnseen(const MessageReport& report, Processed& done) const;
-    void store(const platform::MailMessage& msg, const Input& input, MessageReport& report,
-               Processed& done) const;
+    void store(const Input& input, MessageReport& report, Processed& done) const;
 
-    const Scanner& scanner_;
-    const ScannerOptions& scannerOptions_;
+    const Snapshot& snapshot_;
+    platform::Queues* queues_;
     const ApplyOptions& options_;
     const TokenMap<ScanToken>& tokens_;
-    const Surroundings surroundings_;
     OutputDirectory* output_;
     const InterruptWatch& interrupt_;
     Show show_;

@@ -45,25 +45,25 @@ std::string ruleText(const RuleResult& rule) {
 
 std::string jsonLine(const MessageReport& report) {
     Json queued = Json::array();
-    for (const QueuedEntry& entry : report.queued) {
+    for (const platform::QueuedEntry& entry : report.result.queued) {
         queued.push_back({{"queue", entry.queue}, {"id", entry.id}});
     }
     Json rules = Json::array();
-    for (const RuleResult& rule : report.scan.rules) {
+    for (const RuleResult& rule : report.result.scan.rules) {
         rules.push_back(ruleJson(rule));
     }
     Json error;
-    if (report.scan.error) {
-        error = {{"code", report.scan.error->code}, {"text", report.scan.error->text}};
+    if (report.result.scan.error) {
+        error = {{"code", report.result.scan.error->code}, {"text", report.result.scan.error->text}};
     }
     const Json line = {
         {"file", report.file},
-        {"id", orNull(report.id)},
-        {"outcome", outcomeName(report.scan.outcome)},
+        {"id", orNull(report.result.identifier)},
+        {"outcome", outcomeName(report.result.scan.outcome)},
         {"output", orNull(report.output)},
         {"error", std::move(error)},
-        {"marks", report.scan.marks},
-        {"envelope", {{"from", report.envelope.sender}, {"to", report.envelope.recipients}}},
+        {"marks", report.result.scan.marks},
+        {"envelope", {{"from", report.result.envelope.sender}, {"to", report.result.envelope.recipients}}},
         {"queued", std::move(queued)},
         {"rules", std::move(rules)},
     };
@@ -72,24 +72,24 @@ std::string jsonLine(const MessageReport& report) {
 
 std::string reportText(const MessageReport& report) {
     std::string text =
-        fmt::format("{}: {}\n", platform::visibleText(report.file), outcomeName(report.scan.outcome));
-    for (const RuleResult& rule : report.scan.rules) {
+        fmt::format("{}: {}\n", platform::visibleText(report.file), outcomeName(report.result.scan.outcome));
+    for (const RuleResult& rule : report.result.scan.rules) {
         text += ruleText(rule);
     }
-    if (!report.scan.marks.empty()) {
-        text += fmt::format("  marks: {}\n", fmt::join(report.scan.marks, ", "));
+    if (!report.result.scan.marks.empty()) {
+        text += fmt::format("  marks: {}\n", fmt::join(report.result.scan.marks, ", "));
     }
-    text += fmt::format("  envelope: <{}> to", platform::visibleText(report.envelope.sender));
-    for (const std::string& recipient : report.envelope.recipients) {
+    text += fmt::format("  envelope: <{}> to", platform::visibleText(report.result.envelope.sender));
+    for (const std::string& recipient : report.result.envelope.recipients) {
         text += fmt::format(" <{}>", platform::visibleText(recipient));
     }
-    text += report.envelope.recipients.empty() ? " nobody\n" : "\n";
-    for (const QueuedEntry& entry : report.queued) {
+    text += report.result.envelope.recipients.empty() ? " nobody\n" : "\n";
+    for (const platform::QueuedEntry& entry : report.result.queued) {
         text += fmt::format("  queue {}: {}\n", entry.queue, entry.id);
     }
-    if (report.scan.error) {
-        text += fmt::format("  error {}: {}\n", report.scan.error->code,
-                            platform::visibleText(report.scan.error->text));
+    if (report.result.scan.error) {
+        text += fmt::format("  error {}: {}\n", report.result.scan.error->code,
+                            platform::visibleText(report.result.scan.error->text));
     }
     return text;
 }

@@ -172,7 +172,7 @@ void addLooking(CLI::App& object, Chosen& chosen, const Options& options) {
         ->type_name("")
         ->required();
     addPolicy(*preview, options,
-              "Fill in the tokens of its first rule that refers to the object and matches the message");
+              "Fill in the tokens of its first rule that refers to the object and acts on the message");
     preview->add_option("--from", options->from, "Envelope sender; '' is the null sender")
         ->type_name("ADDRESS");
     preview->add_option("--to", options->to, "Envelope recipient, repeatable")

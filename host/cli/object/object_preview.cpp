@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -14,11 +13,9 @@
 #include "host/cli/files/inputs.h"
 #include "host/cli/object/object_session.h"
 #include "host/cli/object/object_table.h"
-#include "host/scan/envelope.h"
 #include "host/scan/token_argument.h"
 #include "platform/base/visible_text.h"
 #include "platform/message/values/mailbox.h"
-#include "quzo/core/error_text.h"
 
 namespace quzo::host {
 namespace {
@@ -95,30 +92,30 @@ int runObjectPreview(const ObjectOptions& options, Console& console) {
     if (!object) {
         return session.exitCode();
     }
-    const std::shared_ptr<const Snapshot> snapshot = session.installation().snapshot();
     const std::optional<ObjectForm> form = ObjectForm::read(object->kind, object->content);
     if (!form) {
         return session.say(Fault{kExitData, shownObject(object->kind, object->name),
                                  "its stored text cannot be read",
                                  "restore a former revision, or remove it"});
     }
-    const ScannerOptions& scanner = snapshot->options();
-    const auto msg = platform::MailMessage::parse(std::move(bytes), scanner.limits, scanner.rawValues);
-    const KvMsgEntity* root = msg->error() == kErrorNone ? msg->getRootEntity() : nullptr;
-    if (root == nullptr || root->hasError() != 0) {
-        const int error = root == nullptr ? msg->error() : root->hasError();
-        return session.say(Fault{kExitData, options.message, KVMSGERR::I2A(error), "name a message file"});
+    MessageJob job;
+    job.name = options.message;
+    job.bytes = std::move(bytes);
+    job.sender = options.from;
+    job.recipients = options.to;
+    job.tokens = tokens;
+    const MessagePreview preview =
+        previewObject(*session.installation().snapshot(), session.installation().queues(), *form, object->id,
+                      std::move(job));
+    if (!preview.object) {
+        return session.say(Fault{kExitData, options.message, preview.error->text, "name a message file"});
     }
-    const Envelope envelope = envelopeOf(*msg, scanner.limits, options.from, options.to);
-    msg->setEnvelope(envelope.sender, envelope.recipients);
-    const Rule* rule =
-        fillPreviewTokens(snapshot->policy(), object->id, *msg, scanner, *snapshot->objects(), tokens);
-    if (rule == nullptr && !options.policyFile.empty()) {
-        console.err.say({kExitOk, options.policyFile,
-                         "warning: no rule that refers to the object matches this message",
-                         "tokens of a rule have no value"});
+    if (!preview.ruleId && !options.policyFile.empty()) {
+        console.err.say(Fault::warning(options.policyFile,
+                                       "no rule that refers to the object acts on this message",
+                                       "tokens of a rule have no value"));
     }
-    console.out.write(previewText(previewObject(*form, tokens, *msg)));
+    console.out.write(previewText(*preview.object));
     return kExitOk;
 }
 
