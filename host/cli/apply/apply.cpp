@@ -10,10 +10,10 @@
 #include <utility>
 
 #include "host/base/exit_code.h"
+#include "host/cli/apply/apply_command.h"
 #include "host/cli/apply/apply_results.h"
 #include "host/cli/apply/message_processor.h"
 #include "host/cli/apply/ordered_run.h"
-#include "host/cli/commands.h"
 #include "host/cli/console/interrupt.h"
 #include "host/cli/files/inputs.h"
 #include "host/cli/files/output_directory.h"

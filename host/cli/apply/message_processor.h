@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "host/cli/apply/apply_options.h"
 #include "host/cli/apply/message_report.h"
 #include "host/cli/console/interrupt.h"
 #include "host/cli/files/inputs.h"
 #include "host/cli/files/output_directory.h"
-#include "host/cli/options.h"
 #include "host/gateway/message_pipeline.h"
 #include "platform/queue/queues.h"
 #include "quzo/core/token_map.h"

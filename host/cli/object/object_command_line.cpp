@@ -9,7 +9,7 @@
 #include <string>
 
 #include "host/admin/object_field.h"
-#include "host/cli/commands.h"
+#include "host/cli/object/object_commands.h"
 
 namespace quzo::host {
 namespace {

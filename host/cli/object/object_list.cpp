@@ -1,6 +1,6 @@
 // quzo object list: one line an object.
 #include "host/base/exit_code.h"
-#include "host/cli/commands.h"
+#include "host/cli/object/object_commands.h"
 #include "host/cli/object/object_report.h"
 #include "host/cli/object/object_session.h"
 #include "host/cli/object/object_table.h"

@@ -9,8 +9,8 @@
 
 #include "host/admin/object_file.h"
 #include "host/base/exit_code.h"
-#include "host/cli/commands.h"
 #include "host/cli/files/inputs.h"
+#include "host/cli/object/object_commands.h"
 #include "host/cli/object/object_session.h"
 #include "host/cli/object/object_table.h"
 #include "host/scan/token_argument.h"

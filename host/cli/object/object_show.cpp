@@ -7,7 +7,7 @@
 #include "host/admin/object_file.h"
 #include "host/admin/object_form.h"
 #include "host/base/exit_code.h"
-#include "host/cli/commands.h"
+#include "host/cli/object/object_commands.h"
 #include "host/cli/object/object_report.h"
 #include "host/cli/object/object_session.h"
 #include "host/cli/object/object_table.h"

@@ -14,10 +14,10 @@
 
 #include "host/admin/object_file.h"
 #include "host/base/exit_code.h"
-#include "host/cli/commands.h"
 #include "host/cli/console/file_io.h"
 #include "host/cli/console/interrupt.h"
 #include "host/cli/console/temporary_files.h"
+#include "host/cli/object/object_commands.h"
 #include "host/cli/object/object_session.h"
 
 namespace quzo::host {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "host/base/exit_code.h"
-#include "host/cli/commands.h"
+#include "host/cli/queue/queue_commands.h"
 #include "host/cli/queue/queue_session.h"
 #include "host/policy/policy_advice.h"
 #include "platform/base/visible_text.h"

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "host/cli/commands.h"
+#include "host/cli/queue/queue_commands.h"
 
 namespace quzo::host {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "host/admin/entry_report.h"
 #include "host/base/exit_code.h"
-#include "host/cli/commands.h"
+#include "host/cli/queue/queue_commands.h"
 #include "host/cli/queue/queue_session.h"
 #include "quzo/core/error_text.h"
 
