@@ -217,6 +217,15 @@ std::string entryJson(const char* queue, const ListedEntry& entry, std::int64_t 
     return line.dump(-1, ' ', true, Json::error_handler_t::replace) + '\n';
 }
 
+std::string releaseJson(const char* queue, const std::string& id, const platform::QueuedEntry& released,
+                        bool dryRun) {
+    const Json line = {{"queue", queue},
+                       {"id", id},
+                       {"released", {{"queue", released.queue}, {"id", released.id}}},
+                       {"dry_run", dryRun}};
+    return line.dump(-1, ' ', true) + '\n';
+}
+
 std::string entryText(const char* queue, const ListedEntry& entry, std::int64_t now) {
     Facts facts;
     facts.add("queue", queue);

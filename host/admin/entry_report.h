@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/queue/queue_store.h"
+#include "platform/queue/queue_admin.h"
 
 namespace quzo::host {
 
@@ -16,6 +16,10 @@ std::string tableLine(const platform::ListedEntry& entry, std::int64_t now);
 // null. Bytes that are no UTF-8 become U+FFFD.
 std::string entryJson(const char* queue, const platform::ListedEntry& entry, std::int64_t now,
                       const std::string* header = nullptr);
+
+// What became of a release, as one JSON object with a line break.
+std::string releaseJson(const char* queue, const std::string& id, const platform::QueuedEntry& released,
+                        bool dryRun);
 
 // Everything that is known of it, one line a fact; local time.
 std::string entryText(const char* queue, const platform::ListedEntry& entry, std::int64_t now);

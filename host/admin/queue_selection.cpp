@@ -6,6 +6,7 @@
 #include <memory>
 #include <utility>
 
+#include "host/base/exit_code.h"
 #include "host/policy/glob.h"
 #include "host/policy/size_text.h"
 #include "platform/base/visible_text.h"
@@ -27,10 +28,9 @@ bool isNumber(const std::string& text) {
 
 // The two limits of a value, which `read` reads.
 template <typename Number, typename Read>
-std::optional<SelectionFault> readLimits(std::pair<const char*, const std::string&> above,
-                                         std::pair<const char*, const std::string&> below, Read&& read,
-                                         const char* form, std::optional<Number>& least,
-                                         std::optional<Number>& most) {
+MaybeFault readLimits(std::pair<const char*, const std::string&> above,
+                      std::pair<const char*, const std::string&> below, Read&& read, const char* form,
+                      std::optional<Number>& least, std::optional<Number>& most) {
     for (const auto& [option, text] : {above, below}) {
         if (text.empty()) {
             continue;
@@ -38,7 +38,7 @@ std::optional<SelectionFault> readLimits(std::pair<const char*, const std::strin
         const std::optional<Number> value = read(text);
         const bool isAbove = option == above.first;
         if (!value || (!isAbove && *value == 0)) {
-            return SelectionFault{option, platform::quotedText(text) + " is no " + form};
+            return Fault{kExitUsage, option, platform::quotedText(text) + " is no " + form, {}};
         }
         (isAbove ? least : most) = isAbove ? *value + 1 : *value - 1;
     }
@@ -71,7 +71,7 @@ std::optional<std::int64_t> parseAge(std::string_view text) {
     return std::nullopt;
 }
 
-std::optional<SelectionFault> readSelection(const SelectionTexts& texts, platform::QueueFilter& out) {
+MaybeFault readSelection(const SelectionTexts& texts, platform::QueueFilter& out) {
     out = {};
     out.sender = matching(texts.sender);
     out.recipient = matching(texts.recipient);
@@ -81,7 +81,7 @@ std::optional<SelectionFault> readSelection(const SelectionTexts& texts, platfor
         std::uint32_t rule = 0;
         const char* end = texts.rule.data() + texts.rule.size();
         if (std::from_chars(texts.rule.data(), end, rule).ec != std::errc()) {
-            return SelectionFault{"--rule", platform::quotedText(texts.rule) + " is no rule's number"};
+            return Fault{kExitUsage, "--rule", platform::quotedText(texts.rule) + " is no rule's number", {}};
         }
         out.rule = rule;
     } else {

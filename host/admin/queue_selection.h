@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "host/base/fault.h"
 #include "platform/queue/queue_admin.h"
 
 namespace quzo::host {
@@ -24,14 +25,9 @@ struct SelectionTexts {
     bool empty() const;
 };
 
-// What is wrong with a condition.
-struct SelectionFault {
-    std::string option; // "--older-than"
-    std::string text;   // what is wrong and what to write
-};
-
-// Reads the conditions; all of them must hold for an entry.
-std::optional<SelectionFault> readSelection(const SelectionTexts& texts, platform::QueueFilter& out);
+// Reads the conditions; all of them must hold for an entry. A fault (64) names the option, such as
+// "--older-than".
+MaybeFault readSelection(const SelectionTexts& texts, platform::QueueFilter& out);
 
 // Seconds in "90s", "15m", "12h", "30d" or "2w"; nothing for any other text and for more than a thousand
 // years.

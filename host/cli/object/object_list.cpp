@@ -1,7 +1,7 @@
 // quzo object list: one line an object.
+#include "host/admin/object_json.h"
 #include "host/base/exit_code.h"
 #include "host/cli/object/object_commands.h"
-#include "host/cli/object/object_report.h"
 #include "host/cli/object/object_session.h"
 #include "host/cli/object/object_table.h"
 
@@ -12,7 +12,7 @@ int runObjectList(const ObjectOptions& options, Console& console) {
     if (!session.open()) {
         return session.exitCode();
     }
-    const auto objects = session.store().list(session.tenant(), session.kind());
+    const auto objects = session.admin().list(session.kind());
     if (!objects) {
         return session.say(objects.fault());
     }

@@ -88,9 +88,9 @@ int runObjectPreview(const ObjectOptions& options, Console& console) {
     if (!session.open(ObjectSession::Purpose::Preview)) {
         return session.exitCode();
     }
-    const std::optional<platform::StoredObject> object = session.find();
+    const Result<platform::StoredObject> object = session.admin().find(*session.kind(), options.name);
     if (!object) {
-        return session.exitCode();
+        return session.say(object.fault());
     }
     const std::optional<ObjectForm> form = ObjectForm::read(object->kind, object->content);
     if (!form) {

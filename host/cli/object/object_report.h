@@ -1,4 +1,4 @@
-// What is told of stored objects.
+// What is told of stored objects, for people.
 #pragma once
 
 #include <string>
@@ -8,18 +8,10 @@
 
 namespace quzo::host {
 
-// A line of JSON for a listing.
-std::string summaryJson(const platform::ObjectSummary& object);
-
-// One object with its fields and the rules that refer to it: lines for people, a line of JSON. When its
-// stored text cannot be read there are no fields ("fields" is null).
+// One object with its fields and the rules that refer to it. When its stored text cannot be read there are no
+// fields.
 std::string objectText(const platform::StoredObject& object,
                        const std::vector<platform::ObjectReference>& references);
-std::string objectJson(const platform::StoredObject& object,
-                       const std::vector<platform::ObjectReference>& references);
-
-// One revision as a line of JSON, with the fields as they were.
-std::string versionJson(platform::ObjectKind kind, unsigned id, const platform::ObjectVersion& version);
 
 // The fields of a stored text, one "name  value" a line, texts of several lines below their name.
 std::string fieldsText(platform::ObjectKind kind, const std::string& content);

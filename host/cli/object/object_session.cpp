@@ -9,7 +9,6 @@
 
 #include "host/base/exit_code.h"
 #include "host/cli/console/file_io.h"
-#include "host/gateway/finding_faults.h"
 #include "host/policy/nearest.h"
 
 namespace quzo::host {
@@ -57,8 +56,6 @@ MaybeFault readWhole(const std::string& path, std::size_t maxBytes, std::string&
 
 int ObjectSession::say(const Fault& fault) { return exitCode_ = console_.err.say(fault); }
 
-int ObjectSession::say(const platform::StoreFault& fault) { return say(faultOf(fault, options_.iniFile)); }
-
 bool ObjectSession::open(Purpose purpose) {
     if (!options_.kind.empty()) {
         platform::ObjectKind kind{};
@@ -80,16 +77,10 @@ bool ObjectSession::open(Purpose purpose) {
                                             .run = purpose == Purpose::Preview,
                                             .make = purpose != Purpose::Preview});
     exitCode_ = console_.err.say(installation_.findings());
-    return usable;
-}
-
-std::optional<platform::StoredObject> ObjectSession::find() {
-    auto object = store().find(tenant(), *kind_, options_.name);
-    if (!object) {
-        say(object.fault());
-        return std::nullopt;
+    if (usable) {
+        admin_.emplace(installation_.store(), installation_.tenant(), options_.iniFile);
     }
-    return std::move(*object);
+    return usable;
 }
 
 } // namespace quzo::host

@@ -6,10 +6,10 @@
 #include <optional>
 #include <string>
 
+#include "host/admin/object_admin.h"
 #include "host/cli/console/console.h"
 #include "host/cli/object/object_options.h"
 #include "host/gateway/installation.h"
-#include "platform/store/object_store.h"
 
 namespace quzo::host {
 
@@ -30,16 +30,11 @@ public:
 
     // What KIND says; none when it was left out.
     std::optional<platform::ObjectKind> kind() const { return kind_; }
-    unsigned tenant() const { return installation_.tenant(); }
-    platform::ObjectStore& store() { return installation_.store(); }
+    ObjectAdmin& admin() { return *admin_; }
     const Installation& installation() const { return installation_; }
-
-    // The object of KIND and NAME; none, and said, when there is none.
-    std::optional<platform::StoredObject> find();
 
     // Says a fault and keeps its exit code.
     int say(const Fault& fault);
-    int say(const platform::StoreFault& fault);
 
     int exitCode() const { return exitCode_; }
 
@@ -47,6 +42,7 @@ private:
     const ObjectOptions& options_;
     Console& console_;
     Installation installation_;
+    std::optional<ObjectAdmin> admin_; // once it is open
     std::optional<platform::ObjectKind> kind_;
     int exitCode_ = 0;
 };

@@ -1,11 +1,11 @@
 // quzo object show: one object, as it is or as it was.
 #include <algorithm>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/admin/object_file.h"
 #include "host/admin/object_form.h"
+#include "host/admin/object_json.h"
 #include "host/base/exit_code.h"
 #include "host/cli/object/object_commands.h"
 #include "host/cli/object/object_report.h"
@@ -16,7 +16,6 @@ namespace quzo::host {
 namespace {
 
 using platform::ObjectVersion;
-using platform::StoredObject;
 
 int checkReadable(ObjectSession& session, const std::string& name, const std::string& content) {
     if (ObjectForm::read(*session.kind(), content)) {
@@ -27,42 +26,18 @@ int checkReadable(ObjectSession& session, const std::string& name, const std::st
 }
 
 int showNow(const ObjectOptions& options, ObjectSession& session, Console& console) {
-    const std::optional<StoredObject> object = session.find();
-    if (!object) {
-        return session.exitCode();
+    const Result<ObjectView> view = session.admin().show(*session.kind(), options.name);
+    if (!view) {
+        return session.say(view.fault());
     }
+    const platform::StoredObject& object = view->object;
     if (options.raw) {
-        console.out.write(object->content + "\n");
+        console.out.write(object.content + "\n");
         return kExitOk;
     }
-    const auto references = session.store().references(session.tenant(), object->id);
-    if (!references) {
-        return session.say(references.fault());
-    }
-    console.out.write(options.json ? objectJson(*object, *references) : objectText(*object, *references));
-    return checkReadable(session, object->name, object->content);
-}
-
-// Of an object that is there, or else of the one that was removed last under the name.
-std::optional<std::vector<ObjectVersion>> readHistory(const ObjectOptions& options, ObjectSession& session,
-                                                      unsigned& id) {
-    const auto present = session.store().find(session.tenant(), *session.kind(), options.name);
-    if (present) {
-        id = present->id;
-    } else {
-        const auto removed = session.store().findRemoved(session.tenant(), *session.kind(), options.name);
-        if (!removed) {
-            session.say(present.fault());
-            return std::nullopt;
-        }
-        id = *removed;
-    }
-    auto versions = session.store().history(session.tenant(), id);
-    if (!versions) {
-        session.say(versions.fault());
-        return std::nullopt;
-    }
-    return std::move(*versions);
+    console.out.write(options.json ? objectJson(object, view->references)
+                                   : objectText(object, view->references));
+    return checkReadable(session, object.name, object.content);
 }
 
 std::string versionText(const ObjectOptions& options, unsigned id, const ObjectVersion& version) {
@@ -85,30 +60,30 @@ std::string historyText(const std::vector<ObjectVersion>& versions) {
 }
 
 int showHistory(const ObjectOptions& options, ObjectSession& session, Console& console) {
-    unsigned id = 0;
-    const auto versions = readHistory(options, session, id);
-    if (!versions) {
-        return session.exitCode();
+    const Result<ObjectHistory> history = session.admin().history(*session.kind(), options.name);
+    if (!history) {
+        return session.say(history.fault());
     }
+    const std::vector<ObjectVersion>& versions = history->versions;
     if (options.revision) {
-        const auto found =
-            std::find_if(versions->begin(), versions->end(),
-                         [&](const ObjectVersion& version) { return version.revision == *options.revision; });
-        if (found == versions->end()) {
+        const auto found = std::find_if(versions.begin(), versions.end(), [&](const ObjectVersion& version) {
+            return version.revision == *options.revision;
+        });
+        if (found == versions.end()) {
             return session.say(Fault{kExitNoInput, shownObject(*session.kind(), options.name),
                                      "it has no revision " + std::to_string(*options.revision),
                                      "see them with --history"});
         }
-        console.out.write(versionText(options, id, *found));
+        console.out.write(versionText(options, history->id, *found));
         return options.raw ? kExitOk : checkReadable(session, found->name, found->content);
     }
     if (options.json) {
-        for (const ObjectVersion& version : *versions) {
-            console.out.write(versionJson(*session.kind(), id, version));
+        for (const ObjectVersion& version : versions) {
+            console.out.write(versionJson(*session.kind(), history->id, version));
         }
         return kExitOk;
     }
-    console.out.write(historyText(*versions));
+    console.out.write(historyText(versions));
     return kExitOk;
 }
 

@@ -12,6 +12,7 @@
 #include <system_error>
 #include <vector>
 
+#include "host/admin/object_admin.h"
 #include "host/admin/object_file.h"
 #include "host/base/exit_code.h"
 #include "host/cli/console/file_io.h"
@@ -23,9 +24,7 @@
 namespace quzo::host {
 namespace {
 
-using platform::ObjectChange;
 using platform::ObjectOutcome;
-using platform::StoredObject;
 
 // Writes the file whole or not at all, in the place of the one that bears its name. Of a link its target is
 // replaced.
@@ -59,21 +58,6 @@ MaybeFault writeFile(std::string path, std::string_view bytes) {
     return systemFault(kExitInputOutput, path, "cannot be written", error);
 }
 
-// Objects whose text cannot be read are told: an import would refuse the file.
-std::string fileText(const std::vector<StoredObject>& objects, Console& console) {
-    std::string text = objectFileHead();
-    for (const StoredObject& object : objects) {
-        bool readable = false;
-        text += objectTable(object.kind, object.name, object.content, readable);
-        if (!readable) {
-            console.err.say({kExitOk, shownObject(object.kind, object.name),
-                             "warning: its stored text cannot be read, and an import refuses it",
-                             "restore a former revision, or remove it"});
-        }
-    }
-    return text;
-}
-
 const char* effectWord(ObjectOutcome::Effect effect) {
     switch (effect) {
         case ObjectOutcome::Effect::Added:
@@ -88,12 +72,13 @@ const char* effectWord(ObjectOutcome::Effect effect) {
     return "unchanged";
 }
 
-std::string reportText(const ObjectFile& file, const std::vector<ObjectOutcome>& outcomes, bool dryRun) {
+std::string reportText(const ObjectFile& file, const std::vector<ObjectOutcome::Effect>& effects,
+                       bool dryRun) {
     std::string text;
     std::size_t counts[3] = {};
-    for (std::size_t index = 0; index < outcomes.size(); ++index) {
+    for (std::size_t index = 0; index < effects.size(); ++index) {
         const FileObject& object = file.objects[index];
-        const ObjectOutcome::Effect effect = outcomes[index].effect;
+        const ObjectOutcome::Effect effect = effects[index];
         ++counts[static_cast<std::size_t>(effect)];
         const bool would = dryRun && effect != ObjectOutcome::Effect::Unchanged;
         text += fmt::format("{}{} {}\n", would ? "would be " : "", effectWord(effect),
@@ -115,18 +100,6 @@ void sayFindings(const Findings& findings, const std::string& path, Console& con
     }
 }
 
-// A change that is refused belongs to a line of the file; anything else to the store.
-int sayRefused(ObjectSession& session, const ObjectOptions& options, const ObjectFile& file,
-               const platform::StoreFault& fault, std::size_t index) {
-    if (fault.remedy() != platform::StoreRemedy::ChangeRequest || index >= file.objects.size()) {
-        return session.say(fault);
-    }
-    return session.say(Fault{kExitData,
-                             options.file + ":" + std::to_string(file.objects[index].line) + ": " +
-                                 shownObject(file.objects[index].kind, file.objects[index].name),
-                             fault.text, "nothing was changed"});
-}
-
 } // namespace
 
 int runObjectExport(const ObjectOptions& options, Console& console) {
@@ -134,27 +107,18 @@ int runObjectExport(const ObjectOptions& options, Console& console) {
     if (!session.open()) {
         return session.exitCode();
     }
-    std::vector<StoredObject> objects;
-    if (!options.name.empty()) {
-        std::optional<StoredObject> object = session.find();
-        if (!object) {
-            return session.exitCode();
-        }
-        objects.push_back(*std::move(object));
-    } else {
-        auto all = session.store().exportObjects(session.tenant(), session.kind());
-        if (!all) {
-            return session.say(all.fault());
-        }
-        objects = std::move(*all);
+    const Result<ObjectExport> exported = session.admin().exportText(
+        session.kind(), options.name.empty() ? std::nullopt : std::optional(options.name));
+    if (!exported) {
+        return session.say(exported.fault());
     }
-    const std::string text = fileText(objects, console);
+    console.err.say(exported->warnings);
     if (options.file.empty() || options.file == "-") {
-        console.out.write(text);
+        console.out.write(exported->text);
         return kExitOk;
     }
     const InterruptWatch interrupt;
-    if (const MaybeFault fault = writeFile(options.file, text)) {
+    if (const MaybeFault fault = writeFile(options.file, exported->text)) {
         return session.say(*fault);
     }
     return interrupt.signal() != 0 ? kExitBySignal + interrupt.signal() : kExitOk;
@@ -174,17 +138,11 @@ int runObjectImport(const ObjectOptions& options, Console& console) {
     if (!session.open()) {
         return session.exitCode();
     }
-    std::vector<ObjectChange> changes;
-    changes.reserve(file.objects.size());
-    for (const FileObject& object : file.objects) {
-        changes.push_back({ObjectChange::Type::Put, object.kind, 0, {}, object.name, object.content});
+    const Result<ObjectImport> imported = session.admin().import(file, options.file, options.dryRun);
+    if (!imported) {
+        return session.say(imported.fault());
     }
-    std::size_t failedAt = changes.size();
-    const auto outcomes = session.store().apply(session.tenant(), changes, options.dryRun, &failedAt);
-    if (!outcomes) {
-        return sayRefused(session, options, file, outcomes.fault(), failedAt);
-    }
-    console.out.write(reportText(file, *outcomes, options.dryRun));
+    console.out.write(reportText(file, imported->effects, options.dryRun));
     return kExitOk;
 }
 

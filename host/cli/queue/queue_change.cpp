@@ -1,25 +1,20 @@
 // quzo queue release, remove and expire: what people do to many entries, one after the other, each for
 // itself. Whatever becomes of one does not stop the others.
-#include <nlohmann/json.hpp>
-
 #include <functional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "host/admin/entry_report.h"
 #include "host/base/exit_code.h"
 #include "host/cli/queue/queue_commands.h"
 #include "host/cli/queue/queue_session.h"
 #include "host/policy/policy_advice.h"
 #include "platform/base/visible_text.h"
 #include "platform/message/values/mailbox.h"
-#include "quzo/core/error_text.h"
 
 namespace quzo::host {
 namespace {
-
-using platform::ListedEntry;
-using platform::QueueResult;
 
 MaybeFault checkOptions(const QueueOptions& options) {
     const auto usage = [](std::string where, std::string what, std::string advice) {
@@ -47,19 +42,19 @@ int selectIds(const QueueOptions& options, QueueSession& session, Console& conso
     if (!options.all) {
         return kExitOk;
     }
-    const int error = session.admin().list(session.queue(), session.filter(), session.now(),
-                                           [&ids](const ListedEntry& entry) {
-                                               ids.push_back(entry.id);
-                                               return true;
-                                           });
-    return error == kErrorNone
-               ? int{kExitOk}
-               : console.err.say({kExitInputOutput, session.name(),
-                                  std::string("not all of it could be listed (") + KVMSGERR::I2A(error) + ")",
-                                  "the entries that were found are worked on"});
+    MaybeFault fault = session.desk().list(session.filter(), [&ids](const platform::ListedEntry& entry) {
+        ids.push_back(entry.id);
+        return true;
+    });
+    if (!fault) {
+        return kExitOk;
+    }
+    fault->advice = "the entries that were found are worked on";
+    return console.err.say(*fault);
 }
 
-using Work = std::function<QueueResult(QueueSession& session, const std::string& id, std::string& line)>;
+// Does the work on one entry; gives the line to say.
+using Work = std::function<Result<std::string>(QueueDesk& desk, const std::string& id)>;
 
 int forEachEntry(const QueueOptions& options, Console& console, const Work& work) {
     if (const MaybeFault fault = checkOptions(options)) {
@@ -74,12 +69,11 @@ int forEachEntry(const QueueOptions& options, Console& console, const Work& work
     std::size_t tried = 0;
     for (const std::string& id : ids) {
         console.err.progress(++tried);
-        std::string line;
-        const QueueResult result = work(session, id, line);
-        if (result.done()) {
-            console.out.write(line);
-        } else if (!options.all || result.outcome != QueueResult::Outcome::Missing) {
-            exitCode = worseExit(exitCode, console.err.say(session.fault(id, result)));
+        const Result<std::string> line = work(session.desk(), id);
+        if (line) {
+            console.out.write(*line);
+        } else if (!options.all || line.fault().exitCode != kExitNoInput) {
+            exitCode = worseExit(exitCode, console.err.say(line.fault()));
         } // else somebody else was quicker, and it is as it was to be
     }
     return exitCode;
@@ -88,11 +82,7 @@ int forEachEntry(const QueueOptions& options, Console& console, const Work& work
 std::string releaseLine(const QueueOptions& options, const char* queue, const std::string& id,
                         const platform::QueuedEntry& released) {
     if (options.json) {
-        const nlohmann::ordered_json line = {{"queue", queue},
-                                             {"id", id},
-                                             {"released", {{"queue", released.queue}, {"id", released.id}}},
-                                             {"dry_run", options.dryRun}};
-        return line.dump(-1, ' ', true) + '\n';
+        return releaseJson(queue, id, released, options.dryRun);
     }
     return std::string(queue) + "/" + id + (options.dryRun ? ": would be released to " : ": released to ") +
            released.queue + "/" + released.id + "\n";
@@ -105,38 +95,34 @@ int runQueueRelease(const QueueOptions& options, Console& console) {
                                        .rescan = options.rescan,
                                        .asAttachment = options.asAttachment,
                                        .dryRun = options.dryRun};
-    const auto targetQueue = options.rescan ? platform::QueueKind::Scan : platform::QueueKind::Outgoing;
-    const char* target = platform::queueName(targetQueue);
-    if (options.queue == target) {
-        return console.err.say({kExitUsage, options.queue, "is where it would be released to",
-                                waitingNote(targetQueue).empty() ? "its entries go out by themselves"
-                                                                 : std::string(waitingNote(targetQueue))});
+    if (const MaybeFault fault = checkReleaseTarget(options.queue, options.rescan)) {
+        return console.err.say(*fault);
     }
     bool any = false;
     const int exitCode =
-        forEachEntry(options, console, [&](QueueSession& session, const std::string& id, std::string& line) {
-            platform::QueuedEntry released;
-            const QueueResult result =
-                session.admin().release(session.queue(), id, how, session.now(), released);
-            any = any || result.done();
-            line = result.done() ? releaseLine(options, session.name(), id, released) : std::string();
-            return result;
+        forEachEntry(options, console, [&](QueueDesk& desk, const std::string& id) -> Result<std::string> {
+            const Result<platform::QueuedEntry> released = desk.release(id, how);
+            if (!released) {
+                return released.fault();
+            }
+            any = true;
+            return releaseLine(options, desk.name(), id, *released);
         });
-    if (const std::string_view note = waitingNote(targetQueue); any && !note.empty()) {
-        console.err.say({0, target, std::string(note), {}});
+    const platform::QueueKind target = releaseTarget(options.rescan);
+    if (const std::string_view note = waitingNote(target); any && !note.empty()) {
+        console.err.say({0, platform::queueName(target), std::string(note), {}});
     }
     return exitCode;
 }
 
 int runQueueRemove(const QueueOptions& options, Console& console) {
-    return forEachEntry(
-        options, console, [&](QueueSession& session, const std::string& id, std::string& line) {
-            line = std::string(session.name()) + "/" + id +
-                   (options.dryRun ? ": would be removed\n" : ": removed\n");
-            ListedEntry ignored;
-            return options.dryRun ? QueueResult::of(session.admin().look(session.queue(), id, ignored))
-                                  : session.admin().remove(session.queue(), id);
-        });
+    return forEachEntry(options, console, [&](QueueDesk& desk, const std::string& id) -> Result<std::string> {
+        if (const MaybeFault fault = desk.remove(id, options.dryRun)) {
+            return *fault;
+        }
+        return std::string(desk.name()) + "/" + id +
+               (options.dryRun ? ": would be removed\n" : ": removed\n");
+    });
 }
 
 int runQueueExpire(const QueueOptions& options, Console& console) {
@@ -145,33 +131,15 @@ int runQueueExpire(const QueueOptions& options, Console& console) {
         return session.exitCode();
     }
     const std::string name = session.name();
-    std::size_t removed = 0;
-    int exitCode = kExitOk;
-    // Nothing tells how old they are: without a word they would stay for ever.
-    const auto unreadable = [&](const ListedEntry& listed) {
-        exitCode = worseExit(exitCode, console.err.say(session.fault(listed.id, listed.error)));
-    };
-    int error = kErrorNone;
-    if (options.dryRun) {
-        error = session.admin().list(session.queue(), {}, session.now(), [&](const ListedEntry& listed) {
-            if (listed.error != kErrorNone) {
-                unreadable(listed);
-            } else if (listed.entry.agedOut(session.now())) {
-                ++removed;
-                console.out.write(name + "/" + listed.id + ": would be removed\n");
-            }
-            return true;
-        });
-    } else {
-        error = session.admin().expire(session.queue(), session.now(), removed, unreadable);
-    }
-    console.out.write(name + ": " + std::to_string(removed) + (removed == 1 ? " entry" : " entries") +
+    const QueueExpiry done = session.desk().expire(options.dryRun, [&](const std::string& id) {
+        console.out.write(name + "/" + id + ": would be removed\n");
+    });
+    console.out.write(name + ": " + std::to_string(done.removed) +
+                      (done.removed == 1 ? " entry" : " entries") +
                       (options.dryRun ? " would be removed\n" : " removed\n"));
-    if (error != kErrorNone) {
-        exitCode = worseExit(exitCode, console.err.say({kExitInputOutput, name,
-                                                        std::string("not all of it could be looked at (") +
-                                                            KVMSGERR::I2A(error) + ")",
-                                                        "see the log for what the system said"}));
+    int exitCode = kExitOk;
+    for (const Fault& fault : done.faults) {
+        exitCode = worseExit(exitCode, console.err.say(fault));
     }
     return exitCode;
 }

@@ -19,53 +19,20 @@ namespace {
 
 using platform::ListedEntry;
 
-constexpr std::size_t kMaxHeader = std::size_t{1} << 20U; // bytes of it that are shown
-
-// The header block of an entry's message, with its line breaks.
-int readHeader(QueueSession& session, std::string_view id, std::string& out) {
-    std::size_t end = std::string::npos;
-    const auto atBlankLine = [&out, &end](std::size_t from) {
-        for (std::size_t at = from; at < out.size(); at = out.find('\n', at) + 1) {
-            const std::string_view rest = std::string_view(out).substr(at);
-            if (rest.starts_with('\n') || rest.starts_with("\r\n")) {
-                end = at;
-                return true;
-            }
-            if (rest.find('\n') == std::string_view::npos) {
-                break;
-            }
-        }
-        return false;
-    };
-    const int error = session.admin().showMessage(session.queue(), id, [&](std::string_view piece) {
-        const std::size_t line = out.rfind('\n'); // the last line may go on in this piece
-        out.append(piece);
-        return !atBlankLine(line == std::string::npos ? 0 : line + 1) && out.size() < kMaxHeader;
-    });
-    out.resize(std::min({end, out.size(), kMaxHeader}));
-    return error;
+int showRaw(QueueDesk& desk, const std::string& id, Console& console) {
+    const MaybeFault fault =
+        desk.showMessage(id, [&console](std::string_view piece) { return console.out.write(piece); });
+    return fault ? console.err.say(*fault) : int{kExitOk};
 }
 
-int showRaw(QueueSession& session, const std::string& id, Console& console) {
-    const int error = session.admin().showMessage(
-        session.queue(), id, [&console](std::string_view piece) { return console.out.write(piece); });
-    return error == kErrorNone ? kExitOk : console.err.say(session.fault(id, error));
-}
-
-int showOne(QueueSession& session, const std::string& id, bool json, Console& console) {
-    ListedEntry listed;
-    std::string header;
-    int error = session.admin().look(session.queue(), id, listed);
-    error = error != kErrorNone ? error : listed.error;
-    if (error == kErrorNone) {
-        error = readHeader(session, id, header);
-        error = error == kErrorNotFound ? int{kErrorInputOutput} : error; // there is an entry, but no message
+int showOne(QueueDesk& desk, const std::string& id, bool json, Console& console) {
+    const Result<EntryView> view = desk.show(id);
+    if (!view) {
+        return console.err.say(view.fault());
     }
-    if (error != kErrorNone) {
-        return console.err.say(session.fault(id, error));
-    }
-    console.out.write(json ? entryJson(session.name(), listed, session.now(), &header)
-                           : entryText(session.name(), listed, session.now()) + "\n" + headerText(header));
+    console.out.write(json ? entryJson(desk.name(), view->entry, desk.now(), &view->header)
+                           : entryText(desk.name(), view->entry, desk.now()) + "\n" +
+                                 headerText(view->header));
     return kExitOk;
 }
 
@@ -94,24 +61,19 @@ int runQueueList(const QueueOptions& options, Console& console) {
     if (!session.start(options, false, console)) {
         return session.exitCode();
     }
+    QueueDesk& desk = session.desk();
     std::vector<TableLine> lines;
-    const int error =
-        session.admin().list(session.queue(), session.filter(), session.now(), [&](const ListedEntry& entry) {
-            if (options.json) {
-                return console.out.write(entryJson(session.name(), entry, session.now()));
-            }
-            const bool readable = entry.error == kErrorNone;
-            lines.push_back({readable ? entry.entry.stored : std::numeric_limits<std::int64_t>::max(),
-                             tableLine(entry, session.now())});
-            return true;
-        });
+    const MaybeFault fault = desk.list(session.filter(), [&](const ListedEntry& entry) {
+        if (options.json) {
+            return console.out.write(entryJson(desk.name(), entry, desk.now()));
+        }
+        const bool readable = entry.error == kErrorNone;
+        lines.push_back({readable ? entry.entry.stored : std::numeric_limits<std::int64_t>::max(),
+                         tableLine(entry, desk.now())});
+        return true;
+    });
     printSorted(lines, console);
-    if (error != kErrorNone) {
-        return console.err.say({kExitInputOutput, session.name(),
-                                std::string("not all of it could be listed (") + KVMSGERR::I2A(error) + ")",
-                                "see the log for what the system said"});
-    }
-    return kExitOk;
+    return fault ? console.err.say(*fault) : int{kExitOk};
 }
 
 int runQueueShow(const QueueOptions& options, Console& console) {
@@ -124,14 +86,14 @@ int runQueueShow(const QueueOptions& options, Console& console) {
         return session.exitCode();
     }
     if (options.raw) {
-        return showRaw(session, options.ids.front(), console);
+        return showRaw(session.desk(), options.ids.front(), console);
     }
     int exitCode = kExitOk;
     for (const std::string& id : options.ids) {
         if (!options.json && &id != &options.ids.front()) {
             console.out.write("\n");
         }
-        exitCode = worseExit(exitCode, showOne(session, id, options.json, console));
+        exitCode = worseExit(exitCode, showOne(session.desk(), id, options.json, console));
     }
     return exitCode;
 }

@@ -1,16 +1,12 @@
-// What every `quzo queue` subcommand begins and ends with.
+// What every `quzo queue` subcommand begins with.
 #pragma once
 
-#include <cstdint>
 #include <optional>
-#include <string>
-#include <string_view>
 
-#include "host/base/fault.h"
+#include "host/admin/queue_desk.h"
 #include "host/cli/console/console.h"
 #include "host/cli/queue/queue_options.h"
 #include "host/gateway/installation.h"
-#include "platform/queue/queue_admin.h"
 
 namespace quzo::host {
 
@@ -23,25 +19,16 @@ public:
 
     int exitCode() const { return exitCode_; }
 
-    platform::QueueAdmin& admin() { return *admin_; }
-    platform::QueueKind queue() const { return queue_; }
-    const char* name() const { return platform::queueName(queue_); }
+    QueueDesk& desk() { return *desk_; }
+    const char* name() const { return desk_->name(); }
     const platform::QueueFilter& filter() const { return filter_; }
-    std::int64_t now() const { return now_; }
-
-    // What went wrong with an entry of this queue; a result that is done is no fault.
-    Fault fault(std::string_view id, const platform::QueueResult& result) const;
-    Fault fault(std::string_view id, int error) const;
 
 private:
-    int refuse(const Fault& fault, Console& console);
-    MaybeFault missingPlace();
+    bool refuse(const Fault& fault, Console& console);
 
     Installation installation_;
-    std::optional<platform::QueueAdmin> admin_;
-    platform::QueueKind queue_ = platform::QueueKind::Quarantine;
+    std::optional<QueueDesk> desk_;
     platform::QueueFilter filter_;
-    std::int64_t now_ = 0;
     int exitCode_ = 0;
 };
 
