@@ -40,6 +40,18 @@ bool usesQueues(const Policy& policy) {
     });
 }
 
+// Reads the file, if there is one, and gives what is wrong with it.
+Faults loadSettings(const std::string& iniFile, platform::IniSettings& settings) {
+    Faults faults;
+    if (!iniFile.empty()) {
+        settings.load(iniFile);
+        for (const platform::Finding& finding : settings.check()) {
+            faults.push_back(faultOf(finding, iniFile));
+        }
+    }
+    return faults;
+}
+
 // A store that nobody opened; a connection string that cannot be read is a fault all the same.
 std::optional<StoreFault> connectionFault(const std::string& connection) {
     try {
@@ -60,13 +72,11 @@ struct Installation::Loaded {
     std::optional<StoreFault> storeFault;
 };
 
-unsigned Installation::tenantOf(const platform::IniSettings& settings) const {
-    return needs_.tenant.value_or(settings.platform().tenant);
-}
+unsigned Installation::tenant() const { return needs_.tenant.value_or(settings_.platform().tenant); }
 
 bool Installation::open(Needs needs) {
     needs_ = std::move(needs);
-    readSettings();
+    findings_ = loadSettings(needs_.iniFile, settings_);
     if (needs_.library && !startLibrary()) {
         return false;
     }
@@ -74,7 +84,7 @@ bool Installation::open(Needs needs) {
         openNeededStore();
     }
     if (needs_.library && (needs_.store != Needs::Store::Open || store_)) {
-        Loaded loaded = load(settings_);
+        Loaded loaded = load();
         findings_.insert(findings_.end(), loaded.findings.begin(), loaded.findings.end());
         if (!hasErrors(findings_)) {
             snapshot_ = std::make_shared<const Snapshot>(std::move(loaded.policy), std::move(loaded.objects),
@@ -82,15 +92,6 @@ bool Installation::open(Needs needs) {
         }
     }
     return !hasErrors(findings_);
-}
-
-void Installation::readSettings() {
-    if (!needs_.iniFile.empty()) {
-        settings_.load(needs_.iniFile);
-        for (const platform::Finding& finding : settings_.check()) {
-            findings_.push_back(faultOf(finding, needs_.iniFile));
-        }
-    }
 }
 
 bool Installation::startLibrary() {
@@ -127,13 +128,13 @@ void Installation::openNeededStore() {
     }
 }
 
-Installation::Loaded Installation::load(const platform::IniSettings& settings) {
+Installation::Loaded Installation::load() {
     Loaded loaded;
-    const std::string store = settings.platform().store;
+    const std::string store = settings_.platform().store;
     if (!needs_.policyFile.empty()) {
-        readPolicy(settings, loaded);
+        readPolicy(loaded);
     } else if (needs_.store == Needs::Store::Open) {
-        readObjects(settings, loaded);
+        readObjects(loaded);
     } else if (needs_.store == Needs::Store::Checked && !store.empty()) {
         loaded.storeFault = connectionFault(store);
     }
@@ -152,8 +153,8 @@ Installation::Loaded Installation::load(const platform::IniSettings& settings) {
     return loaded;
 }
 
-void Installation::readObjects(const platform::IniSettings& settings, Loaded& loaded) {
-    const std::string connection = settings.platform().store;
+void Installation::readObjects(Loaded& loaded) {
+    const std::string connection = settings_.platform().store;
     if (connection.empty()) {
         return;
     }
@@ -169,7 +170,7 @@ void Installation::readObjects(const platform::IniSettings& settings, Loaded& lo
         }
         store_ = std::move(*opened);
     }
-    auto objects = StoredNamedObjects::load(*store_, tenantOf(settings));
+    auto objects = StoredNamedObjects::load(*store_, tenant());
     if (objects) {
         loaded.objects = std::move(*objects);
     } else {
@@ -177,11 +178,11 @@ void Installation::readObjects(const platform::IniSettings& settings, Loaded& lo
     }
 }
 
-void Installation::readPolicy(const platform::IniSettings& settings, Loaded& loaded) {
+void Installation::readPolicy(Loaded& loaded) {
     bool asked = false;
     const auto objects = [&] {
         asked = true;
-        readObjects(settings, loaded);
+        readObjects(loaded);
         return loaded.objects.get();
     };
     LoadedPolicy read = loadPolicyFile(needs_.policyFile, ObjectSource(objects));
@@ -225,15 +226,10 @@ void Installation::addAdvice(Loaded& loaded) const {
 }
 
 Faults Installation::reload() {
+    const std::scoped_lock one(reloading_);
     platform::IniSettings settings;
-    Faults findings;
-    if (!needs_.iniFile.empty()) {
-        settings.load(needs_.iniFile);
-        for (const platform::Finding& finding : settings.check()) {
-            findings.push_back(faultOf(finding, needs_.iniFile));
-        }
-    }
-    Loaded loaded = load(settings);
+    Faults findings = loadSettings(needs_.iniFile, settings);
+    Loaded loaded = load();
     findings.insert(findings.end(), loaded.findings.begin(), loaded.findings.end());
     if (hasErrors(findings)) {
         return findings;
@@ -242,8 +238,10 @@ Faults Installation::reload() {
         findings.push_back(Fault::warning(needs_.iniFile, key + " has changed and is read at the start only",
                                           "start the program anew"));
     }
+    ScannerOptions options = scannerOptionsOf(settings.platform());
+    options.rawValues = settings_.platform().rawValues; // the library reads that setting too
     auto snapshot = std::make_shared<const Snapshot>(std::move(loaded.policy), std::move(loaded.objects),
-                                                     scannerOptionsOf(settings.platform()));
+                                                     std::move(options));
     const std::scoped_lock lock(mutex_);
     snapshot_ = std::move(snapshot);
     return findings;

@@ -62,7 +62,7 @@ public:
 
     // Reads settings and policy again and takes the objects as they are in the store by then. Without errors
     // snapshot() gives the new one from then on, and messages in hand finish with theirs; with an error among
-    // what it returns all stays as it is. The library's own settings, the log, the queues and the store are
+    // what it returns all stays as it is. The library's own settings, log, queues, store and tenant are
     // those of open(): a change of them takes a new process, and is a warning here.
     Faults reload();
 
@@ -83,7 +83,7 @@ public:
 
     // Only with Needs::Store::Open.
     platform::ObjectStore& store() { return *store_; }
-    unsigned tenant() const { return tenantOf(settings_); }
+    unsigned tenant() const;
 
     // Those of open().
     const platform::IniSettings& settings() const { return settings_; }
@@ -91,15 +91,13 @@ public:
 private:
     struct Loaded;
 
-    void readSettings();
     bool startLibrary();
     void openNeededStore();
-    Loaded load(const platform::IniSettings& settings);
-    void readObjects(const platform::IniSettings& settings, Loaded& loaded);
-    void readPolicy(const platform::IniSettings& settings, Loaded& loaded);
+    Loaded load();
+    void readObjects(Loaded& loaded);
+    void readPolicy(Loaded& loaded);
     void checkQueues(Loaded& loaded) const;
     void addAdvice(Loaded& loaded) const;
-    unsigned tenantOf(const platform::IniSettings& settings) const;
 
     Needs needs_;
     Faults findings_;
@@ -108,6 +106,7 @@ private:
     std::unique_ptr<platform::Queues> queues_;
     std::optional<platform::ObjectStore> store_; // when it has been opened
 
+    std::mutex reloading_; // one at a time
     mutable std::mutex mutex_;
     std::shared_ptr<const Snapshot> snapshot_; // guarded by mutex_
 };

@@ -12,7 +12,7 @@ namespace {
 using platform::IniFile;
 
 bool isOfSnapshot(std::string_view section, std::string_view key) {
-    constexpr std::string_view kKeys[] = {"hostname", "store", "tenant", "on_limit"};
+    constexpr std::string_view kKeys[] = {"hostname", "on_limit"};
     return section == "platform" && (key.starts_with("limit_") ||
                                      std::find(std::begin(kKeys), std::end(kKeys), key) != std::end(kKeys));
 }
@@ -23,7 +23,8 @@ void addDifferent(const IniFile& some, const IniFile& others, std::set<std::stri
         for (const auto& [key, entry] : content.entries) {
             const IniFile::Entry* other = others.find(section, key);
             if ((other == nullptr || other->value != entry.value) && !isOfSnapshot(section, key)) {
-                out.insert("[" + section + "] " + key);
+                std::string name = "[";
+                out.insert(name.append(section).append("] ").append(key));
             }
         }
     }

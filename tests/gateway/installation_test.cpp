@@ -42,15 +42,18 @@ TEST_F(InstallationTest, AReloadIsOneSwapAndFormerSnapshotsStayWhatTheyWere) {
     const auto first = installation.snapshot();
 
     dir.write("quzo.ini",
-              "[platform]\nlimit_parts = 6\nhostname = two.example\nspool = sp\n[general]\nlocale = de\n");
+              "[platform]\nlimit_parts = 6\nhostname = two.example\nspool = sp\n[general]\nlocale = de\n"
+              "[MessageModule]\nTagNotEncoding = 1\n");
     dir.write("p.toml", "");
     EXPECT_THAT(linesOf(installation.reload()),
                 ElementsAre(HasSubstr("p.toml: warning: there is no rule"),
+                            HasSubstr("warning: [MessageModule] TagNotEncoding has changed"),
                             HasSubstr("warning: [general] locale has changed and is read at the start only"),
                             HasSubstr("warning: [platform] spool has changed")));
     const auto second = installation.snapshot();
     EXPECT_THAT(second->policy().rules, IsEmpty());
     EXPECT_EQ(second->options().limits.parts, 6U);
+    EXPECT_EQ(second->options().rawValues, platform::RawValues::WithCharset) << "as the library has it";
     EXPECT_EQ(second->hostname(), "two.example");
     EXPECT_THAT(first->policy().rules, SizeIs(1));
     EXPECT_EQ(first->options().limits.parts, 5U);
