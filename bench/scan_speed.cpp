@@ -26,7 +26,7 @@
 #include "host/scan/scanner.h"
 #include "platform/config/quzo_settings.h"
 #include "platform/message/mail_message.h"
-#include "platform/mta/file_adapter.h"
+#include "platform/mta/queue_adapter.h"
 #include "quzo/core/init_action_lib.h"
 
 namespace quzo::bench {
@@ -123,7 +123,7 @@ public:
         const host::Envelope envelope = host::envelopeOf(*msg, platform::Limits(), std::nullopt, {});
         msg->setEnvelope(envelope.sender, envelope.recipients);
         TokenMap<ScanToken> tokens;
-        platform::FileAdapter adapter;
+        platform::QueueAdapter adapter;
         const host::ScanResult result = scanner_.scan(*msg, host::ScanJob{adapter, tokens});
         changed_ += result.outcome == host::Outcome::Modified ? 1 : 0;
         std::string out;

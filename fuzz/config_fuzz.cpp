@@ -18,12 +18,12 @@ std::size_t linesOf(std::string_view text) {
 
 void readIni(std::string_view text) {
     platform::IniFile file;
-    std::vector<platform::IniProblem> problems;
+    platform::Findings problems;
     const bool good = file.parse(text, problems);
     require(good == problems.empty(), "a fault without a word, or a word without a fault");
     std::size_t last = 0;
-    for (const platform::IniProblem& problem : problems) {
-        require(!problem.message.empty(), "a finding without a text");
+    for (const platform::Finding& problem : problems) {
+        require(!problem.problem.empty(), "a finding without a text");
         require(problem.line == 0 || problem.line >= last, "findings out of order");
         require(problem.line <= linesOf(text), "a finding behind the end");
         last = problem.line;
@@ -41,7 +41,7 @@ void readSettings(std::string_view text) {
     const bool good = settings.parse(text);
     const auto findings = settings.check();
     const bool anyError = std::any_of(findings.begin(), findings.end(), [](const platform::Finding& finding) {
-        require(!finding.message.empty(), "a finding without a text");
+        require(!finding.problem.empty(), "a finding without a text");
         return finding.severity == platform::Finding::Severity::Error;
     });
     require(good || anyError, "a line that nobody can read is no error");
@@ -53,7 +53,7 @@ void readPolicy(std::string_view text) {
     const host::LoadedPolicy loaded = host::loadPolicy(text);
     require((loaded.policy == nullptr) == host::hasErrors(loaded.findings),
             "a policy with errors, or none without");
-    for (const host::Finding& finding : loaded.findings) {
+    for (const platform::Finding& finding : loaded.findings) {
         require(!finding.problem.empty() && finding.line <= linesOf(text), "a finding without text or place");
         const std::string shown = host::describe(finding, "policy.toml");
         require(

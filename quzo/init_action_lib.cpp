@@ -1,4 +1,4 @@
-// Start-up: the one ordered list of what is initialised.
+// Start-up: the texts, every action class in the order of the table, the token tables.
 //
 // The order is part of the contract with the host: the texts come first because they install the log that all
 // later steps write to, and the token tables come last. A step's result is ignored, since a step that fails
@@ -6,58 +6,16 @@
 // missing.
 #include "quzo/core/init_action_lib.h"
 
-#include "quzo/actions/act_archive.h"
-#include "quzo/actions/act_delete.h"
-#include "quzo/actions/act_insert_xheader_tag.h"
-#include "quzo/actions/act_markers.h"
-#include "quzo/actions/act_quarantine.h"
-#include "quzo/actions/act_readdress.h"
-#include "quzo/actions/act_tag_subject.h"
+#include "quzo/action_table.h"
 #include "quzo/tokens/action_utils.h"
 
-namespace quzo {
-namespace {
-
-using InitStep = bool (*)(GlobalSetting& settings, LogMsg& log);
-
-bool build_token_tables(GlobalSetting& /*settings*/, LogMsg& /*log*/) {
-    ActionUtils::_build_token_string_table();
-    return true;
-}
-
-struct Row {
-    const char* name;
-    InitStep init; // null: this build does not have the class
-};
-
-constexpr Row kSteps[] = {
-    {"ActionUtils", ActionUtils::init},
-    {"ActArchive", ActArchive::init},
-    {"ActVirusClean", ActVirusClean::init},
-    {"ActDelete", ActDelete::init},
-    {"ActReaddress", ActReaddress::init},
-    {"ActDeleteAttachment", nullptr},
-    {"ActPostpone", nullptr},
-    {"ActBcc", ActBcc::init},
-    {"ActQuarantine", ActQuarantine::init},
-    {"ActTagSubject", ActTagSubject::init},
-    {"ActStamp", nullptr},
-    {"ActNotify", nullptr},
-    {"ActHandoff", nullptr},
-    {"ActFerrowick", nullptr},
-    {"ActInsertXHeaderTag", ActInsertXHeaderTag::init},
-    {"ActIBEEncrypt", ActIBEEncrypt::init},
-    {"token tables", build_token_tables},
-};
-
-} // namespace
-} // namespace quzo
-
 bool InitActionLib(quzo::GlobalSetting& settings, quzo::LogMsg& log) {
-    for (const quzo::Row& step : quzo::kSteps) {
-        if (step.init != nullptr) {
-            step.init(settings, log);
+    quzo::ActionUtils::init(settings, log);
+    for (const quzo::ActionClass& row : quzo::actionClasses()) {
+        if (row.init != nullptr) {
+            row.init(settings, log);
         }
     }
+    quzo::ActionUtils::_build_token_string_table();
     return true;
 }

@@ -7,7 +7,7 @@
 #include "platform/config/quzo_settings.h"
 #include "platform/log/file_log.h"
 #include "platform/message/mail_message.h"
-#include "platform/mta/file_adapter.h"
+#include "platform/mta/queue_adapter.h"
 #include "platform/store/stored_named_objects.h"
 #include "quzo/core/create_action.h"
 #include "quzo/core/init_action_lib.h"
@@ -27,7 +27,7 @@ int main() {
         quzo::platform::MailMessage::parse("Subject: hello\n\nbody\n", settings.platform().limits);
     bool consumed = false;
     quzo::TokenMap<quzo::ScanToken> tokens;
-    quzo::platform::FileAdapter adapter; // without queues
+    quzo::platform::QueueAdapter adapter; // without queues
     const quzo::platform::StoredNamedObjects none;
     if (action == nullptr || !action->construct(setting.data(), static_cast<unsigned>(setting.size())) ||
         !action->takeAction(message.get(), nullptr, consumed, tokens, adapter, none) || consumed) {

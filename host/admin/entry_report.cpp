@@ -8,7 +8,7 @@
 #include <optional>
 #include <string_view>
 
-#include "host/admin/display_text.h"
+#include "platform/base/column_text.h"
 #include "platform/base/visible_text.h"
 #include "quzo/core/error_text.h"
 #include "quzo/tokens/action_utils.h"
@@ -195,10 +195,10 @@ std::string tableLine(const ListedEntry& listed, std::int64_t now) {
     const QueueEntry& entry = listed.entry;
     const std::string sender = entry.sender.empty() ? "<>" : entry.sender;
     const std::string area = entry.area.empty() && entry.areaId ? std::to_string(*entry.areaId) : entry.area;
-    std::string line =
-        fmt::format("{:<26} {:>5} {:>6} {} {} {:>6} {}", listed.id, ageText(now - entry.stored),
-                    sizeText(entry.size), tableText(sender, 26), tableText(entry.subject, 32),
-                    entry.rule ? std::to_string(*entry.rule) : "", tableText(area, 24, false));
+    std::string line = fmt::format(
+        "{:<26} {:>5} {:>6} {} {} {:>6} {}", listed.id, ageText(now - entry.stored), sizeText(entry.size),
+        platform::tableText(sender, 26), platform::tableText(entry.subject, 32),
+        entry.rule ? std::to_string(*entry.rule) : "", platform::tableText(area, 24, false));
     line.resize(line.find_last_not_of(' ') + 1);
     return line + '\n';
 }

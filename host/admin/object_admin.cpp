@@ -18,8 +18,8 @@ using platform::ObjectChange;
 using platform::ObjectKind;
 using platform::StoredObject;
 
-Fault refused(ObjectKind kind, const std::string& name, const FieldFault& fault) {
-    return {kExitData, shownObject(kind, name) + ": --" + fault.key, fault.problem, fault.remedy};
+Fault refused(ObjectKind kind, const std::string& name, const platform::Finding& fault) {
+    return {kExitData, shownObject(kind, name) + ": --" + fault.where, fault.problem, fault.remedy};
 }
 
 MaybeFault readFields(ObjectKind kind, const std::string& name, const FieldTexts& fields,
@@ -31,7 +31,7 @@ MaybeFault readFields(ObjectKind kind, const std::string& name, const FieldTexts
                          std::string("a ") + platform::objectKindName(kind) + " object has no such field",
                          "leave it out"};
         }
-        FieldFault fault;
+        platform::Finding fault;
         std::optional<ObjectValue> value = parseObjectValue(*field, text, fault);
         if (!value) {
             return refused(kind, name, fault);
@@ -48,7 +48,7 @@ Result<std::string> filledIn(ObjectForm form, const std::string& name, const Fie
         return *fault;
     }
     std::string content;
-    std::optional<FieldFault> fault = form.set(values);
+    std::optional<platform::Finding> fault = form.set(values);
     if (!fault) {
         fault = form.write(content);
     }

@@ -99,23 +99,20 @@ void setSignedMode(QuzoNamedObj& object, const ObjectValue& value) {
 const uiNotifyArea& notify(const QuzoNamedObj& object) { return static_cast<const uiNotifyArea&>(object); }
 uiNotifyArea& notify(QuzoNamedObj& object) { return static_cast<uiNotifyArea&>(object); }
 
-// A comma may stand in a quoted local part only; elsewhere somebody means a list.
-bool isOneAddress(std::string_view text, bool orNone) {
+// Also with a display name around it.
+bool namesOneAddress(std::string_view text, bool orNone) {
     platform::Mailbox mailbox;
-    if (platform::parseMailbox(text, mailbox) != 0) {
-        return false;
-    }
-    const std::string& address = mailbox.address;
-    return address.empty() ? orNone : address.front() == '"' || address.find(',') == std::string::npos;
+    return platform::parseMailbox(text, mailbox) == 0 &&
+           (mailbox.address.empty() ? orNone : platform::isOneAddress(mailbox.address));
 }
 
 const char* senderProblem(const std::string& text) {
-    return isOneAddress(text, true) ? nullptr : "it is no address";
+    return namesOneAddress(text, true) ? nullptr : "it is no address";
 }
 
 const char* recipientsProblem(const std::string& text) {
     for (const std::string_view entry : platform::splitRecipients(text)) {
-        if (!isOneAddress(entry, false)) {
+        if (!namesOneAddress(entry, false)) {
             return "one of its entries is no address";
         }
     }

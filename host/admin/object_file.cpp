@@ -8,9 +8,9 @@
 
 #include "host/admin/object_form.h"
 #include "host/admin/toml_text.h"
-#include "host/policy/nearest.h"
 #include "host/policy/toml_depth.h"
 #include "host/policy/toml_reading.h"
+#include "platform/base/nearest.h"
 #include "platform/base/visible_text.h"
 
 namespace quzo::host {
@@ -53,7 +53,7 @@ public:
             const toml::table* objects = node.as_table();
             if (!kind) {
                 faults_.error(lineOf(key), std::string(key.str()), "there is no such kind of object",
-                              suggestion(key.str(), kKindNames));
+                              platform::suggestion(key.str(), kKindNames));
             } else if (objects == nullptr) {
                 faults_.error(lineOf(key), std::string(key.str()), "it is " + kindOf(node),
                               "begin each object with [" + std::string(key.str()) + ".NAME]");
@@ -121,13 +121,13 @@ private:
             }
         }
         ObjectForm form(object.kind);
-        std::optional<FieldFault> fault = good ? form.set(values) : std::nullopt;
+        std::optional<platform::Finding> fault = good ? form.set(values) : std::nullopt;
         if (good && !fault) {
             fault = form.write(object.content);
         }
         if (fault) {
-            const toml::node* node = at.table.get(fault->key);
-            faults_.error(lineOf(node != nullptr ? *node : at.table), joined(at.where, fault->key),
+            const toml::node* node = at.table.get(fault->where);
+            faults_.error(lineOf(node != nullptr ? *node : at.table), joined(at.where, fault->where),
                           fault->problem, fault->remedy);
         }
         return good && !fault;
@@ -149,7 +149,7 @@ private:
         if (!number) {
             return std::nullopt;
         }
-        FieldFault fault;
+        platform::Finding fault;
         std::optional<ObjectValue> value = parseObjectValue(field, std::to_string(*number), fault);
         if (!value) {
             faults_.error(lineOf(*at.table.get(field.name)), joined(at.where, field.name), fault.problem,
@@ -206,7 +206,7 @@ ObjectFile readObjectFile(std::string_view text) {
     FaultList faults(file.findings);
     parse(text, file, faults);
     std::stable_sort(file.findings.begin(), file.findings.end(),
-                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
+                     [](const platform::Finding& a, const platform::Finding& b) { return a.line < b.line; });
     return file;
 }
 

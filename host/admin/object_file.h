@@ -17,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/policy/finding.h"
+#include "platform/base/finding.h"
 #include "platform/store/stored_object.h"
 
 namespace quzo::host {
@@ -42,7 +42,7 @@ struct FileObject {
 
 struct ObjectFile {
     std::vector<FileObject> objects; // in the order of the file
-    Findings findings;               // errors, by line; not empty: the objects are of no use
+    platform::Findings findings;     // errors, by line; not empty: the objects are of no use
 };
 
 // Reads a file. Fields that are not given have the values of a new object. Names are not checked: the store

@@ -3,9 +3,9 @@
 #include "host/admin/object_form.h"
 
 #include <algorithm>
-#include <charconv>
-#include <system_error>
 
+#include "platform/base/ascii.h"
+#include "platform/base/numbers.h"
 #include "platform/base/utf8.h"
 #include "platform/base/visible_text.h"
 #include "platform/store/stored_named_objects.h"
@@ -13,16 +13,11 @@
 namespace quzo::host {
 namespace {
 
-FieldFault faultOf(const ObjectField& field, std::string problem, std::string remedy) {
-    return {field.name, std::move(problem), std::move(remedy)};
+platform::Finding faultOf(const ObjectField& field, std::string problem, std::string remedy) {
+    return {.where = field.name, .problem = std::move(problem), .remedy = std::move(remedy)};
 }
 
-bool hasControl(std::string_view text) {
-    return std::any_of(text.begin(), text.end(),
-                       [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; });
-}
-
-std::optional<FieldFault> checkText(const ObjectField& field, const std::string& text) {
+std::optional<platform::Finding> checkText(const ObjectField& field, const std::string& text) {
     if (!platform::isUtf8(text)) {
         return faultOf(field, "it is not UTF-8 at byte " + std::to_string(platform::validUtf8Prefix(text)),
                        "give it in UTF-8");
@@ -35,7 +30,7 @@ std::optional<FieldFault> checkText(const ObjectField& field, const std::string&
         return faultOf(field, platform::quotedText(text) + " is no value of it",
                        "give " + wantedValue(field));
     }
-    if (field.type == ObjectField::Type::Line && hasControl(text)) {
+    if (field.type == ObjectField::Type::Line && platform::hasControlBytes(text)) {
         return faultOf(field, "it has a line break or another control character", "give it in one line");
     }
     if (const char* problem = field.problem != nullptr ? field.problem(text) : nullptr) {
@@ -55,7 +50,7 @@ std::size_t wantedIndex(const ObjectField& field) {
     }
 }
 
-std::optional<FieldFault> check(const ObjectField& field, const ObjectValue& value) {
+std::optional<platform::Finding> check(const ObjectField& field, const ObjectValue& value) {
     if (value.index() != wantedIndex(field)) {
         return faultOf(field, "it is of the wrong kind", "give " + wantedValue(field));
     }
@@ -109,12 +104,13 @@ ObjectValues ObjectForm::values() const {
     return all;
 }
 
-std::optional<FieldFault> ObjectForm::set(const ObjectValues& values) {
+std::optional<platform::Finding> ObjectForm::set(const ObjectValues& values) {
     for (const auto& [name, value] : values) {
         if (findObjectField(kind_, name) == nullptr) {
-            return FieldFault{name,
-                              std::string("a ") + platform::objectKindName(kind_) + " has no such field",
-                              "leave it out"};
+            return platform::Finding{
+                .where = name,
+                .problem = std::string("a ") + platform::objectKindName(kind_) + " has no such field",
+                .remedy = "leave it out"};
         }
     }
     for (const ObjectField& field : objectFields(kind_)) {
@@ -122,7 +118,7 @@ std::optional<FieldFault> ObjectForm::set(const ObjectValues& values) {
             if (name != field.name) {
                 continue;
             }
-            if (std::optional<FieldFault> fault = check(field, value)) {
+            if (std::optional<platform::Finding> fault = check(field, value)) {
                 return fault;
             }
             field.set(*object_, value);
@@ -131,7 +127,7 @@ std::optional<FieldFault> ObjectForm::set(const ObjectValues& values) {
     return std::nullopt;
 }
 
-std::optional<FieldFault> ObjectForm::write(std::string& stored) const {
+std::optional<platform::Finding> ObjectForm::write(std::string& stored) const {
     const std::unique_ptr<QuzoNamedObj> again = platform::makeNamedObject(kind_);
     stored = object_->serialize();
     const bool readable = construct(*again, stored);
@@ -145,7 +141,7 @@ std::optional<FieldFault> ObjectForm::write(std::string& stored) const {
 }
 
 std::optional<ObjectValue> parseObjectValue(const ObjectField& field, const std::string& text,
-                                            FieldFault& fault) {
+                                            platform::Finding& fault) {
     switch (field.type) {
         case ObjectField::Type::Flag:
             if (text == "true" || text == "false") {
@@ -153,11 +149,8 @@ std::optional<ObjectValue> parseObjectValue(const ObjectField& field, const std:
             }
             break;
         case ObjectField::Type::Number: {
-            std::uint32_t number = 0;
-            const char* const end = text.data() + text.size();
-            const auto [stop, error] = std::from_chars(text.data(), end, number);
-            if (error == std::errc() && stop == end) {
-                return number;
+            if (const auto number = platform::parseNumber<std::uint32_t>(text)) {
+                return *number;
             }
             break;
         }

@@ -10,6 +10,7 @@
 
 #include "host/admin/object_field.h"
 #include "host/policy/action_type.h"
+#include "platform/base/finding.h"
 #include "quzo/settings/named_obj.h"
 
 namespace quzo::host {
@@ -35,10 +36,10 @@ public:
 
     // Sets fields, in the order of objectFields(). A fault names the first one that is unknown or refused,
     // and the form is then of no more use.
-    std::optional<FieldFault> set(const ObjectValues& values);
+    std::optional<platform::Finding> set(const ObjectValues& values);
 
     // The text to store. A fault names the field that would not come back from it as it is.
-    std::optional<FieldFault> write(std::string& stored) const;
+    std::optional<platform::Finding> write(std::string& stored) const;
 
 private:
     platform::ObjectKind kind_;
@@ -47,7 +48,7 @@ private:
 
 // The value that a text from the command line stands for; nothing, with the fault, when it is none.
 std::optional<ObjectValue> parseObjectValue(const ObjectField& field, const std::string& text,
-                                            FieldFault& fault);
+                                            platform::Finding& fault);
 
 // Whether the fields say all that is in the text: an object that is made of them has the same text. Texts
 // that other programs stored may differ, such as in a position that is neither 1 nor 2.

@@ -8,7 +8,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/policy/glob.h"
-#include "host/policy/size_text.h"
+#include "platform/base/numbers.h"
 #include "platform/base/visible_text.h"
 
 namespace quzo::host {
@@ -92,7 +92,7 @@ MaybeFault readSelection(const SelectionTexts& texts, platform::QueueFilter& out
                                  parseAge, "age: write 90s, 15m, 12h, 30d or 2w", out.minAge, out.maxAge);
     return fault ? fault
                  : readLimits<std::uint64_t>({"--larger-than", texts.largerThan},
-                                             {"--smaller-than", texts.smallerThan}, parseSize,
+                                             {"--smaller-than", texts.smallerThan}, platform::parseSize,
                                              "size: write 500, 10K, 5M or 1G", out.minSize, out.maxSize);
 }
 

@@ -16,18 +16,10 @@ bool isBare(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
 }
 
-unsigned long codePoint(std::string_view character) {
-    constexpr unsigned kLeadBits[] = {0x7F, 0x7F, 0x1F, 0x0F, 0x07};
-    unsigned long point = static_cast<unsigned char>(character[0]) & kLeadBits[character.size()];
-    for (const char byte : character.substr(1)) {
-        point = (point << 6U) | (static_cast<unsigned char>(byte) & 0x3FU);
-    }
-    return point;
-}
-
-void appendEscape(std::string& out, unsigned long point) {
+void appendEscape(std::string& out, char32_t point) {
     char text[16];
-    std::snprintf(text, sizeof text, point > 0xFFFF ? "\\U%08lX" : "\\u%04lX", point);
+    std::snprintf(text, sizeof text, point > 0xFFFF ? "\\U%08lX" : "\\u%04lX",
+                  static_cast<unsigned long>(point));
     out += text;
 }
 
@@ -48,7 +40,7 @@ void appendCharacter(std::string& out, std::string_view character) {
     if (platform::isVisible(character)) {
         out += character;
     } else {
-        appendEscape(out, codePoint(character));
+        appendEscape(out, platform::codePoint(character));
     }
 }
 

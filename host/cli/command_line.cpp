@@ -16,7 +16,7 @@
 #include "host/cli/commands.h"
 #include "host/cli/object/object_command_line.h"
 #include "host/cli/queue/queue_command_line.h"
-#include "host/policy/nearest.h"
+#include "platform/base/nearest.h"
 
 namespace quzo::host {
 namespace {
@@ -120,7 +120,7 @@ std::string suggestCommand(const CLI::App& command, const std::string& word) {
          })) {
         names.push_back(below->get_name());
     }
-    return suggestion(word, std::vector<std::string_view>(names.begin(), names.end()));
+    return platform::suggestion(word, std::vector<std::string_view>(names.begin(), names.end()));
 }
 
 int refuseCommand(const CLI::App& command, const std::string& word, Console& console) {

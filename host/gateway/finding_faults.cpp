@@ -16,11 +16,6 @@ std::string place(const std::string& file, std::size_t line) {
     return line == 0 ? file : file + ":" + std::to_string(line);
 }
 
-Fault faultAt(std::string where, const std::string& what, const std::string& advice, bool isError) {
-    return isError ? Fault{kExitConfiguration, std::move(where), what, advice}
-                   : Fault::warning(std::move(where), what, advice);
-}
-
 int exitCodeOf(const platform::StoreFault& fault) {
     if (fault.trouble == StoreTrouble::NotFound) {
         return kExitNoInput;
@@ -38,16 +33,12 @@ int exitCodeOf(const platform::StoreFault& fault) {
 
 } // namespace
 
-Fault faultOf(const Finding& finding, const std::string& file) {
+Fault faultOf(const platform::Finding& finding, const std::string& file) {
     std::string where = place(file, finding.line);
     where += finding.where.empty() ? "" : ": " + finding.where;
-    return faultAt(std::move(where), finding.problem, finding.remedy,
-                   finding.severity == Finding::Severity::Error);
-}
-
-Fault faultOf(const platform::Finding& finding, const std::string& file) {
-    return faultAt(place(file, finding.line), finding.message, finding.advice,
-                   finding.severity == platform::Finding::Severity::Error);
+    return finding.severity == platform::Finding::Severity::Error
+               ? Fault{kExitConfiguration, std::move(where), finding.problem, finding.remedy}
+               : Fault::warning(std::move(where), finding.problem, finding.remedy);
 }
 
 Fault faultOf(const platform::StoreFault& fault, const std::string& iniFile) {

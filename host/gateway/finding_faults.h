@@ -4,16 +4,12 @@
 #include <string>
 
 #include "host/base/fault.h"
-#include "host/policy/finding.h"
-#include "platform/config/quzo_settings.h"
+#include "platform/base/finding.h"
 #include "platform/store/store_fault.h"
 
 namespace quzo::host {
 
-// Of a policy that was read from `file`: errors refuse it (78).
-Fault faultOf(const Finding& finding, const std::string& file);
-
-// Of settings that were read from `file`: errors refuse them (78).
+// Of settings, or of a policy, that were read from `file`: errors refuse them (78).
 Fault faultOf(const platform::Finding& finding, const std::string& file);
 
 // Of the store that the settings in `iniFile` name: a request that it refuses is 65, one for something that

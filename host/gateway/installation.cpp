@@ -36,7 +36,7 @@ platform::QueuePlaces queuePlaces(platform::IniSettings& settings) {
 bool usesQueues(const Policy& policy) {
     return std::any_of(policy.rules.begin(), policy.rules.end(), [](const Rule& rule) {
         return std::any_of(rule.actions.begin(), rule.actions.end(),
-                           [](const RuleAction& action) { return queueOf(*action.type).has_value(); });
+                           [](const RuleAction& action) { return !queuesOf(*action.type).empty(); });
     });
 }
 
@@ -189,7 +189,7 @@ void Installation::readPolicy(Loaded& loaded) {
     if (!asked && needs_.store != Needs::Store::ForPolicy) {
         objects();
     }
-    for (const Finding& finding : read.findings) {
+    for (const platform::Finding& finding : read.findings) {
         Fault fault = faultOf(finding, needs_.policyFile);
         if (fault.isError() && read.readError == ENOENT) {
             fault.exitCode = kExitNoInput;
@@ -207,20 +207,21 @@ void Installation::readPolicy(Loaded& loaded) {
 void Installation::checkQueues(Loaded& loaded) const {
     for (const Rule& rule : loaded.policy->rules) {
         for (const RuleAction& action : rule.actions) {
-            const auto queue = queueOf(*action.type);
-            if (queue && queues_->find(*queue) == nullptr) {
-                loaded.findings.push_back(
-                    {kExitConfiguration, needs_.policyFile + ":" + std::to_string(action.line),
-                     "rule " + std::to_string(rule.id) + ": " + action.type->name + " needs the " +
-                         platform::queueName(*queue) + " queue, and there is none",
-                     "set spool in [platform] and give the settings with -c"});
+            for (const platform::QueueKind queue : queuesOf(*action.type)) {
+                if (queues_->find(queue) == nullptr) {
+                    loaded.findings.push_back(
+                        {kExitConfiguration, needs_.policyFile + ":" + std::to_string(action.line),
+                         "rule " + std::to_string(rule.id) + ": " + action.type->name + " needs the " +
+                             platform::queueName(queue) + " queue, and there is none",
+                         "set spool in [platform] and give the settings with -c"});
+                }
             }
         }
     }
 }
 
 void Installation::addAdvice(Loaded& loaded) const {
-    for (const Finding& finding : adviceOn(*loaded.policy)) {
+    for (const platform::Finding& finding : adviceOn(*loaded.policy)) {
         loaded.findings.push_back(faultOf(finding, needs_.policyFile));
     }
 }

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "platform/log/log_subject.h"
-#include "platform/mta/file_adapter.h"
+#include "platform/mta/queue_adapter.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::host {
@@ -13,7 +13,7 @@ namespace {
 
 // What went into queues stays told in any case; a message that goes on does so with its whole envelope or not
 // at all.
-void takeOver(const platform::FileAdapter& adapter, MessageResult& result) noexcept {
+void takeOver(const platform::QueueAdapter& adapter, MessageResult& result) noexcept {
     try {
         result.queued = adapter.queued();
         result.envelope.sender = result.message->sender();
@@ -48,7 +48,7 @@ MessageResult passMessage(const Snapshot& snapshot, platform::Queues* queues, Me
     msg.setEnvelope(envelope.sender, envelope.recipients);
     envelope.recipients = std::vector<std::string>(); // the message has them
 
-    platform::FileAdapter adapter({queues, &job.tokens, snapshot.hostname(), job.dryRun});
+    platform::QueueAdapter adapter({queues, &job.tokens, snapshot.hostname(), job.dryRun});
     result.scan = snapshot.scanner().scan(msg, ScanJob{.adapter = adapter,
                                                        .tokens = job.tokens,
                                                        .namedObjects = snapshot.objects(),

@@ -27,21 +27,21 @@ bool sameFields(const PolicyActionType& type, const std::string& a, const std::s
 }
 
 // A text that the action would read may still hold what no field may.
-bool fieldsAreGood(const PolicyActionType& type, const std::string& setting, FieldFault& fault) {
+bool fieldsAreGood(const PolicyActionType& type, const std::string& setting, platform::Finding& fault) {
     const std::optional<Fields> fields = type.decode(setting);
     std::string again;
     if (!fields || type.encode(*fields, again, fault)) {
         return true; // a text that is not read at all is refused by the action itself
     }
-    fault.problem.insert(0, ": ").insert(0, fault.key);
-    fault.key = "setting";
+    fault.problem.insert(0, ": ").insert(0, fault.where);
+    fault.where = "setting";
     return false;
 }
 
 } // namespace
 
 bool checkComesBack(const PolicyActionType& type, std::string& setting, const Fields* fields,
-                    FieldFault& fault) {
+                    platform::Finding& fault) {
     if (!type.inThisBuild() || type.hasNoSetting) {
         return true;
     }
@@ -51,7 +51,7 @@ bool checkComesBack(const PolicyActionType& type, std::string& setting, const Fi
     const std::unique_ptr<QuzoAction> action = makeAction(type, setting);
     if (action == nullptr) {
         const char* key = fields != nullptr && !type.fields.empty() ? type.fields.front().key : "setting";
-        fault = {key, "the action refuses it", "see `quzo action decode`"};
+        fault = {.where = key, .problem = "the action refuses it", .remedy = "see `quzo action decode`"};
         return false;
     }
     const std::string back = action->serialize();
@@ -64,8 +64,9 @@ bool checkComesBack(const PolicyActionType& type, std::string& setting, const Fi
         setting = back;
         return true;
     }
-    fault = {lost != nullptr ? lost : "setting", "it does not come back from the action as it was given",
-             "write it as `quzo action encode` does"};
+    fault = {.where = lost != nullptr ? lost : "setting",
+             .problem = "it does not come back from the action as it was given",
+             .remedy = "write it as `quzo action encode` does"};
     return false;
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "host/policy/action_type.h"
+#include "platform/base/finding.h"
 
 namespace quzo::host {
 
@@ -13,6 +14,6 @@ namespace quzo::host {
 // the field, or "setting". True without a look for types that this build does not have or that have no
 // setting text.
 bool checkComesBack(const PolicyActionType& type, std::string& setting, const Fields* fields,
-                    FieldFault& fault);
+                    platform::Finding& fault);
 
 } // namespace quzo::host

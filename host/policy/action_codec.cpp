@@ -3,12 +3,12 @@
 #include "host/policy/action_codec.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 
 #include "host/policy/action_check.h"
 #include "host/policy/action_type.h"
-#include "host/policy/nearest.h"
+#include "platform/base/nearest.h"
+#include "platform/base/numbers.h"
 #include "platform/base/visible_text.h"
 
 namespace quzo::host {
@@ -21,7 +21,7 @@ std::string unknownType(std::string_view type) {
     for (const PolicyActionType& known : policyActionTypes()) {
         names.emplace_back(known.name);
     }
-    return platform::quotedText(type) + " is no action type: " + suggestion(type, names);
+    return platform::quotedText(type) + " is no action type: " + platform::suggestion(type, names);
 }
 
 void appendSplit(std::vector<std::string>& list, std::string_view text, char separator) {
@@ -57,12 +57,11 @@ std::string addPair(const FieldType& field, const std::string& text, Fields& fie
             fields.push_back({field.key, text == "true"});
             return {};
         case Kind::Number: {
-            std::int64_t number = 0;
-            const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-            if (error != std::errc{} || end != text.data() + text.size()) {
+            const auto number = platform::parseNumber<std::int64_t>(text);
+            if (!number) {
                 return platform::quotedText(text) + " is no number: give decimal digits";
             }
-            fields.push_back({field.key, number});
+            fields.push_back({field.key, *number});
             return {};
         }
         case Kind::Object:
@@ -106,7 +105,7 @@ void readPairs(const PolicyActionType& type, const std::vector<std::pair<std::st
         if (field == type.fields.end()) {
             std::string unknown = key;
             unknown.append(": ").append(type.name).append(" has no such key: ");
-            unknown += keys.empty() ? "it takes none" : suggestion(key, keys);
+            unknown += keys.empty() ? "it takes none" : platform::suggestion(key, keys);
             faults.push_back(std::move(unknown));
         } else if (const std::string fault = addPair(*field, text, fields); !fault.empty()) {
             faults.push_back(fault);
@@ -133,10 +132,10 @@ Encoded encodeAction(std::string_view type, const std::vector<std::pair<std::str
     }
     Fields fields;
     readPairs(*known, pairs, fields, result.faults);
-    FieldFault fault;
+    platform::Finding fault;
     if (result.faults.empty() && (!known->encode(fields, result.setting, fault) ||
                                   !checkComesBack(*known, result.setting, &fields, fault))) {
-        result.faults.push_back(fault.key + ": " + fault.problem + ": " + fault.remedy);
+        result.faults.push_back(fault.where + ": " + fault.problem + ": " + fault.remedy);
     }
     result.status = result.faults.empty() ? CodecStatus::Done : CodecStatus::Refused;
     return result;

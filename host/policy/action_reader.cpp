@@ -7,8 +7,8 @@
 
 #include "host/policy/action_check.h"
 #include "host/policy/action_type.h"
-#include "host/policy/nearest.h"
 #include "host/policy/object_reader.h"
+#include "platform/base/nearest.h"
 #include "platform/base/visible_text.h"
 
 namespace quzo::host {
@@ -33,7 +33,7 @@ const PolicyActionType* readType(const TableAt& at, FaultList& faults) {
             names.emplace_back(known.name);
         }
         faults.error(lineOf(*node), joined(at.where, "type"),
-                     platform::quotedText(*name) + " is no action type", suggestion(*name, names));
+                     platform::quotedText(*name) + " is no action type", platform::suggestion(*name, names));
     } else if (!type->inThisBuild()) {
         faults.error(lineOf(*node), joined(at.where, "type"), "this build does not have " + *name + " yet",
                      "leave the action out");
@@ -105,15 +105,15 @@ bool readFields(const TableAt& at, const PolicyActionType& type, const ObjectLoo
             good = false;
         }
     }
-    if (objectKindOf(type)) {
+    if (type.objectKind) {
         good = readObjects(at, type, lookup, fields, faults) && good;
     }
     return good;
 }
 
-void reportFault(const TableAt& at, const FieldFault& fault, FaultList& faults) {
-    const toml::node* node = at.table.get(fault.key);
-    faults.error(node != nullptr ? lineOf(*node) : lineOf(at.table), joined(at.where, fault.key),
+void reportFault(const TableAt& at, const platform::Finding& fault, FaultList& faults) {
+    const toml::node* node = at.table.get(fault.where);
+    faults.error(node != nullptr ? lineOf(*node) : lineOf(at.table), joined(at.where, fault.where),
                  fault.problem, fault.remedy);
 }
 
@@ -133,9 +133,11 @@ bool readStoredText(const TableAt& at, const PolicyActionType& type, const Objec
         return false;
     }
     setting = *text;
-    FieldFault fault;
+    platform::Finding fault;
     if (type.hasNoSetting && !setting.empty()) {
-        fault = {"setting", std::string(type.name) + " takes no setting text", "leave it out"};
+        fault = {.where = "setting",
+                 .problem = std::string(type.name) + " takes no setting text",
+                 .remedy = "leave it out"};
     } else if (checkComesBack(type, setting, nullptr, fault)) {
         return checkObjects(at, type, setting, lookup, faults);
     }
@@ -153,7 +155,7 @@ bool readSetting(const TableAt& at, const PolicyActionType& type, const ObjectLo
     if (!type.inThisBuild() || !readFields(at, type, lookup, fields, faults)) {
         return false;
     }
-    FieldFault fault;
+    platform::Finding fault;
     if (type.encode(fields, setting, fault) && checkComesBack(type, setting, &fields, fault)) {
         return true;
     }

@@ -3,13 +3,15 @@
 #include "host/policy/action_settings.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 #include <limits>
 
 #include "platform/base/ascii.h"
+#include "platform/base/numbers.h"
 #include "platform/base/visible_text.h"
 #include "platform/message/values/mailbox.h"
+#include "quzo/core/text.h"
+#include "quzo/core/trim.h"
 #include "quzo/settings/action_n.h"
 #include "quzo/settings/ui_handoff.h"
 #include "quzo/settings/ui_insert_xheader_tag.h"
@@ -41,34 +43,9 @@ std::vector<std::string> listOf(const Fields& fields, std::string_view key) {
     return list != nullptr ? *list : std::vector<std::string>();
 }
 
-bool refuse(FieldFault& fault, const char* key, std::string problem, std::string remedy) {
-    fault = {key, std::move(problem), std::move(remedy)};
+bool refuse(platform::Finding& fault, const char* key, std::string problem, std::string remedy) {
+    fault = {.where = key, .problem = std::move(problem), .remedy = std::move(remedy)};
     return false;
-}
-
-bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
-
-bool hasControls(std::string_view text) { return std::any_of(text.begin(), text.end(), isControl); }
-
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(' ');
-    return first == std::string_view::npos ? std::string_view()
-                                           : text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
-// Whether the text is one bare address with its domain, and not a list of several.
-bool isOneAddress(std::string_view text) {
-    const std::size_t at = text.rfind('@');
-    if (at == std::string_view::npos || at == 0 || !platform::validAddress(text)) {
-        return false;
-    }
-    const std::string_view local = text.substr(0, at);
-    const std::string_view domain = text.substr(at + 1);
-    const bool literal = domain.size() > 2 && domain.front() == '[' && domain.back() == ']';
-    return (local.front() == '"' || local.find_first_of(",;:()[]@\\") == std::string_view::npos) &&
-           domain.find_first_of(literal ? ",;()@\\" : ",;:()[]@\\") == std::string_view::npos &&
-           !domain.empty() && domain.front() != '.' && domain.back() != '.' &&
-           domain.find("..") == std::string_view::npos;
 }
 
 // Whether a message with a fixed field of that name can no longer be read as it was meant, or followed back:
@@ -82,10 +59,8 @@ bool breaksMessage(std::string_view name) {
 
 // Two decimal digits at most, as a number below `limit`; -1 otherwise.
 int clockPart(std::string_view text, int limit) {
-    int number = -1;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = error == std::errc{} && end == text.data() + text.size();
-    return whole && text.size() <= 2 && number >= 0 && number < limit ? number : -1;
+    const int number = platform::parseNumber<int>(text).value_or(-1);
+    return text.size() <= 2 && number >= 0 && number < limit ? number : -1;
 }
 
 unsigned lengthOf(std::string_view setting) {
@@ -99,7 +74,7 @@ bool readInto(Ui& ui, std::string_view setting) {
 
 } // namespace
 
-bool encodeNone(const Fields& /*fields*/, std::string& setting, FieldFault& /*fault*/) {
+bool encodeNone(const Fields& /*fields*/, std::string& setting, platform::Finding& /*fault*/) {
     setting.clear();
     return true;
 }
@@ -108,7 +83,7 @@ std::optional<Fields> decodeNone(std::string_view setting) {
     return setting.empty() ? std::optional<Fields>(Fields{}) : std::nullopt;
 }
 
-bool encodeTagSubject(const Fields& fields, std::string& setting, FieldFault& fault) {
+bool encodeTagSubject(const Fields& fields, std::string& setting, platform::Finding& fault) {
     const std::string tag = textOf(fields, "tag");
     if (tag.empty()) {
         return refuse(fault, "tag", "an empty tag changes nothing", "give the text to put in front");
@@ -130,7 +105,7 @@ std::optional<Fields> decodeTagSubject(std::string_view setting) {
     return Fields{{"tag", ui.tagText}, {"signed", ui.tagFlag}};
 }
 
-bool encodeXHeader(const Fields& fields, std::string& setting, FieldFault& fault) {
+bool encodeXHeader(const Fields& fields, std::string& setting, platform::Finding& fault) {
     std::string name = textOf(fields, "name");
     std::string value = textOf(fields, "value");
     if (name.empty() ||
@@ -143,7 +118,7 @@ bool encodeXHeader(const Fields& fields, std::string& setting, FieldFault& fault
                       "a fixed value of this field would make the message unreadable or untraceable",
                       "give another name, such as X-Checked");
     }
-    if (value.empty() || trimmed(value) != value) {
+    if (value.empty() || withoutSpaces(value) != value) {
         return refuse(fault, "value", "it is empty or has blanks around it, which would be lost",
                       "give a text that neither begins nor ends with a blank");
     }
@@ -168,7 +143,7 @@ std::optional<Fields> decodeXHeader(std::string_view setting) {
     return Fields{{"name", ui.headerName}, {"value", ui.headerValue}};
 }
 
-bool encodeDeleteAttachment(const Fields& fields, std::string& setting, FieldFault& /*fault*/) {
+bool encodeDeleteAttachment(const Fields& fields, std::string& setting, platform::Finding& /*fault*/) {
     setting.assign(1, flagOf(fields, "all") ? 'T' : 'F');
     return true;
 }
@@ -177,11 +152,11 @@ std::optional<Fields> decodeDeleteAttachment(std::string_view setting) {
     return Fields{{"all", !setting.empty() && setting.front() == 'T'}};
 }
 
-bool encodeRecipients(const Fields& fields, std::string& setting, FieldFault& fault) {
+bool encodeRecipients(const Fields& fields, std::string& setting, platform::Finding& fault) {
     std::string joined;
     for (const std::string& entry : listOf(fields, "to")) {
-        const std::string_view address = trimmed(entry);
-        if (!isOneAddress(address)) {
+        const std::string_view address = withoutSpaces(entry);
+        if (!platform::isOneAddress(address) || address.find('@') == std::string_view::npos) {
             return refuse(fault, "to", platform::quotedText(entry) + " is no address",
                           "give one address in each entry, as local@domain");
         }
@@ -202,23 +177,22 @@ std::optional<Fields> decodeRecipients(std::string_view setting) {
     if (!readInto(ui, setting)) {
         return std::nullopt;
     }
+    std::vector<std::string> parts; // as the action takes them apart: at each ';', quoted or not
+    tokenize(ui.rcpt, parts, ";");
     std::vector<std::string> addresses;
-    std::string_view rest = ui.rcpt;
-    while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find(';'), rest.size());
-        if (const std::string_view address = trimmed(rest.substr(0, end)); !address.empty()) {
+    for (const std::string& part : parts) {
+        if (const std::string_view address = withoutSpaces(part); !address.empty()) {
             addresses.emplace_back(address);
         }
-        rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     return Fields{{"to", std::move(addresses)}};
 }
 
-bool encodeHandoff(const Fields& fields, std::string& setting, FieldFault& fault) {
+bool encodeHandoff(const Fields& fields, std::string& setting, platform::Finding& fault) {
     const std::string host = textOf(fields, "host");
     const FieldValue* value = findField(fields, "port");
     const auto* port = value != nullptr ? std::get_if<std::int64_t>(value) : nullptr;
-    if (host.empty() || hasControls(host) || host.find(' ') != std::string::npos) {
+    if (host.empty() || platform::hasControlBytes(host) || host.find(' ') != std::string::npos) {
         return refuse(fault, "host", "this is no host", "give a name or an address without blanks");
     }
     if (port == nullptr || *port < 1 || *port > 65535) {
@@ -239,7 +213,7 @@ std::optional<Fields> decodeHandoff(std::string_view setting) {
     return Fields{{"host", ui.ip}, {"port", std::int64_t{ui.port}}};
 }
 
-bool encodePostpone(const Fields& fields, std::string& setting, FieldFault& fault) {
+bool encodePostpone(const Fields& fields, std::string& setting, platform::Finding& fault) {
     const std::string at = textOf(fields, "at");
     const std::size_t colon = at.find(':');
     uiPostpone ui;
@@ -264,14 +238,12 @@ std::optional<Fields> decodePostpone(std::string_view setting) {
     return Fields{{"at", std::string(at)}};
 }
 
-bool encodeIds(const Fields& fields, std::string& setting, FieldFault& fault) {
+bool encodeIds(const Fields& fields, std::string& setting, platform::Finding& fault) {
     // The type only matters for what the object reports, which nobody asks here.
     QuzoActionN codec(QuzoAction::ActionType::Archive, false);
     for (const std::string& text : listOf(fields, "ids")) {
-        const std::string_view digits = trimmed(text);
-        unsigned id = 0;
-        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), id);
-        if (error != std::errc{} || end != digits.data() + digits.size() || id == 0) {
+        const unsigned id = platform::parseNumber<unsigned>(withoutSpaces(text)).value_or(0);
+        if (id == 0) {
             return refuse(fault, "ids", platform::quotedText(text) + " is no id",
                           "give numbers from 1 to 4294967295");
         }

@@ -24,65 +24,142 @@ constexpr FieldType kXHeaderFields[] = {{"name", Kind::Text, true}, {"value", Ki
 constexpr FieldType kHandoffFields[] = {{"host", Kind::Text, true}, {"port", Kind::Number, true}};
 constexpr FieldType kPostponeFields[] = {{"at", Kind::Text, true}};
 
-// What a type does to the message, for the columns of the table.
-enum Trait : unsigned {
-    kPlain = 0,
-    kConsumes = 1U << 0U,
-    kChanges = 1U << 1U,
-    kStores = 1U << 2U,
-    kMustKeep = 1U << 3U,
-    kMark = 1U << 4U,
-    kNoSetting = 1U << 5U,
-};
+// What each puts messages into. A notification leaves at once, or is scanned itself when it has a message
+// attached.
+using Queue = platform::QueueKind;
+constexpr Queue kArchive[] = {Queue::Archive};
+constexpr Queue kQuarantine[] = {Queue::Quarantine};
+constexpr Queue kScan[] = {Queue::Scan};
+constexpr Queue kPostponed[] = {Queue::Postponed};
+constexpr Queue kOutgoing[] = {Queue::Outgoing};
+constexpr Queue kOutgoingAndScan[] = {Queue::Outgoing, Queue::Scan};
 
-template <bool (*encode)(const Fields&, std::string&, FieldFault&),
-          std::optional<Fields> (*decode)(std::string_view)>
-PolicyActionType row(const char* name, Type type, unsigned traits, std::span<const FieldType> fields) {
-    return {name,
-            type,
-            fields,
-            (traits & kConsumes) != 0,
-            (traits & kChanges) != 0,
-            (traits & kStores) != 0,
-            (traits & kMustKeep) != 0,
-            (traits & kMark) != 0,
-            (traits & kNoSetting) != 0,
-            hasAction(type) ? createAction : nullptr,
-            encode,
-            decode};
+using Kinds = platform::ObjectKind;
+
+PolicyActionType ofThisBuild(PolicyActionType row) {
+    row.make = hasAction(row.type) ? createAction : nullptr;
+    return row;
 }
 
 namespace s = settings;
 
-constexpr std::span<const FieldType> kNoFields;
-
 const PolicyActionType kTypes[] = {
-    row<s::encodeIds, s::decodeIds>("archive", Type::Archive, kStores | kMustKeep, kObjectFields),
-    row<s::encodeFixed<uiDelete>, s::decodeFixed<uiDelete>>("delete", Type::Delete, kConsumes, kNoFields),
-    row<s::encodeIds, s::decodeIds>("quarantine", Type::Quarantine, kConsumes | kChanges | kStores,
-                                    kObjectFields),
-    row<s::encodeRecipients, s::decodeRecipients>("readdress", Type::Readdress,
-                                                  kConsumes | kChanges | kStores, kRecipientFields),
-    row<s::encodeDeleteAttachment, s::decodeDeleteAttachment>("delete-attachment", Type::DeleteAttachment,
-                                                              kConsumes | kChanges, kDeleteAttachmentFields),
-    row<s::encodeFixed<uiVirusClean>, s::decodeFixed<uiVirusClean>>("virus-clean", Type::VirusClean, kMark,
-                                                                    kNoFields),
-    row<s::encodeTagSubject, s::decodeTagSubject>("tag-subject", Type::TagSubject, kChanges,
-                                                  kTagSubjectFields),
-    row<s::encodeIds, s::decodeIds>("stamp", Type::Stamp, kChanges, kObjectFields),
-    row<s::encodeRecipients, s::decodeRecipients>("bcc", Type::Bcc, kChanges, kRecipientFields),
-    row<s::encodeIds, s::decodeIds>("notify", Type::Notify, kChanges, kObjectFields),
-    row<s::encodeHandoff, s::decodeHandoff>("handoff", Type::Handoff, kConsumes | kStores, kHandoffFields),
-    row<s::encodePostpone, s::decodePostpone>("postpone", Type::Postpone, kConsumes | kStores,
-                                              kPostponeFields),
-    row<s::encodeFixed<uiFerrowick>, s::decodeFixed<uiFerrowick>>("feedback", Type::Ferrowick, kStores,
-                                                                  kNoFields),
-    row<s::encodeXHeader, s::decodeXHeader>("x-header", Type::InsertXHeaderTag, kChanges, kXHeaderFields),
-    row<s::encodeNone, s::decodeNone>("decrypt", Type::IBEDecrypt, kMark | kNoSetting, kNoFields),
-    row<s::encodeFixed<uiIBEEncrypt>, s::decodeFixed<uiIBEEncrypt>>("encrypt", Type::IBEEncrypt, kMark,
-                                                                    kNoFields),
-    row<s::encodeFixed<uiIBEEncrypt>, s::decodeFixed<uiIBEEncrypt>>("re-encrypt", Type::IBEReEncrypt, kMark,
-                                                                    kNoFields),
+    ofThisBuild({.name = "archive",
+                 .type = Type::Archive,
+                 .fields = kObjectFields,
+                 .encode = s::encodeIds,
+                 .decode = s::decodeIds,
+                 .stores = true,
+                 .mustKeep = true,
+                 .queues = kArchive,
+                 .objectKind = Kinds::ArchiveArea}),
+    ofThisBuild({.name = "delete",
+                 .type = Type::Delete,
+                 .encode = s::encodeFixed<uiDelete>,
+                 .decode = s::decodeFixed<uiDelete>,
+                 .canConsume = true}),
+    ofThisBuild({.name = "quarantine",
+                 .type = Type::Quarantine,
+                 .fields = kObjectFields,
+                 .encode = s::encodeIds,
+                 .decode = s::decodeIds,
+                 .canConsume = true,
+                 .mayChange = true,
+                 .stores = true,
+                 .queues = kQuarantine,
+                 .objectKind = Kinds::QuarantineArea}),
+    ofThisBuild({.name = "readdress",
+                 .type = Type::Readdress,
+                 .fields = kRecipientFields,
+                 .encode = s::encodeRecipients,
+                 .decode = s::decodeRecipients,
+                 .canConsume = true,
+                 .mayChange = true,
+                 .stores = true,
+                 .queues = kScan}),
+    ofThisBuild({.name = "delete-attachment",
+                 .type = Type::DeleteAttachment,
+                 .fields = kDeleteAttachmentFields,
+                 .encode = s::encodeDeleteAttachment,
+                 .decode = s::decodeDeleteAttachment,
+                 .canConsume = true,
+                 .mayChange = true}),
+    ofThisBuild({.name = "virus-clean",
+                 .type = Type::VirusClean,
+                 .encode = s::encodeFixed<uiVirusClean>,
+                 .decode = s::decodeFixed<uiVirusClean>,
+                 .isMark = true}),
+    ofThisBuild({.name = "tag-subject",
+                 .type = Type::TagSubject,
+                 .fields = kTagSubjectFields,
+                 .encode = s::encodeTagSubject,
+                 .decode = s::decodeTagSubject,
+                 .mayChange = true}),
+    ofThisBuild({.name = "stamp",
+                 .type = Type::Stamp,
+                 .fields = kObjectFields,
+                 .encode = s::encodeIds,
+                 .decode = s::decodeIds,
+                 .mayChange = true,
+                 .objectKind = Kinds::StampArea}),
+    ofThisBuild({.name = "bcc",
+                 .type = Type::Bcc,
+                 .fields = kRecipientFields,
+                 .encode = s::encodeRecipients,
+                 .decode = s::decodeRecipients,
+                 .mayChange = true}),
+    ofThisBuild({.name = "notify",
+                 .type = Type::Notify,
+                 .fields = kObjectFields,
+                 .encode = s::encodeIds,
+                 .decode = s::decodeIds,
+                 .mayChange = true,
+                 .queues = kOutgoingAndScan,
+                 .objectKind = Kinds::NotifyArea}),
+    ofThisBuild({.name = "handoff",
+                 .type = Type::Handoff,
+                 .fields = kHandoffFields,
+                 .encode = s::encodeHandoff,
+                 .decode = s::decodeHandoff,
+                 .canConsume = true,
+                 .stores = true,
+                 .queues = kOutgoing}),
+    ofThisBuild({.name = "postpone",
+                 .type = Type::Postpone,
+                 .fields = kPostponeFields,
+                 .encode = s::encodePostpone,
+                 .decode = s::decodePostpone,
+                 .canConsume = true,
+                 .stores = true,
+                 .queues = kPostponed}),
+    ofThisBuild({.name = "feedback",
+                 .type = Type::Ferrowick,
+                 .encode = s::encodeFixed<uiFerrowick>,
+                 .decode = s::decodeFixed<uiFerrowick>,
+                 .stores = true,
+                 .queues = kOutgoing}),
+    ofThisBuild({.name = "x-header",
+                 .type = Type::InsertXHeaderTag,
+                 .fields = kXHeaderFields,
+                 .encode = s::encodeXHeader,
+                 .decode = s::decodeXHeader,
+                 .mayChange = true}),
+    ofThisBuild({.name = "decrypt",
+                 .type = Type::IBEDecrypt,
+                 .encode = s::encodeNone,
+                 .decode = s::decodeNone,
+                 .isMark = true,
+                 .hasNoSetting = true}),
+    ofThisBuild({.name = "encrypt",
+                 .type = Type::IBEEncrypt,
+                 .encode = s::encodeFixed<uiIBEEncrypt>,
+                 .decode = s::decodeFixed<uiIBEEncrypt>,
+                 .isMark = true}),
+    ofThisBuild({.name = "re-encrypt",
+                 .type = Type::IBEReEncrypt,
+                 .encode = s::encodeFixed<uiIBEEncrypt>,
+                 .decode = s::decodeFixed<uiIBEEncrypt>,
+                 .isMark = true}),
 };
 
 } // namespace
@@ -99,25 +176,6 @@ const PolicyActionType* findActionType(std::string_view name) {
     const auto* type = std::find_if(std::begin(kTypes), std::end(kTypes),
                                     [&](const PolicyActionType& t) { return t.name == name; });
     return type == std::end(kTypes) ? nullptr : type;
-}
-
-std::optional<platform::QueueKind> queueOf(const PolicyActionType& type) {
-    switch (type.type) {
-        case Type::Quarantine:
-            return platform::QueueKind::Quarantine;
-        case Type::Archive:
-            return platform::QueueKind::Archive;
-        case Type::Readdress:
-            return platform::QueueKind::Scan;
-        case Type::Postpone:
-            return platform::QueueKind::Postponed;
-        case Type::Notify:
-        case Type::Handoff:
-        case Type::Ferrowick:
-            return platform::QueueKind::Outgoing;
-        default:
-            return std::nullopt;
-    }
 }
 
 std::unique_ptr<QuzoAction> makeAction(const PolicyActionType& type, const std::string& setting) {

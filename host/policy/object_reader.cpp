@@ -9,7 +9,7 @@ namespace {
 // Reads one value of a reference; 0 when a fault was reported.
 unsigned readReference(const toml::node& node, platform::ObjectKind kind, const std::string& where,
                        const ObjectLookup& lookup, FaultList& faults) {
-    FieldFault fault;
+    platform::Finding fault;
     unsigned id = 0;
     if (const auto name = node.value_exact<std::string>()) {
         id = lookup.byName(kind, *name, fault);
@@ -17,10 +17,14 @@ unsigned readReference(const toml::node& node, platform::ObjectKind kind, const 
         if (*number >= 1 && *number <= std::numeric_limits<std::uint32_t>::max()) {
             id = lookup.byId(kind, static_cast<unsigned>(*number), fault);
         } else {
-            fault = {{}, "an id is a number from 1 to 4294967295", "give the name of an object, or its id"};
+            fault = {.where = {},
+                     .problem = "an id is a number from 1 to 4294967295",
+                     .remedy = "give the name of an object, or its id"};
         }
     } else {
-        fault = {{}, "it is " + kindOf(node), "give the name of an object, or its id"};
+        fault = {.where = {},
+                 .problem = "it is " + kindOf(node),
+                 .remedy = "give the name of an object, or its id"};
     }
     if (id == 0) {
         faults.error(lineOf(node), where, fault.problem, fault.remedy);
@@ -32,7 +36,7 @@ unsigned readReference(const toml::node& node, platform::ObjectKind kind, const 
 
 bool readObjects(const TableAt& at, const PolicyActionType& type, const ObjectLookup& lookup, Fields& fields,
                  FaultList& faults) {
-    const platform::ObjectKind kind = *objectKindOf(type);
+    const platform::ObjectKind kind = *type.objectKind;
     const bool one = at.table.contains("object");
     if (one == at.table.contains("objects")) {
         faults.error(lineOf(at.table), joined(at.where, "object"),
@@ -67,10 +71,10 @@ bool readObjects(const TableAt& at, const PolicyActionType& type, const ObjectLo
 
 bool checkObjects(const TableAt& at, const PolicyActionType& type, std::string_view setting,
                   const ObjectLookup& lookup, FaultList& faults) {
-    const std::optional<platform::ObjectKind> kind = objectKindOf(type);
+    const std::optional<platform::ObjectKind> kind = type.objectKind;
     bool good = true;
     for (const unsigned id : objectIdsOf(type, setting)) {
-        FieldFault fault;
+        platform::Finding fault;
         if (kind && lookup.byId(*kind, id, fault) == 0) {
             faults.error(lineOf(*at.table.get("setting")), joined(at.where, "setting"), fault.problem,
                          fault.remedy);

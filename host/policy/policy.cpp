@@ -193,7 +193,7 @@ private:
 LoadedPolicy unreadable(const std::string& problem, int error, const std::string& remedy) {
     LoadedPolicy result;
     result.readError = error;
-    result.findings.push_back({Finding::Severity::Error, 0, "", problem, remedy});
+    result.findings.push_back({platform::Finding::Severity::Error, 0, "", problem, remedy});
     return result;
 }
 
@@ -235,7 +235,7 @@ LoadedPolicy loadText(std::string_view text, const ObjectSource& objects) {
         faults.error(error.source().begin.line, "", std::string(error.description()), "correct the text");
     }
     std::stable_sort(result.findings.begin(), result.findings.end(),
-                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
+                     [](const platform::Finding& a, const platform::Finding& b) { return a.line < b.line; });
     if (!hasErrors(result.findings)) {
         result.policy = policy;
     }

@@ -11,7 +11,7 @@
 
 #include "host/policy/action_type.h"
 #include "host/policy/condition.h"
-#include "host/policy/finding.h"
+#include "platform/base/finding.h"
 
 namespace quzo::platform {
 class StoredNamedObjects;
@@ -60,7 +60,7 @@ struct Policy {
 
 struct LoadedPolicy {
     std::shared_ptr<const Policy> policy; // null exactly when a finding is an error or the file was not read
-    Findings findings;                    // in the order of their lines
+    platform::Findings findings;          // in the order of their lines
     int readError = 0;                    // errno of a file that could not be read, which is a finding too
 };
 

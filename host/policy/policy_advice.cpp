@@ -29,11 +29,11 @@ std::string_view waitingNote(platform::QueueKind queue) {
     }
 }
 
-Findings adviceOn(const Policy& policy) {
-    Findings findings;
+platform::Findings adviceOn(const Policy& policy) {
+    platform::Findings findings;
     const auto warn = [&](const Rule& rule, std::size_t index, std::string problem, std::string remedy) {
-        findings.push_back({Finding::Severity::Warning, rule.actions[index].line, placeOf(rule, index),
-                            std::move(problem), std::move(remedy)});
+        findings.push_back({platform::Finding::Severity::Warning, rule.actions[index].line,
+                            placeOf(rule, index), std::move(problem), std::move(remedy)});
     };
     bool marksSeen = !policy.defaults.markHeader.empty();
     std::set<platform::QueueKind> told;
@@ -46,17 +46,19 @@ Findings adviceOn(const Policy& policy) {
                      std::string("no message shows the mark ") + type.name + ": only --json reports it",
                      "set mark_header in [defaults]");
             }
-            const auto queue = queueOf(type);
-            if (queue && !waitingNote(*queue).empty() && told.insert(*queue).second) {
-                warn(rule, i, std::string(type.name) + " fills the " + platform::queueName(*queue) + " queue",
-                     std::string(waitingNote(*queue)));
+            for (const platform::QueueKind queue : queuesOf(type)) {
+                if (!waitingNote(queue).empty() && told.insert(queue).second) {
+                    warn(rule, i,
+                         std::string(type.name) + " fills the " + platform::queueName(queue) + " queue",
+                         std::string(waitingNote(queue)));
+                }
             }
         }
     }
-    Findings doubts = doubtsOf(policy);
+    platform::Findings doubts = doubtsOf(policy);
     std::move(doubts.begin(), doubts.end(), std::back_inserter(findings));
     std::stable_sort(findings.begin(), findings.end(),
-                     [](const Finding& a, const Finding& b) { return a.line < b.line; });
+                     [](const platform::Finding& a, const platform::Finding& b) { return a.line < b.line; });
     return findings;
 }
 

@@ -3,15 +3,15 @@
 
 #include <string_view>
 
-#include "host/policy/finding.h"
 #include "host/policy/policy.h"
+#include "platform/base/finding.h"
 #include "platform/queue/queues.h"
 
 namespace quzo::host {
 
 // Warnings in the order of lines: one for each cause, at the first action that is concerned, of marks that
 // nobody can see and queues that nobody empties; and the doubts of policy_doubts.h.
-Findings adviceOn(const Policy& policy);
+platform::Findings adviceOn(const Policy& policy);
 
 // What to tell people about messages that are put into a queue which this build never empties by itself;
 // empty for the queues that people look after. The one place that knows of it.

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "host/policy/nearest.h"
+#include "platform/base/nearest.h"
 #include "platform/base/visible_text.h"
 #include "quzo/tokens/action_utils.h"
 
@@ -40,13 +40,14 @@ bool endsAll(const Rule& rule) {
            (rule.stop || std::any_of(rule.actions.begin(), rule.actions.end(), takesAll));
 }
 
-void doubtOrder(const Policy& policy, Findings& findings) {
+void doubtOrder(const Policy& policy, platform::Findings& findings) {
     const auto last = std::find_if(policy.rules.begin(), policy.rules.end(), endsAll);
     if (last == policy.rules.end() || last + 1 == policy.rules.end()) {
         return;
     }
     for (auto rule = last + 1; rule != policy.rules.end(); ++rule) {
-        findings.push_back({Finding::Severity::Warning, rule->line, "rule " + std::to_string(rule->id),
+        findings.push_back({platform::Finding::Severity::Warning, rule->line,
+                            "rule " + std::to_string(rule->id),
                             "no message gets here: rule " + std::to_string(last->id) + " at line " +
                                 std::to_string(last->line) + " ends with every message",
                             "move it above that rule, or give that one a condition"});
@@ -67,7 +68,8 @@ bool isTokenLetter(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '&';
 }
 
-void doubtTokens(std::string_view text, unsigned line, const std::string& where, Findings& findings) {
+void doubtTokens(std::string_view text, unsigned line, const std::string& where,
+                 platform::Findings& findings) {
     constexpr std::size_t kShortest = 3; // letters; fewer are no token's
     const std::vector<std::string_view> names = tokenNames();
     for (std::size_t open = text.find('%'); open != std::string_view::npos; open = text.find('%', open)) {
@@ -83,12 +85,12 @@ void doubtTokens(std::string_view text, unsigned line, const std::string& where,
             open += size + 1;
             continue;
         }
-        const std::string_view near = nearestWord(word, names);
+        const std::string_view near = platform::nearestWord(word, names);
         const bool shouted =
             std::none_of(word.begin(), word.end(), [](char c) { return c >= 'a' && c <= 'z'; });
         if (size >= kShortest && (shouted || !near.empty())) {
             findings.push_back(
-                {Finding::Severity::Warning, line, where,
+                {platform::Finding::Severity::Warning, line, where,
                  platform::quotedText("%" + std::string(word) + "%") + " is no token and stays as it is",
                  near.empty() ? "see `quzo tokens`" : "did you mean '%" + std::string(near) + "%'?"});
         }
@@ -112,8 +114,8 @@ bool holdsAlways(const Condition& condition) {
     }
 }
 
-Findings doubtsOf(const Policy& policy) {
-    Findings findings;
+platform::Findings doubtsOf(const Policy& policy) {
+    platform::Findings findings;
     doubtOrder(policy, findings);
     for (const Rule& rule : policy.rules) {
         for (std::size_t index = 0; index < rule.actions.size(); ++index) {

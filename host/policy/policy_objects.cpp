@@ -14,33 +14,18 @@ using platform::ObjectKind;
 
 std::string noun(ObjectKind kind) { return std::string(platform::objectKindName(kind)) + " object"; }
 
-unsigned refuse(FieldFault& fault, std::string problem, std::string remedy) {
+unsigned refuse(platform::Finding& fault, std::string problem, std::string remedy) {
     fault.problem = std::move(problem);
     fault.remedy = std::move(remedy);
     return 0;
 }
 
-unsigned refuseWithoutStore(FieldFault& fault) {
+unsigned refuseWithoutStore(platform::Finding& fault) {
     return refuse(fault, "it refers to a named object, and there is no store",
                   "set store in [platform] and give the settings with -c");
 }
 
 } // namespace
-
-std::optional<ObjectKind> objectKindOf(const PolicyActionType& type) {
-    switch (type.type) {
-        case QuzoAction::ActionType::Notify:
-            return ObjectKind::NotifyArea;
-        case QuzoAction::ActionType::Stamp:
-            return ObjectKind::StampArea;
-        case QuzoAction::ActionType::Quarantine:
-            return ObjectKind::QuarantineArea;
-        case QuzoAction::ActionType::Archive:
-            return ObjectKind::ArchiveArea;
-        default:
-            return std::nullopt;
-    }
-}
 
 const platform::StoredNamedObjects* ObjectLookup::objects() const {
     if (!objects_) {
@@ -49,7 +34,7 @@ const platform::StoredNamedObjects* ObjectLookup::objects() const {
     return *objects_;
 }
 
-unsigned ObjectLookup::byName(ObjectKind kind, std::string_view name, FieldFault& fault) const {
+unsigned ObjectLookup::byName(ObjectKind kind, std::string_view name, platform::Finding& fault) const {
     if (objects() == nullptr) {
         return refuseWithoutStore(fault);
     }
@@ -67,7 +52,7 @@ unsigned ObjectLookup::byName(ObjectKind kind, std::string_view name, FieldFault
     return refuse(fault, "there is no " + noun(kind) + " " + shown, "see quzo object list " + kindName);
 }
 
-unsigned ObjectLookup::byId(ObjectKind kind, unsigned id, FieldFault& fault) const {
+unsigned ObjectLookup::byId(ObjectKind kind, unsigned id, platform::Finding& fault) const {
     if (objects() == nullptr) {
         return refuseWithoutStore(fault);
     }
@@ -87,7 +72,7 @@ unsigned ObjectLookup::byId(ObjectKind kind, unsigned id, FieldFault& fault) con
 
 std::vector<unsigned> objectIdsOf(const PolicyActionType& type, std::string_view setting) {
     std::vector<unsigned> ids;
-    if (objectKindOf(type) && !setting.empty()) {
+    if (type.objectKind && !setting.empty()) {
         QuzoActionN codec(type.type, false);
         codec.getNamedObjectIds(setting.data(), static_cast<int>(setting.size()), ids);
     }

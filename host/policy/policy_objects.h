@@ -9,12 +9,10 @@
 
 #include "host/policy/action_type.h"
 #include "host/policy/policy.h"
+#include "platform/base/finding.h"
 #include "platform/store/stored_named_objects.h"
 
 namespace quzo::host {
-
-// The kind of object that actions of a type refer to; none for types without objects.
-std::optional<platform::ObjectKind> objectKindOf(const PolicyActionType& type);
 
 // Answers for the references of one policy, in words for an administrator.
 class ObjectLookup {
@@ -23,8 +21,8 @@ public:
     explicit ObjectLookup(ObjectSource objects) : source_(std::move(objects)) {}
 
     // The id of the object; 0 with what is wrong.
-    unsigned byName(platform::ObjectKind kind, std::string_view name, FieldFault& fault) const;
-    unsigned byId(platform::ObjectKind kind, unsigned id, FieldFault& fault) const;
+    unsigned byName(platform::ObjectKind kind, std::string_view name, platform::Finding& fault) const;
+    unsigned byId(platform::ObjectKind kind, unsigned id, platform::Finding& fault) const;
 
 private:
     // Null: there is no store, and no reference can be resolved.

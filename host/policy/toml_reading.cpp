@@ -4,18 +4,18 @@
 
 #include <algorithm>
 
-#include "host/policy/nearest.h"
+#include "platform/base/nearest.h"
 
 namespace quzo::host {
 
 void FaultList::error(unsigned line, std::string where, std::string problem, std::string remedy) {
     findings_.push_back(
-        {Finding::Severity::Error, line, std::move(where), std::move(problem), std::move(remedy)});
+        {platform::Finding::Severity::Error, line, std::move(where), std::move(problem), std::move(remedy)});
 }
 
 void FaultList::warning(unsigned line, std::string where, std::string problem, std::string remedy) {
-    findings_.push_back(
-        {Finding::Severity::Warning, line, std::move(where), std::move(problem), std::move(remedy)});
+    findings_.push_back({platform::Finding::Severity::Warning, line, std::move(where), std::move(problem),
+                         std::move(remedy)});
 }
 
 unsigned lineOf(const toml::node& node) { return node.source().begin.line; }
@@ -54,7 +54,7 @@ void reportUnknownKeys(const TableAt& at, std::span<const std::string_view> know
     for (const auto& [key, node] : at.table) {
         if (std::find(known.begin(), known.end(), key.str()) == known.end()) {
             faults.error(lineOf(key), joined(at.where, key.str()), "this key is unknown",
-                         suggestion(key.str(), known));
+                         platform::suggestion(key.str(), known));
         }
     }
 }

@@ -10,14 +10,14 @@
 #include <string_view>
 #include <vector>
 
-#include "host/policy/finding.h"
+#include "platform/base/finding.h"
 
 namespace quzo::host {
 
 // Collects the faults of one file. Used by one thread.
 class FaultList {
 public:
-    explicit FaultList(Findings& findings) : findings_(findings) {}
+    explicit FaultList(platform::Findings& findings) : findings_(findings) {}
 
     void error(unsigned line, std::string where, std::string problem, std::string remedy);
     void warning(unsigned line, std::string where, std::string problem, std::string remedy);
@@ -25,7 +25,7 @@ public:
     bool empty() const { return findings_.empty(); }
 
 private:
-    Findings& findings_;
+    platform::Findings& findings_;
 };
 
 // A table of the file with its place in it, such as "rule 10: when".

@@ -9,6 +9,7 @@
 
 #include "host/scan/received_header.h"
 #include "platform/base/ascii.h"
+#include "platform/message/values/address_scanner.h"
 #include "platform/message/values/mailbox.h"
 
 namespace quzo::host {
@@ -29,7 +30,7 @@ public:
         std::size_t begin = at_;
         for (; at_ < list_.size(); ++at_) {
             const char c = list_[at_];
-            if (insideText(c)) {
+            if (!scanner_.plain(c)) {
                 continue;
             }
             if (c == '<' && !inAngle_) {
@@ -51,34 +52,9 @@ public:
     }
 
 private:
-    // Whether the character belongs to a quoted text, a comment or a domain literal, its ends included.
-    bool insideText(char c) {
-        if (escaped_) {
-            escaped_ = false;
-        } else if (c == '\\' && (quoted_ || comments_ != 0)) {
-            escaped_ = true;
-        } else if (quoted_) {
-            quoted_ = c != '"';
-        } else if (comments_ != 0) {
-            comments_ += c == '(' ? 1U : 0U;
-            comments_ -= c == ')' ? 1U : 0U;
-        } else if (literal_) {
-            literal_ = c != ']';
-        } else {
-            quoted_ = c == '"';
-            comments_ = c == '(' ? 1 : 0;
-            literal_ = c == '[';
-            return quoted_ || comments_ != 0 || literal_;
-        }
-        return true;
-    }
-
     std::string_view list_;
+    platform::AddressScanner scanner_;
     std::size_t at_ = 0;
-    std::size_t comments_ = 0; // how deep
-    bool escaped_ = false;
-    bool quoted_ = false;
-    bool literal_ = false;
     bool inAngle_ = false;
     bool inRoute_ = false;
 };

@@ -4,8 +4,8 @@
 
 #include <new>
 
-#include "host/scan/own_host_name.h"
 #include "host/scan/scan_run.h"
+#include "platform/base/host_name.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/log.h"
 
@@ -23,7 +23,7 @@ Scanner::Scanner(std::shared_ptr<const Policy> policy, ScannerOptions options)
     if (options_.hostname.empty()) {
         options_.hostname = policy_->defaults.hostname;
     }
-    options_.hostname = mailHostName(options_.hostname);
+    options_.hostname = platform::ownHostName(options_.hostname);
 }
 
 ScanResult Scanner::scan(platform::MailMessage& msg, const ScanJob& job) const noexcept {

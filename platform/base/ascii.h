@@ -15,6 +15,13 @@ constexpr bool equalsNoCase(std::string_view a, std::string_view b) {
                       [](char x, char y) { return asciiLower(x) == asciiLower(y); });
 }
 
+// A control character of ASCII, DEL included.
+constexpr bool isControlByte(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
+
+inline bool hasControlBytes(std::string_view text) {
+    return std::any_of(text.begin(), text.end(), isControlByte);
+}
+
 constexpr bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
 inline bool startsWithNoCase(std::string_view text, std::string_view prefix) {

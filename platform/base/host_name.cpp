@@ -2,6 +2,7 @@
 #include "platform/base/host_name.h"
 
 #include <arpa/inet.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -49,6 +50,17 @@ bool readHostName(std::string_view text, std::string& plain) {
         plain = std::move(name);
     }
     return valid;
+}
+
+std::string ownHostName(const std::string& configured) {
+    if (!configured.empty()) {
+        return configured;
+    }
+    char name[256] = "";
+    if (::gethostname(name, sizeof name - 1) != 0 || name[0] == '\0') {
+        return "localhost";
+    }
+    return name;
 }
 
 } // namespace quzo::platform

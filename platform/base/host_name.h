@@ -1,4 +1,4 @@
-// Names of mail servers, as settings give them.
+// Names of hosts: of mail servers as settings give them, and this one's own.
 #pragma once
 
 #include <string>
@@ -10,5 +10,9 @@ namespace quzo::platform {
 // underscores in labels of 1 to 63 bytes, at most 253 in all, an IPv4 address, or an IPv6 address with or
 // without brackets. `plain` then receives it without brackets.
 bool readHostName(std::string_view text, std::string& plain);
+
+// The name under which this host writes mail: `configured`, or the system's own name when that is empty;
+// "localhost" when it has none. Asked of the system each time.
+std::string ownHostName(const std::string& configured);
 
 } // namespace quzo::platform

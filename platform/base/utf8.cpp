@@ -85,6 +85,15 @@ std::size_t utf8SequenceLength(std::string_view text, std::size_t at) {
     return length;
 }
 
+char32_t codePoint(std::string_view character) {
+    constexpr unsigned kLeadBits[] = {0, 0x7F, 0x1F, 0x0F, 0x07};
+    char32_t point = static_cast<unsigned char>(character[0]) & kLeadBits[character.size()];
+    for (const char byte : character.substr(1)) {
+        point = (point << 6U) | (static_cast<unsigned char>(byte) & 0x3FU);
+    }
+    return point;
+}
+
 std::size_t validUtf8Prefix(std::string_view text) {
     std::size_t at = 0;
     while (at < text.size()) {

@@ -13,6 +13,9 @@ bool isAscii(std::string_view text);
 // continuation byte, an overlong form, a surrogate, anything above U+10FFFF.
 std::size_t utf8SequenceLength(std::string_view text, std::size_t at);
 
+// The code point of a character, which is one whole sequence.
+char32_t codePoint(std::string_view character);
+
 // The length of the longest prefix that is UTF-8 without fault.
 std::size_t validUtf8Prefix(std::string_view text);
 

@@ -7,6 +7,7 @@
 
 #include <array>
 
+#include "platform/base/hex.h"
 #include "platform/charset/charset.h"
 
 namespace quzo::platform {
@@ -14,16 +15,6 @@ namespace quzo::platform {
 namespace {
 
 constexpr std::size_t kMaxLabel = kMaxCharsetName + 40; // with a language suffix
-
-int hexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-}
 
 void appendQ(std::string_view text, std::string& out) {
     for (std::size_t i = 0; i < text.size(); ++i) {

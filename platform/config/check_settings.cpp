@@ -2,6 +2,7 @@
 // one go and before any message is touched.
 #include <algorithm>
 
+#include "platform/base/numbers.h"
 #include "platform/base/visible_text.h"
 #include "platform/charset/converter.h"
 #include "platform/config/known_keys.h"
@@ -43,7 +44,7 @@ std::string listed(std::string_view choices) {
 
 // What the value has to be; empty when it is that.
 std::string expectedInstead(const KnownKey& known, const std::string& value) {
-    const auto integer = parseInteger(value);
+    const auto integer = parseNumber<int>(value);
     switch (known.type) {
         case KeyType::Text:
             return {};
@@ -91,17 +92,17 @@ std::string adviceForKey(std::string_view section, std::string_view key) {
 
 Finding unknownSection(const std::string& name, std::size_t line) {
     const std::string_view nearest = nearestSection(name);
-    return {line, Finding::Severity::Warning, "nobody reads the section" + faultName(name),
+    return {Finding::Severity::Warning,
+            line,
+            {},
+            "nobody reads the section" + faultName(name),
             nearest.empty() ? std::string("take it out") : "did you mean [" + std::string(nearest) + "]?"};
 }
 
 } // namespace
 
-std::vector<Finding> IniSettings::check() const {
-    std::vector<Finding> findings;
-    for (const IniProblem& problem : problems_) {
-        findings.push_back({problem.line, Finding::Severity::Error, problem.message, problem.advice});
-    }
+Findings IniSettings::check() const {
+    Findings findings = problems_;
     for (const auto& [section, content] : file_.sections()) {
         if (!isKnownSection(section)) {
             findings.push_back(unknownSection(section, content.line));
@@ -110,7 +111,9 @@ std::vector<Finding> IniSettings::check() const {
         for (const auto& [key, entry] : content.entries) {
             const KnownKey* known = findKnownKey(section, key);
             if (known == nullptr) {
-                findings.push_back({entry.line, Finding::Severity::Warning,
+                findings.push_back({Finding::Severity::Warning,
+                                    entry.line,
+                                    {},
                                     "nobody reads the key" + faultName(key) + " of [" + section + "]",
                                     adviceForKey(section, key)});
                 continue;
@@ -118,7 +121,9 @@ std::vector<Finding> IniSettings::check() const {
             const std::string expected = expectedInstead(*known, entry.value);
             if (!expected.empty()) {
                 findings.push_back(
-                    {entry.line, Finding::Severity::Error,
+                    {Finding::Severity::Error,
+                     entry.line,
+                     {},
                      "the value" + shownValue(*known, entry.value) + " of " + key + " cannot be used",
                      "write " + expected});
             }

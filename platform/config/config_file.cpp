@@ -14,7 +14,7 @@ struct ConfigFileOnDisk::Impl {
 ConfigFileOnDisk::ConfigFileOnDisk(const char* path) {
     guarded("ConfigFileOnDisk", false, [&] {
         auto impl = std::make_unique<Impl>();
-        std::vector<platform::IniProblem> problems;
+        platform::Findings problems;
         if (path != nullptr && impl->file.load(path, problems)) {
             impl_ = std::move(impl);
         }

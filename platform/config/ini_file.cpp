@@ -10,6 +10,8 @@
 #include <cstring>
 #include <memory>
 
+#include "platform/base/ascii.h"
+
 namespace quzo::platform {
 
 namespace {
@@ -17,29 +19,14 @@ namespace {
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-std::string_view trimmed(std::string_view text) {
-    const std::size_t begin = text.find_first_not_of(kBlanks);
-    if (begin == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
-
 bool hasControl(std::string_view text) {
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if ((byte < 0x20 && c != '\t') || byte == 0x7F) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(text.begin(), text.end(), [](char c) { return isControlByte(c) && c != '\t'; });
 }
 
 // Reads line by line into the sections.
 class Parser {
 public:
-    Parser(IniFile::Sections& sections, std::vector<IniProblem>& problems)
-        : sections_(sections), problems_(problems) {}
+    Parser(IniFile::Sections& sections, Findings& problems) : sections_(sections), problems_(problems) {}
 
     void readLine(std::string_view line) {
         ++line_;
@@ -67,7 +54,8 @@ public:
 
     void report(std::string message, std::string advice) {
         if (problems_.size() < IniFile::kMaxProblems) {
-            problems_.push_back({line_, std::move(message), std::move(advice)});
+            problems_.push_back(
+                {.line = line_, .where = {}, .problem = std::move(message), .remedy = std::move(advice)});
         }
     }
 
@@ -120,7 +108,7 @@ private:
     }
 
     IniFile::Sections& sections_;
-    std::vector<IniProblem>& problems_;
+    Findings& problems_;
     std::size_t line_ = 0;
     Place place_ = Place::Outside;
     IniFile::Section* section_ = nullptr; // when inside one
@@ -143,7 +131,7 @@ std::string faultName(std::string_view name) {
     return plain && !name.empty() && name.size() <= kMost ? " '" + std::string(name) + "'" : "";
 }
 
-bool IniFile::parse(std::string_view text, std::vector<IniProblem>& problems) {
+bool IniFile::parse(std::string_view text, Findings& problems) {
     sections_.clear();
     problems.clear();
     Parser parser(sections_, problems);
@@ -162,7 +150,7 @@ bool IniFile::parse(std::string_view text, std::vector<IniProblem>& problems) {
     return problems.empty();
 }
 
-bool IniFile::load(const std::string& path, std::vector<IniProblem>& problems) {
+bool IniFile::load(const std::string& path, Findings& problems) {
     sections_.clear();
     problems.clear();
     const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rbe"));
@@ -179,7 +167,9 @@ bool IniFile::load(const std::string& path, std::vector<IniProblem>& problems) {
     if (file == nullptr || std::ferror(file.get()) != 0) {
         const int number = errno;
         std::string reason(std::strerror(number)); // NOLINT(concurrency-mt-unsafe): glibc's is per thread
-        problems.push_back({0, "the file cannot be read (" + reason + ")", "check its name and permissions"});
+        problems.push_back({.where = {},
+                            .problem = "the file cannot be read (" + reason + ")",
+                            .remedy = "check its name and permissions"});
         return false;
     }
     return parse(text, problems);

@@ -16,15 +16,9 @@
 #include <utility>
 #include <vector>
 
-namespace quzo::platform {
+#include "platform/base/finding.h"
 
-// What is wrong with a line, and what to do about it. Whoever shows it puts "FILE:LINE: " before it and ": "
-// between the two texts.
-struct IniProblem {
-    std::size_t line = 0; // counted from 1; 0 concerns the file as a whole
-    std::string message;
-    std::string advice;
-};
+namespace quzo::platform {
 
 // The name of a key or section for a fault: a blank and the name in quotation marks, or nothing when it has
 // other characters than letters, digits, '_', '-' and '.'. What stands in a line that was not understood may
@@ -50,10 +44,10 @@ public:
 
     // Reads the text and replaces what the object held. True when nothing is wrong with it; otherwise
     // `problems`, which is replaced, names every line at fault in order, and the object holds the rest.
-    bool parse(std::string_view text, std::vector<IniProblem>& problems);
+    bool parse(std::string_view text, Findings& problems);
 
     // The same with a file.
-    bool load(const std::string& path, std::vector<IniProblem>& problems);
+    bool load(const std::string& path, Findings& problems);
 
     // The entry, or null.
     const Entry* find(std::string_view section, std::string_view key) const;

@@ -3,11 +3,11 @@
 #include "platform/config/known_keys.h"
 
 #include <algorithm>
-#include <charconv>
-#include <limits>
 #include <string>
 
 #include "platform/base/host_name.h"
+#include "platform/base/nearest.h"
+#include "platform/base/numbers.h"
 #include "platform/message/structure/limits.h"
 
 namespace quzo::platform {
@@ -18,52 +18,6 @@ constexpr std::string_view kGeneral = "general";
 constexpr std::string_view kMessage = "MessageModule";
 constexpr std::string_view kNotification = "General-Notification";
 constexpr std::string_view kPlatform = "platform";
-
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-// The number of characters to insert, take out or exchange, without regard to case; at most `most` + 1.
-std::size_t distance(std::string_view a, std::string_view b, std::size_t most) {
-    if (std::max(a.size(), b.size()) - std::min(a.size(), b.size()) > most) {
-        return most + 1;
-    }
-    std::vector<std::size_t> row(b.size() + 1);
-    for (std::size_t j = 0; j < row.size(); ++j) {
-        row[j] = j;
-    }
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i;
-        for (std::size_t j = 1; j < row.size(); ++j) {
-            const std::size_t exchanged = diagonal + (lower(a[i - 1]) == lower(b[j - 1]) ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, exchanged});
-        }
-    }
-    return std::min(row.back(), most + 1);
-}
-
-// Keeps the nearest of the names that it is shown.
-class Nearest {
-public:
-    // More than half of the name wrong is another name.
-    explicit Nearest(std::string_view name)
-        : name_(name), best_(std::min<std::size_t>(name.size() / 2, 16) + 1) {}
-
-    void consider(std::string_view candidate) {
-        const std::size_t steps = distance(name_, candidate, best_);
-        if (steps < best_) {
-            best_ = steps;
-            found_ = candidate;
-        }
-    }
-
-    std::string_view found() const { return found_; }
-
-private:
-    std::string_view name_;
-    std::size_t best_;
-    std::string_view found_;
-};
 
 template <typename Test>
 bool anyChoice(std::string_view choices, Test&& test) {
@@ -143,21 +97,21 @@ bool isKnownSection(std::string_view section) {
 }
 
 std::string_view nearestKey(std::string_view section, std::string_view name) {
-    Nearest nearest(name);
+    std::vector<std::string_view> keys;
     for (const KnownKey& known : knownKeys()) {
         if (known.section == section) {
-            nearest.consider(known.key);
+            keys.push_back(known.key);
         }
     }
-    return nearest.found();
+    return nearestWord(name, keys);
 }
 
 std::string_view nearestSection(std::string_view name) {
-    Nearest nearest(name);
+    std::vector<std::string_view> sections;
     for (const KnownKey& known : knownKeys()) {
-        nearest.consider(known.section);
+        sections.push_back(known.section);
     }
-    return nearest.found();
+    return nearestWord(name, sections);
 }
 
 std::string_view sectionOfKey(std::string_view key) {
@@ -169,35 +123,8 @@ std::string_view sectionOfKey(std::string_view key) {
     return {};
 }
 
-std::optional<int> parseInteger(std::string_view text) {
-    int number = 0;
-    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (problem != std::errc() || end != text.data() + text.size()) {
-        return std::nullopt;
-    }
-    return number;
-}
-
-std::optional<std::size_t> parseSize(std::string_view text, bool withUnits) {
-    unsigned shift = 0;
-    if (withUnits && !text.empty()) {
-        const std::size_t unit = std::string_view("kmg").find(lower(text.back()));
-        if (unit != std::string_view::npos) {
-            shift = static_cast<unsigned>(10 * (unit + 1));
-            text.remove_suffix(1);
-        }
-    }
-    std::size_t number = 0;
-    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (problem != std::errc() || end != text.data() + text.size() ||
-        number > (std::numeric_limits<std::size_t>::max() >> shift)) {
-        return std::nullopt;
-    }
-    return number << shift;
-}
-
 bool isSize(const KnownKey& known, std::string_view text) {
-    const auto size = parseSize(text, true);
+    const auto size = parseSize(text);
     return size && (known.most == 0 || *size <= known.most);
 }
 

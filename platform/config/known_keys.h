@@ -45,9 +45,7 @@ std::string_view nearestSection(std::string_view name);
 // A section that has a key of that very name; empty when none has.
 std::string_view sectionOfKey(std::string_view key);
 
-// Values as the types above say; none for a text that is no such value.
-std::optional<int> parseInteger(std::string_view text);
-std::optional<std::size_t> parseSize(std::string_view text, bool withUnits);
+// Whether a value is what the types above say.
 bool isSize(const KnownKey& known, std::string_view text);
 bool isHost(std::string_view text);
 bool isChoice(std::string_view text, std::string_view choices);

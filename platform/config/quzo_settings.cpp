@@ -5,6 +5,7 @@
 #include <exception>
 #include <filesystem>
 
+#include "platform/base/numbers.h"
 #include "platform/config/known_keys.h"
 #include "quzo/core/error_text.h"
 
@@ -103,7 +104,7 @@ int IniSettings::getIntValue(const char* key, int& value, const char* section, i
             return kErrorInvalidArgument;
         }
         const auto found = lookUp(section, key);
-        const auto number = found ? parseInteger(*found) : std::nullopt;
+        const auto number = found ? parseNumber<int>(*found) : std::nullopt;
         if (!number) {
             return kErrorNotFound;
         }
@@ -127,29 +128,29 @@ PlatformSettings IniSettings::platform() const {
         }
         return placed(known, entry->value);
     };
-    const auto size = [&](std::string_view key, std::size_t& into, bool withUnits) {
-        const auto value = text(key);
-        into = value ? parseSize(*value, withUnits).value_or(into) : into;
+    const auto count = [&](std::string_view key, auto& into) {
+        into = parseNumber<std::decay_t<decltype(into)>>(text(key).value_or("")).value_or(into);
+    };
+    const auto size = [&](std::string_view key, std::size_t& into) {
+        into = parseSize(text(key).value_or("")).value_or(into);
     };
     settings.hostname = text("hostname").value_or(settings.hostname);
     settings.store = text("store").value_or(settings.store);
     settings.spool = text("spool").value_or(settings.spool);
     settings.nextHop = text("next_hop").value_or(settings.nextHop);
     settings.log = text("log").value_or(settings.log);
-    std::size_t tenant = settings.tenant;
-    size("tenant", tenant, false);
-    settings.tenant = tenant <= 0xFFFFFFFFU ? static_cast<unsigned>(tenant) : settings.tenant;
-    const int timeout = parseInteger(text("timeout").value_or("")).value_or(0);
+    count("tenant", settings.tenant);
+    const int timeout = parseNumber<int>(text("timeout").value_or("")).value_or(0);
     settings.timeout = timeout > 0 ? timeout : settings.timeout;
-    settings.logLevel = parseInteger(text("log_level").value_or("")).value_or(settings.logLevel);
-    size("limit_message", settings.limits.messageBytes, true);
-    size("limit_header", settings.limits.headerBytes, true);
-    size("limit_fields", settings.limits.headerFields, false);
-    size("limit_nesting", settings.limits.nesting, false);
-    size("limit_parts", settings.limits.parts, false);
-    size("limit_recipients", settings.limits.recipients, false);
+    settings.logLevel = parseNumber<int>(text("log_level").value_or("")).value_or(settings.logLevel);
+    size("limit_message", settings.limits.messageBytes);
+    size("limit_header", settings.limits.headerBytes);
+    count("limit_fields", settings.limits.headerFields);
+    count("limit_nesting", settings.limits.nesting);
+    count("limit_parts", settings.limits.parts);
+    count("limit_recipients", settings.limits.recipients);
     const IniFile::Entry* notEncoding = file_.find("MessageModule", "TagNotEncoding");
-    if (notEncoding != nullptr && parseInteger(notEncoding->value).value_or(0) != 0) {
+    if (notEncoding != nullptr && parseNumber<int>(notEncoding->value).value_or(0) != 0) {
         settings.rawValues = RawValues::AsTheyCame;
     }
     const std::string tls = text("tls").value_or("");

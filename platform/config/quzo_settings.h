@@ -37,15 +37,6 @@ struct PlatformSettings {
     int logLevel = 1;           // 0 to 3
 };
 
-// One thing that is wrong with the settings; shown as IniProblem is.
-struct Finding {
-    enum class Severity : std::uint8_t { Warning, Error };
-    std::size_t line = 0;
-    Severity severity = Severity::Error;
-    std::string message;
-    std::string advice;
-};
-
 // The settings of an installation: the file, and below it the host's own defaults (utf-8 as the charset of
 // texts, queue directories below the spool). Relative paths in the file count from the file's folder on, and
 // come out so that the program's current folder leads to them. Immutable once loaded, and then usable from
@@ -64,7 +55,7 @@ public:
 
     // Everything that is wrong, by line: lines that are none, keys given twice, values of the wrong kind
     // (errors), sections and keys that nobody reads (warnings).
-    std::vector<Finding> check() const;
+    Findings check() const;
 
     // A value that is not of its kind leaves the default.
     PlatformSettings platform() const;
@@ -77,7 +68,7 @@ private:
 
     IniFile file_;
     std::string folder_; // of the file; empty: the current one
-    std::vector<IniProblem> problems_;
+    Findings problems_;
 };
 
 } // namespace quzo::platform

@@ -59,14 +59,13 @@ Resources::Resources(std::string directory) : directory_(std::move(directory)) {
 
 void Resources::loadLanguage(const std::string& language, const std::string& path) {
     IniFile file;
-    std::vector<IniProblem> faults;
+    Findings faults;
     if (file.load(path, faults)) {
         languages_.insert_or_assign(language, std::move(file));
         return;
     }
-    for (const IniProblem& fault : faults) {
-        problems_.push_back(path + ":" + std::to_string(fault.line) + ": " + fault.message + ": " +
-                            fault.advice);
+    for (const Finding& fault : faults) {
+        problems_.push_back(describe(fault, path));
     }
 }
 

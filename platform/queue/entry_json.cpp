@@ -6,7 +6,7 @@
 #include <set>
 #include <utility>
 
-#include "platform/queue/escaped_text.h"
+#include "platform/base/escaped_text.h"
 #include "platform/queue/queue_entry.h"
 #include "platform/queue/queue_names.h"
 #include "quzo/core/error_text.h"

@@ -10,9 +10,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <mutex>
 #include <optional>
+
+#include "platform/base/numbers.h"
 
 namespace quzo::platform {
 namespace {
@@ -27,9 +28,9 @@ struct Identity {
 
 template <typename Number>
 bool readNumber(std::string_view text, Number& out) {
-    const char* end = text.data() + text.size();
-    const auto read = std::from_chars(text.data(), end, out);
-    return !text.empty() && read.ec == std::errc() && read.ptr == end;
+    const std::optional<Number> number = parseNumber<Number>(text);
+    out = number.value_or(out);
+    return number.has_value();
 }
 
 // Small files of /proc come whole in one read.

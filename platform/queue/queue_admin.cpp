@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "platform/base/utf8.h"
+#include "platform/base/visible_text.h"
 #include "platform/message/compose/attached_message.h"
 #include "platform/message/values/mailbox.h"
-#include "platform/queue/escaped_text.h"
 #include "platform/queue/leaving_message.h"
 #include "platform/queue/queue_transfer.h"
 #include "quzo/core/error_text.h"
@@ -146,7 +146,7 @@ int QueueAdmin::prepareRelease(const QueueStore& source, const QueueEntry& held,
         const OwnHeader header{
             .sender = entry.sender,
             .recipients = entry.recipients,
-            .subject = kReleasedSubject + (isUtf8(held.subject) ? held.subject : escapedText(held.subject)),
+            .subject = kReleasedSubject + (isUtf8(held.subject) ? held.subject : visibleText(held.subject)),
             .identifier = derivedIdentifier(source.name(), held.id),
             .hostname = hostname_,
             .date = now};

@@ -8,18 +8,8 @@
 namespace quzo::platform {
 namespace {
 
-unsigned codePoint(std::string_view text, std::size_t at, std::size_t length) {
-    const auto byte = [&](std::size_t offset) { return static_cast<unsigned char>(text[at + offset]); };
-    constexpr unsigned kLeadBits[] = {0x7F, 0x7F, 0x1F, 0x0F, 0x07};
-    unsigned point = byte(0) & kLeadBits[length];
-    for (std::size_t offset = 1; offset < length; ++offset) {
-        point = (point << 6U) | (byte(offset) & 0x3FU);
-    }
-    return point;
-}
-
-bool fitsName(unsigned point) {
-    const auto within = [point](unsigned first, unsigned last) { return point >= first && point <= last; };
+bool fitsName(char32_t point) {
+    const auto within = [point](char32_t first, char32_t last) { return point >= first && point <= last; };
     return point >= 0x20 && !within(0x7F, 0x9F) && !within(0x2028, 0x202E) && !within(0x2066, 0x2069);
 }
 
@@ -55,7 +45,7 @@ void checkName(std::string_view text, const char* what) {
     checkHoldable(text, subject);
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t length = utf8SequenceLength(text, at);
-        if (!fitsName(codePoint(text, at, length))) {
+        if (!fitsName(codePoint(text.substr(at, length)))) {
             throw StoreFailure(StoreTrouble::BadText, subject + " has a control character at byte " +
                                                           std::to_string(at) +
                                                           ": use visible characters and blanks");

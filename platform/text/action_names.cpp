@@ -2,13 +2,14 @@
 // texts do not have them.
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <mutex>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/base/ascii.h"
+#include "platform/base/numbers.h"
 #include "platform/config/resources.h"
 #include "quzo/core/action.h"
 #include "quzo/core/guard.h"
@@ -77,16 +78,8 @@ const char* displayName(const ActionName& name) {
 
 // The action that a code in a list names, or null.
 const ActionName* namedByCode(std::string_view code) {
-    constexpr std::string_view blanks = " \t";
-    const std::size_t begin = std::min(code.find_first_not_of(blanks), code.size());
-    code.remove_prefix(begin);
-    code = code.substr(0, code.find_last_not_of(blanks) + 1);
-    std::uint32_t number = 0;
-    const auto [end, problem] = std::from_chars(code.data(), code.data() + code.size(), number);
-    if (problem != std::errc() || end != code.data() + code.size()) {
-        return nullptr;
-    }
-    return findName(static_cast<Type>(number));
+    const auto number = platform::parseNumber<std::uint32_t>(platform::trimmed(code));
+    return number ? findName(static_cast<Type>(*number)) : nullptr;
 }
 
 } // namespace

@@ -5,10 +5,13 @@
 // Settings come from outside, so the reader takes exactly what the writer makes and nothing that only
 // resembles it.
 #include "quzo/core/blob.h"
+#include "platform/base/ascii.h"
+#include "platform/base/hex.h"
+#include "platform/base/numbers.h"
 
-#include <charconv>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <string_view>
 
 #include "quzo/core/guard.h"
@@ -19,23 +22,11 @@ namespace {
 
 constexpr std::size_t kMaxBlob = std::size_t{16} << 20U; // bytes
 
-bool isControl(unsigned char byte) { return byte < 0x20 || byte == 0x7F; }
-
-int hexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-}
-
 void appendEscaped(std::string& out, std::string_view text) {
     constexpr std::string_view digits = "0123456789ABCDEF";
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
-        if (c == '%' || c == '=' || c == ';' || isControl(byte)) {
+        if (c == '%' || c == '=' || c == ';' || platform::isControlByte(c)) {
             out += '%';
             out += digits[byte >> 4U];
             out += digits[byte & 0xFU];
@@ -47,15 +38,15 @@ void appendEscaped(std::string& out, std::string_view text) {
 
 bool unescape(std::string_view text, std::string& out) {
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (isControl(static_cast<unsigned char>(text[i]))) {
+        if (platform::isControlByte(text[i])) {
             return false;
         }
         if (text[i] != '%') {
             out += text[i];
             continue;
         }
-        const int high = i + 2 < text.size() ? hexDigit(text[i + 1]) : -1;
-        const int low = high >= 0 ? hexDigit(text[i + 2]) : -1;
+        const int high = i + 2 < text.size() ? platform::hexDigit(text[i + 1]) : -1;
+        const int low = high >= 0 ? platform::hexDigit(text[i + 2]) : -1;
         if (low < 0) {
             return false;
         }
@@ -148,14 +139,9 @@ bool Blob::bindBlobField(Map& map, const char* key, int& field, bool store) {
     if (!bindBlobField(map, key, text, false)) {
         return false;
     }
-    int number = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, problem] = std::from_chars(text.data(), end, number);
-    if (problem != std::errc() || stop != end) {
-        return false;
-    }
-    field = number;
-    return true;
+    const std::optional<int> number = platform::parseNumber<int>(text);
+    field = number.value_or(field);
+    return number.has_value();
 }
 
 } // namespace quzo

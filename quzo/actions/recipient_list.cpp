@@ -13,20 +13,13 @@
 #include "quzo/core/guard.h"
 #include "quzo/core/msgu.h"
 #include "quzo/core/text.h"
+#include "quzo/core/trim.h"
 
 namespace quzo {
 namespace {
 
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(' ');
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
 std::string normalised(std::string_view address) {
-    std::string text(trimmed(address));
+    std::string text(withoutSpaces(address));
     std::transform(text.begin(), text.end(), text.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
     return text;
@@ -48,7 +41,7 @@ bool _removeDuplicatedRcpt(KvMsgMailMessage* msg) {
         std::unordered_set<std::string> seen;
         std::string kept;
         for (const std::string& recipient : recipients) {
-            const std::string_view address = trimmed(recipient);
+            const std::string_view address = withoutSpaces(recipient);
             if (!address.empty() && seen.insert(normalised(address)).second) {
                 kept.append(address).append(";");
             }
@@ -66,7 +59,7 @@ bool _addRcpt(KvMsgMailMessage* msg, std::string& rcpts, bool append) {
         }
         std::string list;
         for (const std::string& part : parts) {
-            list.append(trimmed(part)).append(";");
+            list.append(withoutSpaces(part)).append(";");
         }
         rcpts = std::move(list);
         return msgu::setRcpt(msg, rcpts.c_str(), append) && _removeDuplicatedRcpt(msg);

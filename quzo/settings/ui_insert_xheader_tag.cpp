@@ -10,20 +10,12 @@
 #include <utility>
 
 #include "quzo/core/guard.h"
+#include "quzo/core/trim.h"
 
 namespace quzo {
 namespace {
 
 constexpr std::size_t kMaxLength = 512;
-
-// Drops blanks (the space character only) from both ends.
-std::string trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(' ');
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return std::string(text.substr(first, text.find_last_not_of(' ') - first + 1));
-}
 
 } // namespace
 
@@ -50,8 +42,8 @@ bool uiInsertXHeaderTag::construct(const char* setting, unsigned length) {
             return false;
         }
         const std::size_t colon = text.find(':');
-        headerName = trimmed(std::string_view(text).substr(0, colon));
-        headerValue = trimmed(std::string_view(text).substr(colon + 1));
+        headerName = withoutSpaces(std::string_view(text).substr(0, colon));
+        headerValue = withoutSpaces(std::string_view(text).substr(colon + 1));
         return !headerName.empty() && !headerValue.empty();
     });
 }

@@ -4,11 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "conversion.h"
 #include "platform/base/utf8.h"
 #include "quzo/core/error_text.h"
 
@@ -22,27 +21,6 @@ using quzo::platform::isUtf8;
 using quzo::platform::knownCharset;
 using quzo::platform::sameCharset;
 using quzo::platform::Unmappable;
-
-struct Result {
-    int error = 0;
-    std::string out;
-};
-
-std::ostream& operator<<(std::ostream& stream, const Result& result) {
-    return stream << "error " << result.error << " " << testing::PrintToString(result.out);
-}
-
-bool operator==(const Result& a, const Result& b) { return a.error == b.error && a.out == b.out; }
-
-Result run(const std::string& in, const char* from, const char* to, Unmappable mode = Unmappable::Fail,
-           std::size_t maxBytes = std::string::npos) {
-    Result result;
-    result.error = convert(in, from, to, mode, '?', result.out, maxBytes);
-    if (result.error != 0) {
-        result.out.clear();
-    }
-    return result;
-}
 
 TEST(Converter, ReadsLabelsAsMailMeansThem) {
     const struct {
@@ -254,23 +232,6 @@ TEST(Converter, CutsBetweenCharacters) {
     EXPECT_EQ(run("日本", "utf-8", "iso-2022-jp", Unmappable::Fail, 7), (Result{0, ""}));
 }
 
-// Chunks inside must not show: long texts with a pair at every possible place.
-TEST(Converter, HandlesLongTexts) {
-    for (const char* label : {"utf-16be", "gb18030", "utf-7", "shift_jis", "iso-2022-jp"}) {
-        std::string text;
-        const bool astral = std::string(label) != "shift_jis" && std::string(label) != "iso-2022-jp";
-        for (int i = 0; text.size() < 3000000; ++i) {
-            text += i % 7 == 0 ? "ab" : astral && i % 3 == 0 ? "😀" : "日本";
-        }
-        const Result there = run(text, "utf-8", label);
-        ASSERT_EQ(there.error, 0) << label;
-        EXPECT_EQ(run(there.out, label, "utf-8"), (Result{0, text})) << label;
-        const Result cut = run(text, "utf-8", label, Unmappable::Fail, there.out.size() - 5);
-        EXPECT_EQ(cut.error, 0);
-        EXPECT_LT(there.out.size() - cut.out.size(), 20U) << label;
-    }
-}
-
 TEST(Converter, ReadsAnythingLeniently) {
     const struct {
         const char* label;
@@ -294,68 +255,6 @@ TEST(Converter, ReadsAnythingLeniently) {
     }
     std::string out;
     EXPECT_EQ(decodeLeniently("a", "nonsense", out), quzo::kErrorUnknownCharset);
-}
-
-// Any bytes at all, at any limit: an error, or text of the target charset within the limit.
-TEST(Converter, SurvivesAnyBytes) {
-    const std::vector<const char*> names = {
-        "utf-8",       "utf-16",      "utf-16be", "utf-32",    "utf-7",           "iso-2022-jp",
-        "iso-2022-kr", "iso-2022-cn", "hz",       "shift_jis", "euc-jp",          "big5",
-        "big5-hkscs",  "gb2312",      "gbk",      "gb18030",   "euc-kr",          "iso-8859-11",
-        "iso-8859-1",  "scsu",        "ibm037",   "us-ascii",  "iso-10646-ucs-2", "ibm850"};
-    std::mt19937 random(11);
-    std::size_t converted = 0;
-    for (int i = 0; i < 20000; ++i) {
-        std::string bytes;
-        for (auto length = random() % 40; length > 0; --length) {
-            // Mostly what shift sequences are made of.
-            bytes +=
-                random() % 3 == 0 ? "\x1B$()~{}+-BJI@"[random() % 13] : static_cast<char>(random() % 256);
-        }
-        const char* from = names[random() % names.size()];
-        const char* to = names[random() % names.size()];
-        const std::size_t limit = random() % 2 == 0 ? random() % 60 : std::string::npos;
-        const auto mode = random() % 2 == 0 ? Unmappable::Fail : Unmappable::Substitute;
-        const Result there = run(bytes, from, to, mode, limit);
-        ASSERT_LE(there.out.size(), limit) << from << " to " << to;
-        if (there.error == 0) {
-            ++converted;
-            ASSERT_EQ(run(there.out, to, "utf-8").error, 0)
-                << testing::PrintToString(bytes) << " " << from << " to " << to << " at " << limit;
-        }
-        std::string out;
-        ASSERT_EQ(decodeLeniently(bytes, from, out, limit), 0);
-        ASSERT_TRUE(isUtf8(out) && out.size() <= limit) << from;
-    }
-    EXPECT_GT(converted, 2000U);
-}
-
-// More names than a thread keeps converters for, on several threads at once.
-TEST(Converter, KeepsItsConvertersPerThread) {
-    const std::vector<const char*> names = {
-        "iso-8859-2",   "iso-8859-3",   "iso-8859-4",   "iso-8859-5",   "iso-8859-6",   "iso-8859-7",
-        "iso-8859-8",   "iso-8859-9",   "iso-8859-10",  "iso-8859-13",  "iso-8859-14",  "iso-8859-15",
-        "windows-1250", "windows-1251", "windows-1252", "windows-1253", "windows-1254", "windows-1255",
-        "windows-1256", "windows-1257", "windows-1258", "koi8-r",       "koi8-u",       "ibm850",
-        "ibm852",       "ibm855",       "ibm866",       "big5",         "big5-hkscs",   "euc-jp",
-        "euc-kr",       "gb2312",       "gbk",          "gb18030",      "shift_jis",    "iso-2022-jp",
-        "iso-2022-kr",  "utf-16",       "utf-7",        "tis-620"};
-    std::vector<int> failures(4);
-    std::vector<std::thread> threads;
-    threads.reserve(failures.size());
-    for (std::size_t t = 0; t < failures.size(); ++t) {
-        threads.emplace_back([&, t] {
-            for (std::size_t i = 0; i < 400; ++i) {
-                const char* name = names[(i * (t + 3)) % names.size()];
-                const Result there = run("quick x12", "utf-8", name);
-                failures[t] += there.error != 0 || run(there.out, name, "utf-8").out != "quick x12" ? 1 : 0;
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    EXPECT_THAT(failures, testing::Each(0));
 }
 
 } // namespace

@@ -268,8 +268,8 @@ TEST(Fault, TheSecondInterruptEndsAtOnceAndLeavesNoTemporaryFile) {
         const pid_t child = ::fork();
         if (child == 0) {
             const host::InterruptWatch watch;
-            const host::FileDescriptor file = host::createTemporary(path);
-            ::kill(::getpid(), file ? number : SIGKILL);
+            const host::TemporaryFile file(path);
+            ::kill(::getpid(), file.error() == 0 ? number : SIGKILL);
             char none = 0;
             const bool woken = host::readSome(watch.wakeUp(), &none, 0, watch.wakeUp()) < 0;
             ::kill(::getpid(), woken && watch.signal() == number ? number : SIGKILL);

@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "platform/mta/file_adapter.h"
+#include "platform/mta/queue_adapter.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/handles.h"
 
@@ -103,8 +103,8 @@ TEST(ErrorText, HasATextForEveryNumber) {
     }
 }
 
-TEST(FileAdapter, NotesDeletionAndRefusesTheRest) {
-    quzo::platform::FileAdapter adapter;
+TEST(QueueAdapter, NotesDeletionAndRefusesTheRest) {
+    quzo::platform::QueueAdapter adapter;
     const quzo::MessageHandle message(quzo::KvMsg_CreateMailMessage());
     quzo::KvMsgMailMessage* msg = message.get();
     ASSERT_NE(msg, nullptr);

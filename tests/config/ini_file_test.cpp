@@ -16,8 +16,8 @@
 namespace {
 
 using namespace std::string_literals;
+using quzo::platform::Findings;
 using quzo::platform::IniFile;
-using quzo::platform::IniProblem;
 using testing::HasSubstr;
 
 std::string valueOf(const IniFile& file, const char* section, const char* key) {
@@ -45,7 +45,7 @@ TEST(IniFile, KeepsValuesAsTheyAre) {
     };
     for (const auto& c : cases) {
         IniFile file;
-        std::vector<IniProblem> problems;
+        Findings problems;
         EXPECT_TRUE(file.parse("[s]\n"s + c.line + "\nlast = 1", problems)) << c.line;
         EXPECT_EQ(valueOf(file, "s", "k"), c.value) << c.line;
         EXPECT_EQ(valueOf(file, "s", "last"), "1") << c.line;
@@ -54,7 +54,7 @@ TEST(IniFile, KeepsValuesAsTheyAre) {
 
 TEST(IniFile, KnowsSectionsCommentsAndLines) {
     IniFile file;
-    std::vector<IniProblem> problems;
+    Findings problems;
     ASSERT_TRUE(file.parse(
         "\xEF\xBB\xBF# top\r\n[a b]\r\nx = 1\r\n\r\n  ; note = 2\r\n[c]\r\nx = 3\r\n [a b] \r\ny = 4",
         problems));
@@ -90,15 +90,15 @@ TEST(IniFile, NamesTheLineOfEachFault) {
     };
     for (const auto& c : cases) {
         IniFile file;
-        std::vector<IniProblem> problems;
+        Findings problems;
         EXPECT_FALSE(file.parse(c.text, problems)) << c.text;
         ASSERT_EQ(problems.size(), 1U) << c.text;
         EXPECT_EQ(problems[0].line, c.line) << c.text;
-        EXPECT_THAT(problems[0].message, HasSubstr(c.message));
-        EXPECT_FALSE(problems[0].advice.empty());
+        EXPECT_THAT(problems[0].problem, HasSubstr(c.message));
+        EXPECT_FALSE(problems[0].remedy.empty());
     }
     IniFile file;
-    std::vector<IniProblem> problems;
+    Findings problems;
     EXPECT_FALSE(file.parse("[a]\nbad\ngood = 1\nworse\n", problems));
     EXPECT_EQ(problems.size(), 2U);
     EXPECT_EQ(valueOf(file, "a", "good"), "1");
@@ -106,7 +106,7 @@ TEST(IniFile, NamesTheLineOfEachFault) {
 
 TEST(IniFile, BoundsWhatItTakes) {
     IniFile file;
-    std::vector<IniProblem> problems;
+    Findings problems;
     EXPECT_FALSE(file.parse(std::string(IniFile::kMaxBytes + 1, '\n'), problems));
     EXPECT_EQ(problems.size(), 1U);
     std::string junk;
@@ -120,11 +120,11 @@ TEST(IniFile, BoundsWhatItTakes) {
 
 TEST(IniFile, SaysWhyAFileCannotBeRead) {
     IniFile file;
-    std::vector<IniProblem> problems;
+    Findings problems;
     for (const std::string& path : {std::string("/nonexistent/quzo.ini"), testing::TempDir()}) {
         EXPECT_FALSE(file.load(path, problems));
         ASSERT_EQ(problems.size(), 1U);
-        EXPECT_THAT(problems[0].message, HasSubstr("cannot be read ("));
+        EXPECT_THAT(problems[0].problem, HasSubstr("cannot be read ("));
     }
 }
 

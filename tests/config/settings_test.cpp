@@ -181,8 +181,8 @@ TEST(Settings, FaultsHoldNoPassword) {
         const auto findings = settings.check();
         EXPECT_FALSE(findings.empty()) << text;
         for (const Finding& finding : findings) {
-            EXPECT_EQ((finding.message + finding.advice).find("s3cret"), std::string::npos)
-                << finding.message;
+            EXPECT_EQ((finding.problem + finding.remedy).find("s3cret"), std::string::npos)
+                << finding.problem;
         }
     }
 }
@@ -236,15 +236,15 @@ TEST(Settings, FindsWhatIsWrong) {
         ASSERT_EQ(findings.size(), 1U) << c.text;
         EXPECT_EQ(findings[0].line, c.line) << c.text;
         EXPECT_EQ(findings[0].severity, c.severity) << c.text;
-        EXPECT_THAT(findings[0].message, HasSubstr(c.message));
-        EXPECT_THAT(findings[0].advice, HasSubstr(c.advice));
+        EXPECT_THAT(findings[0].problem, HasSubstr(c.message));
+        EXPECT_THAT(findings[0].remedy, HasSubstr(c.advice));
     }
     IniSettings settings;
     settings.parse("[platform]\nlog_level = 9\nx_\xFF = 1\n[general]\nlocale = ja\nlocale = de\n");
     const auto findings = settings.check();
     ASSERT_EQ(findings.size(), 3U);
     EXPECT_EQ(findings[0].line, 2U);
-    EXPECT_EQ(findings[1].message, "nobody reads the key of [platform]");
+    EXPECT_EQ(findings[1].problem, "nobody reads the key of [platform]");
     EXPECT_EQ(findings[2].line, 6U);
     EXPECT_FALSE(settings.load("/nonexistent/quzo.ini"));
     ASSERT_EQ(settings.check().size(), 1U);

@@ -4,14 +4,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "host/policy/action_type.h"
-#include "host/policy/nearest.h"
-#include "host/policy/size_text.h"
 #include "host/policy/token_name.h"
+#include "quzo/action_table.h"
 
 namespace quzo::host {
 namespace {
@@ -132,16 +133,40 @@ TEST(ActionTypes, FailuresDeferWhereAMessageOrACopyIsAtStake) {
                                             "delete-attachment", "handoff", "postpone"));
 }
 
-TEST(Sizes, AreReadWithTheirUnits) {
-    EXPECT_EQ(parseSize("0"), 0U);
-    EXPECT_EQ(parseSize("10"), 10U);
-    EXPECT_EQ(parseSize("1k"), 1024U);
-    EXPECT_EQ(parseSize("5M"), 5U * 1024 * 1024);
-    EXPECT_EQ(parseSize("2G"), std::uint64_t{2} << 30U);
-    for (const char* bad :
-         {"", "K", "-1", "+1", " 1", "1 K", "1KB", "1.5M", "9223372036854775808", "8589934592G"}) {
-        EXPECT_EQ(parseSize(bad), std::nullopt) << bad;
+// A policy is refused when one of them is not there.
+TEST(ActionTypes, NameEveryQueueThatTheyFill) {
+    using platform::QueueKind;
+    const std::map<std::string, std::vector<QueueKind>> filled = {
+        {"archive", {QueueKind::Archive}},
+        {"quarantine", {QueueKind::Quarantine}},
+        {"readdress", {QueueKind::Scan}},
+        {"notify", {QueueKind::Outgoing, QueueKind::Scan}}, // the latter when a message is attached
+        {"handoff", {QueueKind::Outgoing}},
+        {"postpone", {QueueKind::Postponed}},
+        {"feedback", {QueueKind::Outgoing}},
+    };
+    for (const PolicyActionType& type : policyActionTypes()) {
+        const auto queues = queuesOf(type);
+        const auto row = filled.find(type.name);
+        EXPECT_EQ(std::vector<QueueKind>(queues.begin(), queues.end()),
+                  row == filled.end() ? std::vector<QueueKind>() : row->second)
+            << type.name;
+        EXPECT_TRUE(!type.stores || !queues.empty()) << type.name;
     }
+}
+
+// Both tables know the same types, the library's each once.
+TEST(ActionTypes, HaveARowInTheLibrary) {
+    std::set<QuzoAction::ActionType> ofLibrary;
+    for (const ActionClass& row : actionClasses()) {
+        EXPECT_TRUE(ofLibrary.insert(row.type).second) << row.name;
+        EXPECT_TRUE(row.init == nullptr || row.make != nullptr) << row.name;
+    }
+    std::set<QuzoAction::ActionType> ofPolicies;
+    for (const PolicyActionType& type : policyActionTypes()) {
+        ofPolicies.insert(type.type);
+    }
+    EXPECT_EQ(ofLibrary, ofPolicies);
 }
 
 TEST(TokenNames, AreFoundInAnySpelling) {

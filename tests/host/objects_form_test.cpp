@@ -7,7 +7,6 @@
 #include "host/admin/object_file.h"
 #include "host/admin/object_form.h"
 #include "host/admin/toml_text.h"
-#include "host/policy/toml_depth.h"
 
 namespace quzo::host {
 namespace {
@@ -18,11 +17,11 @@ using testing::HasSubstr;
 using Arguments = std::vector<std::pair<const char*, std::string>>;
 
 // Sets fields as the command line gives them.
-std::optional<FieldFault> fill(ObjectForm& form, const Arguments& arguments, std::string& stored) {
+std::optional<platform::Finding> fill(ObjectForm& form, const Arguments& arguments, std::string& stored) {
     ObjectValues values;
     for (const auto& [name, text] : arguments) {
         const ObjectField* field = findObjectField(form.kind(), name);
-        FieldFault fault;
+        platform::Finding fault;
         const auto value = field != nullptr ? parseObjectValue(*field, text, fault) : ObjectValue(text);
         if (!value) {
             return fault;
@@ -67,7 +66,7 @@ TEST(ObjectForm, FieldsBecomeTheStoredText) {
         ObjectForm form(row.kind);
         std::string stored;
         const auto fault = fill(form, row.arguments, stored);
-        EXPECT_FALSE(fault) << fault->key << ": " << fault->problem;
+        EXPECT_FALSE(fault) << fault->where << ": " << fault->problem;
         EXPECT_EQ(stored, row.stored);
     }
 }
@@ -114,7 +113,7 @@ TEST(ObjectForm, WhatCannotBeStoredIsRefusedByItsName) {
         std::string stored;
         const auto fault = fill(form, {{row.field, row.value}}, stored);
         ASSERT_TRUE(fault) << row.field << "=" << row.value;
-        EXPECT_EQ(fault->key, row.field);
+        EXPECT_EQ(fault->where, row.field);
         EXPECT_THAT(fault->problem, HasSubstr(row.problem));
         EXPECT_FALSE(fault->remedy.empty());
     }
@@ -123,7 +122,7 @@ TEST(ObjectForm, WhatCannotBeStoredIsRefusedByItsName) {
 // The content of the one object of a file.
 std::string readBack(const std::string& table, const std::string& name) {
     const ObjectFile file = readObjectFile(objectFileHead() + table);
-    for (const Finding& finding : file.findings) {
+    for (const platform::Finding& finding : file.findings) {
         ADD_FAILURE() << describe(finding, "file") << "\nin\n" << table;
     }
     if (file.objects.size() != 1) {
@@ -270,32 +269,6 @@ TEST(ObjectFile, EachFaultIsToldWithItsLineAndKey) {
         ASSERT_EQ(file.findings.size(), 1U) << row.text;
         EXPECT_THAT(describe(file.findings[0], "f"), testing::StartsWith(row.fault)) << row.text;
     }
-}
-
-TEST(TomlDepth, OnlyKeysCount) {
-    const struct {
-        std::string text;
-        unsigned line;
-    } rows[] = {
-        {"a.b.c = 1\n", 0},
-        {"a.b.c.d = 1\n", 1},
-        {"x = 1\n[ a . \"b.b.b.b\" . 'c' .d]\n", 2},
-        {"# a.b.c.d\nx = \"a.b.c.d.e\\\".f\"\ny = 'a.b.c.d'\n", 0},
-        {"x = \"\"\"\na.b.c.d\n\\\"\"\"\n\"\"\"\na.b.c.d = 1", 5},
-        {"x = '''\na.b.c.d\n'''\n", 0},
-        {"x = [1.5, 2.5, 3.5, 4.5]\n", 0},
-        {"x = \"open\na.b.c.d = 1\n", 2},
-        {"x = \"\"\"open a.b.c.d", 0},
-        {"", 0},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(tooDeepLine(row.text, 3), row.line) << row.text;
-    }
-    std::string deep;
-    for (int part = 0; part < 1000000; ++part) {
-        deep += "a.";
-    }
-    EXPECT_EQ(readObjectFile(deep + "a = 1\n").findings.size(), 1U) << "and the program goes on";
 }
 
 } // namespace

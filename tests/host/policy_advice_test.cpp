@@ -23,8 +23,8 @@ std::vector<std::string> adviceOnActions(const std::string& defaults, const std:
         policyOf(defaults + "[[rule]]\nid = 1\nwhen = { signed = true }\nactions = [{ type = 'delete' }]\n" +
                  "[[rule]]\nid = 7\nwhen = { always = true }\nactions = [\n" + actions + "]\n");
     std::vector<std::string> lines;
-    for (const Finding& finding : adviceOn(*policy)) {
-        EXPECT_EQ(finding.severity, Finding::Severity::Warning);
+    for (const platform::Finding& finding : adviceOn(*policy)) {
+        EXPECT_EQ(finding.severity, platform::Finding::Severity::Warning);
         lines.push_back(describe(finding, "p"));
     }
     return lines;

@@ -11,6 +11,7 @@
 
 #include "host/policy/policy.h"
 #include "host/scan/scanner.h"
+#include "platform/base/finding.h"
 #include "platform/config/quzo_settings.h"
 #include "platform/message/mail_message.h"
 #include "quzo/core/adapter.h"
@@ -89,8 +90,8 @@ inline void startLibrary() {
 // The policy of a text; an error in it fails the test.
 inline std::shared_ptr<const Policy> policyOf(const std::string& text) {
     LoadedPolicy loaded = loadPolicy(text);
-    for (const Finding& finding : loaded.findings) {
-        if (finding.severity == Finding::Severity::Error) {
+    for (const platform::Finding& finding : loaded.findings) {
+        if (finding.severity == platform::Finding::Severity::Error) {
             ADD_FAILURE() << describe(finding, "policy") << "\nin\n" << text;
         }
     }

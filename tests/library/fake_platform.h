@@ -44,6 +44,9 @@ struct FakePlatform {
 
 FakePlatform& fake();
 
+// A text that may be null, as the records show it.
+inline std::string shown(const char* text) { return text != nullptr ? text : "null"; }
+
 class RecordingLog : public LogMsg {
 public:
     void write(int lineLevel, const char* format, ...) override;

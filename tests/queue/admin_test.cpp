@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <list>
 
-#include "platform/mta/file_adapter.h"
+#include "platform/mta/queue_adapter.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/msgu.h"
 #include "quzo/core/reprocess_mark.h"
@@ -29,7 +29,7 @@ protected:
         tokens.set(ScanToken::QuarantineAging, "30");
         const auto msg = MailMessage::parse(bytes, {});
         EXPECT_EQ(msg->setEnvelope(sender, {"to@example.com"}), 0);
-        FileAdapter adapter({&queues_, &tokens, "gw", false});
+        QueueAdapter adapter({&queues_, &tokens, "gw", false});
         const ReprocessMark mark(tokens, msg->getRootEntity(), "quarantine");
         int error = 0;
         char path[KvIsAdapter::kPathSize];
@@ -264,50 +264,6 @@ TEST_F(AdminTest, ReleaseRefusesWhatCannotLeave) {
     EXPECT_EQ(admin_.remove(QueueKind::Failed, "AB").outcome, Outcome::Missing);
     Queues none{{}, files_};
     EXPECT_EQ(QueueAdmin(none, "").remove(QueueKind::Failed, "CD").outcome, Outcome::Missing);
-}
-
-TEST_F(AdminTest, FiltersByWhatIsKnown) {
-    const auto add = [&](const char* id, const char* sender, const char* subject, std::uint32_t rule,
-                         const char* area, std::int64_t age, std::size_t size) {
-        QueueEntry entry = entryNamed(id);
-        entry.sender = sender;
-        entry.subject = subject;
-        entry.rule = rule;
-        entry.ruleName = "rule " + std::to_string(rule);
-        entry.area = area;
-        entry.areaId = rule + 1;
-        entry.stored = kNow - age;
-        const std::string message(size, 'x');
-        ASSERT_EQ(queue("quarantine").store(entry, writerOf(std::string_view(message))), 0);
-    };
-    add("AA", "a@example.com", "invoice", 10, "Spam", 10, 100);
-    add("BB", "b@example.com", "lottery", 20, "Virus", 1000, 2000);
-    add("CC", "a@example.com", "lottery", 10, "Virus", 5000, 30);
-    const auto is = [](std::string wanted) {
-        return [wanted = std::move(wanted)](std::string_view text) { return text == wanted; };
-    };
-    const auto listed = [&](const QueueFilter& filter) {
-        std::string ids;
-        EXPECT_EQ(admin_.list(QueueKind::Quarantine, filter, kNow,
-                              [&](const ListedEntry& entry) {
-                                  ids += entry.id;
-                                  return true;
-                              }),
-                  0);
-        return ids;
-    };
-    EXPECT_EQ(listed({}), "AABBCC");
-    EXPECT_EQ(listed({.minAge = 1000}), "BBCC");
-    EXPECT_EQ(listed({.maxAge = 1000}), "AABB");
-    EXPECT_EQ(listed({.minSize = 100, .maxSize = 100}), "AA");
-    EXPECT_EQ(listed({.rule = 10}), "AACC");
-    EXPECT_EQ(listed({.ruleName = is("rule 20")}), "BB");
-    EXPECT_EQ(listed({.rule = 10, .subject = is("lottery")}), "CC");
-    EXPECT_EQ(listed({.sender = is("a@example.com")}), "AACC");
-    EXPECT_EQ(listed({.recipient = is("too@example.com")}), "AABBCC");
-    EXPECT_EQ(listed({.recipient = is("nobody@example.com")}), "");
-    EXPECT_EQ(listed({.area = is("Virus")}), "BBCC");
-    EXPECT_EQ(listed({.area = is("11")}), "AACC");
 }
 
 TEST_F(AdminTest, AHeldEntryWaitsForItsOrigin) {

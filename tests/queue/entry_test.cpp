@@ -1,8 +1,8 @@
 // What is known of an entry, as text: any bytes come back, and nothing that was not written so is read.
 #include <nlohmann/json.hpp>
 
+#include "platform/base/escaped_text.h"
 #include "platform/base/utf8.h"
-#include "platform/queue/escaped_text.h"
 #include "quzo/core/error_text.h"
 #include "tests/queue/queue_support.h"
 

@@ -3,7 +3,7 @@
 // done is done, and a start finds nothing that it cannot tidy up.
 #include <array>
 
-#include "platform/mta/file_adapter.h"
+#include "platform/mta/queue_adapter.h"
 #include "platform/queue/queue_admin.h"
 #include "quzo/core/error_text.h"
 #include "tests/queue/queue_support.h"
@@ -113,7 +113,7 @@ TEST_P(FailureTest, QuarantineAndArchiveTellTheTruth) {
         const auto msg = MailMessage::parse(text, {});
         msg->setIdentifier(kId);
         msg->setEnvelope("a@example.com", {"b@example.com"});
-        FileAdapter adapter({&queues, &tokens, "gw", false});
+        QueueAdapter adapter({&queues, &tokens, "gw", false});
         int first = 0;
         int second = 0;
         char path[KvIsAdapter::kPathSize];

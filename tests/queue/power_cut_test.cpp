@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "platform/mta/file_adapter.h"
+#include "platform/mta/queue_adapter.h"
 #include "tests/queue/power_cut_fixture.h"
 
 namespace quzo::platform::test {
@@ -63,7 +63,7 @@ TEST_P(PowerCutTest, WhatActionsStoreIsThere) {
             const auto msg = MailMessage::parse(text, {});
             msg->setIdentifier(kId);
             msg->setEnvelope("a@example.com", {"b@example.com"});
-            FileAdapter adapter({&queues, &tokens, "gw", false});
+            QueueAdapter adapter({&queues, &tokens, "gw", false});
             int error = 0;
             unsigned postponeError = 0;
             char path[KvIsAdapter::kPathSize];

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <mutex>
 #include <set>
+#include <utility>
 
 namespace quzo::host {
 namespace {
@@ -25,35 +26,41 @@ Registry& registry() {
 
 } // namespace
 
-FileDescriptor createTemporary(const std::string& path, mode_t mode) {
+TemporaryFile::TemporaryFile(std::string path, mode_t mode) : path_(std::move(path)) {
     Registry& files = registry();
     const std::scoped_lock lock(files.mutex);
-    const auto entry = files.paths.insert(path).first;
-    FileDescriptor descriptor(
-        ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode));
-    if (!descriptor) {
-        const int error = errno;
+    const auto entry = files.paths.insert(path_).first;
+    file_ = FileDescriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode));
+    if (!file_) {
+        error_ = errno;
         files.paths.erase(entry);
-        errno = error;
+        path_.clear();
     }
-    return descriptor;
 }
 
-int publishTemporary(const std::string& path, const std::string& finalPath) {
-    if (std::rename(path.c_str(), finalPath.c_str()) != 0) {
-        return errno;
+TemporaryFile::~TemporaryFile() {
+    if (!path_.empty()) {
+        Registry& files = registry();
+        const std::scoped_lock lock(files.mutex);
+        ::unlink(path_.c_str());
+        files.paths.erase(path_);
     }
-    Registry& files = registry();
-    const std::scoped_lock lock(files.mutex);
-    files.paths.erase(path);
-    return 0;
 }
 
-void removeTemporary(const std::string& path) {
-    Registry& files = registry();
-    const std::scoped_lock lock(files.mutex);
-    ::unlink(path.c_str());
-    files.paths.erase(path);
+int TemporaryFile::publish(const std::string& finalPath, bool sync) {
+    int error = sync && ::fsync(file_.get()) != 0 ? errno : 0;
+    const int closing = file_.close();
+    error = error != 0 ? error : closing;
+    if (error == 0 && std::rename(path_.c_str(), finalPath.c_str()) != 0) {
+        error = errno;
+    }
+    if (error == 0) {
+        Registry& files = registry();
+        const std::scoped_lock lock(files.mutex);
+        files.paths.erase(path_);
+        path_.clear();
+    }
+    return error;
 }
 
 void removeTemporariesForGood() {

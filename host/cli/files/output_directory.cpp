@@ -206,28 +206,20 @@ MaybeFault OutputDirectory::checkPlace(const std::string& target) const {
 MaybeFault OutputDirectory::writeTemporary(const std::string& temporary, const Target& target,
                                            const Writer& write) const {
     const std::string finalPath = pathOf(target.name);
-    FileDescriptor descriptor = createTemporary(temporary, target.mode.has_value() ? 0600 : 0666);
-    if (!descriptor) {
-        return cannotCreate(finalPath, errno);
+    TemporaryFile file(temporary, target.mode.has_value() ? 0600 : 0666);
+    if (file.error() != 0) {
+        return cannotCreate(finalPath, file.error());
     }
-    PieceWriter pieces(descriptor.get(), target.size);
+    PieceWriter pieces(file.descriptor(), target.size);
     write([&](std::string_view piece) { return pieces.add(piece); });
     int error = pieces.flush();
-    if (error == 0 && target.mode && ::fchmod(descriptor.get(), *target.mode) != 0) {
+    if (error == 0 && target.mode && ::fchmod(file.descriptor(), *target.mode) != 0) {
         error = errno;
     }
-    if (error == 0 && syncEach_ && ::fsync(descriptor.get()) != 0) {
-        error = errno;
-    }
-    const int closing = descriptor.close();
-    error = error != 0 ? error : closing;
-    if (error == 0) {
-        error = publishTemporary(temporary, finalPath);
-    }
+    error = error != 0 ? error : file.publish(finalPath, syncEach_);
     if (error == 0) {
         return std::nullopt;
     }
-    removeTemporary(temporary);
     return cannotWrite(finalPath, error);
 }
 

@@ -9,7 +9,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/cli/console/file_io.h"
-#include "host/policy/nearest.h"
+#include "platform/base/nearest.h"
 
 namespace quzo::host {
 namespace {
@@ -23,7 +23,7 @@ MaybeFault readKind(const std::string& name, platform::ObjectKind& kind) {
         kind = *found;
         return std::nullopt;
     }
-    return Fault{kExitUsage, name, "there is no such kind of object", suggestion(name, kKindNames)};
+    return Fault{kExitUsage, name, "there is no such kind of object", platform::suggestion(name, kKindNames)};
 }
 
 MaybeFault readWhole(const std::string& path, std::size_t maxBytes, std::string& bytes) {

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "host/admin/display_text.h"
+#include "platform/base/column_text.h"
 #include "platform/base/visible_text.h"
 
 namespace quzo::host {
@@ -27,7 +27,7 @@ void TextTable::add(std::vector<std::string> cells) {
     widths_.resize(std::max(widths_.size(), cells.size()));
     for (std::size_t column = 0; column < cells.size(); ++column) {
         cells[column] = platform::visibleText(cells[column]);
-        widths_[column] = std::max(widths_[column], columnsOf(cells[column]));
+        widths_[column] = std::max(widths_[column], platform::columnsOf(cells[column]));
     }
     rows_.push_back(std::move(cells));
 }
@@ -39,7 +39,7 @@ std::string TextTable::text() const {
         for (std::size_t column = 0; column < row.size(); ++column) {
             out += row[column];
             if (column + 1 < row.size()) {
-                out.append(widths_[column] - columnsOf(row[column]) + kGap, ' ');
+                out.append(widths_[column] - platform::columnsOf(row[column]) + kGap, ' ');
             }
         }
         out += '\n';

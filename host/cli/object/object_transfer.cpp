@@ -36,25 +36,15 @@ MaybeFault writeFile(std::string path, std::string_view bytes) {
         }
         path = std::filesystem::canonical(path, none).string();
     }
-    const std::string temporary = path + ".quzo-" + std::to_string(::getpid()) + ".tmp";
-    FileDescriptor file = createTemporary(temporary);
-    if (!file) {
-        return systemFault(kExitCannotCreate, path, "cannot be created", errno);
+    TemporaryFile file(path + ".quzo-" + std::to_string(::getpid()) + ".tmp");
+    if (file.error() != 0) {
+        return systemFault(kExitCannotCreate, path, "cannot be created", file.error());
     }
-    int error = writeAll(file.get(), bytes);
-    if (error == 0 && ::fsync(file.get()) != 0) {
-        error = errno;
-    }
-    if (const int closing = file.close(); error == 0) {
-        error = closing;
-    }
-    if (error == 0) {
-        error = publishTemporary(temporary, path);
-    }
+    int error = writeAll(file.descriptor(), bytes);
+    error = error != 0 ? error : file.publish(path, true);
     if (error == 0) {
         return std::nullopt;
     }
-    removeTemporary(temporary);
     return systemFault(kExitInputOutput, path, "cannot be written", error);
 }
 
@@ -89,7 +79,7 @@ std::string reportText(const ObjectFile& file, const std::vector<ObjectOutcome::
 }
 
 // Says what is wrong with a file; more than this nobody reads.
-void sayFindings(const Findings& findings, const std::string& path, Console& console) {
+void sayFindings(const platform::Findings& findings, const std::string& path, Console& console) {
     constexpr std::size_t kMostSaid = 100;
     for (std::size_t index = 0; index < std::min(findings.size(), kMostSaid); ++index) {
         console.err.line("quzo: " + describe(findings[index], path));

@@ -11,49 +11,13 @@
 #include "platform/base/ascii.h"
 #include "platform/base/utf8.h"
 #include "platform/charset/converter.h"
+#include "platform/message/values/address_scanner.h"
 #include "platform/message/values/field_text.h"
 #include "platform/message/values/gmime_addresses.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
 namespace {
-
-// Follows a list character by character and knows what each stands in.
-class AddressScanner {
-public:
-    // True when `c` is a plain character of the list, outside quotes, comments and domain literals.
-    bool plain(char c) {
-        if (escaped_) {
-            escaped_ = false;
-            return false;
-        }
-        if (c == '\\' && (quoted_ || comments_ > 0)) {
-            escaped_ = true;
-            return false;
-        }
-        if (quoted_) {
-            quoted_ = c != '"';
-            return false;
-        }
-        if (comments_ > 0 || c == '(') {
-            comments_ += c == '(' ? 1U : 0U;
-            comments_ -= c == ')' ? 1U : 0U;
-            return false;
-        }
-        if (literal_ || c == '[') {
-            literal_ = c != ']';
-            return false;
-        }
-        quoted_ = c == '"';
-        return !quoted_;
-    }
-
-private:
-    std::size_t comments_ = 0; // how deep
-    bool quoted_ = false;
-    bool literal_ = false;
-    bool escaped_ = false;
-};
 
 // What GMime reads in `utf8`, its names as encoded words of `charset`; empty when it reads nothing.
 std::string encodedByGMime(const std::string& utf8, const char* charset) {

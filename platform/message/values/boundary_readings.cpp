@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/base/ascii.h"
+#include "platform/base/hex.h"
 #include "platform/message/structure/content_type.h"
 #include "platform/message/structure/structure_lines.h"
 #include "platform/message/values/parameters.h"
@@ -45,11 +46,6 @@ std::string withoutBackslashes(std::string_view value) {
         out += value[at];
     }
     return out;
-}
-
-int hexDigit(char c) {
-    const std::size_t digit = std::string_view("0123456789abcdef").find(asciiLower(c));
-    return digit == std::string_view::npos ? -1 : static_cast<int>(digit);
 }
 
 std::string withoutPercents(std::string_view value) {

@@ -14,8 +14,6 @@
 namespace quzo::platform {
 namespace {
 
-bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
-
 // Where a quoted local part ends (behind the closing quote); npos when it does not.
 std::size_t quotedEnd(std::string_view address) {
     for (std::size_t at = 1; at < address.size(); ++at) {
@@ -52,7 +50,7 @@ int readWithGMime(const std::string& text, Mailbox& out) {
 bool validAddress(std::string_view address) {
     if (address.empty() || address.size() > kMaxAddressBytes ||
         std::any_of(address.begin(), address.end(),
-                    [](char c) { return isControl(c) || c == '<' || c == '>'; })) {
+                    [](char c) { return isControlByte(c) || c == '<' || c == '>'; })) {
         return false;
     }
     std::string_view plain = address;
@@ -66,9 +64,30 @@ bool validAddress(std::string_view address) {
     return plain.find_first_of(" \"") == std::string_view::npos && isUtf8(address);
 }
 
+bool isOneAddress(std::string_view address) {
+    if (!validAddress(address)) {
+        return false;
+    }
+    constexpr std::string_view kMarks = ",;:()[]@\\";
+    constexpr std::string_view kLiteralMarks = ",;()@\\";
+    const std::size_t at = address.rfind('@');
+    const std::string_view local = address.substr(0, at);
+    if (local.empty() || (local.front() != '"' && local.find_first_of(kMarks) != std::string_view::npos)) {
+        return false;
+    }
+    if (at == std::string_view::npos) {
+        return true;
+    }
+    const std::string_view domain = address.substr(at + 1);
+    const bool literal = domain.size() > 2 && domain.front() == '[' && domain.back() == ']';
+    return domain.find_first_of(literal ? kLiteralMarks : kMarks) == std::string_view::npos &&
+           !domain.empty() && domain.front() != '.' && domain.back() != '.' &&
+           domain.find("..") == std::string_view::npos;
+}
+
 int parseMailbox(std::string_view text, Mailbox& out) {
     text = trimmed(text);
-    if (std::any_of(text.begin(), text.end(), [](char c) { return isControl(c) && c != '\t'; })) {
+    if (std::any_of(text.begin(), text.end(), [](char c) { return isControlByte(c) && c != '\t'; })) {
         return kErrorInvalidArgument;
     }
     std::string_view bare = text;

@@ -21,6 +21,10 @@ constexpr std::size_t kMaxAddressBytes = 512;
 // part. A domain is not asked for: "postmaster" is an address.
 bool validAddress(std::string_view address);
 
+// The same, and no list of several or anything else with marks that only a quoted local part or a domain
+// literal may hold: what stands where one address is asked for.
+bool isOneAddress(std::string_view address);
+
 // Reads "addr", "<addr>", "Name <addr>" or "addr (Name)". "<>" and the empty text are the null sender,
 // an address of no length. A text with names or comments that is longer than 4096 bytes, or has more than 32
 // of the marks that address lists are made of (colons, commas, brackets), or a comment behind a domain

@@ -1,4 +1,5 @@
-// Bytes of any kind as UTF-8, reversibly.
+// Bytes of any kind as UTF-8, reversibly: for files that are read again. What people are shown goes through
+// visibleText() instead, which is not undone.
 #pragma once
 
 #include <string>

@@ -1,14 +1,14 @@
-// See display_text.h.
-#include "host/admin/display_text.h"
+// See column_text.h.
+#include "platform/base/column_text.h"
 
 #include "platform/base/visible_text.h"
 
-namespace quzo::host {
+namespace quzo::platform {
 
 std::size_t columnsOf(std::string_view text) {
     std::size_t columns = 0;
-    platform::VisiblePieces pieces(text);
-    for (platform::VisiblePieces::Piece piece; pieces.next(piece);) {
+    VisiblePieces pieces(text);
+    for (VisiblePieces::Piece piece; pieces.next(piece);) {
         columns += piece.columns;
     }
     return columns;
@@ -20,8 +20,8 @@ std::string tableText(std::string_view text, std::size_t columns, bool fill) {
     std::size_t used = 0;
     std::size_t cutAt = 0; // where "..." would still fit
     std::size_t cutColumns = 0;
-    platform::VisiblePieces pieces(text);
-    for (platform::VisiblePieces::Piece piece; pieces.next(piece);) {
+    VisiblePieces pieces(text);
+    for (VisiblePieces::Piece piece; pieces.next(piece);) {
         if (used + piece.columns > columns) {
             out.resize(cutAt);
             out += kMore.substr(0, columns - cutColumns);
@@ -38,4 +38,4 @@ std::string tableText(std::string_view text, std::size_t columns, bool fill) {
     return fill ? out + std::string(columns - used, ' ') : out;
 }
 
-} // namespace quzo::host
+} // namespace quzo::platform

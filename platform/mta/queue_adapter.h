@@ -33,10 +33,10 @@ struct AdapterContext {
 //
 // Quarantine and scan queues keep the reprocessing marks, since they count on the way back; everything else
 // is stored as it would leave, without them.
-class FileAdapter final : public KvIsAdapter {
+class QueueAdapter final : public KvIsAdapter {
 public:
-    FileAdapter() = default; // without queues
-    explicit FileAdapter(AdapterContext context) : context_(std::move(context)) {}
+    QueueAdapter() = default; // without queues
+    explicit QueueAdapter(AdapterContext context) : context_(std::move(context)) {}
 
     // Whether an action deleted the message.
     bool deleted() const { return deleted_; }

@@ -1,10 +1,7 @@
 // The adapter: each operation ends up in the right queue with what the rule at work knows, or fails without a
 // trace.
-#include "platform/mta/file_adapter.h"
+#include "platform/mta/queue_adapter.h"
 
-#include <ctime>
-
-#include "platform/base/host_name.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/msgu.h"
 #include "quzo/core/quarantine_path.h"
@@ -46,7 +43,7 @@ protected:
     Queues queues_{{root_ + "/spool", root_ + "/q", root_ + "/a"}, files_};
     TokenMap<ScanToken> tokens_;
     std::unique_ptr<MailMessage> msg_ = MailMessage::parse(kMarked, {});
-    FileAdapter adapter_{AdapterContext{&queues_, &tokens_, "gw.example.com", false}};
+    QueueAdapter adapter_{AdapterContext{&queues_, &tokens_, "gw.example.com", false}};
     unsigned error_ = 99;
 };
 
@@ -54,7 +51,7 @@ TEST_F(AdapterTest, EachOperationHasItsQueueAndMarksStayInside) {
     struct Row {
         const char* queue;
         bool marks;
-        std::function<int(FileAdapter&, unsigned&, KvMsgMailMessage*)> call;
+        std::function<int(QueueAdapter&, unsigned&, KvMsgMailMessage*)> call;
     };
     const Row rows[] = {
         {"outgoing", false, [](auto& a, auto& e, auto* m) { return a.sendMessage(e, m, false); }},
@@ -67,7 +64,7 @@ TEST_F(AdapterTest, EachOperationHasItsQueueAndMarksStayInside) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.queue);
         clear();
-        FileAdapter adapter(AdapterContext{&queues_, &tokens_, "gw.example.com", false});
+        QueueAdapter adapter(AdapterContext{&queues_, &tokens_, "gw.example.com", false});
         ASSERT_EQ(row.call(adapter, error_, msg_.get()), 0);
         EXPECT_EQ(error_, 0U);
         std::string message;
@@ -102,7 +99,7 @@ TEST_F(AdapterTest, EachOperationHasItsQueueAndMarksStayInside) {
 TEST_F(AdapterTest, AMessageWithoutALastLineBreakIsWholeAgainInTheEnd) {
     struct Row {
         const char* queue;
-        std::function<int(FileAdapter&, KvMsgMailMessage*)> call;
+        std::function<int(QueueAdapter&, KvMsgMailMessage*)> call;
     };
     unsigned sendError = 0;
     int error = 0;
@@ -119,7 +116,7 @@ TEST_F(AdapterTest, AMessageWithoutALastLineBreakIsWholeAgainInTheEnd) {
         clear();
         const auto msg = MailMessage::parse(cut, {});
         ASSERT_EQ(msg->setEnvelope("a@example.com", {"b@example.com"}), 0);
-        FileAdapter adapter(AdapterContext{&queues_, &tokens_, "", false});
+        QueueAdapter adapter(AdapterContext{&queues_, &tokens_, "", false});
         {
             const ReprocessMark mark(tokens_, msg->getRootEntity(), "readdress");
             ASSERT_EQ(row.call(adapter, msg.get()), 0);
@@ -188,7 +185,7 @@ TEST_F(AdapterTest, ArchiveCopiesAreNumbered) {
     EXPECT_EQ(entry.area, "Audit in full");
     EXPECT_EQ(entry.areaId, 9U);
     EXPECT_FALSE(entry.aging) << "an empty token means never";
-    FileAdapter again(AdapterContext{&queues_, &tokens_, "", false});
+    QueueAdapter again(AdapterContext{&queues_, &tokens_, "", false});
     ASSERT_EQ(again.archiveMessage(error, msg_.get(), "", queue.c_str(), "Third"), 0);
     EXPECT_EQ(again.queued()[0].id, id + "-3") << "numbers that others have used are passed over";
 }
@@ -232,7 +229,7 @@ TEST_F(AdapterTest, RefusesWhatCannotBeDelivered) {
 }
 
 TEST_F(AdapterTest, ADryRunTellsAndStoresNothing) {
-    FileAdapter adapter(AdapterContext{&queues_, &tokens_, "gw", true});
+    QueueAdapter adapter(AdapterContext{&queues_, &tokens_, "gw", true});
     int error = 0;
     char path[KvIsAdapter::kPathSize];
     EXPECT_EQ(adapter.quarantineMessage(error, msg_.get(), "", (root_ + "/q").c_str(), path), 0);
@@ -242,75 +239,6 @@ TEST_F(AdapterTest, ADryRunTellsAndStoresNothing) {
     EXPECT_EQ(adapter.queued().size(), 2U);
     EXPECT_TRUE(std::filesystem::is_empty(root_));
 }
-
-TEST(HostName, TakesNamesAndAddresses) {
-    std::string plain;
-    for (const char* host :
-         {"mx1.example.com", "localhost", "a_b.example", "10.0.0.1", "mx.example.com.", "::1"}) {
-        EXPECT_TRUE(readHostName(host, plain)) << host;
-        EXPECT_EQ(plain, host);
-    }
-    EXPECT_TRUE(readHostName("[2001:db8::1]", plain));
-    EXPECT_EQ(plain, "2001:db8::1");
-    EXPECT_FALSE(readHostName(std::string(64, 'a'), plain));
-    EXPECT_FALSE(readHostName(std::string("a\0b", 3), plain));
-    EXPECT_FALSE(readHostName(".", plain));
-}
-
-struct DueCase {
-    const char* name;
-    const char* zone;
-    const char* now; // local time
-    TimeWindow window;
-    const char* due; // local time; the times before and behind a change of clocks carry their zone's name
-};
-
-class DueTest : public testing::TestWithParam<DueCase> {
-protected:
-    ~DueTest() override {
-        ::unsetenv("TZ"); // NOLINT(concurrency-mt-unsafe): one thread
-        ::tzset();
-    }
-    static std::int64_t local(const char* text) {
-        std::tm time{};
-        EXPECT_NE(::strptime(text, "%Y-%m-%d %H:%M:%S", &time), nullptr);
-        time.tm_isdst = -1;
-        return std::mktime(&time);
-    }
-};
-
-TEST_P(DueTest, HoldsUntilTheWindow) {
-    ASSERT_EQ(::setenv("TZ", GetParam().zone, 1), 0); // NOLINT(concurrency-mt-unsafe): one thread
-    ::tzset();
-    const std::int64_t due = dueTime(local(GetParam().now), GetParam().window);
-    char text[32] = "";
-    const std::time_t seconds = due;
-    std::tm time{};
-    ::localtime_r(&seconds, &time);
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &time);
-    EXPECT_STREQ(text, GetParam().due);
-}
-
-// Rules written out, so that no time zone files are needed.
-constexpr char kBerlin[] = "CET-1CEST,M3.5.0,M10.5.0/3";
-constexpr char kMidnight[] = "XST5XDT,M3.2.0/0,M11.1.0/1"; // puts its clocks forward at midnight
-
-INSTANTIATE_TEST_SUITE_P(
-    Adapter, DueTest,
-    testing::Values(
-        DueCase{"Before", kBerlin, "2024-05-01 21:59:59", {22, 0, 23, 59}, "2024-05-01 22:00:00"},
-        DueCase{"First", kBerlin, "2024-05-01 22:00:00", {22, 0, 23, 59}, "2024-05-01 22:00:00"},
-        DueCase{"Inside", kBerlin, "2024-05-01 23:10:11", {22, 0, 23, 59}, "2024-05-01 23:10:11"},
-        DueCase{"Last", kBerlin, "2024-05-01 23:59:59", {22, 0, 23, 59}, "2024-05-01 23:59:59"},
-        DueCase{"NextDay", kBerlin, "2024-12-31 12:00:01", {8, 30, 12, 0}, "2024-12-31 12:00:01"},
-        DueCase{"Behind", kBerlin, "2024-12-31 12:01:00", {8, 30, 12, 0}, "2025-01-01 08:30:00"},
-        DueCase{"OverMidnightInside", kBerlin, "2024-05-01 03:00:00", {22, 0, 5, 0}, "2024-05-01 03:00:00"},
-        DueCase{"OverMidnightOutside", kBerlin, "2024-05-01 05:01:00", {22, 0, 5, 0}, "2024-05-01 22:00:00"},
-        DueCase{"SkippedHour", kBerlin, "2024-03-31 01:30:00", {2, 30, 23, 59}, "2024-03-31 03:00:00"},
-        DueCase{"BehindSkipped", kBerlin, "2024-03-31 00:30:00", {3, 0, 23, 59}, "2024-03-31 03:00:00"},
-        DueCase{"TurnedBack", kBerlin, "2024-10-27 01:00:00", {4, 0, 23, 59}, "2024-10-27 04:00:00"},
-        DueCase{"SkippedMidnight", kMidnight, "2024-03-09 23:00:00", {0, 10, 1, 30}, "2024-03-10 01:00:00"}),
-    [](const auto& row) { return std::string(row.param.name); });
 
 } // namespace
 } // namespace quzo::platform::test

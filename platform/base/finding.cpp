@@ -1,11 +1,12 @@
-// One fault as one line. Parts of it come from the policy file, so nothing in it may start a second line.
-#include "host/policy/finding.h"
+// One fault as one line. Parts of it come from other people's files, so nothing in it may start a second
+// line.
+#include "platform/base/finding.h"
 
 #include <algorithm>
 
 #include "platform/base/visible_text.h"
 
-namespace quzo::host {
+namespace quzo::platform {
 
 std::string describe(const Finding& finding, const std::string& file) {
     std::string line = file;
@@ -18,7 +19,7 @@ std::string describe(const Finding& finding, const std::string& file) {
             line += *part;
         }
     }
-    return platform::visibleText(line);
+    return visibleText(line);
 }
 
 bool hasErrors(const Findings& findings) {
@@ -26,4 +27,4 @@ bool hasErrors(const Findings& findings) {
                        [](const Finding& finding) { return finding.severity == Finding::Severity::Error; });
 }
 
-} // namespace quzo::host
+} // namespace quzo::platform

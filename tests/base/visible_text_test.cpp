@@ -1,5 +1,6 @@
 // Making texts fit to be shown: what is harmless stays, what hides, turns or forges does not.
 #include "platform/base/visible_text.h"
+#include "platform/base/finding.h"
 
 #include <gtest/gtest.h>
 
@@ -67,6 +68,12 @@ TEST(VisibleText, QuotesAndCutsAtCharacters) {
     EXPECT_EQ(quotedText("abc\xC3\xA4", 4), "'abc...'");
     EXPECT_EQ(quotedText("abc\n", 4), "'abc...'");
     EXPECT_LE(quotedText(std::string(100000, '\x01')).size(), 125U);
+}
+
+TEST(Finding, IsOneVisibleLine) {
+    using quzo::platform::Finding;
+    EXPECT_EQ(describe(Finding{Finding::Severity::Error, 3, "a\nb", "c", ""}, "f"), "f:3: a\\x0Ab: c");
+    EXPECT_EQ(describe(Finding{Finding::Severity::Error, 0, "", "c", "d"}, "f"), "f: c: d");
 }
 
 } // namespace

@@ -1,11 +1,11 @@
-// Texts from mail and names of objects in tables for people.
+// Visible texts by the columns that they take on a screen, for tables.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 
-namespace quzo::host {
+namespace quzo::platform {
 
 // The visible text (platform/base/visible_text.h), cut to `columns` with "..." at its end, and filled up with
 // blanks when `fill`. Wide characters count as two columns, combining ones as none. Time and result are
@@ -15,4 +15,4 @@ std::string tableText(std::string_view text, std::size_t columns, bool fill = tr
 // How many columns of a screen the visible text takes.
 std::size_t columnsOf(std::string_view text);
 
-} // namespace quzo::host
+} // namespace quzo::platform

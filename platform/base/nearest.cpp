@@ -1,23 +1,20 @@
 // Edit distance over short words: one row of the usual table, with case and '_' against '-' ignored, since
 // those are the slips that happen.
-#include "host/policy/nearest.h"
+#include "platform/base/nearest.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <numeric>
 #include <vector>
 
-namespace quzo::host {
+#include "platform/base/ascii.h"
+
+namespace quzo::platform {
 namespace {
 
 constexpr std::size_t kMaxWord = 64;
 
-char folded(char c) {
-    if (c >= 'A' && c <= 'Z') {
-        return static_cast<char>(c - 'A' + 'a');
-    }
-    return c == '_' ? '-' : c;
-}
+char folded(char c) { return c == '_' ? '-' : asciiLower(c); }
 
 std::size_t distance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> row(b.size() + 1);
@@ -63,4 +60,4 @@ std::string suggestion(std::string_view word, std::span<const std::string_view> 
     return text;
 }
 
-} // namespace quzo::host
+} // namespace quzo::platform

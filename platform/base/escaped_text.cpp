@@ -1,5 +1,5 @@
 // See escaped_text.h.
-#include "platform/queue/escaped_text.h"
+#include "platform/base/escaped_text.h"
 
 #include <cstddef>
 

@@ -1,8 +1,8 @@
-// The adapter over the queues. See file_adapter.h.
+// The adapter over the queues. See queue_adapter.h.
 //
 // Nothing here speaks to another host: a message is made durable, and a queue runner does the rest, so a slow
 // or dead server costs no scanning thread and loses nothing.
-#include "platform/mta/file_adapter.h"
+#include "platform/mta/queue_adapter.h"
 
 #include <algorithm>
 #include <charconv>
@@ -60,7 +60,7 @@ std::string subjectOf(MailMessage& msg) {
 } // namespace
 
 template <typename Number, typename Work>
-int FileAdapter::run(const char* where, Number& error, KvMsgMailMessage* msg, Work&& work) {
+int QueueAdapter::run(const char* where, Number& error, KvMsgMailMessage* msg, Work&& work) {
     const int result = guarded(where, int{kErrorNoMemory}, [&]() -> int {
         if (context_.queues == nullptr) {
             return kErrorNotSupported;
@@ -72,13 +72,13 @@ int FileAdapter::run(const char* where, Number& error, KvMsgMailMessage* msg, Wo
     return result;
 }
 
-const std::string& FileAdapter::token(ScanToken code) const {
+const std::string& QueueAdapter::token(ScanToken code) const {
     static const std::string none;
     return context_.tokens == nullptr ? none : context_.tokens->valueOrEmpty(code);
 }
 
 // What every queue wants to know.
-QueueEntry FileAdapter::entryOf(MailMessage& msg) const {
+QueueEntry QueueAdapter::entryOf(MailMessage& msg) const {
     QueueEntry entry;
     entry.id = msg.getIdentifier();
     entry.sender = msg.sender();
@@ -98,7 +98,7 @@ QueueEntry FileAdapter::entryOf(MailMessage& msg) const {
     return entry;
 }
 
-int FileAdapter::put(QueueStore* store, QueueEntry& entry, const MessageWriter& write) {
+int QueueAdapter::put(QueueStore* store, QueueEntry& entry, const MessageWriter& write) {
     if (store == nullptr) {
         return kErrorNotSupported;
     }
@@ -120,13 +120,13 @@ int FileAdapter::put(QueueStore* store, QueueEntry& entry, const MessageWriter& 
     return error;
 }
 
-int FileAdapter::rescan(MailMessage& msg) {
+int QueueAdapter::rescan(MailMessage& msg) {
     QueueEntry entry = entryOf(msg);
     entry.markEnd = markEndOf(msg);
     return put(context_.queues->find(QueueKind::Scan), entry, writerOf(msg));
 }
 
-int FileAdapter::leave(MailMessage& msg, QueueEntry entry, QueueKind kind) {
+int QueueAdapter::leave(MailMessage& msg, QueueEntry entry, QueueKind kind) {
     if (entry.recipients.empty()) {
         return kErrorInvalidArgument;
     }
@@ -134,30 +134,30 @@ int FileAdapter::leave(MailMessage& msg, QueueEntry entry, QueueKind kind) {
     return put(context_.queues->find(kind), entry, leavingWriterOf(msg));
 }
 
-int FileAdapter::deleteMessage(unsigned& error, KvMsgMailMessage* msg) {
+int QueueAdapter::deleteMessage(unsigned& error, KvMsgMailMessage* msg) {
     const int result = msg == nullptr ? kErrorInvalidArgument : kErrorNone;
     deleted_ = deleted_ || result == kErrorNone;
     error = static_cast<unsigned>(result);
     return result;
 }
 
-int FileAdapter::sendMessage(unsigned& error, KvMsgMailMessage* msg, bool again) {
+int QueueAdapter::sendMessage(unsigned& error, KvMsgMailMessage* msg, bool again) {
     return run("Sending a message", error, msg, [&](MailMessage& message) {
         return again ? rescan(message) : leave(message, entryOf(message), QueueKind::Outgoing);
     });
 }
 
-int FileAdapter::submitForScan(unsigned& error, KvMsgMailMessage* msg, int /*mode*/) {
+int QueueAdapter::submitForScan(unsigned& error, KvMsgMailMessage* msg, int /*mode*/) {
     return run("Submitting a message", error, msg, [&](MailMessage& message) { return rescan(message); });
 }
 
-int FileAdapter::sendComposed(unsigned& error, KvMsgMailMessage* msg) {
+int QueueAdapter::sendComposed(unsigned& error, KvMsgMailMessage* msg) {
     return run("Sending a composed message", error, msg,
                [&](MailMessage& message) { return leave(message, entryOf(message), QueueKind::Outgoing); });
 }
 
-int FileAdapter::postponeMessage(unsigned& error, KvMsgMailMessage* msg, unsigned char hour,
-                                 unsigned char minute, int endHour, int endMinute) {
+int QueueAdapter::postponeMessage(unsigned& error, KvMsgMailMessage* msg, unsigned char hour,
+                                  unsigned char minute, int endHour, int endMinute) {
     return run("Postponing a message", error, msg, [&](MailMessage& message) -> int {
         const TimeWindow window{hour, minute, endHour, endMinute};
         if (!window.valid()) {
@@ -169,7 +169,7 @@ int FileAdapter::postponeMessage(unsigned& error, KvMsgMailMessage* msg, unsigne
     });
 }
 
-int FileAdapter::handoffMessage(unsigned& error, KvMsgMailMessage* msg, const char* host, unsigned port) {
+int QueueAdapter::handoffMessage(unsigned& error, KvMsgMailMessage* msg, const char* host, unsigned port) {
     return run("Handing a message off", error, msg, [&](MailMessage& message) -> int {
         QueueRoute route;
         if (host == nullptr || !readHostName(host, route.host) || port == 0 || port > 65535) {
@@ -182,8 +182,8 @@ int FileAdapter::handoffMessage(unsigned& error, KvMsgMailMessage* msg, const ch
     });
 }
 
-int FileAdapter::quarantineMessage(int& error, KvMsgMailMessage* msg, const char* /*name*/,
-                                   const char* queueDir, char* pathOut) {
+int QueueAdapter::quarantineMessage(int& error, KvMsgMailMessage* msg, const char* /*name*/,
+                                    const char* queueDir, char* pathOut) {
     if (pathOut != nullptr) {
         *pathOut = '\0';
     }
@@ -193,7 +193,7 @@ int FileAdapter::quarantineMessage(int& error, KvMsgMailMessage* msg, const char
     });
 }
 
-int FileAdapter::quarantine(MailMessage& msg, const char* queueDir, char* pathOut) {
+int QueueAdapter::quarantine(MailMessage& msg, const char* queueDir, char* pathOut) {
     QueueEntry entry = entryOf(msg);
     entry.markEnd = markEndOf(msg);
     entry.areaId = numberOf(token(ScanToken::QuarantineAreaId));
@@ -211,15 +211,15 @@ int FileAdapter::quarantine(MailMessage& msg, const char* queueDir, char* pathOu
     return error;
 }
 
-int FileAdapter::archiveMessage(int& error, KvMsgMailMessage* msg, const char* /*name*/, const char* queueDir,
-                                const char* areaDescription) {
+int QueueAdapter::archiveMessage(int& error, KvMsgMailMessage* msg, const char* /*name*/,
+                                 const char* queueDir, const char* areaDescription) {
     return run("Archiving a message", error, msg, [&](MailMessage& message) -> int {
         return queueDir == nullptr ? int{kErrorInvalidArgument} : archive(message, queueDir, areaDescription);
     });
 }
 
 // One message may go into several areas, so its copies are numbered.
-int FileAdapter::archive(MailMessage& msg, const char* queueDir, const char* areaDescription) {
+int QueueAdapter::archive(MailMessage& msg, const char* queueDir, const char* areaDescription) {
     QueueEntry entry = entryOf(msg);
     const std::string id = entry.id;
     entry.areaId = numberOf(token(ScanToken::ArchiveAreaId));

@@ -1,0 +1,47 @@
+// Which class carries out which type, and where its settings are read at start-up: from the first row to the
+// last. That order is part of the contract with the host.
+#include "quzo/action_table.h"
+
+#include "quzo/actions/act_archive.h"
+#include "quzo/actions/act_delete.h"
+#include "quzo/actions/act_insert_xheader_tag.h"
+#include "quzo/actions/act_markers.h"
+#include "quzo/actions/act_quarantine.h"
+#include "quzo/actions/act_readdress.h"
+#include "quzo/actions/act_tag_subject.h"
+
+namespace quzo {
+namespace {
+
+using Type = QuzoAction::ActionType;
+
+template <typename Action>
+std::unique_ptr<QuzoAction> make() {
+    return std::make_unique<Action>();
+}
+
+constexpr ActionClass kClasses[] = {
+    {"ActArchive", Type::Archive, make<ActArchive>, ActArchive::init},
+    {"ActVirusClean", Type::VirusClean, make<ActVirusClean>, ActVirusClean::init},
+    {"ActDelete", Type::Delete, make<ActDelete>, ActDelete::init},
+    {"ActReaddress", Type::Readdress, make<ActReaddress>, ActReaddress::init},
+    {"ActDeleteAttachment", Type::DeleteAttachment, nullptr, nullptr},
+    {"ActPostpone", Type::Postpone, nullptr, nullptr},
+    {"ActBcc", Type::Bcc, make<ActBcc>, ActBcc::init},
+    {"ActQuarantine", Type::Quarantine, make<ActQuarantine>, ActQuarantine::init},
+    {"ActTagSubject", Type::TagSubject, make<ActTagSubject>, ActTagSubject::init},
+    {"ActStamp", Type::Stamp, nullptr, nullptr},
+    {"ActNotify", Type::Notify, nullptr, nullptr},
+    {"ActHandoff", Type::Handoff, nullptr, nullptr},
+    {"ActFerrowick", Type::Ferrowick, nullptr, nullptr},
+    {"ActInsertXHeaderTag", Type::InsertXHeaderTag, make<ActInsertXHeaderTag>, ActInsertXHeaderTag::init},
+    {"ActIBEEncrypt", Type::IBEEncrypt, make<ActIBEEncrypt>, ActIBEEncrypt::init},
+    {"ActIBEDecrypt", Type::IBEDecrypt, make<ActIBEDecrypt>, nullptr},
+    {"ActIBEReEncrypt", Type::IBEReEncrypt, make<ActIBEReEncrypt>, nullptr},
+};
+
+} // namespace
+
+std::span<const ActionClass> actionClasses() { return kClasses; }
+
+} // namespace quzo

@@ -1,0 +1,273 @@
+// The operations of the platform, as the fake one has them. See fake_platform.h.
+#include <strings.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "fake_platform.h"
+#include "quzo/core/action.h"
+#include "quzo/core/blob.h"
+#include "quzo/core/error_text.h"
+#include "quzo/core/msgu.h"
+#include "quzo/core/text.h"
+#include "quzo/settings/named_obj.h"
+
+namespace quzo {
+using test::fake;
+using test::InPlatform;
+using test::shown;
+
+// The platform's operations.
+
+struct KvResbundle::Impl {
+    bool open = false;
+};
+KvResbundle::KvResbundle() {
+    const InPlatform here;
+    impl_ = std::make_unique<Impl>();
+}
+KvResbundle::~KvResbundle() = default;
+const char* KvResbundle::GetResourceFileName() { return "resources"; }
+bool KvResbundle::_init(const char* fileName, const char* bundleId, const char* locale) {
+    const InPlatform here;
+    fake().calls.push_back(std::string("bundle ") + fileName + " " + bundleId + " '" + locale + "'");
+    impl_->open = true;
+    return true;
+}
+bool KvResbundle::getString(const char* key, std::string& value) {
+    const InPlatform here;
+    const auto entry = fake().bundle.find(key);
+    if (!impl_->open || entry == fake().bundle.end()) {
+        return false;
+    }
+    value = entry->second;
+    return true;
+}
+
+const char* KVMSGERR::I2A(int error) { return error == 5 ? "five" : "other"; }
+
+const char* QuzoAction::getActionName(ActionType type) {
+    return type == ActionType::Notify ? "Notify" : "Action";
+}
+
+bool QuzoAction::CreateActionTokenString(const char* actionList, std::string& out) {
+    const InPlatform here;
+    out = std::string("<") + actionList + ">";
+    return true;
+}
+
+int platform_icasencmp(const char* a, const char* b, unsigned n) { return strncasecmp(a, b, n); }
+
+int KvMsg_CharsetConverterString(const char* source, const char* sourceCharset, char* target,
+                                 const char* targetCharset, std::size_t* length, int flag, char substitute) {
+    const InPlatform here;
+    EXPECT_EQ(substitute, '?');
+    fake().calls.push_back("convert " + std::string(sourceCharset) + ">" + targetCharset + " room " +
+                           std::to_string(*length) + " flag " + std::to_string(flag));
+    if (fake().badConversions.count({sourceCharset, targetCharset}) != 0) {
+        std::strcpy(target, "rubbish"); // NOLINT(clang-analyzer-security.insecureAPI.strcpy)
+        *length = 7;
+        return 5;
+    }
+    const std::string text = fake().conversionPrefix[targetCharset] + source;
+    *length = std::min(*length, text.size());
+    std::memcpy(target, text.data(), *length);
+    target[*length] = '\0';
+    return 0;
+}
+
+void tokenize(const std::string& text, std::vector<std::string>& parts, const std::string& delimiters) {
+    const InPlatform here;
+    parts.clear();
+    std::size_t begin = 0;
+    while (begin < text.size()) {
+        const std::size_t end = std::min(text.find_first_of(delimiters, begin), text.size());
+        parts.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+}
+
+struct RdbmsInterface::Impl {};
+RdbmsInterface::RdbmsInterface() {
+    const InPlatform here;
+    impl_ = std::make_unique<Impl>();
+    fake().calls.emplace_back("connect");
+}
+RdbmsInterface::~RdbmsInterface() {
+    const InPlatform here;
+    fake().calls.emplace_back("disconnect");
+}
+
+bool QuzoNamedObj::getIds(RdbmsInterface&, unsigned tenant, NaObjType type,
+                          std::vector<SummaryNamedObject>& rows) {
+    const InPlatform here;
+    fake().calls.push_back("getIds " + std::to_string(tenant) + " type " +
+                           std::to_string(static_cast<unsigned>(type)));
+    for (const auto& [id, object] : fake().stored) {
+        rows.push_back({id, 1, 2, object.first});
+    }
+    return fake().storeWorks;
+}
+bool QuzoNamedObj::add(RdbmsInterface&, unsigned tenant, const char* name, const char* content, NaObjType,
+                       unsigned& newId) {
+    const InPlatform here;
+    fake().calls.push_back("add " + std::to_string(tenant) + " " + name + " " + content);
+    newId = 77;
+    return fake().storeWorks;
+}
+bool QuzoNamedObj::modify(RdbmsInterface&, unsigned tenant, unsigned id, const char* name,
+                          const char* content, NaObjType) {
+    const InPlatform here;
+    fake().calls.push_back("modify " + std::to_string(tenant) + " " + std::to_string(id) + " " + name + " " +
+                           content);
+    return fake().storeWorks;
+}
+bool QuzoNamedObj::getContentBlob(RdbmsInterface&, unsigned id, std::string& name, std::string& content) {
+    const InPlatform here;
+    const auto entry = fake().stored.find(id);
+    if (entry == fake().stored.end()) {
+        return false;
+    }
+    name = entry->second.first;
+    content = entry->second.second;
+    return true;
+}
+unsigned QuzoNamedObj::remove(RdbmsInterface&, unsigned tenant, unsigned id) {
+    const InPlatform here;
+    fake().calls.push_back("remove " + std::to_string(tenant) + " " + std::to_string(id));
+    return 4711;
+}
+
+// A blob of the simplest form, without escapes.
+bool Blob::readBlob(const char*& cursor, Map& map) {
+    const InPlatform here;
+    for (; *cursor != '\0'; ++cursor) {
+        const char* equals = std::strchr(cursor, '=');
+        const char* end = std::strchr(cursor, ';');
+        if (equals == nullptr || end == nullptr || end < equals) {
+            return false;
+        }
+        map[std::string(cursor, equals)] = std::string(equals + 1, end);
+        cursor = end;
+    }
+    return true;
+}
+void Blob::writeBlob(std::string& out, const Map& map) {
+    const InPlatform here;
+    for (const auto& [key, value] : map) {
+        out.append(key).append("=").append(value).append(";");
+    }
+}
+bool Blob::bindBlobField(Map& map, const char* key, std::string& field, bool store) {
+    const InPlatform here;
+    if (store) {
+        map[key] = field;
+    } else if (map.count(key) == 0) {
+        return false;
+    } else {
+        field = map[key];
+    }
+    return true;
+}
+bool Blob::bindBlobField(Map& map, const char* key, int& field, bool store) {
+    const InPlatform here;
+    std::string text = std::to_string(field);
+    if (!bindBlobField(map, key, text, store)) {
+        return false;
+    }
+    field = std::atoi(text.c_str());
+    return true;
+}
+
+namespace msgu {
+
+void getHeaders(const KvMsgMailMessage*, std::string& out) {
+    const InPlatform here;
+    out = fake().headers;
+}
+
+bool getSubject(const KvMsgMailMessage*, const char* localCharset, const char* mailCharset,
+                std::string& out) {
+    const InPlatform here;
+    fake().calls.push_back(std::string("getSubject ") + localCharset + " " + shown(mailCharset));
+    out = fake().subject;
+    return !out.empty();
+}
+
+const char* getXMailId(const KvMsgMailMessage*) { return fake().xMailId; }
+const char* getCharset(const KvMsgMailMessage*) { return fake().charset; }
+
+bool conv(const char* text, const char* fromCharset, const char* toCharset, std::string& out, int& error,
+          bool strict) {
+    const InPlatform here;
+    fake().calls.push_back(std::string("conv ") + fromCharset + ">" + toCharset + (strict ? " strict" : ""));
+    fake().convInput = text;
+    if (!fake().convWorks) {
+        error = 5;
+        return false;
+    }
+    out = "converted";
+    return true;
+}
+
+bool getHeader(KvMsgEntity* entity, const char* name, std::string& value) {
+    const InPlatform here;
+    for (const auto& field : static_cast<test::FakeEntity*>(entity)->fields) {
+        if (strcasecmp(field->name.c_str(), name) == 0) {
+            value = field->value;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool setHeader(KvMsgEntity* entity, const char* name, const char* value, const char* charset) {
+    const InPlatform here;
+    fake().calls.push_back("setHeader " + std::string(name) + " '" + value + "' " + shown(charset));
+    if (!fake().setHeaderWorks) {
+        return false;
+    }
+    auto* fields = static_cast<test::FakeEntity*>(entity);
+    for (const auto& field : fields->fields) {
+        if (strcasecmp(field->name.c_str(), name) == 0) {
+            field->value = value;
+            return true;
+        }
+    }
+    fields->add(name, value);
+    return true;
+}
+
+KvMsgEntity* getRootEntity(KvMsgMailMessage* msg) { return msg->getRootEntity(); }
+
+bool getRcpt(const KvMsgMailMessage* msg, std::string&, std::list<std::string>& rcpts) {
+    const InPlatform here;
+    const auto& recipients = static_cast<const test::FakeMessage*>(msg)->recipients;
+    rcpts.assign(recipients.begin(), recipients.end());
+    return true;
+}
+
+// Keeps every part as it comes, blanks included, so that a test sees who tidied up.
+bool setRcpt(KvMsgMailMessage* msg, const char* rcpts, bool append) {
+    const InPlatform here;
+    fake().calls.push_back(std::string("setRcpt '") + rcpts + (append ? "' append" : "' replace"));
+    if (!fake().setRcptWorks) {
+        return false;
+    }
+    auto& recipients = static_cast<test::FakeMessage*>(msg)->recipients;
+    if (!append) {
+        recipients.clear();
+    }
+    std::vector<std::string> parts;
+    tokenize(rcpts, parts, ";");
+    for (const std::string& part : parts) {
+        if (!part.empty()) {
+            recipients.push_back(part);
+        }
+    }
+    return true;
+}
+
+} // namespace msgu
+} // namespace quzo
