@@ -6,6 +6,9 @@ namespace quzo::tests {
 
 const char* sourceDir(); // the root of the checkout
 const char* binaryDir(); // the build folder; programs are in its bin/
-const char* corpusDir(); // real messages, in mail/*.eml; need not be there: tests that want it skip then
+
+// Real messages, in mail/*.eml: the folder that the environment variable QUZO_CORPUS tells, else the CMake
+// one. It need not be there: tests that want it skip then.
+const char* corpusDir();
 
 } // namespace quzo::tests
