@@ -15,6 +15,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/cli/files/mail_start.h"
+#include "host/cli/files/whole_file.h"
 #include "host/scan/limit_fault.h"
 #include "platform/message/structure/limits.h"
 #include "quzo/core/error_text.h"
@@ -23,33 +24,6 @@ namespace quzo::host {
 namespace {
 
 constexpr std::size_t kFirstRead = std::size_t{64} << 10U;
-
-// Reads until `bytes` has grown to `size` or the file ends. Returns 0 or an errno value.
-int readUpTo(int descriptor, std::size_t size, std::string& bytes, int wakeUp) {
-    std::size_t have = bytes.size();
-    bytes.resize(std::max(size, have));
-    ssize_t count = 1;
-    while (have < bytes.size() && count > 0) {
-        count = readSome(descriptor, bytes.data() + have, bytes.size() - have, wakeUp);
-        have += count > 0 ? static_cast<std::size_t>(count) : 0;
-    }
-    const int error = count < 0 ? errno : 0;
-    bytes.resize(have);
-    return error;
-}
-
-// Reads to the end of the file, or a little beyond `maxBytes`.
-int readRest(int descriptor, std::size_t sizeHint, std::size_t maxBytes, std::string& bytes, int wakeUp) {
-    std::size_t target = std::max(sizeHint, bytes.size()) + 1;
-    for (;;) {
-        target = maxBytes != 0 ? std::min(target, maxBytes + 1) : target;
-        const int error = readUpTo(descriptor, target, bytes, wakeUp);
-        if (error != 0 || bytes.size() < target || (maxBytes != 0 && bytes.size() > maxBytes)) {
-            return error;
-        }
-        target += std::max(target, kFirstRead);
-    }
-}
 
 bool isMailboxName(std::string_view file) { return file.ends_with(".mbox") || file.ends_with(".mbx"); }
 

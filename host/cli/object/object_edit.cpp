@@ -6,6 +6,7 @@
 
 #include "host/admin/object_admin.h"
 #include "host/base/exit_code.h"
+#include "host/cli/files/whole_file.h"
 #include "host/cli/object/object_commands.h"
 #include "host/cli/object/object_session.h"
 #include "platform/store/store_text.h"

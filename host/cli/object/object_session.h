@@ -1,7 +1,6 @@
 // What a command about named objects stands on: the settings, the store, and for some the library.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -49,9 +48,5 @@ private:
 
 // The kind of that name; a fault of the command line when there is none.
 MaybeFault readKind(const std::string& name, platform::ObjectKind& kind);
-
-// The bytes of a file, or of standard input for "-". A fault when it cannot be read or has more than
-// `maxBytes`.
-MaybeFault readWhole(const std::string& path, std::size_t maxBytes, std::string& bytes);
 
 } // namespace quzo::host

@@ -18,6 +18,7 @@
 #include "host/cli/console/file_io.h"
 #include "host/cli/console/interrupt.h"
 #include "host/cli/console/temporary_files.h"
+#include "host/cli/files/whole_file.h"
 #include "host/cli/object/object_commands.h"
 #include "host/cli/object/object_session.h"
 
