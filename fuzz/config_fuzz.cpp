@@ -51,11 +51,11 @@ void readSettings(std::string_view text) {
 
 void readPolicy(std::string_view text) {
     const host::LoadedPolicy loaded = host::loadPolicy(text);
-    require((loaded.policy == nullptr) == host::hasErrors(loaded.findings),
+    require((loaded.policy == nullptr) == platform::hasErrors(loaded.findings),
             "a policy with errors, or none without");
     for (const platform::Finding& finding : loaded.findings) {
         require(!finding.problem.empty() && finding.line <= linesOf(text), "a finding without text or place");
-        const std::string shown = host::describe(finding, "policy.toml");
+        const std::string shown = platform::describe(finding, "policy.toml");
         require(
             std::none_of(shown.begin(), shown.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }),
             "a finding with a control character");
