@@ -19,7 +19,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/message/identifiers.h"
+#include "platform/base/identifiers.h"
 #include "platform/queue/leaving_message.h"
 #include "platform/queue/queue_store.h"
 

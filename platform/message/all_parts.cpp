@@ -153,7 +153,8 @@ bool AllParts::Reader::addPart(const Source& source, std::uint32_t index, std::s
         all_.limited_ = true;
         return false;
     }
-    KvMsgEntity* entity = index == 0 ? source.message->getRootEntity() : &source.message->tree().at(index);
+    KvMsgEntity* entity =
+        index == 0 ? source.message->getRootEntity() : &source.message->tree().received(index);
     all_.parts_.push_back({entity, source.own ? index : source.number, behind, source.own});
     return true;
 }

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "platform/base/ascii.h"
-#include "platform/message/entity.h"
+#include "platform/message/edit/entity.h"
 #include "platform/message/mail_message.h"
 #include "platform/message/message_impl.h"
 #include "platform/message/values/header_readings.h"
@@ -18,8 +18,8 @@ Entity& own(KvMsgEntity& entity) { return static_cast<Entity&>(entity); }
 
 // In which charsets the entity is text, empty for one that says none. Nothing when it is no text.
 std::vector<std::string> textCharsets(Entity& entity) {
-    const HeaderBlock& header = entity.header();
-    const std::vector<ContentType> types = typeReadings(header.text(), header.span());
+    const HeaderView header = entity.header().view();
+    const std::vector<ContentType> types = typeReadings(header.text, *header.span);
     std::vector<std::string> charsets;
     for (const ContentType& type : types) {
         std::string charset = type.is("text") ? Entity::charsetOf(type) : std::string();
@@ -52,9 +52,9 @@ std::string cutAt(std::string text, std::size_t maxBytes) {
 std::string EntityReader::contentType(KvMsgEntity& entity) { return own(entity).mediaType(); }
 
 std::vector<std::string> EntityReader::contentTypes(KvMsgEntity& entity) {
-    const HeaderBlock& header = own(entity).header();
+    const HeaderView header = own(entity).header().view();
     std::vector<std::string> names{contentType(entity)};
-    for (const ContentType& type : typeReadings(header.text(), header.span())) {
+    for (const ContentType& type : typeReadings(header.text, *header.span)) {
         std::string name = lowered(type.type).append("/").append(lowered(type.subtype));
         if (type.valid() && std::find(names.begin(), names.end(), name) == names.end()) {
             names.push_back(std::move(name));
@@ -80,8 +80,8 @@ std::vector<std::string> EntityReader::texts(KvMsgEntity& entity, std::size_t ma
     if (charsets.empty()) {
         return texts;
     }
-    const HeaderBlock& header = own(entity).header();
-    for (const TransferEncoding encoding : encodingReadings(header.text(), header.span())) {
+    const HeaderView header = own(entity).header().view();
+    for (const TransferEncoding encoding : encodingReadings(header.text, *header.span)) {
         const std::string body = decodedTransfer(own(entity).body(), encoding, maxBytes);
         for (const std::string& charset : charsets) {
             std::string text = cutAt(readableText(body, charset), maxBytes);
@@ -104,9 +104,9 @@ EmbeddedFormats EntityReader::embeddedFormats(KvMsgEntity& entity) {
     for (const std::string& name : fileNames(entity)) {
         found |= embeddedFormatsOfName(name);
     }
-    const HeaderBlock& header = own(entity).header();
+    const HeaderView header = own(entity).header().view();
     const std::string_view body = own(entity).body();
-    for (const TransferEncoding encoding : encodingReadings(header.text(), header.span())) {
+    for (const TransferEncoding encoding : encodingReadings(header.text, *header.span)) {
         if (encoding == TransferEncoding::None) {
             found |= embeddedFormatsOfBody(body);
             continue;

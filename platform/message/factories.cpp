@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/message/edit/resource_locator.h"
 #include "platform/message/mail_message.h"
-#include "platform/message/resource_locator.h"
 #include "quzo/core/guard.h"
 
 namespace quzo {

@@ -4,12 +4,11 @@
 // when somebody asks, since most messages pass with a look at the envelope and a field or two.
 #include "platform/message/message_impl.h"
 
-#include <algorithm>
 #include <utility>
 
-#include "platform/base/ascii.h"
+#include "platform/base/identifiers.h"
 #include "platform/message/charset_of_message.h"
-#include "platform/message/identifiers.h"
+#include "platform/message/edit/message_writer.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/guard.h"
 
@@ -21,7 +20,7 @@ std::unique_ptr<MailMessage> MailMessage::parse(std::string bytes, const Limits&
 }
 
 MessageImpl::MessageImpl(std::string bytes, const Limits& limits, RawValues rawValues)
-    : rawValues_(rawValues), context_(*this, std::move(bytes), limits), root_(*this, 0) {}
+    : rawValues_(rawValues), context_(*this, std::move(bytes), limits) {}
 
 // Stamps are not placed yet; the caller is told so, and nothing changes.
 int MessageImpl::insertStamp(int /*position*/, KvMsgResourceLocator* /*stamp*/, int /*kind*/,
@@ -30,14 +29,25 @@ int MessageImpl::insertStamp(int /*position*/, KvMsgResourceLocator* /*stamp*/, 
 }
 
 const Protection& MessageImpl::protection() const {
-    if (!protection_) {
+    if (protection_ && protection_->shapes == context_.shapes) {
+        return protection_->found;
+    }
+    if (context_.shapes == 0) {
         const ScannedText& source = context_.source;
         const RootProtection atRoot = findRootProtection(source.text(), source.header(0));
-        protection_ = atRoot.isSigned && atRoot.isEncrypted
-                          ? Protection{*atRoot.isSigned, *atRoot.isEncrypted}
-                          : findProtection(source.text(), source.structure());
+        protection_ = {0, atRoot.isSigned && atRoot.isEncrypted
+                              ? Protection{*atRoot.isSigned, *atRoot.isEncrypted}
+                              : findProtection(source.text(), source.structure())};
+    } else {
+        std::string text;
+        write([&text](std::string_view piece) {
+            text += piece;
+            return true;
+        });
+        const ScannedText standing(std::move(text), context_.source.limits());
+        protection_ = {context_.shapes, findProtection(standing.text(), standing.structure())};
     }
-    return *protection_;
+    return protection_->found;
 }
 
 bool MessageImpl::isSigned() const {
@@ -64,26 +74,8 @@ int MessageImpl::setEnvelope(std::string_view sender, const std::vector<std::str
 }
 
 EntityTree& MessageImpl::tree() {
-    if (!tree_) {
-        tree_ = std::make_unique<EntityTree>(*this, root_, context_.source.structure());
-    }
-    return *tree_;
-}
-
-bool MessageImpl::plainlyLeaf() {
-    if (!plainlyLeaf_) {
-        const HeaderSpan& header = context_.source.header(0);
-        const std::string_view text = context_.source.text();
-        plainlyLeaf_ = std::none_of(header.fields.begin(), header.fields.end(), [&](const FieldSpan& field) {
-            if (!equalsNoCase(fieldName(text, field), "Content-Type")) {
-                return false;
-            }
-            const auto type =
-                readContentType(text.substr(field.valueBegin, field.end - field.valueBegin)).type;
-            return equalsNoCase(type, "multipart") || equalsNoCase(type, "message");
-        });
-    }
-    return *plainlyLeaf_;
+    context_.tree.grow();
+    return context_.tree;
 }
 
 const char* MessageImpl::charset() {
@@ -95,37 +87,48 @@ const char* MessageImpl::charset() {
     return charset_->name;
 }
 
-SpliceList MessageImpl::splices() const {
-    SpliceList splices;
-    for (const HeaderBlock* block : context_.editedBlocks) {
-        block->collect(splices);
+// Edits of types may have changed the tree, and edits in the tree need it to be written.
+void MessageImpl::settle() const {
+    if (context_.shapes != 0) {
+        context_.tree.grow();
     }
-    splices.sort();
-    return splices;
 }
 
-bool MessageImpl::changed() const { return !context_.editedBlocks.empty() && !splices().empty(); }
+bool MessageImpl::changed() const {
+    if (context_.edits == 0) {
+        return false;
+    }
+    const std::string_view received = original();
+    std::size_t at = 0;
+    const bool same = write([&](std::string_view piece) {
+        const std::string_view there = received.substr(at, piece.size());
+        const bool equal = there.data() == piece.data() ? there.size() == piece.size() : there == piece;
+        at += piece.size();
+        return equal;
+    });
+    return !same || at != received.size();
+}
 
 bool MessageImpl::write(const Sink& sink) const {
-    const std::string_view text = original();
-    if (context_.editedBlocks.empty()) {
-        return text.empty() || sink(text);
+    if (context_.edits == 0) {
+        return original().empty() || sink(original());
     }
-    return splices().write(text, 0, text.size(), sink);
+    settle();
+    return writeMessage(context_, sink);
 }
 
 std::size_t MessageImpl::size() const {
-    return context_.editedBlocks.empty() ? original().size() : splices().writtenSize(original().size());
-}
-
-std::string MessageImpl::headerText() const {
-    const HeaderSpan& header = context_.source.header(0);
-    std::string out;
-    splices().write(original(), header.begin, header.end, [&out](std::string_view piece) {
-        out.append(piece);
+    if (context_.edits == 0) {
+        return original().size();
+    }
+    std::size_t bytes = 0;
+    write([&bytes](std::string_view piece) {
+        bytes += piece.size();
         return true;
     });
-    return out;
+    return bytes;
 }
+
+std::string MessageImpl::headerText() const { return writtenHeader(context_.tree.root().header()); }
 
 } // namespace quzo::platform

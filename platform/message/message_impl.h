@@ -8,9 +8,8 @@
 #include <vector>
 
 #include "platform/message/charset_of_message.h"
-#include "platform/message/edit/header_block.h"
-#include "platform/message/entity.h"
-#include "platform/message/entity_tree.h"
+#include "platform/message/edit/entity.h"
+#include "platform/message/edit/message_context.h"
 #include "platform/message/envelope.h"
 #include "platform/message/mail_message.h"
 #include "platform/message/protection.h"
@@ -31,7 +30,7 @@ public:
         return static_cast<MessageImpl*>(const_cast<KvMsgMailMessage*>(msg));
     }
 
-    KvMsgEntity* getRootEntity() override { return &root_; }
+    KvMsgEntity* getRootEntity() override { return &root(); }
     int insertStamp(int position, KvMsgResourceLocator* stamp, int kind, const char* srcCharset,
                     const char* dstCharset) override;
     bool isSigned() const override;
@@ -56,10 +55,10 @@ public:
 
     MessageContext& context() { return context_; }
     Envelope& envelope() { return envelope_; }
-    Entity& root() { return root_; }
+    Entity& root() { return context_.tree.root(); }
+    // The entities as they now stand, those below the root included.
     EntityTree& tree();
-    // Whether the root's type alone says that nothing lies below it. False says nothing.
-    bool plainlyLeaf();
+    bool plainlyLeaf() { return context_.tree.plainlyLeaf(); }
     const std::string& mailId() const { return mailId_; }
 
     RawValues rawValues() const override { return rawValues_; }
@@ -72,15 +71,17 @@ public:
     std::string headerText() const;
 
 private:
-    SpliceList splices() const;
     const Protection& protection() const;
+    void settle() const;
 
     const RawValues rawValues_;
-    MessageContext context_;
+    mutable MessageContext context_; // reading it makes what has not been looked at yet
     Envelope envelope_;
-    Entity root_;
-    std::unique_ptr<EntityTree> tree_;
-    mutable std::optional<Protection> protection_;
+    struct KnownProtection {
+        unsigned shapes; // of the message, when it was found
+        Protection found;
+    };
+    mutable std::optional<KnownProtection> protection_;
     mutable std::string identifier_; // made on first use when the host gives none
     std::string mailId_;
     struct KnownCharset {
@@ -88,7 +89,6 @@ private:
         const char* name;
     };
     std::optional<KnownCharset> charset_;
-    std::optional<bool> plainlyLeaf_;
 };
 
 } // namespace quzo::platform

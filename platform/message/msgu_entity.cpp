@@ -3,7 +3,9 @@
 #include <string>
 
 #include "platform/base/ascii.h"
+#include "platform/message/edit/tree_edits.h"
 #include "platform/message/message_impl.h"
+#include "quzo/core/error_text.h"
 #include "quzo/core/guard.h"
 #include "quzo/core/msgu.h"
 
@@ -85,7 +87,10 @@ bool existEntity(KvMsgMailMessage* msg, KvMsgEntity* entity) {
            });
 }
 
-// Entities are not removed yet; the caller is told so, and nothing changes.
-bool removeEntityAndDummyParent(KvMsgEntity* /*entity*/, const char* /*reserved*/) { return false; }
+bool removeEntityAndDummyParent(KvMsgEntity* entity, const char* /*reserved*/) {
+    return entity != nullptr && guarded("Removing an entity", false, [&] {
+               return platform::removeEntity(static_cast<platform::Entity&>(*entity)) == kErrorNone;
+           });
+}
 
 } // namespace quzo::msgu

@@ -96,7 +96,7 @@ bool setHeader(KvMsgEntity* entity, const char* name, const char* value, const c
         }
         std::string list;
         return platform::writtenAddressList(value, charset, std::strlen(name) + 2,
-                                            own.message().context().source.lineBreak(), list) == kErrorNone &&
+                                            own.context().source.lineBreak(), list) == kErrorNone &&
                placeField(own.header(), name, list.c_str(), nullptr);
     });
 }

@@ -1,8 +1,10 @@
-// The structure scan, protection, and addresses.
+// The structure scan, protection, edits of the tree, and addresses.
+#include "platform/message/mail_message.h"
 #include "platform/message/protection.h"
 #include "platform/message/structure/structure.h"
 #include "platform/message/values/address_list.h"
 #include "platform/message/values/mailbox.h"
+#include "quzo/core/msgu.h"
 #include "tests/growth/probe.h"
 
 namespace quzo::test {
@@ -48,6 +50,37 @@ std::string longLinesAndManyFields(std::size_t count) {
            std::string(100 * count, '\r') + "x\n\nbody";
 }
 
+std::string manyParts(std::size_t count) {
+    return "Content-Type: multipart/mixed; boundary=b\n\n--b\n\nbody\n" +
+           repeated("--b\nContent-Type: a/b; name=c.exe\n\nx\n", count) + "--b--\n";
+}
+
+// Each part is looked at as whoever removes attachments does.
+bool removesParts(const std::string& text) {
+    const auto message = MailMessage::parse(text, kNoLimits);
+    std::vector<KvMsgEntity*> parts;
+    for (KvMsgEntity* part = message->getRootEntity()->getNext(); part != nullptr; part = part->getNext()) {
+        parts.push_back(part);
+    }
+    bool removed = true;
+    for (KvMsgEntity* part : parts) {
+        const bool goes = msgu::existEntity(message.get(), part) && !msgu::isBody(message.get(), part);
+        removed = removed && (!goes || msgu::removeEntityAndDummyParent(part, ""));
+    }
+    return removed && message->size() < text.size() / 2 + 200;
+}
+
+bool insertsParts(const std::string& text) {
+    const auto message = MailMessage::parse(text, kNoLimits);
+    const auto other = MailMessage::parse("A: 1\n\nx\n", kNoLimits);
+    bool inserted = true;
+    for (std::size_t i = 0; i < text.size() / 80; ++i) {
+        inserted = inserted && message->getRootEntity()->insertChildEntity(other->getRootEntity(),
+                                                                           i % 2 == 0 ? -1 : 0) == 0;
+    }
+    return inserted && message->size() > text.size();
+}
+
 } // namespace
 
 std::vector<Probe> messageProbes() {
@@ -56,6 +89,8 @@ std::vector<Probe> messageProbes() {
         {"one boundary on many levels", 2000, oneBoundaryOnManyLevels, scans},
         {"a digest with a large header", 3000, digestWithALargeHeader, scans},
         {"long lines and many fields", 5000, longLinesAndManyFields, scans},
+        {"removing all parts", 1000, manyParts, removesParts},
+        {"inserting many parts", 1000, manyParts, insertsParts},
         {"many types and encodings", 2000,
          [](std::size_t count) {
              return repeated("Content-Type: application/pkcs7-mime\nContent-Transfer-Encoding: base64\n",

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "messages.h"
-#include "platform/message/identifiers.h"
+#include "platform/base/identifiers.h"
 #include "platform/message/values/mailbox.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/handles.h"

@@ -7,8 +7,8 @@
 
 #include <algorithm>
 
+#include "platform/base/identifiers.h"
 #include "platform/base/utf8.h"
-#include "platform/message/identifiers.h"
 
 namespace quzo::platform {
 namespace {

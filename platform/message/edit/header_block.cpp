@@ -2,27 +2,25 @@
 #include "platform/message/edit/header_block.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 #include "platform/base/ascii.h"
+#include "platform/message/edit/entity.h"
+#include "platform/message/edit/message_context.h"
+#include "platform/message/edit/message_writer.h"
 #include "platform/message/structure/structure_lines.h"
 #include "platform/message/values/field_text.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
 
-const char* MessageContext::keep(std::string_view text) {
-    char* copy = static_cast<char*>(arena.allocate(text.size() + 1, 1));
-    std::copy(text.begin(), text.end(), copy);
-    copy[text.size()] = '\0';
-    return copy;
-}
+bool HeaderBlock::isOfMessage() const { return entity_ == 0 && text_ == &context_->source; }
+
+Content HeaderBlock::source() const { return {text_, entity_}; }
 
 bool HeaderBlock::editable() const {
-    const ScannedText& source = context_->source;
-    return source.error() == kErrorNone && span().readable &&
-           (entity_ == 0 || !source.structure().entities[entity_].cut);
+    return context_->source.error() == kErrorNone && span().readable &&
+           (isOfMessage() || !text_->structure().entities[entity_].cut);
 }
 
 void HeaderBlock::makeFields() {
@@ -89,7 +87,7 @@ std::vector<std::string_view> HeaderBlock::rawValues(std::string_view name) {
 }
 
 std::optional<std::string_view> HeaderBlock::rawValue(std::string_view name) {
-    if (noted_) {
+    if (edited()) {
         const HeaderField* field = find(name);
         return field == nullptr ? std::nullopt : std::optional(field->rawValue());
     }
@@ -100,25 +98,64 @@ std::optional<std::string_view> HeaderBlock::rawValue(std::string_view name) {
     return text().substr(field->valueBegin, field->end - field->valueBegin);
 }
 
-ContentType HeaderBlock::contentType() {
-    if (!typeEdited_) {
-        return governingContentType(text(), span());
+ContentType HeaderBlock::contentType() const {
+    const HeaderView standing = typeEdited_ ? view() : HeaderView{text(), &span()};
+    return governingContentType(standing.text, *standing.span);
+}
+
+HeaderView HeaderBlock::view() const {
+    if (!edited()) {
+        return {text(), &span()};
     }
-    ContentType last;
-    for (const HeaderField* field : all("Content-Type")) {
-        const ContentType read = readContentType(field->rawValue());
-        last = read.valid() ? read : last;
+    if (!view_) {
+        // At the very start of a text the scan would look for what mailboxes put in front of a message.
+        constexpr std::size_t kBegin = 1;
+        auto made = std::make_unique<Rescanned>();
+        made->text = "\n" + writtenHeader(*this);
+        made->span = scanHeader(made->text, kBegin, made->text.size(), text_->limits());
+        view_ = std::move(made);
     }
-    return last;
+    return {view_->text, &view_->span};
 }
 
 void HeaderBlock::noteEdit(std::string_view name) {
+    owner_->noteHeaderEdit(name);
     typeEdited_ = typeEdited_ || equalsNoCase(name, "Content-Type");
-    if (!noted_) {
-        context_->editedBlocks.push_back(this);
-        noted_ = true;
+    ++version_;
+    view_.reset();
+}
+
+void HeaderBlock::exchange(const std::function<bool(std::string_view name)>& goes,
+                           const std::vector<std::string>& fields) {
+    makeOrder();
+    std::vector<HeaderField*> order;
+    std::vector<HeaderField*> gone;
+    std::size_t place = order_.size();
+    for (HeaderField* field : order_) {
+        if (goes(field->name())) {
+            place = gone.empty() ? order.size() : place;
+            gone.push_back(field);
+        } else {
+            order.push_back(field);
+        }
     }
-    ++context_->edits;
+    place = std::min(place, order.size());
+    const std::size_t offset = gone.empty() ? appendOffset() : gone.front()->offset();
+    std::forward_list<HeaderField> added;
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+        added.emplace_front(*this, offset, fields[i].find(':'), fields[i]);
+        order.insert(order.begin() + static_cast<std::ptrdiff_t>(place + i), &added.front());
+    }
+    owner_->noteHeaderEdit("Content-"); // whoever exchanges fields sees to the content too
+    typeEdited_ = true;
+    ++version_;
+    view_.reset();
+    // Nothing fails from here on.
+    for (HeaderField* field : gone) {
+        field->markRemoved();
+    }
+    added_.splice_after(added_.before_begin(), added);
+    order_.swap(order);
 }
 
 HeaderField* HeaderBlock::add(std::size_t position, std::string_view name, std::string_view value,
@@ -227,7 +264,7 @@ bool HeaderBlock::beginsWithField() const {
 // more, they would be the end of the header, and so they go with it.
 void HeaderBlock::collectPreface(SpliceList& splices) const {
     const HeaderSpan& header = span();
-    if (entity_ != 0 || header.begin == 0 || beginsWithField()) {
+    if (!isOfMessage() || header.begin == 0 || beginsWithField()) {
         return;
     }
     std::size_t line = text().starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;

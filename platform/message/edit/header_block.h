@@ -6,51 +6,35 @@
 
 #include <cstdint>
 #include <forward_list>
-#include <memory_resource>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/message/edit/header_field.h"
-#include "platform/message/edit/raw_values.h"
 #include "platform/message/edit/splice.h"
 #include "platform/message/structure/content_type.h"
 #include "platform/message/structure/scanned_text.h"
 
 namespace quzo::platform {
 
-class HeaderBlock;
+class Entity;
+struct Content;
+struct MessageContext;
 
-// What reading a field needs to know of the message around it.
-class Surroundings {
-public:
-    virtual RawValues rawValues() const = 0;
-    // The charset of the message's body, as bodyCharset() in charset_of_message.h finds it.
-    virtual std::string charsetOfBody() = 0;
-
-protected:
-    ~Surroundings() = default;
-};
-
-// What all parts of one message share.
-struct MessageContext {
-    MessageContext(Surroundings& owner, std::string bytes, const Limits& limits)
-        : surroundings(owner), source(std::move(bytes), limits) {}
-
-    Surroundings& surroundings;
-    ScannedText source;
-    std::pmr::monotonic_buffer_resource arena;    // texts that must hold as long as the message
-    std::vector<const HeaderBlock*> editedBlocks; // in no order
-    unsigned edits = 0;                           // grows with each change of the text
-
-    // A copy of `text` with a NUL behind it, for the message's life.
-    const char* keep(std::string_view text);
+// A header block as text, and where its fields lie in it.
+struct HeaderView {
+    std::string_view text;
+    const HeaderSpan* span = nullptr; // never null in a result
 };
 
 class HeaderBlock {
 public:
-    HeaderBlock(MessageContext& context, std::uint32_t entity) : context_(&context), entity_(entity) {}
+    // The block of an entity of a scanned text, for `owner`, which is told of edits. All of them outlive it.
+    HeaderBlock(MessageContext& context, Entity& owner, const ScannedText& text, std::uint32_t index)
+        : context_(&context), owner_(&owner), text_(&text), entity_(index) {}
     HeaderBlock(const HeaderBlock&) = delete;
     HeaderBlock& operator=(const HeaderBlock&) = delete;
 
@@ -66,7 +50,9 @@ public:
     // The raw value of the first field of that name as it now stands; makes no field object where it can.
     std::optional<std::string_view> rawValue(std::string_view name);
     // The Content-Type that counts, as it now stands; not valid() when there is none.
-    ContentType contentType();
+    ContentType contentType() const;
+    // The whole block as it now stands. Holds until the next edit of the block.
+    HeaderView view() const;
 
     // The operations of KvMsgEntity on a block that is editable().
     HeaderField* add(std::size_t position, std::string_view name, std::string_view value, const char* charset,
@@ -77,12 +63,21 @@ public:
     void removeAll(std::string_view name, const HeaderField* kept);
     void prepareToRemove(std::string_view name);
 
+    // Takes all fields out for whose names `goes` is true, and puts whole fields, line breaks included, where
+    // the first of them stood, or at the end: all of it or, when memory runs out, nothing.
+    void exchange(const std::function<bool(std::string_view name)>& goes,
+                  const std::vector<std::string>& fields);
+
     // Adds what the edits changed to `splices`.
     void collect(SpliceList& splices) const;
+    bool edited() const { return version_ != 0; }
+    // Grows with each edit of the block.
+    unsigned version() const { return version_; }
 
-    // For the fields.
-    const HeaderSpan& span() const { return context_->source.header(entity_); }
-    std::string_view text() const { return context_->source.text(); }
+    // As received, or as an edit brought it in.
+    const HeaderSpan& span() const { return text_->header(entity_); }
+    std::string_view text() const { return text_->text(); }
+    Content source() const;
     MessageContext& context() const { return *context_; }
     // Before a change to a field of that name.
     void noteEdit(std::string_view name);
@@ -95,14 +90,23 @@ private:
     bool beginsWithField() const;
     void collectPreface(SpliceList& splices) const;
 
+    bool isOfMessage() const;
+
     MessageContext* context_;
+    Entity* owner_;
+    const ScannedText* text_;
     std::uint32_t entity_;
-    bool noted_ = false;                // stands in the context's list of edited blocks
+    unsigned version_ = 0;
     bool typeEdited_ = false;           // an edit touched a Content-Type
     bool ordered_ = false;              // order_ counts; before that the received fields do
     std::vector<HeaderField> received_; // all at once when the first is asked for, then never moved
     std::forward_list<HeaderField> added_;
     std::vector<HeaderField*> order_; // the fields as they now stand
+    struct Rescanned {
+        std::string text;
+        HeaderSpan span;
+    };
+    mutable std::unique_ptr<Rescanned> view_; // what view() made of an edited block
 };
 
 } // namespace quzo::platform

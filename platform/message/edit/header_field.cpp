@@ -10,6 +10,7 @@
 #include "platform/charset/encoded_words.h"
 #include "platform/charset/value_cut.h"
 #include "platform/message/edit/header_block.h"
+#include "platform/message/edit/message_context.h"
 #include "platform/message/values/field_text.h"
 #include "platform/message/values/parameters.h"
 #include "quzo/core/error_text.h"
@@ -130,11 +131,14 @@ void HeaderField::decode(Details& details) const {
     details.value = std::move(decoded.bytes);
     details.charset = std::move(decoded.charset);
     details.decoded = true;
+    details.shapes = block_->context().shapes;
 }
 
 const HeaderField::Details& HeaderField::read() const {
     Details& own = details();
-    if (!own.decoded) {
+    // Raw 8-bit text is read with a look at the body.
+    const bool mayReadOtherwise = !own.hasWords && !own.charset.empty();
+    if (!own.decoded || (mayReadOtherwise && own.shapes != block_->context().shapes)) {
         decode(own);
     }
     return own;

@@ -64,6 +64,7 @@ private:
         std::string value;
         std::string charset; // see charsetOfText()
         bool hasWords = false;
+        unsigned shapes = 0; // of the message, when it was decoded
         std::string rawLine;
     };
 

@@ -22,7 +22,7 @@ bool SpliceList::write(std::string_view text, std::size_t begin, std::size_t end
     for (const Splice& splice : splices_) {
         const bool inside =
             splice.offset >= begin && (splice.offset < end || (splice.offset == end && splice.length == 0));
-        if (!inside) {
+        if (!inside || splice.offset < at) { // not in the range, or what a replaced range has swallowed
             continue;
         }
         if (splice.offset > at && !sink(text.substr(at, splice.offset - at))) {
@@ -34,14 +34,6 @@ bool SpliceList::write(std::string_view text, std::size_t begin, std::size_t end
         at = splice.offset + splice.length;
     }
     return at >= end || sink(text.substr(at, end - at));
-}
-
-std::size_t SpliceList::writtenSize(std::size_t originalSize) const {
-    std::size_t size = originalSize;
-    for (const Splice& splice : splices_) {
-        size = size - splice.length + splice.bytes.size();
-    }
-    return size;
 }
 
 } // namespace quzo::platform

@@ -17,7 +17,8 @@ struct Splice {
     std::string_view bytes; // owned by whoever made the edit; holds until the next one
 };
 
-// Splices of one text; their ranges do not overlap. Gather all, then sort(), then the rest.
+// Splices of one text. Gather all, then sort(), then the rest. A splice that begins inside the range of
+// another is swallowed by it.
 class SpliceList {
 public:
     void add(std::size_t offset, std::size_t length, std::string_view bytes) {
@@ -35,9 +36,6 @@ public:
     // the result.
     using Sink = std::function<bool(std::string_view piece)>;
     bool write(std::string_view text, std::size_t begin, std::size_t end, const Sink& sink) const;
-
-    // The bytes that write() gives for a whole text of `originalSize` bytes.
-    std::size_t writtenSize(std::size_t originalSize) const;
 
 private:
     std::vector<Splice> splices_;

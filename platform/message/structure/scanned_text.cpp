@@ -15,6 +15,19 @@ ScannedText::ScannedText(std::string bytes, const Limits& limits)
     }
 }
 
+ScannedText::ScannedText(std::string bytes, std::size_t begin, const PartPlace& place, const Limits& limits,
+                         std::size_t& end)
+    : bytes_(std::move(bytes)), limits_(limits), structure_(scanPart(bytes_, begin, place, limits_, end)) {}
+
+ScannedText::ScannedText(std::string_view boundary, std::string_view lineBreak)
+    : bytes_(std::string("--").append(boundary).append("--").append(lineBreak)), structure_(std::in_place) {
+    EntitySpan& multipart = structure_->entities.emplace_back();
+    multipart.bodyEnd = bytes_.size();
+    multipart.type = kEntityMultipart;
+    multipart.closed = true;
+    multipart.boundary = std::string_view(bytes_).substr(2, boundary.size());
+}
+
 const HeaderSpan& ScannedText::header(std::uint32_t index) const {
     if (structure_) {
         return structure_->entities[index].header;

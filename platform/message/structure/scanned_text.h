@@ -20,10 +20,17 @@ namespace quzo::platform {
 class ScannedText {
 public:
     ScannedText(std::string bytes, const Limits& limits);
+    // One part, at `begin` of the bytes, which must not be 0; see scanPart().
+    ScannedText(std::string bytes, std::size_t begin, const PartPlace& place, const Limits& limits,
+                std::size_t& end);
+    // The body of a multipart without parts: its close delimiter line, which the bytes get.
+    ScannedText(std::string_view boundary, std::string_view lineBreak);
     ScannedText(const ScannedText&) = delete;
     ScannedText& operator=(const ScannedText&) = delete;
 
     std::string_view text() const { return bytes_; }
+
+    const Limits& limits() const { return limits_; }
 
     // Zero, or kErrorLimit for a text that is larger than the limits allow; its scans find nothing then.
     int error() const { return error_; }

@@ -25,9 +25,11 @@ public:
     StructureScanner(std::string_view text, const Limits& limits) : text_(text), limits_(limits) {}
 
     Structure scan(HeaderSpan rootHeader);
+    Structure scanPart(std::size_t begin, const PartPlace& place, std::size_t& end);
 
 private:
-    // A container that has been entered. Its index in open_ is the owner of its boundaries.
+    // A container that has been entered. Its index in open_, behind those around the part that is scanned, is
+    // the owner of its boundaries.
     struct Open {
         std::uint32_t entity;
         std::uint32_t lastChild;
@@ -36,6 +38,7 @@ private:
 
     EntitySpan& at(std::uint32_t entity) { return result_.entities[entity]; }
     std::uint32_t add(std::uint32_t parent, HeaderSpan header);
+    std::uint32_t owner(std::size_t level) const { return around_ + static_cast<std::uint32_t>(level); }
     std::size_t enter(std::uint32_t entity);
     bool enterMessage(std::uint32_t entity, const ContentType& contentType);
     bool enterMultipart(std::uint32_t entity, const ContentType& contentType);
@@ -52,6 +55,9 @@ private:
     Structure result_;
     std::vector<Open> open_;
     std::size_t fields_ = 0;                 // of all entities so far
+    std::uint32_t around_ = 0;               // multiparts around the part that is scanned
+    std::size_t depth_ = 0;                  // containers around it
+    bool inDigest_ = false;                  // it is in a multipart/digest
     std::uint32_t leaf_ = EntitySpan::kNone; // the leaf whose end is being looked for
     OpenBoundaries boundaries_;
 };
@@ -71,7 +77,8 @@ std::uint32_t StructureScanner::add(std::uint32_t parent, HeaderSpan header) {
 // The type that decides about the structure, defaults applied.
 ContentType StructureScanner::typeOf(std::uint32_t entity) const {
     ContentType contentType = governingContentType(text_, result_.entities[entity].header);
-    if (!contentType.valid() && !contentType.is("multipart") && !open_.empty() && open_.back().digest) {
+    if (!contentType.valid() && !contentType.is("multipart") &&
+        (open_.empty() ? inDigest_ : open_.back().digest)) {
         contentType.type = "message";
         contentType.subtype = "rfc822";
     }
@@ -79,7 +86,7 @@ ContentType StructureScanner::typeOf(std::uint32_t entity) const {
 }
 
 bool StructureScanner::mayNest(std::uint32_t entity) {
-    if (limits_.nesting == 0 || open_.size() < limits_.nesting) {
+    if (limits_.nesting == 0 || depth_ + open_.size() < limits_.nesting) {
         return true;
     }
     at(entity).cut = true;
@@ -109,7 +116,7 @@ bool StructureScanner::openBoundaries(const HeaderSpan& header, std::uint32_t ow
 }
 
 bool StructureScanner::enterMultipart(std::uint32_t entity, const ContentType& contentType) {
-    if (!mayNest(entity) || !openBoundaries(at(entity).header, static_cast<std::uint32_t>(open_.size()))) {
+    if (!mayNest(entity) || !openBoundaries(at(entity).header, owner(open_.size()))) {
         return false;
     }
     at(entity).type = kEntityMultipart;
@@ -167,26 +174,30 @@ void StructureScanner::leave(std::uint32_t entity, std::size_t bodyEnd) {
     }
 }
 
-// Leaves everything that is deeper than the first `level` containers.
+// Leaves everything that is deeper than the first `level` containers. A leaf whose empty line is the line
+// break in front of a boundary line ends behind it, and so does what it lies in.
 void StructureScanner::leaveInner(std::size_t level, std::size_t bodyEnd) {
     if (leaf_ != EntitySpan::kNone) {
         leave(leaf_, bodyEnd);
+        bodyEnd = at(leaf_).bodyEnd;
         leaf_ = EntitySpan::kNone;
     }
     while (open_.size() > level) {
-        boundaries_.close(static_cast<std::uint32_t>(open_.size() - 1));
+        boundaries_.close(owner(open_.size() - 1));
         leave(open_.back().entity, bodyEnd);
+        bodyEnd = at(open_.back().entity).bodyEnd;
         open_.pop_back();
     }
 }
 
 // Goes over a boundary line. Returns where to look for the next one.
 std::size_t StructureScanner::cross(const BoundaryLine& line) {
-    if (line.close && at(open_[line.owner].entity).boundary.data() == nullptr) {
+    const std::size_t level = line.owner - around_;
+    if (line.close && at(open_[level].entity).boundary.data() == nullptr) {
         return line.next; // Nothing has been opened yet that it could close.
     }
-    leaveInner(line.owner + 1U, beforeLineBreak(text_, line.begin));
-    Open& container = open_[line.owner];
+    leaveInner(level + 1, beforeLineBreak(text_, line.begin));
+    Open& container = open_[level];
     const std::uint32_t multipart = container.entity;
     if (at(multipart).boundary.data() == nullptr) {
         at(multipart).boundary = line.label;
@@ -223,7 +234,33 @@ Structure StructureScanner::scan(HeaderSpan rootHeader) {
     return std::move(result_);
 }
 
+Structure StructureScanner::scanPart(std::size_t begin, const PartPlace& place, std::size_t& end) {
+    for (const std::string_view boundary : place.boundaries) {
+        boundaries_.open(boundary, around_++);
+    }
+    depth_ = place.depth;
+    inDigest_ = place.inDigest;
+    std::size_t from =
+        enter(add(EntitySpan::kNone, scanInnerHeader(text_, begin, false, limits_, boundaries_)));
+    end = text_.size();
+    BoundaryLine line;
+    while (boundaries_.find(text_, from, text_.size(), line)) {
+        if (line.owner < around_) {
+            end = line.begin;
+            break;
+        }
+        from = cross(line);
+    }
+    leaveInner(0, end == text_.size() ? end : beforeLineBreak(text_, end));
+    return std::move(result_);
+}
+
 } // namespace
+
+Structure scanPart(std::string_view text, std::size_t begin, const PartPlace& place, const Limits& limits,
+                   std::size_t& end) {
+    return StructureScanner(text, limits).scanPart(begin, place, end);
+}
 
 Structure scanStructure(std::string_view text, HeaderSpan rootHeader, const Limits& limits) {
     return StructureScanner(text, limits).scan(std::move(rootHeader));

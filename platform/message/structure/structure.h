@@ -95,4 +95,16 @@ struct Structure {
 // same. Costs one pass over the text, whatever its boundaries, and memory in proportion to fields and parts.
 Structure scanStructure(std::string_view text, HeaderSpan rootHeader, const Limits& limits);
 
+// What stands around a part that is scanned by itself.
+struct PartPlace {
+    std::vector<std::string_view> boundaries; // of the multiparts around it, the outermost first
+    std::size_t depth = 0;                    // the containers around it, embedded messages too
+    bool inDigest = false;                    // the innermost is a multipart/digest
+};
+
+// Scans one part, which begins with its header block at `begin` and becomes entity 0. It ends where a
+// boundary line of a multipart around it begins, else with the text; that place is the result in `end`.
+Structure scanPart(std::string_view text, std::size_t begin, const PartPlace& place, const Limits& limits,
+                   std::size_t& end);
+
 } // namespace quzo::platform

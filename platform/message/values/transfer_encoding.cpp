@@ -84,4 +84,31 @@ std::string decodedTransfer(std::string_view body, TransferEncoding encoding, st
     return out;
 }
 
+std::string encodedTransfer(std::string_view bytes, TransferEncoding encoding, std::string_view lineBreak) {
+    if (encoding == TransferEncoding::None) {
+        return std::string(bytes);
+    }
+    // Quoted-printable has its line breaks as they are; GMime knows LF as one.
+    std::string unix;
+    if (encoding == TransferEncoding::QuotedPrintable) {
+        unix.reserve(bytes.size());
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            if (bytes[i] != '\r' || i + 1 == bytes.size() || bytes[i + 1] != '\n') {
+                unix += bytes[i];
+            }
+        }
+        bytes = unix;
+    }
+    GMimeEncoding state{};
+    g_mime_encoding_init_encode(&state, gmimeEncoding(encoding));
+    std::string written(g_mime_encoding_outlen(&state, bytes.size()), '\0');
+    written.resize(g_mime_encoding_flush(&state, bytes.data(), bytes.size(), written.data()));
+    std::string out;
+    out.reserve(written.size() + written.size() / 32);
+    for (const char c : written) {
+        c == '\n' ? out.append(lineBreak) : out.append(1, c);
+    }
+    return out;
+}
+
 } // namespace quzo::platform

@@ -17,4 +17,7 @@ TransferEncoding transferEncodingOf(std::string_view value);
 // `body` decoded, at most `maxBytes` of the result.
 std::string decodedTransfer(std::string_view body, TransferEncoding encoding, std::size_t maxBytes);
 
+// `bytes` in that encoding, with these line ends; as they are for None. Not for Uuencode.
+std::string encodedTransfer(std::string_view bytes, TransferEncoding encoding, std::string_view lineBreak);
+
 } // namespace quzo::platform

@@ -1,7 +1,7 @@
 // Identifiers: a counter that a one-to-one mixing function spreads, started at a random place in each
 // process, and behind it the time. Within a process no value comes twice; between processes two would
 // have to meet in 64 random bits within the same microsecond.
-#include "platform/message/identifiers.h"
+#include "platform/base/identifiers.h"
 
 #include <sys/random.h>
 #include <unistd.h>

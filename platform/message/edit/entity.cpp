@@ -1,55 +1,95 @@
 // Entities: the library's operations on a header block, and the place in the tree. See entity.h.
-#include "platform/message/entity.h"
+#include "platform/message/edit/entity.h"
 
 #include <algorithm>
 
 #include "platform/base/ascii.h"
 #include "platform/charset/charset.h"
-#include "platform/message/message_impl.h"
+#include "platform/message/edit/message_context.h"
+#include "platform/message/edit/message_writer.h"
 #include "platform/message/values/file_names.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/guard.h"
 
 namespace quzo::platform {
 
-Entity::Entity(MessageImpl& message, std::uint32_t index)
-    : message_(&message), index_(index), header_(message.context(), index) {}
+Entity::Entity(MessageContext& context, const ScannedText& text, std::uint32_t index)
+    : context_(&context), header_(context, *this, text, index), content_{&text, index}, slot_(index) {}
 
-void Entity::place(Entity* parent, Entity* next, Entity* nextSibling) {
-    parent_ = parent;
-    next_ = next;
-    nextSibling_ = nextSibling;
-    embedded_ = parent != nullptr && (parent->embedded_ || parent->getEntityType() == kEntityMessage ||
-                                      parent->getEntityType() == kEntityOtherMessage);
+Entity* Entity::nextSibling() const {
+    Entity* next = nextSibling_;
+    while (next != nullptr && next->removed_) {
+        next = next->nextSibling_; // both were removed, this one first
+    }
+    return next;
+}
+
+bool Entity::removed() const {
+    for (const Entity* up = this; up != nullptr; up = up->parent_) {
+        if (up->removed_) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool Entity::untouched() const {
+    return !header_.edited() && !contentEdited_ && !editedBelow_ && header_.source() == content_;
+}
+
+void Entity::noteEdit() {
+    ++context_->edits;
+    for (Entity* up = parent_; up != nullptr && !up->editedBelow_; up = up->parent_) {
+        up->editedBelow_ = true;
+    }
+}
+
+void Entity::noteHeaderEdit(std::string_view name) {
+    if (startsWithNoCase(name, "Content-")) {
+        ++context_->shapes;
+        const bool saysType =
+            equalsNoCase(name, "Content-Type") || equalsNoCase(name, "Content-Transfer-Encoding");
+        if (saysType) {
+            context_->tree.noteTypeEdit(*this);
+        }
+    }
+    noteEdit();
 }
 
 int Entity::getEntityType() const {
     return guarded("Reading an entity's type", static_cast<int>(kEntityLeaf), [this]() -> int {
-        if (index_ == 0 && message_->plainlyLeaf()) {
+        EntityTree& tree = context_->tree;
+        if (this == &tree.root() && tree.plainlyLeaf()) {
             return kEntityLeaf;
         }
-        return message_->context().source.structure().entities[index_].type;
+        tree.grow();
+        return span().type;
     });
 }
 
 KvMsgEntity* Entity::getNext() {
     using Result = KvMsgEntity*;
     return guarded("Walking the entities", Result(nullptr), [this]() -> Result {
-        if (index_ == 0) {
-            if (message_->plainlyLeaf()) {
-                return nullptr;
-            }
-            message_->tree();
+        EntityTree& tree = context_->tree;
+        if (this == &tree.root() && tree.plainlyLeaf()) {
+            return nullptr;
         }
-        return next_;
+        tree.grow();
+        return EntityTree::next(*this);
     });
 }
 
-KvMsgEntity* Entity::getNextSibling() { return nextSibling_; }
+KvMsgEntity* Entity::getNextSibling() {
+    using Result = KvMsgEntity*;
+    return guarded("Walking the entities", Result(nullptr), [this]() -> Result {
+        context_->tree.grow();
+        return nextSibling();
+    });
+}
 
 int Entity::hasError() const {
     return guarded("Checking an entity", static_cast<int>(kErrorMalformedEntity), [this]() -> int {
-        const int ofMessage = message_->error();
+        const int ofMessage = context_->source.error();
         if (ofMessage != kErrorNone) {
             return ofMessage;
         }
@@ -57,23 +97,12 @@ int Entity::hasError() const {
     });
 }
 
-// Bodies are not replaced yet: the caller is told so and keeps its locator.
-int Entity::setContent(KvMsgResourceLocator* /*content*/, const char* /*contentType*/,
-                       const char* /*charset*/, const char* /*transferEncoding*/) {
-    return kErrorNotSupported;
-}
-
-int Entity::insertChildEntity(KvMsgEntity* /*child*/, int /*position*/) { return kErrorNotSupported; }
-
-int Entity::insertMessage(KvMsgAttachHandle /*message*/, int /*position*/) { return kErrorNotSupported; }
-
 const KvMsgFileInfo* Entity::getFileInfo() {
     using Result = const KvMsgFileInfo*;
     return guarded("Reading a file name", Result(nullptr), [this]() -> Result {
-        const unsigned edits = message_->context().edits;
-        if (!fileInfo_ || fileInfo_->edits != edits) {
+        if (!fileInfo_ || fileInfo_->version != header_.version()) {
             auto info = std::make_unique<FileInfo>();
-            info->edits = edits;
+            info->version = header_.version();
             std::vector<std::string> names = fileNames();
             if (!names.empty()) {
                 info->name = std::move(names.front());
@@ -141,13 +170,23 @@ int Entity::removeHeader(const char* name) {
 }
 
 std::string_view Entity::body() const {
-    const ScannedText& source = message_->context().source;
-    if (index_ == 0 && message_->plainlyLeaf()) {
-        return source.text().substr(std::min(source.header(0).bodyBegin, source.text().size()));
+    EntityTree& tree = context_->tree;
+    if (this == &tree.root() && tree.plainlyLeaf()) {
+        const std::string_view text = context_->source.text();
+        return text.substr(std::min(context_->source.header(0).bodyBegin, text.size()));
     }
-    const EntitySpan& span = source.structure().entities[index_];
-    const std::size_t begin = std::min(span.header.bodyBegin, span.bodyEnd);
-    return source.text().substr(begin, span.bodyEnd - begin);
+    tree.grow();
+    if (editedBelow_ || (contentEdited_ && firstSlot_ != nullptr)) {
+        if (!written_ || written_->edits != context_->edits) {
+            auto written = std::make_unique<Written>();
+            written->bytes = writtenContent(*this);
+            written->edits = context_->edits;
+            written_ = std::move(written);
+        }
+        return written_->bytes;
+    }
+    const std::size_t begin = std::min(span().header.bodyBegin, span().bodyEnd);
+    return content_.text->text().substr(begin, span().bodyEnd - begin);
 }
 
 std::string Entity::mediaType() const {
@@ -155,7 +194,7 @@ std::string Entity::mediaType() const {
     if (type.valid()) {
         return lowered(type.type) + '/' + lowered(type.subtype);
     }
-    return index_ != 0 && getEntityType() == kEntityMessage ? "message/rfc822" : "text/plain";
+    return parent_ != nullptr && getEntityType() == kEntityMessage ? "message/rfc822" : "text/plain";
 }
 
 std::vector<std::string> Entity::fileNames() const {

@@ -1,0 +1,401 @@
+// The walk over what was edited. See message_writer.h.
+//
+// An entity without edits is one range of its text. In one with edits the header block comes as splices, and
+// a content with children as the text between its slots, child for child. Entities nest as deeply as a sender
+// likes, so the walk keeps a stack of its own and never recurses.
+//
+// A multipart keeps its delimiter lines. With a child that was removed the line in front of it goes too; in
+// front of an inserted one a line is written; and one that never was closed is closed when its last child is
+// another.
+#include "platform/message/edit/message_writer.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "platform/message/edit/message_context.h"
+
+namespace quzo::platform {
+namespace {
+
+// Joins neighbouring ranges of one text, and knows what was written last.
+class Pieces {
+public:
+    explicit Pieces(const PieceSink& sink) : sink_(sink) {}
+
+    // Whether what was written last is where an edit put it, and not where it was scanned.
+    bool endsInEdit() const { return endsInEdit_; }
+    void noteEdit() { endsInEdit_ = true; }
+
+    // False once the sink has stopped it; nothing more is given to it then.
+    bool ok() const { return ok_; }
+    std::size_t count() const { return count_; }
+    bool atLineStart() const { return count_ == 0 || last_ == '\n'; }
+
+    void range(const ScannedText& text, std::size_t begin, std::size_t end) {
+        if (begin >= end) {
+            return;
+        }
+        if (text_ == &text && end_ == begin) {
+            end_ = end;
+        } else {
+            flush();
+            text_ = &text;
+            begin_ = begin;
+            end_ = end;
+        }
+        note(end - begin, text.text()[end - 1]);
+        endsInEdit_ = false;
+    }
+
+    void bytes(std::string_view piece) {
+        if (!piece.empty()) {
+            flush();
+            ok_ = ok_ && sink_(piece);
+            note(piece.size(), piece.back());
+            endsInEdit_ = true;
+        }
+    }
+
+    void flush() {
+        if (text_ != nullptr && ok_) {
+            ok_ = sink_(text_->text().substr(begin_, end_ - begin_));
+        }
+        text_ = nullptr;
+    }
+
+private:
+    void note(std::size_t size, char last) {
+        count_ += size;
+        last_ = last;
+    }
+
+    const PieceSink& sink_;
+    const ScannedText* text_ = nullptr; // of the range that waits for its neighbour
+    std::size_t begin_ = 0;
+    std::size_t end_ = 0;
+    std::size_t count_ = 0;
+    char last_ = '\0';
+    bool endsInEdit_ = false;
+    bool ok_ = true;
+};
+
+class Walk {
+public:
+    Walk(const MessageContext& context, const PieceSink& sink)
+        : context_(context), lineBreak_(context.source.lineBreak()), out_(sink) {}
+
+    bool message() {
+        const Entity& root = context_.tree.root();
+        if (root.untouched()) {
+            out_.range(context_.source, 0, context_.source.text().size());
+        } else {
+            header(root, 0);
+            content(root);
+        }
+        return end();
+    }
+
+    bool entity(const Entity& entity) {
+        enter(entity);
+        return end();
+    }
+
+    bool onlyContent(const Entity& entity) {
+        content(entity);
+        return end();
+    }
+
+private:
+    // A content with children that is being written.
+    struct Frame {
+        const Entity* entity;
+        const Entity* slot;          // that comes next
+        std::size_t at;              // up to where the content's text has been written
+        std::size_t childBegin = 0;  // where the body of the last child began, in bytes written
+        bool childEdited = false;    // the last child stands in a slot and has edits
+        bool childIsOther = false;   // its content was scanned elsewhere, with a line break behind it
+        bool behindInserted = false; // the last child was inserted
+        bool lineReady = false;      // a delimiter line can be written here
+        bool mustClose = false;      // it has no close delimiter, and its last child is another now
+    };
+
+    bool end() {
+        while (!frames_.empty() && out_.ok()) {
+            step();
+        }
+        out_.flush();
+        return out_.ok();
+    }
+
+    void enter(const Entity& entity) {
+        const EntitySpan& span = entity.span();
+        if (entity.untouched()) {
+            if (!frames_.empty()) {
+                frames_.back().childBegin = out_.count() + (span.header.bodyBegin - span.header.begin);
+            }
+            out_.range(*entity.content().text, span.header.begin, span.bodyEnd);
+            return;
+        }
+        header(entity, entity.header().span().begin);
+        content(entity);
+    }
+
+    static bool isEmpty(const Entity& entity) {
+        return entity.firstSlot() == nullptr && entity.span().header.bodyBegin >= entity.span().bodyEnd;
+    }
+
+    // The header block and the empty line behind it. A text from `from` on stands in front.
+    void header(const Entity& entity, std::size_t from) {
+        const HeaderBlock& block = entity.header();
+        const HeaderSpan& span = block.span();
+        const ScannedText& text = *block.source().text;
+        if (!block.edited()) {
+            out_.range(text, from, span.end);
+        } else {
+            SpliceList splices;
+            block.collect(splices);
+            splices.sort();
+            splices.write(text.text(), from, span.end, [&](std::string_view piece) {
+                pieceOf(text, piece);
+                return out_.ok();
+            });
+            out_.noteEdit();
+        }
+        if (span.end < span.bodyBegin) {
+            out_.range(text, span.end, span.bodyBegin);
+        }
+        if (span.bodyBegin == span.end && entity.contentEdited() && !isEmpty(entity)) {
+            out_.bytes(out_.atLineStart() ? std::string_view() : lineBreak_);
+            out_.bytes(lineBreak_);
+        }
+    }
+
+    // A piece that may be a range of the text, so that it is joined with its neighbours.
+    void pieceOf(const ScannedText& text, std::string_view piece) {
+        const std::string_view all = text.text();
+        const std::less_equal<const char*> notAfter;
+        const bool inside = notAfter(all.data(), piece.data()) &&
+                            notAfter(piece.data() + piece.size(), all.data() + all.size());
+        if (inside) {
+            const auto begin = static_cast<std::size_t>(piece.data() - all.data());
+            out_.range(text, begin, begin + piece.size());
+        } else {
+            out_.bytes(piece);
+        }
+    }
+
+    void content(const Entity& entity) {
+        if (&entity == &context_.tree.root() && !entity.contentEdited() && !entity.editedBelow()) {
+            // The tree of a message need not be known to write its body.
+            const ScannedText& text = context_.source;
+            out_.range(text, text.header(0).bodyBegin, text.text().size());
+            return;
+        }
+        if (!frames_.empty()) {
+            frames_.back().childBegin = out_.count();
+        }
+        const EntitySpan& span = entity.span();
+        const std::size_t begin = std::min(span.header.bodyBegin, span.bodyEnd);
+        const bool asItIs = !entity.contentEdited() && !entity.editedBelow();
+        if (asItIs || entity.firstSlot() == nullptr) {
+            out_.range(*entity.content().text, begin, span.bodyEnd);
+            if (entity.contentEdited() && !touchesLine(entity)) {
+                out_.noteEdit();
+            }
+            return;
+        }
+        frames_.push_back({&entity, entity.firstSlot(), begin});
+    }
+
+    static const EntitySpan& spanOf(const Frame& frame, const Entity& slot) {
+        return frame.entity->content().text->structure().entities[slot.slot()];
+    }
+
+    // Writes the content's text up to `to`.
+    void copy(Frame& frame, std::size_t to) {
+        if (frame.at < to) {
+            separate(frame);
+            out_.range(*frame.entity->content().text, frame.at, to);
+            frame.at = to;
+        }
+    }
+
+    // Whether the entity's content, where it was scanned, had the boundary line right behind it.
+    static bool touchesLine(const Entity& entity) {
+        const std::string_view text = entity.content().text->text();
+        const std::size_t end = entity.span().bodyEnd;
+        return end < text.size() && text[end] != '\r' && text[end] != '\n';
+    }
+
+    // Whether what the last child ends with was not scanned with a boundary line right behind it.
+    bool endIsNew(const Frame& frame) const {
+        return frame.childIsOther || (frame.childEdited && out_.endsInEdit());
+    }
+
+    // A child that was empty can touch the delimiter line behind it; what it holds now must not.
+    void separate(Frame& frame) {
+        const std::string_view text = frame.entity->content().text->text();
+        const bool touches = frame.at < text.size() && text[frame.at] != '\r' && text[frame.at] != '\n';
+        if (touches && endIsNew(frame) && (out_.count() > frame.childBegin || !out_.atLineStart())) {
+            out_.bytes(lineBreak_);
+        }
+        frame.childEdited = false;
+        frame.childIsOther = false;
+    }
+
+    // Where the delimiter line begins in front of the next slot that is not an inserted one, or the close
+    // delimiter; npos in a multipart that was not closed.
+    std::size_t nextLine(const Frame& frame, const Entity* slot) const {
+        const EntitySpan& span = frame.entity->span();
+        while (slot != nullptr && slot->slot() == Entity::kInserted) {
+            slot = slot->nextSlot();
+        }
+        if (slot != nullptr) {
+            return lineInFront(frame, *slot);
+        }
+        return span.closed ? span.closeDelimiter : std::string_view::npos;
+    }
+
+    // Where the delimiter line of a slot begins: it is the line in front of the part.
+    static std::size_t lineInFront(const Frame& frame, const Entity& slot) {
+        const std::string_view text = frame.entity->content().text->text();
+        const std::size_t lineEnd = spanOf(frame, slot).header.begin - 1;
+        const std::size_t before = lineEnd == 0 ? std::string_view::npos : text.rfind('\n', lineEnd - 1);
+        return before == std::string_view::npos ? 0 : before + 1;
+    }
+
+    void step() {
+        Frame& frame = frames_.back();
+        if (frame.behindInserted) {
+            if (endIsNew(frame)) {
+                out_.bytes(lineBreak_);
+            }
+            frame.behindInserted = false;
+            frame.childEdited = false;
+            frame.childIsOther = false;
+            frame.lineReady = true;
+        }
+        const Entity* slot = frame.slot;
+        if (slot == nullptr) {
+            finish(frame);
+            frames_.pop_back();
+            return;
+        }
+        frame.slot = slot->nextSlot();
+        if (slot->slot() == Entity::kInserted) {
+            if (!slot->removedItself()) {
+                insert(frame, *slot);
+            }
+        } else if (slot->removedItself()) {
+            leaveOut(frame, *slot);
+        } else {
+            copy(frame, spanOf(frame, *slot).header.begin);
+            frame.at = spanOf(frame, *slot).bodyEnd;
+            frame.childEdited = !slot->untouched();
+            frame.childIsOther =
+                slot->content() != Content{frame.entity->content().text, slot->slot()} && !touchesLine(*slot);
+            frame.lineReady = false;
+            enter(*slot); // may move the frames
+        }
+    }
+
+    // Leaves a slot and the delimiter line in front of it out.
+    void leaveOut(Frame& frame, const Entity& slot) {
+        copy(frame, lineInFront(frame, slot));
+        separate(frame);
+        frame.lineReady = true;
+        const std::size_t next = nextLine(frame, frame.slot);
+        frame.mustClose = next == std::string_view::npos;
+        frame.at = std::max(frame.at, frame.mustClose ? spanOf(frame, slot).bodyEnd : next);
+    }
+
+    void insert(Frame& frame, const Entity& entity) {
+        const std::size_t line = nextLine(frame, frame.slot);
+        frame.mustClose = line == std::string_view::npos;
+        if (!frame.mustClose) {
+            copy(frame, line);
+            separate(frame);
+        } else {
+            endLine(frame);
+        }
+        delimiter(frame, "");
+        out_.bytes(lineBreak_);
+        frame.behindInserted = true;
+        frame.childEdited = !entity.untouched();
+        frame.childIsOther = !touchesLine(entity);
+        enter(entity); // may move the frames
+    }
+
+    void endLine(Frame& frame) {
+        if (!frame.lineReady) {
+            out_.bytes(lineBreak_);
+        }
+        frame.childEdited = false;
+        frame.childIsOther = false;
+        frame.lineReady = true;
+    }
+
+    void delimiter(const Frame& frame, std::string_view close) {
+        out_.bytes("--");
+        out_.bytes(frame.entity->span().boundary);
+        out_.bytes(close);
+    }
+
+    void finish(Frame& frame) {
+        const std::size_t end = frame.entity->span().bodyEnd;
+        if (frame.mustClose) {
+            endLine(frame);
+            delimiter(frame, "--");
+            if (frame.at == end && end == frame.entity->content().text->text().size()) {
+                out_.bytes(lineBreak_); // the last line of a text
+            }
+        }
+        if (frame.at == end && frame.childIsOther) {
+            out_.noteEdit(); // it ends with what the child ends with
+        }
+        copy(frame, end);
+    }
+
+    const MessageContext& context_;
+    const std::string_view lineBreak_;
+    Pieces out_;
+    std::vector<Frame> frames_;
+};
+
+std::string collected(const std::function<void(const PieceSink&)>& write) {
+    std::string out;
+    write([&out](std::string_view piece) {
+        out += piece;
+        return true;
+    });
+    return out;
+}
+
+} // namespace
+
+bool writeMessage(const MessageContext& context, const PieceSink& sink) {
+    return Walk(context, sink).message();
+}
+
+bool writeEntity(const Entity& entity, const PieceSink& sink) {
+    return Walk(entity.context(), sink).entity(entity);
+}
+
+std::string writtenEntity(const Entity& entity) {
+    return collected([&](const PieceSink& sink) { writeEntity(entity, sink); });
+}
+
+std::string writtenContent(const Entity& entity) {
+    return collected([&](const PieceSink& sink) { Walk(entity.context(), sink).onlyContent(entity); });
+}
+
+std::string writtenHeader(const HeaderBlock& header) {
+    const HeaderSpan& span = header.span();
+    SpliceList splices;
+    header.collect(splices);
+    splices.sort();
+    return collected(
+        [&](const PieceSink& sink) { splices.write(header.text(), span.begin, span.end, sink); });
+}
+
+} // namespace quzo::platform

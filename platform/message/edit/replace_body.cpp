@@ -1,0 +1,158 @@
+// Replacing the body of an entity. See tree_edits.h.
+#include <algorithm>
+#include <optional>
+#include <string>
+
+#include "platform/base/ascii.h"
+#include "platform/base/utf8.h"
+#include "platform/charset/charset.h"
+#include "platform/message/edit/edit_checks.h"
+#include "platform/message/edit/message_context.h"
+#include "platform/message/edit/part_scan.h"
+#include "platform/message/edit/tree_edits.h"
+#include "platform/message/values/parameters.h"
+#include "platform/message/values/transfer_encoding.h"
+#include "quzo/core/error_text.h"
+
+namespace quzo::platform {
+namespace {
+
+constexpr std::size_t kMaxLine = 998; // bytes of a line without its break that SMTP carries
+
+bool hasLongLine(std::string_view bytes) {
+    for (std::size_t line = 0; line < bytes.size();) {
+        const std::size_t end = std::min(bytes.find('\n', line), bytes.size());
+        const std::size_t length = end - line - (end > line && bytes[end - 1] == '\r' ? 1 : 0);
+        if (length > kMaxLine) {
+            return true;
+        }
+        line = end + 1;
+    }
+    return false;
+}
+
+std::string withLineBreaks(std::string_view text, std::string_view lineBreak) {
+    std::string out;
+    out.reserve(text.size() + text.size() / 32);
+    for (std::size_t line = 0; line < text.size();) {
+        const std::size_t end = text.find('\n', line);
+        if (end == std::string_view::npos) {
+            out.append(text.substr(line));
+            break;
+        }
+        const std::size_t length = end - line - (end > line && text[end - 1] == '\r' ? 1 : 0);
+        out.append(text.substr(line, length)).append(lineBreak);
+        line = end + 1;
+    }
+    return out;
+}
+
+// The encodings in which a body can be stored, best first.
+using Names = std::vector<std::string>;
+
+Names encodingsFor(std::string_view bytes, const ContentType& type) {
+    const bool sevenBit = isAscii(bytes) && bytes.find('\0') == std::string_view::npos && !hasLongLine(bytes);
+    if (type.is("multipart") || isEmbeddedMessage(type)) {
+        return {sevenBit ? "7bit" : "8bit"}; // these may not be encoded
+    }
+    if (sevenBit) {
+        return {"7bit", "base64"}; // no boundary can stand in base64
+    }
+    const auto high = std::count_if(bytes.begin(), bytes.end(), [](char c) { return (c & '\x80') != 0; });
+    const bool mostlyAscii = static_cast<std::size_t>(high) < bytes.size() / 4;
+    return type.is("text") && mostlyAscii ? Names{"quoted-printable", "base64"} : Names{"base64"};
+}
+
+// The bytes in an encoding; nothing when it cannot hold them.
+std::optional<std::string> encoded(std::string_view bytes, std::string_view encoding,
+                                   std::string_view lineBreak) {
+    const TransferEncoding known = transferEncodingOf(encoding);
+    if (known != TransferEncoding::None) {
+        return known == TransferEncoding::Uuencode ? std::nullopt
+                                                   : std::optional(encodedTransfer(bytes, known, lineBreak));
+    }
+    const bool binary = encoding == "binary";
+    const bool eightBit = encoding == "8bit" || binary;
+    const bool fits = (eightBit || isAscii(bytes)) &&
+                      (binary || (bytes.find('\0') == std::string_view::npos && !hasLongLine(bytes)));
+    return (eightBit || encoding == "7bit") && fits ? std::optional(std::string(bytes)) : std::nullopt;
+}
+
+// The field Content-Type, without its line break; empty when the texts cannot stand in one.
+std::string typeField(const Entity& entity, const NewBody& body, std::string_view lineBreak) {
+    const std::string type = body.type == nullptr ? entity.mediaType() : std::string(body.type);
+    const ContentType read = readContentType(type);
+    if (!read.valid() || !read.parameters.empty()) {
+        return {};
+    }
+    const std::string charset = body.charset == nullptr ? entity.charset() : std::string(body.charset);
+    constexpr std::string_view kName = "Content-Type:";
+    std::string value = " " + lowered(read.type) + "/" + lowered(read.subtype);
+    if (!charset.empty() && (read.is("text") || body.charset != nullptr)) {
+        if (!isCharsetName(charset)) {
+            return {};
+        }
+        value = replaceParameter(value, "charset", charset, kName.size(), lineBreak);
+    }
+    return std::string(kName).append(value);
+}
+
+bool describesBody(std::string_view name) {
+    constexpr std::string_view kNames[] = {"Content-Type", "Content-Transfer-Encoding", "Content-MD5",
+                                           "Content-Length"};
+    return std::any_of(std::begin(kNames), std::end(kNames),
+                       [&](std::string_view one) { return equalsNoCase(one, name); });
+}
+
+} // namespace
+
+int replaceBody(Entity& entity, const NewBody& body) {
+    const int error = checkEditable(entity);
+    if (error != kErrorNone) {
+        return error;
+    }
+    MessageContext& context = entity.context();
+    const std::string_view lineBreak = context.source.lineBreak();
+    const std::string typeLine = typeField(entity, body, lineBreak);
+    if (typeLine.empty()) {
+        return kErrorInvalidArgument;
+    }
+    const ContentType type = readContentType(std::string_view(typeLine).substr(typeLine.find(':') + 1));
+    const std::string bytes =
+        type.is("text") ? withLineBreaks(body.bytes, lineBreak) : std::string(body.bytes);
+    const Names encodings =
+        body.encoding == nullptr ? encodingsFor(bytes, type) : Names{lowered(body.encoding)};
+    for (const std::string& encoding : encodings) {
+        const std::optional<std::string> stored = encoded(bytes, encoding, lineBreak);
+        if (!stored) {
+            return kErrorInvalidArgument;
+        }
+        std::vector<std::string> fields{typeLine, "Content-Transfer-Encoding: " + encoding};
+        std::string part;
+        for (std::string& field : fields) {
+            field.append(lineBreak);
+            part += field;
+        }
+        part.append(lineBreak).append(*stored);
+        const ScannedText* text = scanPartAt(context, part, placeOf(entity));
+        if (text == nullptr) {
+            continue;
+        }
+        const int excess = checkRoom(entity, *text);
+        if (excess != kErrorNone) {
+            return excess;
+        }
+        Entity& made = context.tree.make(*text, entity.embedded());
+        addMimeVersion(entity, fields);
+        entity.header().exchange(
+            [&body](std::string_view name) {
+                return body.anew ? startsWithNoCase(name, "Content-") : describesBody(name);
+            },
+            fields);
+        context.tree.replaceContent(entity, made);
+        return kErrorNone;
+    }
+    return kErrorInvalidArgument;
+}
+
+} // namespace quzo::platform
