@@ -133,7 +133,7 @@ private:
             if (!frames_.empty()) {
                 frames_.back().childBegin = out_.count() + (span.header.bodyBegin - span.header.begin);
             }
-            out_.range(*entity.content().text, span.header.begin, span.bodyEnd);
+            out_.range(*entity.content().text, span.header.begin, span.end);
             return;
         }
         header(entity, entity.header().span().begin);
@@ -141,7 +141,7 @@ private:
     }
 
     static bool isEmpty(const Entity& entity) {
-        return entity.firstSlot() == nullptr && entity.span().header.bodyBegin >= entity.span().bodyEnd;
+        return entity.firstSlot() == nullptr && entity.span().header.bodyBegin >= entity.span().end;
     }
 
     // The header block and the empty line behind it. A text from `from` on stands in front.
@@ -195,10 +195,10 @@ private:
             frames_.back().childBegin = out_.count();
         }
         const EntitySpan& span = entity.span();
-        const std::size_t begin = std::min(span.header.bodyBegin, span.bodyEnd);
+        const std::size_t begin = std::min(span.header.bodyBegin, span.end);
         const bool asItIs = !entity.contentEdited() && !entity.editedBelow();
         if (asItIs || entity.firstSlot() == nullptr) {
-            out_.range(*entity.content().text, begin, span.bodyEnd);
+            out_.range(*entity.content().text, begin, span.end);
             if (entity.contentEdited() && !touchesLine(entity)) {
                 out_.noteEdit();
             }
@@ -223,7 +223,7 @@ private:
     // Whether the entity's content, where it was scanned, had the boundary line right behind it.
     static bool touchesLine(const Entity& entity) {
         const std::string_view text = entity.content().text->text();
-        const std::size_t end = entity.span().bodyEnd;
+        const std::size_t end = entity.span().end;
         return end < text.size() && text[end] != '\r' && text[end] != '\n';
     }
 
@@ -290,7 +290,7 @@ private:
             leaveOut(frame, *slot);
         } else {
             copy(frame, spanOf(frame, *slot).header.begin);
-            frame.at = spanOf(frame, *slot).bodyEnd;
+            frame.at = spanOf(frame, *slot).end;
             frame.childEdited = !slot->untouched();
             frame.childIsOther =
                 slot->content() != Content{frame.entity->content().text, slot->slot()} && !touchesLine(*slot);
@@ -306,7 +306,7 @@ private:
         frame.lineReady = true;
         const std::size_t next = nextLine(frame, frame.slot);
         frame.mustClose = next == std::string_view::npos;
-        frame.at = std::max(frame.at, frame.mustClose ? spanOf(frame, slot).bodyEnd : next);
+        frame.at = std::max(frame.at, frame.mustClose ? spanOf(frame, slot).end : next);
     }
 
     void insert(Frame& frame, const Entity& entity) {
@@ -342,7 +342,7 @@ private:
     }
 
     void finish(Frame& frame) {
-        const std::size_t end = frame.entity->span().bodyEnd;
+        const std::size_t end = frame.entity->span().end;
         if (frame.mustClose) {
             endLine(frame);
             delimiter(frame, "--");

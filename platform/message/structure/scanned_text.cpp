@@ -23,6 +23,7 @@ ScannedText::ScannedText(std::string_view boundary, std::string_view lineBreak)
     : bytes_(std::string("--").append(boundary).append("--").append(lineBreak)), structure_(std::in_place) {
     EntitySpan& multipart = structure_->entities.emplace_back();
     multipart.bodyEnd = bytes_.size();
+    multipart.end = bytes_.size();
     multipart.type = kEntityMultipart;
     multipart.closed = true;
     multipart.boundary = std::string_view(bytes_).substr(2, boundary.size());

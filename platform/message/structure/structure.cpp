@@ -174,18 +174,19 @@ void StructureScanner::leave(std::uint32_t entity, std::size_t bodyEnd) {
     }
 }
 
-// Leaves everything that is deeper than the first `level` containers. A leaf whose empty line is the line
-// break in front of a boundary line ends behind it, and so does what it lies in.
+// Leaves everything that is deeper than the first `level` containers.
 void StructureScanner::leaveInner(std::size_t level, std::size_t bodyEnd) {
+    std::size_t end = bodyEnd;
     if (leaf_ != EntitySpan::kNone) {
         leave(leaf_, bodyEnd);
-        bodyEnd = at(leaf_).bodyEnd;
+        end = at(leaf_).end = at(leaf_).bodyEnd;
         leaf_ = EntitySpan::kNone;
     }
     while (open_.size() > level) {
         boundaries_.close(owner(open_.size() - 1));
-        leave(open_.back().entity, bodyEnd);
-        bodyEnd = at(open_.back().entity).bodyEnd;
+        const std::uint32_t entity = open_.back().entity;
+        leave(entity, bodyEnd);
+        end = at(entity).end = std::max(end, at(entity).bodyEnd);
         open_.pop_back();
     }
 }

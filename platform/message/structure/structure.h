@@ -63,6 +63,8 @@ struct EntitySpan {
     HeaderSpan header;
     std::size_t bodyEnd = 0; // the body is [header.bodyBegin, bodyEnd), without the line break
                              // that belongs to the boundary line after it
+    std::size_t end = 0;     // of the whole entity: bodyEnd, or behind that where its last leaf has the line
+                             // break of the boundary line for its header's end or its empty line
     std::uint32_t parent = kNone;
     std::uint32_t nextSibling = kNone;
     int type = 0;     // KvMsgEntityType
