@@ -3,13 +3,12 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <cstdio>
 #include <filesystem>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "tests/cli/program.h"
+#include "tests/cli/apply_fixture.h"
 
 namespace quzo::test {
 namespace {
@@ -21,39 +20,13 @@ using testing::IsEmpty;
 using testing::Not;
 using Files = std::map<std::string, std::string>;
 
-// Tags what goes to b.example, deletes what goes to gone.example, leaves the rest alone.
-constexpr std::string_view kPolicy = R"(
-[[rule]]
-id = 10
-name = "Tag"
-when = { recipient = "*@b.example" }
-actions = [{ type = "tag-subject", tag = "[T] ", signed = true }, { type = "x-header", name = "X-T", value = "1" }]
-
-[[rule]]
-id = 20
-name = "Gone"
-when = { recipient = "*@gone.example" }
-actions = [{ type = "delete" }]
-)";
-
 std::string mail(std::string_view to, std::string_view subject = "one") {
     return "From: a@a.example\nTo: " + std::string(to) + "\nSubject: " + std::string(subject) + "\n\nbody\n";
 }
 
 std::string taggedMail() { return "From: a@a.example\nTo: x@b.example\nSubject: [T] one\nX-T: 1\n\nbody\n"; }
 
-class Apply : public testing::Test {
-protected:
-    Apply() { dir_.write("p.toml", kPolicy); }
-
-    ProgramRun apply(std::vector<std::string> arguments, const Surroundings& surroundings = {}) const {
-        std::vector<std::string> all = {"apply", "-p", "p.toml"};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        return dir_.quzo(all, surroundings);
-    }
-
-    TemporaryDirectory dir_;
-};
+class Apply : public ApplyFixture {};
 
 TEST_F(Apply, IsAFilter) {
     const std::string odd = "From someone\nSubject: a\0b\r\nTo: x@c.example\r\n\r\nno end"s;
@@ -331,70 +304,6 @@ TEST_F(Apply, DryRunsWriteNothing) {
                           " To: x@b.example\n-Subject: one\n+Subject: [T] one\n+X-T: 1\n \n body\n"));
     EXPECT_EQ(dir_.files(""), before);
     EXPECT_FALSE(fs::exists(dir_.path("out")));
-}
-
-// Applies the hunks of a diff to the lines of a text; counts and context must fit.
-std::string patched(const std::string& text, const std::string& diff) {
-    std::istringstream old(text);
-    std::istringstream hunks(diff.substr(diff.find("@@")));
-    std::string result;
-    std::string line;
-    std::string kept;
-    std::size_t at = 1;
-    while (std::getline(hunks, line)) {
-        unsigned long begin = 0;
-        if (std::sscanf(line.c_str(), "@@ -%lu,", &begin) == 1) { // NOLINT(cert-err34-c)
-            for (; at < begin && std::getline(old, kept); ++at) {
-                result += kept + "\n";
-            }
-            continue;
-        }
-        if (line[0] != '+') {
-            std::getline(old, kept);
-            EXPECT_EQ(kept, line.substr(1)) << "at line " << at;
-            ++at;
-        }
-        result += line[0] != '-' ? line.substr(1) + "\n" : "";
-    }
-    while (std::getline(old, kept)) {
-        result += kept + "\n";
-    }
-    return result;
-}
-
-TEST_F(Apply, ShowsAllOfAChange) {
-    std::string fields;
-    for (int at = 0; at < 20; ++at) {
-        fields += "X-" + std::to_string(at) + ": " + std::to_string(at) + "\n";
-    }
-    const std::string to = "To: x@b.example\n";
-    const std::string samples[] = {
-        to + "Subject: a\n" + fields + "\nbody\n",
-        to + fields + "Subject: a\n\tfolded =?utf-8?q?=C3=A4?=\n" + fields + "Subject: b\n\n",
-        to + "\n",
-        "Subject: a\n" + fields + "Subject: b\nSubject: c\n" + fields + "Subject: d\n" + to +
-            "\n1\n2\n3\n4\n",
-    };
-    for (const std::string& sample : samples) {
-        dir_.write("m.eml", sample);
-        std::string diff = apply({"--diff", "m.eml"}).out;
-        for (std::size_t tab = diff.find("\\x09"); tab != std::string::npos; tab = diff.find("\\x09")) {
-            diff.replace(tab, 4, "\t");
-        }
-        EXPECT_EQ(patched(sample, diff), apply({"m.eml"}).out) << diff;
-    }
-}
-
-// What mail and file names hold is shown, not obeyed.
-TEST_F(Apply, EscapesControlCharacters) {
-    dir_.write("in/\x1b[2J.eml",
-               "X: \xff\xe2\x80\xae\r\nTo: x@b.example\r\nSubject: a\x1b[31mb\r\n\r\nx\r\n");
-    const ProgramRun run = apply({"--diff", "in"});
-    EXPECT_THAT(run.out, HasSubstr("in/\\x1B[2J.eml: modified"));
-    EXPECT_THAT(run.out, HasSubstr(" X: \\xFF\\xE2\\x80\\xAE\n"));
-    EXPECT_THAT(run.out, HasSubstr("-Subject: a\\x1B[31mb\n"));
-    EXPECT_THAT(run.out + run.err, Not(HasSubstr("\x1b")));
-    EXPECT_THAT(run.out, Not(HasSubstr("\\x0D")));
 }
 
 } // namespace
