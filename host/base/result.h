@@ -1,33 +1,12 @@
 // What an operation of the programs gives: a value, or what went wrong.
 #pragma once
 
-#include <utility>
-#include <variant>
-
 #include "host/base/fault.h"
+#include "platform/base/result.h"
 
 namespace quzo::host {
 
 template <typename T>
-class [[nodiscard]] Result {
-public:
-    Result(T value) : content_(std::in_place_index<0>, std::move(value)) {}
-    Result(Fault fault) : content_(std::in_place_index<1>, std::move(fault)) {}
-
-    bool ok() const { return content_.index() == 0; }
-    explicit operator bool() const { return ok(); }
-
-    // Only when ok().
-    T& operator*() { return *std::get_if<0>(&content_); }
-    const T& operator*() const { return *std::get_if<0>(&content_); }
-    T* operator->() { return std::get_if<0>(&content_); }
-    const T* operator->() const { return std::get_if<0>(&content_); }
-
-    // Only when not ok().
-    const Fault& fault() const { return *std::get_if<1>(&content_); }
-
-private:
-    std::variant<T, Fault> content_;
-};
+using Result = platform::Result<T, Fault>;
 
 } // namespace quzo::host

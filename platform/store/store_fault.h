@@ -4,8 +4,8 @@
 #include <exception>
 #include <string>
 #include <utility>
-#include <variant>
 
+#include "platform/base/result.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
@@ -54,26 +54,7 @@ struct StoreFault {
 
 // A value, or why there is none.
 template <typename T>
-class [[nodiscard]] StoreResult {
-public:
-    StoreResult(T value) : content_(std::in_place_index<0>, std::move(value)) {}
-    StoreResult(StoreFault fault) : content_(std::in_place_index<1>, std::move(fault)) {}
-
-    bool ok() const { return content_.index() == 0; }
-    explicit operator bool() const { return ok(); }
-
-    // Only when ok().
-    T& operator*() { return *std::get_if<0>(&content_); }
-    const T& operator*() const { return *std::get_if<0>(&content_); }
-    T* operator->() { return std::get_if<0>(&content_); }
-    const T* operator->() const { return std::get_if<0>(&content_); }
-
-    // Only when not ok().
-    const StoreFault& fault() const { return *std::get_if<1>(&content_); }
-
-private:
-    std::variant<T, StoreFault> content_;
-};
+using StoreResult = Result<T, StoreFault>;
 
 // The value of an operation that has none.
 struct Nothing {};
