@@ -10,6 +10,7 @@
 
 #include "platform/charset/converter.h"
 #include "quzo/core/error_text.h"
+#include "sample_texts.h"
 
 namespace {
 
@@ -20,13 +21,6 @@ using quzo::platform::DecodedValue;
 using quzo::platform::decodeWords;
 using quzo::platform::encodeWords;
 using quzo::platform::Unmappable;
-
-std::string utf8(const std::string& bytes, const std::string& charset) {
-    std::string out;
-    return charset.empty() || convert(bytes, charset.c_str(), "utf-8", Unmappable::Fail, '?', out) != 0
-               ? bytes
-               : out;
-}
 
 bool isUnsafe(char c) { return (c < 0x20 && c != '\t' && c != '\r' && c != '\n') || c == 0x7F; }
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <string>
 
-#include "platform/charset/converter.h"
 #include "platform/charset/encoded_words.h"
 #include "quzo/core/error_text.h"
 #include "sample_texts.h"
@@ -12,19 +11,10 @@
 namespace {
 
 using namespace std::string_literals;
-using quzo::platform::convert;
 using quzo::platform::DecodedValue;
 using quzo::platform::decodeWords;
 using quzo::platform::encodeAsWords;
 using quzo::platform::encodeWords;
-using quzo::platform::Unmappable;
-
-std::string utf8(const std::string& bytes, const std::string& charset) {
-    std::string out;
-    return charset.empty() || convert(bytes, charset.c_str(), "utf-8", Unmappable::Fail, '?', out) != 0
-               ? bytes
-               : out;
-}
 
 // What holds for every value that encodeWords() writes.
 void expectWellFormed(const std::string& written, std::size_t firstColumn, const std::string& what) {

@@ -65,3 +65,11 @@ std::vector<SampleText> sampleTexts() {
     }
     return samples;
 }
+
+std::string utf8(const std::string& bytes, const std::string& charset) {
+    using namespace quzo::platform;
+    std::string out;
+    const bool known =
+        !charset.empty() && convert(bytes, charset.c_str(), "utf-8", Unmappable::Fail, '?', out) == 0;
+    return known ? out : bytes;
+}

@@ -14,3 +14,6 @@ struct SampleText {
 // A few thousand of them: words and blanks in all arrangements, every length, texts that look like encoded
 // words.
 std::vector<SampleText> sampleTexts();
+
+// The text in UTF-8; the bytes themselves without a charset, and when they are no text in it.
+std::string utf8(const std::string& bytes, const std::string& charset);
