@@ -22,6 +22,11 @@ inline bool hasControlBytes(std::string_view text) {
     return std::any_of(text.begin(), text.end(), isControlByte);
 }
 
+// The same without tabs, which stand between words of a line.
+inline bool hasControlsButTabs(std::string_view text) {
+    return std::any_of(text.begin(), text.end(), [](char c) { return isControlByte(c) && c != '\t'; });
+}
+
 constexpr bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
 inline bool startsWithNoCase(std::string_view text, std::string_view prefix) {

@@ -19,10 +19,6 @@ namespace {
 constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-bool hasControl(std::string_view text) {
-    return std::any_of(text.begin(), text.end(), [](char c) { return isControlByte(c) && c != '\t'; });
-}
-
 // Reads line by line into the sections.
 class Parser {
 public:
@@ -37,7 +33,7 @@ public:
         if (!line.empty() && line.back() == '\r') {
             line.remove_suffix(1);
         }
-        if (hasControl(line)) {
+        if (hasControlsButTabs(line)) {
             report("the line has a control character or NUL in it", "take it out");
             return;
         }

@@ -5,10 +5,9 @@
 // belongs to the boundary, which is why a message without one at its end keeps that too.
 #include "platform/message/compose/attached_message.h"
 
-#include <algorithm>
-
 #include "platform/base/identifiers.h"
-#include "platform/base/utf8.h"
+#include "platform/base/line_breaks.h"
+#include "platform/message/values/transfer_encoding.h"
 
 namespace quzo::platform {
 namespace {
@@ -20,25 +19,6 @@ std::string_view lineEndOf(std::string_view message) {
     return bare && !message.ends_with('\r') ? "\n" : "\r\n";
 }
 
-bool hasLongLine(std::string_view message) {
-    constexpr std::size_t kMaxLine = 998;
-    while (message.size() > kMaxLine) {
-        const std::size_t end = message.find('\n');
-        if (std::min(end, message.size()) > kMaxLine + 1) { // one byte for a CR
-            return true;
-        }
-        message.remove_prefix(end + 1);
-    }
-    return false;
-}
-
-std::string_view transferEncodingOf(std::string_view message) {
-    if (message.find('\0') != std::string_view::npos || hasLongLine(message)) {
-        return "binary";
-    }
-    return isAscii(message) ? "7bit" : "8bit";
-}
-
 std::string boundaryFor(std::string_view message) {
     std::string boundary;
     do {
@@ -47,19 +27,11 @@ std::string boundaryFor(std::string_view message) {
     return boundary;
 }
 
-std::string withLineEnd(std::string_view text, std::string_view lineEnd) {
-    std::string out;
-    for (const char c : text) {
-        out.append(c == '\n' ? lineEnd : std::string_view(&c, 1));
-    }
-    return out;
-}
-
 } // namespace
 
 std::string attachedMessage(const OwnHeader& header, std::string_view text, std::string_view message) {
     const std::string_view end = lineEndOf(message);
-    const std::string_view encoding = transferEncodingOf(message);
+    const std::string_view encoding = plainEncodingOf(message);
     const std::string boundary = boundaryFor(message);
     std::string out;
     out.reserve(message.size() + text.size() + 2048);
@@ -71,7 +43,7 @@ std::string attachedMessage(const OwnHeader& header, std::string_view text, std:
     line("--", boundary);
     line("Content-Type: text/plain; charset=us-ascii");
     line();
-    line(withLineEnd(text, end), "--", boundary);
+    line(withLineBreaks(text, end), "--", boundary);
     line("Content-Type: message/rfc822");
     line("Content-Disposition: attachment; filename=\"message.eml\"");
     line("Content-Transfer-Encoding: ", encoding);

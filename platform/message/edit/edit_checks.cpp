@@ -27,9 +27,7 @@ int checkRoom(Entity& entity, const ScannedText& text) {
 }
 
 bool isAnyRoot(const Entity& entity) {
-    const Entity* parent = entity.parent();
-    return parent == nullptr || parent->span().type == kEntityMessage ||
-           parent->span().type == kEntityOtherMessage;
+    return entity.parent() == nullptr || holdsMessage(entity.parent()->span());
 }
 
 void addMimeVersion(const Entity& entity, std::vector<std::string>& fields) {

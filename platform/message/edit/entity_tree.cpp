@@ -60,10 +60,7 @@ void EntityTree::settle(const Stale& stale) {
     if (entity.removed()) {
         return;
     }
-    const ContentType type = entity.header().contentType();
-    const bool container =
-        type.is("multipart") || isEmbeddedMessage(type) || (!type.valid() && isInDigest(entity));
-    if (entity.span().type == kEntityLeaf && !container && !stale.waited) {
+    if (entity.span().type == kEntityLeaf && !mayHoldParts(entity) && !stale.waited) {
         return;
     }
     for (Entity* at = &entity; at != nullptr; at = at->parent_) {
@@ -96,8 +93,7 @@ void EntityTree::makeChildren(Entity& holder, const ScannedText& text) {
         const std::uint32_t above = spans[i].parent;
         Entity& entity = (*below_)[base + i - 1];
         entity.parent_ = above == 0 ? &holder : &(*below_)[base + above - 1];
-        entity.embedded_ = entity.parent_->embedded_ || spans[above].type == kEntityMessage ||
-                           spans[above].type == kEntityOtherMessage;
+        entity.embedded_ = entity.parent_->embedded_ || holdsMessage(spans[above]);
         Entity* const before = entity.parent_->lastChild_;
         (before == nullptr ? entity.parent_->firstSlot_ : before->nextSlot_) = &entity;
         (before == nullptr ? entity.parent_->firstChild_ : before->nextSibling_) = &entity;
@@ -106,25 +102,19 @@ void EntityTree::makeChildren(Entity& holder, const ScannedText& text) {
     }
 }
 
-Entity* EntityTree::next(const Entity& entity) {
-    Entity* child = entity.removed_ ? nullptr : entity.firstChild();
-    for (const Entity* at = &entity; child == nullptr && at != nullptr; at = at->parent_) {
-        child = at->nextSibling();
+Entity* EntityTree::next(const Entity& entity, const Entity* top) {
+    Entity* found = entity.removed_ ? nullptr : entity.firstChild();
+    for (const Entity* at = &entity; found == nullptr && at != nullptr && at != top; at = at->parent_) {
+        found = at->nextSibling();
     }
-    return child;
+    return found;
 }
 
 // Entities in a subtree.
-std::size_t EntityTree::sizeOf(const Entity& entity) {
+std::size_t EntityTree::sizeOf(const Entity& top) {
     std::size_t entities = 0;
-    const Entity* at = &entity;
-    while (at != nullptr) {
+    for (const Entity* at = &top; at != nullptr; at = next(*at, &top)) {
         ++entities;
-        const Entity* next = at->firstChild_;
-        for (; next == nullptr && at != &entity; at = at->parent_) {
-            next = at->nextSibling();
-        }
-        at = next;
     }
     return entities;
 }
@@ -134,11 +124,9 @@ bool EntityTree::contains(const KvMsgEntity* entity) {
     if (entity == &root_) {
         return true;
     }
-    if (known_.size() != below_->size()) {
-        known_.reserve(below_->size());
-        for (const Entity& one : *below_) {
-            known_.insert(&one);
-        }
+    known_.reserve(below_->size());
+    for (std::size_t i = known_.size(); i < below_->size(); ++i) {
+        known_.insert(&(*below_)[i]);
     }
     return known_.count(entity) != 0 && !static_cast<const Entity*>(entity)->removed();
 }
@@ -217,8 +205,8 @@ void EntityTree::remove(Entity& entity) noexcept {
     Entity* const behind = entity.nextSibling_;
     (before == nullptr ? parent.firstChild_ : before->nextSibling_) = behind;
     (behind == nullptr ? parent.lastChild_ : behind->previousSibling_) = before;
-    entity.removed_ = true;
     count_ -= sizeOf(entity);
+    entity.removed_ = true;
     noteShape(parent);
     // Most of what is removed is no part of the body; then that need not be found anew.
     if (bodyStays &&

@@ -33,8 +33,8 @@ public:
     // The entity of that index in the message as received, also one that was removed since. After grow().
     Entity& received(std::uint32_t index) { return index == 0 ? root_ : (*below_)[index - 1]; }
 
-    // The next one in document order; null at the end.
-    static Entity* next(const Entity& entity);
+    // The next one in document order, with `top` the next one in that subtree; null at the end.
+    static Entity* next(const Entity& entity, const Entity* top = nullptr);
 
     // How many there are, without those that were removed. After grow().
     std::size_t count() const { return count_; }
@@ -80,11 +80,10 @@ private:
         bool waited; // a type of it named a boundary, so lines around it may have been taken for its own
     };
     void makeChildren(Entity& holder, const ScannedText& text);
-    static std::size_t sizeOf(const Entity& entity);
+    static std::size_t sizeOf(const Entity& top);
     void dropChildren(Entity& entity) noexcept;
     static void takeContent(Entity& to, Entity& from) noexcept;
     void settle(const Stale& stale);
-    bool scanAnew(Entity& entity);
     void findBody();
     void noteShape(Entity& entity) noexcept;
 

@@ -277,7 +277,8 @@ void HeaderBlock::collectPreface(SpliceList& splices) const {
     }
 }
 
-void HeaderBlock::collect(SpliceList& splices) const {
+SpliceList HeaderBlock::splices() const {
+    SpliceList splices;
     collectPreface(splices);
     const HeaderSpan& header = span();
     for (const HeaderField& field : received_) {
@@ -293,6 +294,8 @@ void HeaderBlock::collect(SpliceList& splices) const {
             splices.add(field->offset(), 0, field->text());
         }
     }
+    splices.sort();
+    return splices;
 }
 
 } // namespace quzo::platform

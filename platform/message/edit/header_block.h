@@ -68,8 +68,8 @@ public:
     void exchange(const std::function<bool(std::string_view name)>& goes,
                   const std::vector<std::string>& fields);
 
-    // Adds what the edits changed to `splices`.
-    void collect(SpliceList& splices) const;
+    // What the edits changed of text(), in order.
+    SpliceList splices() const;
     bool edited() const { return version_ != 0; }
     // Grows with each edit of the block.
     unsigned version() const { return version_; }

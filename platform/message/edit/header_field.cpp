@@ -19,16 +19,12 @@
 namespace quzo::platform {
 namespace {
 
-bool isControl(char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F; }
-
-bool hasControls(std::string_view text) { return std::any_of(text.begin(), text.end(), isControl); }
-
 // The charset of a value without words; empty for ASCII.
 std::string charsetOfRawValue(const std::string& bytes, const std::string& bodyCharset) {
     if (!isAscii(bytes)) {
         return charsetOfRawText(bytes, bodyCharset);
     }
-    if (!hasControls(bytes)) {
+    if (!hasControlsButTabs(bytes)) {
         return {};
     }
     // Old Japanese mail has its shift sequences raw.
@@ -45,7 +41,7 @@ void prepareToBeWritten(bool hasWords, DecodedValue& value) {
         return;
     }
     const bool wouldChange =
-        hasControls(value.bytes) || (hasWords && value.bytes.find("=?") != std::string::npos);
+        hasControlsButTabs(value.bytes) || (hasWords && value.bytes.find("=?") != std::string::npos);
     std::string converted;
     if (wouldChange && startsWithNoCase(value.charset, "iso-8859-1") &&
         convert(value.bytes, value.charset.c_str(), "utf-8", Unmappable::Fail, '?', converted) ==

@@ -92,10 +92,7 @@ private:
         if (!block.edited()) {
             out_.range(text, from, span.end);
         } else {
-            SpliceList splices;
-            block.collect(splices);
-            splices.sort();
-            splices.write(text.text(), from, span.end, [&](std::string_view piece) {
+            block.splices().write(text.text(), from, span.end, [&](std::string_view piece) {
                 pieceOf(text, piece);
                 return out_.ok();
             });
@@ -179,6 +176,11 @@ private:
         if (touches && endIsNew(frame) && (out_.count() > frame.childBegin || !out_.atLineStart())) {
             out_.bytes(lineBreak_);
         }
+        forgetChild(frame);
+    }
+
+    // The line break behind the last child has been seen to.
+    static void forgetChild(Frame& frame) {
         frame.childEdited = false;
         frame.childIsOther = false;
     }
@@ -211,9 +213,8 @@ private:
                 out_.bytes(lineBreak_);
             }
             frame.behindInserted = false;
-            frame.childEdited = false;
-            frame.childIsOther = false;
             frame.lineReady = true;
+            forgetChild(frame);
         }
         const Entity* slot = frame.slot;
         if (slot == nullptr) {
@@ -270,9 +271,8 @@ private:
         if (!frame.lineReady) {
             out_.bytes(lineBreak_);
         }
-        frame.childEdited = false;
-        frame.childIsOther = false;
         frame.lineReady = true;
+        forgetChild(frame);
     }
 
     void delimiter(const Frame& frame, std::string_view close) {
@@ -317,12 +317,8 @@ bool writeMessage(const MessageContext& context, const PieceSink& sink) {
     return Walk(context, sink).message();
 }
 
-bool writeEntity(const Entity& entity, const PieceSink& sink) {
-    return Walk(entity.context(), sink).entity(entity);
-}
-
 std::string writtenEntity(const Entity& entity) {
-    return collected([&](const PieceSink& sink) { writeEntity(entity, sink); });
+    return collected([&](const PieceSink& sink) { Walk(entity.context(), sink).entity(entity); });
 }
 
 std::string writtenContent(const Entity& entity) {
@@ -331,11 +327,8 @@ std::string writtenContent(const Entity& entity) {
 
 std::string writtenHeader(const HeaderBlock& header) {
     const HeaderSpan& span = header.span();
-    SpliceList splices;
-    header.collect(splices);
-    splices.sort();
     return collected(
-        [&](const PieceSink& sink) { splices.write(header.text(), span.begin, span.end, sink); });
+        [&](const PieceSink& sink) { header.splices().write(header.text(), span.begin, span.end, sink); });
 }
 
 } // namespace quzo::platform

@@ -18,7 +18,6 @@ using PieceSink = std::function<bool(std::string_view piece)>;
 bool writeMessage(const MessageContext& context, const PieceSink& sink);
 
 // An entity, from its header block to the end of its content.
-bool writeEntity(const Entity& entity, const PieceSink& sink);
 std::string writtenEntity(const Entity& entity);
 
 // What stands behind the header block and its empty line.

@@ -108,8 +108,12 @@ bool dependsOnWhatFollows(const Entity& entity) {
     if (at->span().type == kEntityMultipart) {
         return !at->span().closed;
     }
-    const ContentType type = at->header().contentType();
-    return type.is("multipart") || isEmbeddedMessage(type) || (!type.valid() && isInDigest(*at));
+    return mayHoldParts(*at);
+}
+
+bool mayHoldParts(const Entity& entity) {
+    const ContentType type = entity.header().contentType();
+    return type.is("multipart") || isEmbeddedMessage(type) || (!type.valid() && isInDigest(entity));
 }
 
 } // namespace quzo::platform

@@ -30,6 +30,9 @@ const ScannedText* scanPartAt(MessageContext& context, std::string_view part, co
 // it that is not closed.
 bool wouldSwallow(const Entity& entity, const std::vector<std::string_view>& boundaries);
 
+// Whether the entity's type, by default also that of its place, is that of a multipart or a message.
+bool mayHoldParts(const Entity& entity);
+
 // Whether a Content-Type of the entity is that of a multipart.
 bool namesBoundary(const Entity& entity);
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/base/ascii.h"
-#include "platform/base/utf8.h"
+#include "platform/base/line_breaks.h"
 #include "platform/charset/charset.h"
 #include "platform/message/edit/edit_checks.h"
 #include "platform/message/edit/message_context.h"
@@ -17,45 +17,15 @@
 namespace quzo::platform {
 namespace {
 
-constexpr std::size_t kMaxLine = 998; // bytes of a line without its break that SMTP carries
-
-bool hasLongLine(std::string_view bytes) {
-    for (std::size_t line = 0; line < bytes.size();) {
-        const std::size_t end = std::min(bytes.find('\n', line), bytes.size());
-        const std::size_t length = end - line - (end > line && bytes[end - 1] == '\r' ? 1 : 0);
-        if (length > kMaxLine) {
-            return true;
-        }
-        line = end + 1;
-    }
-    return false;
-}
-
-std::string withLineBreaks(std::string_view text, std::string_view lineBreak) {
-    std::string out;
-    out.reserve(text.size() + text.size() / 32);
-    for (std::size_t line = 0; line < text.size();) {
-        const std::size_t end = text.find('\n', line);
-        if (end == std::string_view::npos) {
-            out.append(text.substr(line));
-            break;
-        }
-        const std::size_t length = end - line - (end > line && text[end - 1] == '\r' ? 1 : 0);
-        out.append(text.substr(line, length)).append(lineBreak);
-        line = end + 1;
-    }
-    return out;
-}
-
 // The encodings in which a body can be stored, best first.
 using Names = std::vector<std::string>;
 
 Names encodingsFor(std::string_view bytes, const ContentType& type) {
-    const bool sevenBit = isAscii(bytes) && bytes.find('\0') == std::string_view::npos && !hasLongLine(bytes);
+    const std::string_view plain = plainEncodingOf(bytes);
     if (type.is("multipart") || isEmbeddedMessage(type)) {
-        return {sevenBit ? "7bit" : "8bit"}; // these may not be encoded
+        return {std::string(plain)}; // these may not be encoded
     }
-    if (sevenBit) {
+    if (plain == "7bit") {
         return {"7bit", "base64"}; // no boundary can stand in base64
     }
     const auto high = std::count_if(bytes.begin(), bytes.end(), [](char c) { return (c & '\x80') != 0; });
@@ -71,11 +41,9 @@ std::optional<std::string> encoded(std::string_view bytes, std::string_view enco
         return known == TransferEncoding::Uuencode ? std::nullopt
                                                    : std::optional(encodedTransfer(bytes, known, lineBreak));
     }
-    const bool binary = encoding == "binary";
-    const bool eightBit = encoding == "8bit" || binary;
-    const bool fits = (eightBit || isAscii(bytes)) &&
-                      (binary || (bytes.find('\0') == std::string_view::npos && !hasLongLine(bytes)));
-    return (eightBit || encoding == "7bit") && fits ? std::optional(std::string(bytes)) : std::nullopt;
+    const std::string_view least = plainEncodingOf(bytes);
+    const bool fits = encoding == least || encoding == "binary" || (encoding == "8bit" && least == "7bit");
+    return fits ? std::optional(std::string(bytes)) : std::nullopt;
 }
 
 // The field Content-Type, without its line break; empty when the texts cannot stand in one.

@@ -7,11 +7,11 @@
 
 #include "platform/base/ascii.h"
 #include "platform/base/identifiers.h"
-#include "platform/base/utf8.h"
 #include "platform/message/edit/edit_checks.h"
 #include "platform/message/edit/message_context.h"
 #include "platform/message/edit/message_writer.h"
 #include "platform/message/edit/part_scan.h"
+#include "platform/message/values/transfer_encoding.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
@@ -72,7 +72,6 @@ Wrapping prepareWrapping(Entity& entity) {
     return made;
 }
 
-// The part is entity 0 of `text`.
 void carryOut(Entity& entity, const Wrapping& wrapping) {
     if (dependsOnWhatFollows(entity)) {
         entity.context().tree.noteTypeEdit(*wrapping.inner);
@@ -226,26 +225,23 @@ int insertCopy(Entity& into, Entity& child, int position) {
         return error;
     }
     const bool toDigest = into.header().contentType().is("multipart", "digest");
-    std::string part;
+    std::string part = writtenEntity(child);
     if (isInDigest(child) != toDigest && !child.header().contentType().valid()) {
-        part = contentFields(child, toDigest).back();
+        part.insert(0, contentFields(child, toDigest).back());
     }
-    writeEntity(child, [&part](std::string_view piece) {
-        part += piece;
-        return true;
-    });
     return insertPart(into, part, position);
 }
 
 int insertWhole(Entity& into, Entity& root, int position) {
     const std::string_view lineBreak = into.context().source.lineBreak();
     root.context().tree.grow();
-    const std::string bytes = writtenEntity(root);
-    std::string part = std::string("Content-Type: message/rfc822").append(lineBreak);
-    if (!isAscii(bytes)) {
-        part.append("Content-Transfer-Encoding: 8bit").append(lineBreak);
+    std::string part = writtenEntity(root);
+    const std::string_view encoding = plainEncodingOf(part);
+    std::string header = std::string("Content-Type: message/rfc822").append(lineBreak);
+    if (encoding != "7bit") {
+        header.append("Content-Transfer-Encoding: ").append(encoding).append(lineBreak);
     }
-    return insertPart(into, part.append(lineBreak).append(bytes), position);
+    return insertPart(into, part.insert(0, header.append(lineBreak)), position);
 }
 
 int removeEntity(Entity& entity) {

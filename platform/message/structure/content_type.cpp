@@ -1,6 +1,7 @@
 // The Content-Type reader. See content_type.h for why it reads more than the grammar allows.
 #include "platform/message/structure/content_type.h"
 #include "platform/base/ascii.h"
+#include "platform/base/hex.h"
 
 #include <algorithm>
 #include <array>
@@ -139,14 +140,6 @@ bool nextParameter(Cursor& cursor, Parameter& parameter) {
         return true;
     }
     return false;
-}
-
-int hexDigit(char c) {
-    const char digit = asciiLower(c);
-    if (digit >= '0' && digit <= '9') {
-        return digit - '0';
-    }
-    return digit >= 'a' && digit <= 'f' ? digit - 'a' + 10 : -1;
 }
 
 // Appends a value with escapes, folds and percent encoding undone.

@@ -258,6 +258,10 @@ Structure StructureScanner::scanPart(std::size_t begin, const PartPlace& place, 
 
 } // namespace
 
+bool holdsMessage(const EntitySpan& entity) {
+    return entity.type == kEntityMessage || entity.type == kEntityOtherMessage;
+}
+
 Structure scanPart(std::string_view text, std::size_t begin, const PartPlace& place, const Limits& limits,
                    std::size_t& end) {
     return StructureScanner(text, limits).scanPart(begin, place, end);

@@ -77,6 +77,9 @@ struct EntitySpan {
     std::string_view boundary; // a view into the scanned text, quotes taken off; null for others
 };
 
+// Whether what lies in the entity is an embedded message.
+bool holdsMessage(const EntitySpan& entity);
+
 struct Structure {
     std::vector<EntitySpan> entities;
     bool limited = false; // a limit cut the scan somewhere

@@ -87,7 +87,7 @@ bool isOneAddress(std::string_view address) {
 
 int parseMailbox(std::string_view text, Mailbox& out) {
     text = trimmed(text);
-    if (std::any_of(text.begin(), text.end(), [](char c) { return isControlByte(c) && c != '\t'; })) {
+    if (hasControlsButTabs(text)) {
         return kErrorInvalidArgument;
     }
     std::string_view bare = text;

@@ -6,6 +6,8 @@
 #include <algorithm>
 
 #include "platform/base/ascii.h"
+#include "platform/base/line_breaks.h"
+#include "platform/base/utf8.h"
 #include "platform/message/structure/content_type.h"
 #include "platform/message/values/gmime_objects.h"
 
@@ -84,6 +86,13 @@ std::string decodedTransfer(std::string_view body, TransferEncoding encoding, st
     return out;
 }
 
+std::string_view plainEncodingOf(std::string_view bytes) {
+    if (bytes.find('\0') != std::string_view::npos || hasLongLine(bytes)) {
+        return "binary";
+    }
+    return isAscii(bytes) ? "7bit" : "8bit";
+}
+
 std::string encodedTransfer(std::string_view bytes, TransferEncoding encoding, std::string_view lineBreak) {
     if (encoding == TransferEncoding::None) {
         return std::string(bytes);
@@ -91,24 +100,14 @@ std::string encodedTransfer(std::string_view bytes, TransferEncoding encoding, s
     // Quoted-printable has its line breaks as they are; GMime knows LF as one.
     std::string unix;
     if (encoding == TransferEncoding::QuotedPrintable) {
-        unix.reserve(bytes.size());
-        for (std::size_t i = 0; i < bytes.size(); ++i) {
-            if (bytes[i] != '\r' || i + 1 == bytes.size() || bytes[i + 1] != '\n') {
-                unix += bytes[i];
-            }
-        }
+        unix = withLineBreaks(bytes, "\n");
         bytes = unix;
     }
     GMimeEncoding state{};
     g_mime_encoding_init_encode(&state, gmimeEncoding(encoding));
     std::string written(g_mime_encoding_outlen(&state, bytes.size()), '\0');
     written.resize(g_mime_encoding_flush(&state, bytes.data(), bytes.size(), written.data()));
-    std::string out;
-    out.reserve(written.size() + written.size() / 32);
-    for (const char c : written) {
-        c == '\n' ? out.append(lineBreak) : out.append(1, c);
-    }
-    return out;
+    return withLineBreaks(written, lineBreak);
 }
 
 } // namespace quzo::platform

@@ -1,4 +1,4 @@
-// Undoing the transfer encoding of a body.
+// The transfer encoding of a body.
 #pragma once
 
 #include <cstddef>
@@ -16,6 +16,9 @@ TransferEncoding transferEncodingOf(std::string_view value);
 
 // `body` decoded, at most `maxBytes` of the result.
 std::string decodedTransfer(std::string_view body, TransferEncoding encoding, std::size_t maxBytes);
+
+// What bytes that are stored as they are ask of the way: "7bit", "8bit" or "binary".
+std::string_view plainEncodingOf(std::string_view bytes);
 
 // `bytes` in that encoding, with these line ends; as they are for None. Not for Uuencode.
 std::string encodedTransfer(std::string_view bytes, TransferEncoding encoding, std::string_view lineBreak);
