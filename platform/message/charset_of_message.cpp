@@ -52,7 +52,7 @@ std::string bodyCharset(MessageImpl& message) {
 }
 
 std::string charsetOfMessage(MessageImpl& message) {
-    const std::string body = bodyCharset(message);
+    std::string body = bodyCharset(message);
     std::string own;
     bool several = false;
     bool raw = false;

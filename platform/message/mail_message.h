@@ -55,6 +55,14 @@ public:
     virtual void setIdentifier(std::string identifier) = 0;
     virtual void setMailId(std::string mailId) = 0;
 
+    // Whether insertStamp() leaves a text alone that shows the stamp already, quoted or not. No, at first.
+    virtual void setStampOnce(bool once) = 0;
+
+    // What removeEntityAndDummyParent() leaves in the place of a part that it removes: a text, UTF-8, in
+    // which %NAME%, %TYPE% and %SIZE% (bytes, decoded) stand for the part's own. Nothing, as at first, where
+    // it is empty; nor among alternatives, where it would be shown instead of the message.
+    virtual void setRemovalNote(std::string note) = 0;
+
     // The envelope: bare addresses. The null sender is a sender of no length.
     virtual bool hasSender() const = 0;
     virtual const std::string& sender() const = 0;

@@ -7,8 +7,11 @@
 #include <utility>
 
 #include "platform/base/identifiers.h"
+#include "platform/charset/converter.h"
 #include "platform/message/charset_of_message.h"
 #include "platform/message/edit/message_writer.h"
+#include "platform/message/edit/resource_locator.h"
+#include "platform/message/stamp/insert_stamp.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/guard.h"
 
@@ -22,10 +25,29 @@ std::unique_ptr<MailMessage> MailMessage::parse(std::string bytes, const Limits&
 MessageImpl::MessageImpl(std::string bytes, const Limits& limits, RawValues rawValues)
     : rawValues_(rawValues), context_(*this, std::move(bytes), limits) {}
 
-// Stamps are not placed yet; the caller is told so, and nothing changes.
-int MessageImpl::insertStamp(int /*position*/, KvMsgResourceLocator* /*stamp*/, int /*kind*/,
-                             const char* /*srcCharset*/, const char* /*dstCharset*/) {
-    return kErrorNotSupported;
+int MessageImpl::insertStamp(int position, KvMsgResourceLocator* stamp, int /*kind*/, const char* srcCharset,
+                             const char* dstCharset) {
+    return guarded("Inserting a stamp", static_cast<int>(kErrorNoMemory), [&]() -> int {
+        if (stamp == nullptr) {
+            return kErrorInvalidArgument;
+        }
+        const std::string& bytes = static_cast<const MemoryLocator*>(stamp)->bytes();
+        std::string text;
+        if (srcCharset != nullptr && !sameCharset(srcCharset, "utf-8")) {
+            const int error = convert(bytes, srcCharset, "utf-8", Unmappable::Fail, '?', text);
+            if (error != kErrorNone) {
+                return error;
+            }
+        } else {
+            text = bytes;
+        }
+        constexpr int kBefore = 1;
+        StampRequest request{position == kBefore ? StampPosition::Before : StampPosition::After, text};
+        request.charset = dstCharset;
+        request.asAttachment = stampsAreAttachments();
+        request.once = stampOnce_;
+        return platform::insertStamp(root(), request);
+    });
 }
 
 const Protection& MessageImpl::protection() const {

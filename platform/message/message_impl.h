@@ -48,6 +48,8 @@ public:
     LimitReached limitReached() const override { return context_.source.limitReached(); }
     void setIdentifier(std::string identifier) override { identifier_ = std::move(identifier); }
     void setMailId(std::string mailId) override { mailId_ = std::move(mailId); }
+    void setStampOnce(bool once) override { stampOnce_ = once; }
+    void setRemovalNote(std::string note) override { context_.removalNote = std::move(note); }
     bool hasSender() const override { return envelope_.hasSender(); }
     const std::string& sender() const override { return envelope_.sender(); }
     const std::vector<std::string>& recipients() const override { return envelope_.recipients(); }
@@ -84,6 +86,7 @@ private:
     mutable std::optional<KnownProtection> protection_;
     mutable std::string identifier_; // made on first use when the host gives none
     std::string mailId_;
+    bool stampOnce_ = false;
     struct KnownCharset {
         unsigned edits; // of the message, when it was found
         const char* name;

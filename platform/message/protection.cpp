@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/message/structure/content_type.h"
+#include "platform/message/structure/pgp_marks.h"
 #include "platform/message/structure/structure_lines.h"
 #include "quzo/core/message.h"
 
@@ -28,32 +29,7 @@ void merge(Protection& into, const Protection& found) {
     into.isEncrypted = into.isEncrypted || found.isEncrypted;
 }
 
-// ---- OpenPGP marks in a text
-
-constexpr std::string_view kMark = "-----BEGIN PGP ";
-constexpr std::string_view kSignedMark = "SIGNED MESSAGE-----";
-constexpr std::string_view kMessageMark = "MESSAGE-----";
-constexpr std::string_view kMessagePartMark = "MESSAGE, PART "; // of an armor in several parts
-constexpr std::size_t kLongestMark = kMark.size() + kSignedMark.size();
-
-// Marks at the start of a line of text[begin, end); `begin` is the start of a line.
-Protection findMarks(std::string_view text, std::size_t begin, std::size_t end) {
-    Protection found;
-    for (std::size_t line = findDashLine(text, begin, end); line != std::string_view::npos;
-         line = findDashLine(text, findLineEnd(text, line, end), end)) {
-        std::string_view mark = text.substr(line, std::min(end - line, kLongestMark));
-        if (mark.starts_with(kMark)) {
-            mark.remove_prefix(kMark.size());
-            found.isSigned = found.isSigned || mark.starts_with(kSignedMark);
-            found.isEncrypted =
-                found.isEncrypted || mark.starts_with(kMessageMark) || mark.starts_with(kMessagePartMark);
-        }
-        if (found.isSigned && found.isEncrypted) {
-            break;
-        }
-    }
-    return found;
-}
+void mergeMarks(Protection& into, const PgpMarks& found) { merge(into, {found.isSigned, found.isEncrypted}); }
 
 // Undoes a transfer encoding piece by piece.
 class BodyDecoder {
@@ -91,10 +67,10 @@ Protection findEncodedMarks(std::string_view body, GMimeContentEncoding encoding
         more = decoder.read(text, kPiece);
         const std::size_t lastBreak = text.rfind('\n');
         const std::size_t line = lastBreak == std::string::npos ? 0 : lastBreak + 1;
-        merge(found, findMarks(text, 0, more ? line : text.size()));
+        mergeMarks(found, findPgpMarks(text, 0, more ? line : text.size()));
         text.erase(0, line);
-        if (text.size() > kLongestMark) {
-            merge(found, findMarks(text, 0, text.size()));
+        if (text.size() > kLongestPgpMark) {
+            mergeMarks(found, findPgpMarks(text, 0, text.size()));
             text.assign(1, ' '); // the middle of a line
         }
     }
@@ -120,7 +96,8 @@ std::vector<GMimeContentEncoding> encodingsOf(std::string_view text, const Heade
 }
 
 Protection findInline(std::string_view text, const HeaderSpan& header, std::size_t bodyEnd) {
-    Protection found = findMarks(text, header.bodyBegin, bodyEnd);
+    Protection found;
+    mergeMarks(found, findPgpMarks(text, header.bodyBegin, bodyEnd));
     const std::string_view body = text.substr(header.bodyBegin, bodyEnd - header.bodyBegin);
     for (const GMimeContentEncoding encoding : encodingsOf(text, header)) {
         merge(found, findEncodedMarks(body, encoding));

@@ -122,6 +122,9 @@ TEST(TreeEdits, GiveTheseBytes) {
          "Content-Type: text/plain; charset=us-ascii\nContent-Transfer-Encoding: 7bit\n\n"},
         {"what was signed loses its signature with a part", kSigned, remove(3),
          "A: 1\nContent-Type: multipart/mixed; boundary=m\n\n--m\n\ntext\n--m--\n"},
+        {"and lines that are no fields stay in a header block",
+         "junk\nContent-Type: multipart/signed; boundary=s\n\n--s\n\ntext\n--s\n\nsig\n--s--\n", remove(2),
+         "junk\nContent-Type: text/plain\n\ntext"},
         {"without its signature it is no multipart/signed", kSigned, remove(4),
          "A: 1\nContent-Type: multipart/mixed; boundary=m\n\n--m\n\ntext\n--m\nContent-Type: "
          "a/b\n\nfile\n--m--\n"},

@@ -2,6 +2,7 @@
 #include "platform/message/edit/edit_checks.h"
 
 #include "platform/message/edit/message_context.h"
+#include "platform/message/edit/part_scan.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
@@ -24,6 +25,11 @@ int checkRoom(Entity& entity, const ScannedText& text) {
     const std::size_t most = context.source.limits().parts;
     const bool tooMany = most != 0 && context.tree.count() + text.structure().entities.size() > most;
     return tooMany || text.structure().limited ? kErrorLimit : kErrorNone;
+}
+
+int checkNesting(const Entity& entity) {
+    const std::size_t most = entity.context().source.limits().nesting;
+    return most != 0 && placeOf(entity).depth >= most ? kErrorLimit : kErrorNone;
 }
 
 bool isAnyRoot(const Entity& entity) {

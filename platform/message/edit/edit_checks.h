@@ -15,6 +15,9 @@ int checkEditable(Entity& entity);
 // Whether what `text` brings in can be added to the message of `entity`: 0 or kErrorLimit.
 int checkRoom(Entity& entity, const ScannedText& text);
 
+// Whether a multipart may stand around an entity: 0 or kErrorLimit.
+int checkNesting(const Entity& entity);
+
 // Whether the entity is the root of the message or of an embedded one.
 bool isAnyRoot(const Entity& entity);
 

@@ -51,11 +51,20 @@ void EntityTree::grow() {
     }
 }
 
-void EntityTree::noteTypeEdit(Entity& entity) { stale_.push_back({&entity, namesBoundary(entity)}); }
+EntityTree::TypeNote EntityTree::prepareNote(Entity& entity) {
+    stale_.reserve(stale_.size() + ++prepared_);
+    return {&entity, namesBoundary(entity)};
+}
+
+void EntityTree::note(const TypeNote& note) noexcept {
+    if (note.entity != nullptr) {
+        stale_.push_back(note);
+    }
+}
 
 // A leaf whose type says nothing of a structure stays one. Where the type matters, the content is scanned as
 // it now is described. A content that would end at a boundary around it is found anew with what is around it.
-void EntityTree::settle(const Stale& stale) {
+void EntityTree::settle(const TypeNote& stale) {
     Entity& entity = *stale.entity;
     if (entity.removed()) {
         return;

@@ -49,7 +49,15 @@ public:
 
     // What this entity is may be another after an edit of its header, or with other things around it. To be
     // called before the edit.
-    void noteTypeEdit(Entity& entity);
+    void noteTypeEdit(Entity& entity) { note(prepareNote(entity)); }
+    // The same in two steps, of which the second cannot fail.
+    struct TypeNote {
+        Entity* entity = nullptr; // null: there is nothing to note
+        bool waited =
+            false; // a type of it named a boundary, so lines around it may have been taken for its own
+    };
+    TypeNote prepareNote(Entity& entity);
+    void note(const TypeNote& note) noexcept;
 
     // Makes entity 0 of a scanned text, with all below it; it has no place in the tree yet. `embedded`: it
     // will be part of an embedded message.
@@ -75,15 +83,11 @@ public:
     void remove(Entity& entity) noexcept;
 
 private:
-    struct Stale {
-        Entity* entity;
-        bool waited; // a type of it named a boundary, so lines around it may have been taken for its own
-    };
     void makeChildren(Entity& holder, const ScannedText& text);
     static std::size_t sizeOf(const Entity& top);
     void dropChildren(Entity& entity) noexcept;
     static void takeContent(Entity& to, Entity& from) noexcept;
-    void settle(const Stale& stale);
+    void settle(const TypeNote& stale);
     void findBody();
     void noteShape(Entity& entity) noexcept;
 
@@ -91,7 +95,8 @@ private:
     Entity root_;
     std::optional<std::deque<Entity>> below_; // all that were ever made; none before the tree is known
     std::size_t count_ = 1;
-    std::vector<Stale> stale_;
+    std::vector<TypeNote> stale_;
+    std::size_t prepared_ = 0;                     // notes that have, or had, a place kept for them
     std::unordered_set<const KvMsgEntity*> known_; // those of below_ when somebody last asked
     std::vector<Entity*> body_;
     bool bodyKnown_ = false;

@@ -125,37 +125,38 @@ void HeaderBlock::noteEdit(std::string_view name) {
     view_.reset();
 }
 
-void HeaderBlock::exchange(const std::function<bool(std::string_view name)>& goes,
-                           const std::vector<std::string>& fields) {
+HeaderBlock::Exchange HeaderBlock::prepareExchange(const std::function<bool(std::string_view name)>& goes,
+                                                   const std::vector<std::string>& fields) {
     makeOrder();
-    std::vector<HeaderField*> order;
-    std::vector<HeaderField*> gone;
+    Exchange made;
     std::size_t place = order_.size();
     for (HeaderField* field : order_) {
         if (goes(field->name())) {
-            place = gone.empty() ? order.size() : place;
-            gone.push_back(field);
+            place = made.gone.empty() ? made.order.size() : place;
+            made.gone.push_back(field);
         } else {
-            order.push_back(field);
+            made.order.push_back(field);
         }
     }
-    place = std::min(place, order.size());
-    const std::size_t offset = gone.empty() ? appendOffset() : gone.front()->offset();
-    std::forward_list<HeaderField> added;
+    place = std::min(place, made.order.size());
+    const std::size_t offset = made.gone.empty() ? appendOffset() : made.gone.front()->offset();
     for (std::size_t i = 0; i < fields.size(); ++i) {
-        added.emplace_front(*this, offset, fields[i].find(':'), fields[i]);
-        order.insert(order.begin() + static_cast<std::ptrdiff_t>(place + i), &added.front());
+        made.added.emplace_front(*this, offset, fields[i].find(':'), fields[i]);
+        made.order.insert(made.order.begin() + static_cast<std::ptrdiff_t>(place + i), &made.added.front());
     }
+    return made;
+}
+
+void HeaderBlock::carryOut(Exchange& exchange) noexcept {
     owner_->noteHeaderEdit("Content-"); // whoever exchanges fields sees to the content too
     typeEdited_ = true;
     ++version_;
     view_.reset();
-    // Nothing fails from here on.
-    for (HeaderField* field : gone) {
+    for (HeaderField* field : exchange.gone) {
         field->markRemoved();
     }
-    added_.splice_after(added_.before_begin(), added);
-    order_.swap(order);
+    added_.splice_after(added_.before_begin(), exchange.added);
+    order_.swap(exchange.order);
 }
 
 HeaderField* HeaderBlock::add(std::size_t position, std::string_view name, std::string_view value,

@@ -64,9 +64,16 @@ public:
     void prepareToRemove(std::string_view name);
 
     // Takes all fields out for whose names `goes` is true, and puts whole fields, line breaks included, where
-    // the first of them stood, or at the end: all of it or, when memory runs out, nothing.
-    void exchange(const std::function<bool(std::string_view name)>& goes,
-                  const std::vector<std::string>& fields);
+    // the first of them stood, or at the end. Made ahead, and of use until the next edit of the block;
+    // carrying it out cannot fail.
+    struct Exchange {
+        std::vector<HeaderField*> order;
+        std::vector<HeaderField*> gone;
+        std::forward_list<HeaderField> added;
+    };
+    Exchange prepareExchange(const std::function<bool(std::string_view name)>& goes,
+                             const std::vector<std::string>& fields);
+    void carryOut(Exchange& exchange) noexcept;
 
     // What the edits changed of text(), in order.
     SpliceList splices() const;

@@ -36,6 +36,7 @@ struct MessageContext {
     ScannedText source;                        // as received; never changes
     std::list<ScannedText> fragments;          // texts that edits brought in, kept for the message's life
     std::pmr::monotonic_buffer_resource arena; // texts that must hold as long as the message
+    std::string removalNote{};                 // MailMessage::setRemovalNote()
     unsigned edits = 0;                        // grows with each change of the message
     unsigned shapes = 0; // grows with each change of the tree, or of a field that says what an entity is
     EntityTree tree;

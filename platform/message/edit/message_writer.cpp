@@ -15,6 +15,7 @@
 
 #include "platform/message/edit/joined_pieces.h"
 #include "platform/message/edit/message_context.h"
+#include "platform/message/edit/slot_frame.h"
 
 namespace quzo::platform {
 namespace {
@@ -45,20 +46,13 @@ public:
         return end();
     }
 
-private:
-    // A content with children that is being written.
-    struct Frame {
-        const Entity* entity;
-        const Entity* slot;          // that comes next
-        std::size_t at;              // up to where the content's text has been written
-        std::size_t childBegin = 0;  // where the body of the last child began, in bytes written
-        bool childEdited = false;    // the last child stands in a slot and has edits
-        bool childIsOther = false;   // its content was scanned elsewhere, with a line break behind it
-        bool behindInserted = false; // the last child was inserted
-        bool lineReady = false;      // a delimiter line can be written here
-        bool mustClose = false;      // it has no close delimiter, and its last child is another now
-    };
+    // How much of that was the line break in front of the boundary line that follows, which is the empty line
+    // of the content's last leaf, but no part of the content.
+    std::size_t behindContent(const Entity& entity) const {
+        return out_.endsInEdit() ? 0 : entity.span().end - entity.span().bodyEnd;
+    }
 
+private:
     bool end() {
         while (!frames_.empty() && out_.ok()) {
             step();
@@ -136,7 +130,7 @@ private:
         const bool asItIs = !entity.contentEdited() && !entity.editedBelow();
         if (asItIs || entity.firstSlot() == nullptr) {
             out_.range(*entity.content().text, begin, span.end);
-            if (entity.contentEdited() && !touchesLine(entity)) {
+            if (entity.contentEdited() && !touchesLine(entity.content())) {
                 out_.noteEdit();
             }
             return;
@@ -144,12 +138,8 @@ private:
         frames_.push_back({&entity, entity.firstSlot(), begin});
     }
 
-    static const EntitySpan& spanOf(const Frame& frame, const Entity& slot) {
-        return frame.entity->content().text->structure().entities[slot.slot()];
-    }
-
     // Writes the content's text up to `to`.
-    void copy(Frame& frame, std::size_t to) {
+    void copy(SlotFrame& frame, std::size_t to) {
         if (frame.at < to) {
             separate(frame);
             out_.range(*frame.entity->content().text, frame.at, to);
@@ -157,69 +147,34 @@ private:
         }
     }
 
-    // Whether the entity's content, where it was scanned, had the boundary line right behind it.
-    static bool touchesLine(const Entity& entity) {
-        const std::string_view text = entity.content().text->text();
-        const std::size_t end = entity.span().end;
-        return end < text.size() && text[end] != '\r' && text[end] != '\n';
-    }
-
     // Whether what the last child ends with was not scanned with a boundary line right behind it.
-    bool endIsNew(const Frame& frame) const {
+    bool endIsNew(const SlotFrame& frame) const {
         return frame.childIsOther || (frame.childEdited && out_.endsInEdit());
     }
 
     // A child that was empty can touch the delimiter line behind it; what it holds now must not.
-    void separate(Frame& frame) {
-        const std::string_view text = frame.entity->content().text->text();
-        const bool touches = frame.at < text.size() && text[frame.at] != '\r' && text[frame.at] != '\n';
-        if (touches && endIsNew(frame) && (out_.count() > frame.childBegin || !out_.atLineStart())) {
+    void separate(SlotFrame& frame) {
+        if (frame.touchesNext() && endIsNew(frame) &&
+            (out_.count() > frame.childBegin || !out_.atLineStart())) {
             out_.bytes(lineBreak_);
         }
-        forgetChild(frame);
-    }
-
-    // The line break behind the last child has been seen to.
-    static void forgetChild(Frame& frame) {
-        frame.childEdited = false;
-        frame.childIsOther = false;
-    }
-
-    // Where the delimiter line begins in front of the next slot that is not an inserted one, or the close
-    // delimiter; npos in a multipart that was not closed.
-    std::size_t nextLine(const Frame& frame, const Entity* slot) const {
-        const EntitySpan& span = frame.entity->span();
-        while (slot != nullptr && slot->slot() == Entity::kInserted) {
-            slot = slot->nextSlot();
-        }
-        if (slot != nullptr) {
-            return lineInFront(frame, *slot);
-        }
-        return span.closed ? span.closeDelimiter : std::string_view::npos;
-    }
-
-    // Where the delimiter line of a slot begins: it is the line in front of the part.
-    static std::size_t lineInFront(const Frame& frame, const Entity& slot) {
-        const std::string_view text = frame.entity->content().text->text();
-        const std::size_t lineEnd = spanOf(frame, slot).header.begin - 1;
-        const std::size_t before = lineEnd == 0 ? std::string_view::npos : text.rfind('\n', lineEnd - 1);
-        return before == std::string_view::npos ? 0 : before + 1;
+        frame.forgetChild();
     }
 
     void step() {
-        Frame& frame = frames_.back();
+        SlotFrame& frame = frames_.back();
         if (frame.behindInserted) {
             if (endIsNew(frame)) {
                 out_.bytes(lineBreak_);
             }
             frame.behindInserted = false;
             frame.lineReady = true;
-            forgetChild(frame);
+            frame.forgetChild();
         }
         const Entity* slot = frame.slot;
         if (slot == nullptr) {
             finish(frame);
-            frames_.pop_back();
+            leave();
             return;
         }
         frame.slot = slot->nextSlot();
@@ -230,28 +185,36 @@ private:
         } else if (slot->removedItself()) {
             leaveOut(frame, *slot);
         } else {
-            copy(frame, spanOf(frame, *slot).header.begin);
-            frame.at = spanOf(frame, *slot).end;
-            frame.childEdited = !slot->untouched();
-            frame.childIsOther =
-                slot->content() != Content{frame.entity->content().text, slot->slot()} && !touchesLine(*slot);
-            frame.lineReady = false;
+            copy(frame, frame.spanOf(*slot).header.begin);
+            frame.stepOver(*slot);
             enter(*slot); // may move the frames
         }
     }
 
-    // Leaves a slot and the delimiter line in front of it out.
-    void leaveOut(Frame& frame, const Entity& slot) {
-        copy(frame, lineInFront(frame, slot));
-        separate(frame);
-        frame.lineReady = true;
-        const std::size_t next = nextLine(frame, frame.slot);
-        frame.mustClose = next == std::string_view::npos;
-        frame.at = std::max(frame.at, frame.mustClose ? spanOf(frame, slot).end : next);
+    // Leaves the innermost content. When that ended with the line break behind it, so does what it lies in.
+    void leave() {
+        const bool withBreak = frames_.back().at > frames_.back().entity->span().end;
+        frames_.pop_back();
+        if (withBreak && !frames_.empty()) {
+            frames_.back().childIsOther = false;
+            if (!frames_.back().behindInserted) {
+                frames_.back().skipBreak();
+            }
+        }
     }
 
-    void insert(Frame& frame, const Entity& entity) {
-        const std::size_t line = nextLine(frame, frame.slot);
+    // Leaves a slot and the delimiter line in front of it out.
+    void leaveOut(SlotFrame& frame, const Entity& slot) {
+        copy(frame, frame.lineInFront(slot));
+        separate(frame);
+        frame.lineReady = true;
+        const std::size_t next = frame.nextLine();
+        frame.mustClose = next == std::string_view::npos;
+        frame.at = std::max(frame.at, frame.mustClose ? frame.spanOf(slot).end : next);
+    }
+
+    void insert(SlotFrame& frame, const Entity& entity) {
+        const std::size_t line = frame.nextLine();
         frame.mustClose = line == std::string_view::npos;
         if (!frame.mustClose) {
             copy(frame, line);
@@ -263,34 +226,35 @@ private:
         out_.bytes(lineBreak_);
         frame.behindInserted = true;
         frame.childEdited = !entity.untouched();
-        frame.childIsOther = !touchesLine(entity);
+        frame.childIsOther = !touchesLine(entity.content());
         enter(entity); // may move the frames
     }
 
-    void endLine(Frame& frame) {
+    void endLine(SlotFrame& frame) {
         if (!frame.lineReady) {
             out_.bytes(lineBreak_);
         }
         frame.lineReady = true;
-        forgetChild(frame);
+        frame.forgetChild();
     }
 
-    void delimiter(const Frame& frame, std::string_view close) {
+    void delimiter(const SlotFrame& frame, std::string_view close) {
         out_.bytes("--");
         out_.bytes(frame.entity->span().boundary);
         out_.bytes(close);
     }
 
-    void finish(Frame& frame) {
+    void finish(SlotFrame& frame) {
         const std::size_t end = frame.entity->span().end;
         if (frame.mustClose) {
             endLine(frame);
             delimiter(frame, "--");
-            if (frame.at == end && end == frame.entity->content().text->text().size()) {
-                out_.bytes(lineBreak_); // the last line of a text
+            // The last line of a text, or one that a line touched.
+            if (frame.at >= end ? end == frame.text().size() : frame.touchesNext()) {
+                out_.bytes(lineBreak_);
             }
         }
-        if (frame.at == end && frame.childIsOther) {
+        if (frame.at >= end && frame.childIsOther) {
             out_.noteEdit(); // it ends with what the child ends with
         }
         copy(frame, end);
@@ -299,7 +263,7 @@ private:
     const MessageContext& context_;
     const std::string_view lineBreak_;
     JoinedPieces out_;
-    std::vector<Frame> frames_;
+    std::vector<SlotFrame> frames_;
 };
 
 std::string collected(const std::function<void(const PieceSink&)>& write) {
@@ -322,7 +286,14 @@ std::string writtenEntity(const Entity& entity) {
 }
 
 std::string writtenContent(const Entity& entity) {
-    return collected([&](const PieceSink& sink) { Walk(entity.context(), sink).onlyContent(entity); });
+    std::size_t behind = 0;
+    std::string out = collected([&](const PieceSink& sink) {
+        Walk walk(entity.context(), sink);
+        walk.onlyContent(entity);
+        behind = walk.behindContent(entity);
+    });
+    out.resize(out.size() - std::min(out.size(), behind));
+    return out;
 }
 
 std::string writtenHeader(const HeaderBlock& header) {

@@ -46,17 +46,17 @@ const ScannedText* scanContent(Entity& entity) {
         part += context.source.lineBreak();
     }
     part.append(context.source.lineBreak()).append(writtenContent(entity));
-    return scanPartAt(context, part, placeOf(entity));
+    return scanPartAt(context, std::move(part), placeOf(entity), isFollowed(entity));
 }
 
-const ScannedText* scanPartAt(MessageContext& context, std::string_view part, const PartPlace& place) {
+const ScannedText* scanPartAt(MessageContext& context, std::string part, const PartPlace& place,
+                              bool followed) {
     // A line in front, since a message's own header block may have more in front of it than a part's; and the
     // delimiter line that will follow.
     const std::string_view lineBreak = context.source.lineBreak();
-    std::string text(lineBreak);
-    text.append(part);
+    std::string text = std::move(part.insert(0, lineBreak));
     std::size_t wantedEnd = text.size();
-    if (!place.boundaries.empty()) {
+    if (followed && !place.boundaries.empty()) {
         text.append(lineBreak);
         wantedEnd = text.size();
         text.append("--").append(place.boundaries.back()).append("--").append(lineBreak);
@@ -69,6 +69,21 @@ const ScannedText* scanPartAt(MessageContext& context, std::string_view part, co
     }
     context.fragments.pop_back();
     return nullptr;
+}
+
+bool isFollowed(const Entity& entity) {
+    for (const Entity* at = &entity; at->parent() != nullptr; at = at->parent()) {
+        const EntitySpan& around = at->parent()->span();
+        if (around.type != kEntityMultipart) {
+            continue;
+        }
+        // A multipart that was not closed is, when its last part is another.
+        const bool isLastScanned = at->slot() != Entity::kInserted && at->nextSlot() == nullptr;
+        if (around.closed || at->nextSibling() != nullptr || !isLastScanned) {
+            return true;
+        }
+    }
+    return false;
 }
 
 bool wouldSwallow(const Entity& entity, const std::vector<std::string_view>& boundaries) {

@@ -22,9 +22,13 @@ bool isInDigest(const Entity& entity);
 // Null when it does not end with the content, because a boundary around it occurs in it.
 const ScannedText* scanContent(Entity& entity);
 
-// The bytes of a whole part, scanned at a place in a message, which keeps them. Null when one of the
-// boundaries around it occurs in it.
-const ScannedText* scanPartAt(MessageContext& context, std::string_view part, const PartPlace& place);
+// The bytes of a whole part, scanned at a place in a message, which keeps them. `followed`: a delimiter line
+// stands behind it there. Null when one of the boundaries around it occurs in it.
+const ScannedText* scanPartAt(MessageContext& context, std::string part, const PartPlace& place,
+                              bool followed = true);
+
+// Whether a delimiter line follows an entity when it is written, and not the end of the message.
+bool isFollowed(const Entity& entity);
 
 // Whether a delimiter line of one of `boundaries` behind an entity would be taken for one of a multipart in
 // it that is not closed.

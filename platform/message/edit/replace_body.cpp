@@ -6,9 +6,10 @@
 #include "platform/base/ascii.h"
 #include "platform/base/line_breaks.h"
 #include "platform/charset/charset.h"
+#include "platform/message/edit/content_fields.h"
 #include "platform/message/edit/edit_checks.h"
 #include "platform/message/edit/message_context.h"
-#include "platform/message/edit/part_scan.h"
+#include "platform/message/edit/prepared_edit.h"
 #include "platform/message/edit/tree_edits.h"
 #include "platform/message/values/parameters.h"
 #include "platform/message/values/transfer_encoding.h"
@@ -28,9 +29,7 @@ Names encodingsFor(std::string_view bytes, const ContentType& type) {
     if (plain == "7bit") {
         return {"7bit", "base64"}; // no boundary can stand in base64
     }
-    const auto high = std::count_if(bytes.begin(), bytes.end(), [](char c) { return (c & '\x80') != 0; });
-    const bool mostlyAscii = static_cast<std::size_t>(high) < bytes.size() / 4;
-    return type.is("text") && mostlyAscii ? Names{"quoted-printable", "base64"} : Names{"base64"};
+    return type.is("text") && isMostlyAscii(bytes) ? Names{"quoted-printable", "base64"} : Names{"base64"};
 }
 
 // The bytes in an encoding; nothing when it cannot hold them.
@@ -96,29 +95,21 @@ int replaceBody(Entity& entity, const NewBody& body) {
             return kErrorInvalidArgument;
         }
         std::vector<std::string> fields{typeLine, "Content-Transfer-Encoding: " + encoding};
-        std::string part;
         for (std::string& field : fields) {
             field.append(lineBreak);
-            part += field;
         }
-        part.append(lineBreak).append(*stored);
-        const ScannedText* text = scanPartAt(context, part, placeOf(entity));
-        if (text == nullptr) {
-            continue;
-        }
-        const int excess = checkRoom(entity, *text);
-        if (excess != kErrorNone) {
-            return excess;
-        }
-        Entity& made = context.tree.make(*text, entity.embedded());
         addMimeVersion(entity, fields);
-        entity.header().exchange(
-            [&body](std::string_view name) {
-                return body.anew ? startsWithNoCase(name, "Content-") : describesBody(name);
-            },
-            fields);
-        context.tree.replaceContent(entity, made);
-        return kErrorNone;
+        BodyEdit edit;
+        const int fault = edit.prepare(entity, *stored, {fields, fields, [&body](std::string_view name) {
+                                                             return body.anew ? describesContent(name)
+                                                                              : describesBody(name);
+                                                         }});
+        if (fault == kErrorNone) {
+            edit.carryOut();
+        }
+        if (fault != kErrorInvalidArgument) {
+            return fault;
+        }
     }
     return kErrorInvalidArgument;
 }

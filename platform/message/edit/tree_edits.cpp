@@ -5,140 +5,18 @@
 #include <string>
 #include <vector>
 
-#include "platform/base/ascii.h"
-#include "platform/base/identifiers.h"
+#include "platform/message/edit/content_fields.h"
 #include "platform/message/edit/edit_checks.h"
 #include "platform/message/edit/message_context.h"
 #include "platform/message/edit/message_writer.h"
 #include "platform/message/edit/part_scan.h"
+#include "platform/message/edit/prepared_edit.h"
+#include "platform/message/edit/removal_note.h"
 #include "platform/message/values/transfer_encoding.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
 namespace {
-
-bool describesContent(std::string_view name) { return startsWithNoCase(name, "Content-"); }
-
-// The fields about the content as they stand, each with its line break; for another place. What the old place
-// alone said is said in so many words.
-std::vector<std::string> contentFields(const Entity& entity, bool forDigest) {
-    const std::string_view lineBreak = entity.context().source.lineBreak();
-    std::vector<std::string> fields;
-    for (std::size_t i = 0; i < entity.header().count(); ++i) {
-        const HeaderField& field = *entity.header().at(i);
-        if (describesContent(field.name())) {
-            fields.emplace_back(field.text());
-            if (fields.back().back() != '\n') {
-                fields.back().append(lineBreak);
-            }
-        }
-    }
-    const bool fromDigest = isInDigest(entity);
-    if (fromDigest != forDigest && !entity.header().contentType().valid()) {
-        fields.push_back(std::string("Content-Type: ")
-                             .append(fromDigest ? "message/rfc822" : "text/plain")
-                             .append(lineBreak));
-    }
-    return fields;
-}
-
-// A multipart that an entity is to become, with what it was as its part. All of it is made; nothing has
-// changed.
-struct Wrapping {
-    std::string boundary;
-    std::vector<std::string> fields; // of the multipart
-    Entity* inner = nullptr;
-    const ScannedText* frame = nullptr;
-};
-
-Wrapping prepareWrapping(Entity& entity) {
-    MessageContext& context = entity.context();
-    const std::string_view lineBreak = context.source.lineBreak();
-    Wrapping made;
-    made.boundary = "=_" + newIdentifier(); // "=_" is in no encoded text
-    std::string header;
-    for (const std::string& field : contentFields(entity, false)) {
-        header += field;
-    }
-    // Scanned for its header block alone.
-    header.append(lineBreak);
-    made.inner = &context.tree.make(*scanPartAt(context, header, {}), entity.embedded());
-    made.frame = &context.fragments.emplace_back(made.boundary, lineBreak);
-    made.fields.push_back(std::string("Content-Type: multipart/mixed; boundary=\"")
-                              .append(made.boundary)
-                              .append("\"")
-                              .append(lineBreak));
-    addMimeVersion(entity, made.fields);
-    return made;
-}
-
-void carryOut(Entity& entity, const Wrapping& wrapping) {
-    if (dependsOnWhatFollows(entity)) {
-        entity.context().tree.noteTypeEdit(*wrapping.inner);
-    }
-    entity.header().exchange(describesContent, wrapping.fields);
-    entity.context().tree.pushDown(entity, *wrapping.inner, *wrapping.frame);
-}
-
-int checkNesting(const Entity& entity) {
-    const std::size_t most = entity.context().source.limits().nesting;
-    return most != 0 && placeOf(entity).depth >= most ? kErrorLimit : kErrorNone;
-}
-
-// The child behind which one at `position` goes; null for the first place.
-Entity* childBefore(const Entity& multipart, int position) {
-    if (position < 0) {
-        return multipart.lastChild();
-    }
-    Entity* before = nullptr;
-    for (Entity* child = multipart.firstChild(); child != nullptr && position > 0; --position) {
-        before = child;
-        child = child->nextSibling();
-    }
-    return before;
-}
-
-int insertPart(Entity& into, std::string_view part, int position) {
-    int error = checkEditable(into);
-    const bool wraps = into.getEntityType() != kEntityMultipart;
-    if (error == kErrorNone && wraps) {
-        error = checkNesting(into);
-    }
-    if (error != kErrorNone) {
-        return error;
-    }
-    MessageContext& context = into.context();
-    Wrapping wrapping;
-    PartPlace place;
-    if (wraps) {
-        wrapping = prepareWrapping(into);
-        place = placeOf(into);
-        ++place.depth;
-        place.inDigest = false;
-        place.boundaries.emplace_back(wrapping.frame->structure().entities.front().boundary);
-    } else {
-        place = placeOf(into, true);
-    }
-    const ScannedText* text = scanPartAt(context, part, place);
-    if (text == nullptr) {
-        return kErrorInvalidArgument;
-    }
-    error = checkRoom(into, *text);
-    Entity* before = wraps ? nullptr : childBefore(into, position);
-    Entity& made = context.tree.make(*text, into.embedded());
-    if (error != kErrorNone || (before != nullptr && wouldSwallow(*before, place.boundaries)) ||
-        wouldSwallow(made, place.boundaries)) {
-        return error != kErrorNone ? error : static_cast<int>(kErrorInvalidArgument);
-    }
-    if (wraps) {
-        carryOut(into, wrapping);
-        before = childBefore(into, position);
-    } else if (before != nullptr && dependsOnWhatFollows(*before)) {
-        context.tree.noteTypeEdit(*before);
-    }
-    context.tree.insertChild(into, made, before);
-    return kErrorNone;
-}
 
 // The multipart/signed around an entity, the innermost first, and whether a multipart/encrypted is.
 struct Protections {
@@ -164,7 +42,14 @@ void unwrap(Entity& multipart) {
     if (dependsOnWhatFollows(inner)) {
         multipart.context().tree.noteTypeEdit(multipart);
     }
-    multipart.header().exchange(describesContent, contentFields(inner, isInDigest(multipart)));
+    std::vector<std::string> fields = contentFields(inner, isInDigest(multipart));
+    if (fields.empty()) {
+        // Lines that are no fields are no header block without one that is.
+        fields.push_back(
+            std::string("Content-Type: text/plain").append(multipart.context().source.lineBreak()));
+    }
+    HeaderBlock::Exchange header = multipart.header().prepareExchange(describesContent, fields);
+    multipart.header().carryOut(header);
     multipart.context().tree.pullUp(multipart, inner);
 }
 
@@ -193,10 +78,14 @@ bool isLastOf(Entity& entity, const Entity& content) {
     return liesIn(entity, content) && liesIn(content, withEmptyParents(entity));
 }
 
-int takeOut(Entity& entity) {
+int takeOut(Entity& entity, const std::string& note) {
+    if (!isAnyRoot(entity)) {
+        placeRemovalNote(entity, note);
+    }
     Entity& top = withEmptyParents(entity);
     if (isAnyRoot(top)) {
-        return replaceBody(top, {"", "text/plain", "us-ascii", "7bit", true});
+        return note.empty() ? replaceBody(top, {"", "text/plain", "us-ascii", "7bit", true})
+                            : replaceBody(top, {note, "text/plain", "utf-8", nullptr, true});
     }
     Entity& multipart = *top.parent();
     const Entity* before = top.previousSibling();
@@ -213,7 +102,9 @@ int wrap(Entity& entity) {
     int error = checkEditable(entity);
     error = error == kErrorNone ? checkNesting(entity) : error;
     if (error == kErrorNone) {
-        carryOut(entity, prepareWrapping(entity));
+        WrapEdit edit;
+        edit.prepare(entity);
+        edit.carryOut();
     }
     return error;
 }
@@ -229,7 +120,12 @@ int insertCopy(Entity& into, Entity& child, int position) {
     if (isInDigest(child) != toDigest && !child.header().contentType().valid()) {
         part.insert(0, contentFields(child, toDigest).back());
     }
-    return insertPart(into, part, position);
+    PartEdit edit;
+    error = edit.prepare(into, part, position);
+    if (error == kErrorNone) {
+        edit.carryOut();
+    }
+    return error;
 }
 
 int insertWhole(Entity& into, Entity& root, int position) {
@@ -241,7 +137,12 @@ int insertWhole(Entity& into, Entity& root, int position) {
     if (encoding != "7bit") {
         header.append("Content-Transfer-Encoding: ").append(encoding).append(lineBreak);
     }
-    return insertPart(into, part.insert(0, header.append(lineBreak)), position);
+    PartEdit edit;
+    const int error = edit.prepare(into, part.insert(0, header.append(lineBreak)), position);
+    if (error == kErrorNone) {
+        edit.carryOut();
+    }
+    return error;
 }
 
 int removeEntity(Entity& entity) {
@@ -249,6 +150,7 @@ int removeEntity(Entity& entity) {
     if (error != kErrorNone || entity.removed()) {
         return error != kErrorNone ? error : static_cast<int>(kErrorNotFound);
     }
+    const std::string note = removalNoteFor(entity);
     const Protections around = protectionsAround(entity);
     if (around.encrypted) {
         return kErrorNotSupported;
@@ -266,7 +168,7 @@ int removeEntity(Entity& entity) {
         goes = goes != nullptr && liesIn(*goes, *content) ? goes : nullptr;
         unwrap(*container);
     }
-    return goes == nullptr ? static_cast<int>(kErrorNone) : takeOut(*goes);
+    return goes == nullptr ? static_cast<int>(kErrorNone) : takeOut(*goes, note);
 }
 
 } // namespace quzo::platform

@@ -40,7 +40,8 @@ int wrap(Entity& entity);
 
 // Takes an entity out, and each multipart that is left empty. A root is emptied to a text/plain instead. An
 // entity that was signed loses its signature with it: the multipart/signed becomes what is left of its
-// content. Nothing is taken out of a multipart/encrypted (kErrorNotSupported).
+// content. Nothing is taken out of a multipart/encrypted (kErrorNotSupported). A message that wants removal
+// notes gets one in the entity's place.
 int removeEntity(Entity& entity);
 
 } // namespace quzo::platform

@@ -93,6 +93,11 @@ std::string_view plainEncodingOf(std::string_view bytes) {
     return isAscii(bytes) ? "7bit" : "8bit";
 }
 
+bool isMostlyAscii(std::string_view bytes) {
+    const auto high = std::count_if(bytes.begin(), bytes.end(), [](char c) { return (c & '\x80') != 0; });
+    return static_cast<std::size_t>(high) <= bytes.size() / 4;
+}
+
 std::string encodedTransfer(std::string_view bytes, TransferEncoding encoding, std::string_view lineBreak) {
     if (encoding == TransferEncoding::None) {
         return std::string(bytes);

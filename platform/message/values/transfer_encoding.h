@@ -20,6 +20,9 @@ std::string decodedTransfer(std::string_view body, TransferEncoding encoding, st
 // What bytes that are stored as they are ask of the way: "7bit", "8bit" or "binary".
 std::string_view plainEncodingOf(std::string_view bytes);
 
+// Whether quoted-printable keeps bytes readable, and short: at most a quarter of them is not ASCII.
+bool isMostlyAscii(std::string_view bytes);
+
 // `bytes` in that encoding, with these line ends; as they are for None. Not for Uuencode.
 std::string encodedTransfer(std::string_view bytes, TransferEncoding encoding, std::string_view lineBreak);
 
