@@ -138,8 +138,13 @@ HeaderBlock::Exchange HeaderBlock::prepareExchange(const std::function<bool(std:
             made.order.push_back(field);
         }
     }
+    std::size_t offset = made.gone.empty() ? appendOffset() : made.gone.front()->offset();
+    // In front of lines that are no fields: they end the header for some readers.
+    offset = std::min(offset, endOfFields());
     place = std::min(place, made.order.size());
-    const std::size_t offset = made.gone.empty() ? appendOffset() : made.gone.front()->offset();
+    while (place > 0 && made.order[place - 1]->offset() >= offset && !made.order[place - 1]->added()) {
+        --place;
+    }
     for (std::size_t i = 0; i < fields.size(); ++i) {
         made.added.emplace_front(*this, offset, fields[i].find(':'), fields[i]);
         made.order.insert(made.order.begin() + static_cast<std::ptrdiff_t>(place + i), &made.added.front());
@@ -218,6 +223,19 @@ void HeaderBlock::prepareToRemove(std::string_view name) {
     if (all(name).size() > 1) {
         makeOrder();
     }
+}
+
+// Where the first line stands that is no field; the end of the block when all are.
+std::size_t HeaderBlock::endOfFields() const {
+    const HeaderSpan& header = span();
+    std::size_t at = header.begin;
+    for (const FieldSpan& field : header.fields) {
+        if (field.begin != at) {
+            break;
+        }
+        at = field.end;
+    }
+    return header.fields.empty() || header.fields.front().begin != header.begin ? header.end : at;
 }
 
 // Where a field at the end goes: behind all lines of the block, but for an unfinished last one of nothing

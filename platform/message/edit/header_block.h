@@ -92,6 +92,7 @@ public:
 private:
     void makeFields();
     void makeOrder();
+    std::size_t endOfFields() const;
     std::size_t appendOffset() const;
     void collectTail(SpliceList& splices) const;
     bool beginsWithField() const;

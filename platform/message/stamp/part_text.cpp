@@ -52,6 +52,13 @@ PartText::PartText(const Entity& part)
         plainName_ = known ? name : "7bit";
         readable_ = !startsWithNoCase(name, "x-"); // a wrong word is passed over, as readers do
     }
+    if (encoding_ == TransferEncoding::Base64) {
+        // Lists put their lines of plain text behind the end of base64, where nobody reads them.
+        const std::size_t padding = std::min(stored_.find('='), stored_.size());
+        tail_ = stored_.substr(std::min(stored_.find_first_not_of('=', padding), stored_.size()));
+        stored_.remove_suffix(tail_.size());
+        readable_ = isCleanBase64(stored_);
+    }
     lineBreak_ = messageBreak_;
     if (encoding_ != TransferEncoding::None) {
         decoded_ = decodedTransfer(stored_, encoding_, kAll);
@@ -117,12 +124,16 @@ std::optional<StoredText> PartText::instead(std::string_view decoded, Way way) c
 
 std::optional<StoredText> PartText::encoded(std::string_view decoded, Way way) const {
     if (way == Way::Base64) {
-        const bool stays = encoding_ == TransferEncoding::Base64;
-        return StoredText{encodedTransfer(decoded, TransferEncoding::Base64, messageBreak_),
-                          stays ? "" : "base64"};
+        StoredText stored{encodedTransfer(decoded, TransferEncoding::Base64, messageBreak_)};
+        if (encoding_ != TransferEncoding::Base64) {
+            stored.encoding = "base64";
+        } else if (!trimmed(tail_).empty()) {
+            stored.bytes += tail_;
+        }
+        return stored;
     }
     const bool stays = encoding_ == TransferEncoding::QuotedPrintable;
-    if (!stays && (encoding_ == TransferEncoding::Base64 || !isMostlyAscii(decoded))) {
+    if (!stays && encoding_ == TransferEncoding::Base64) {
         return std::nullopt;
     }
     return StoredText{encodedTransfer(decoded, TransferEncoding::QuotedPrintable, messageBreak_),

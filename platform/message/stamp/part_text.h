@@ -58,6 +58,7 @@ private:
     std::optional<StoredText> encoded(std::string_view decoded, Way way) const;
 
     std::string_view stored_;
+    std::string_view tail_; // behind the end of base64
     std::string decoded_; // unless it is stored as it is
     std::string charset_;
     std::string lineBreak_;

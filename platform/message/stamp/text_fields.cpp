@@ -1,6 +1,8 @@
 // See text_fields.h.
 #include "platform/message/stamp/text_fields.h"
 
+#include <algorithm>
+
 #include "platform/base/ascii.h"
 #include "platform/message/edit/edit_checks.h"
 #include "platform/message/edit/message_context.h"
@@ -16,10 +18,11 @@ std::string typeField(const Entity& part, const std::string& charset) {
     const ContentType type = part.header().contentType();
     std::string value(" text/plain");
     if (type.valid()) {
-        const char* begin = type.type.data();
-        const char* end = type.parameters.data() + type.parameters.size();
-        value = " ";
-        value.append(trimmed({begin, static_cast<std::size_t>(end - begin)}));
+        // What stands between the type and its first parameter is left out: a parameter that lacks its
+        // semicolon would make the whole value unreadable to some.
+        const std::size_t first = std::min(type.parameters.find(';'), type.parameters.size());
+        value = std::string(" ").append(type.type).append("/").append(type.subtype);
+        value.append(trimmed(type.parameters.substr(first)));
     }
     if (!charset.empty()) {
         value = replaceParameter(value, "charset", charset, kType.size(), part.context().source.lineBreak());

@@ -17,11 +17,13 @@ bool saysNothing(const std::string& charset) {
     return charset.empty() || sameCharset(charset.c_str(), "us-ascii");
 }
 
-// Whether clients show something else than the charset says: the bytes that are control characters in
-// iso-8859-1 are read as those of windows-1252.
-bool showsOtherwise(std::string_view text, const std::string& charset) {
+// The charset that clients read a text in: the bytes that are control characters in iso-8859-1 are those of
+// windows-1252.
+std::string shownCharset(std::string_view text, const std::string& charset) {
     const auto isControl = [](char c) { return (static_cast<unsigned char>(c) & 0xE0U) == 0x80; };
-    return sameCharset(charset.c_str(), "iso-8859-1") && std::any_of(text.begin(), text.end(), isControl);
+    const bool widened =
+        sameCharset(charset.c_str(), "iso-8859-1") && std::any_of(text.begin(), text.end(), isControl);
+    return widened ? "windows-1252" : charset;
 }
 
 } // namespace
@@ -123,10 +125,7 @@ std::optional<StampedText> TextLadder::inOther(const std::string& charset) const
 }
 
 std::optional<StampedText> TextLadder::converted(const std::string& from, const std::string& to) const {
-    if (showsOtherwise(part_.decoded(), from)) {
-        return std::nullopt;
-    }
-    const std::optional<std::string> text = decodedText(part_.decoded(), from);
+    const std::optional<std::string> text = decodedText(part_.decoded(), shownCharset(part_.decoded(), from));
     if (!text) {
         return std::nullopt;
     }

@@ -44,7 +44,35 @@ GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
     return GMIME_CONTENT_ENCODING_DEFAULT;
 }
 
+bool isOfBase64(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
+}
+
+// What base64 lacks at its end, so that the last one or two bytes are not lost.
+std::string_view missingPadding(std::string_view body) {
+    const auto characters = static_cast<std::size_t>(std::count_if(body.begin(), body.end(), isOfBase64));
+    const bool padded = body.find('=') != std::string_view::npos;
+    const std::size_t rest = padded ? 0 : characters % 4;
+    return rest == 2 ? "==" : rest == 3 ? "=" : "";
+}
+
 } // namespace
+
+bool isCleanBase64(std::string_view body) {
+    const std::size_t end = std::min(body.find('='), body.size());
+    const auto isBreak = [](char c) { return c == '\r' || c == '\n'; };
+    std::size_t blanks = std::string_view::npos; // where blanks began that may be the end of a line
+    for (std::size_t at = 0; at < end; ++at) {
+        if (isBreak(body[at])) {
+            blanks = std::string_view::npos;
+        } else if (isBlank(body[at])) {
+            blanks = std::min(blanks, at);
+        } else if (!isOfBase64(body[at]) || blanks != std::string_view::npos) {
+            return false;
+        }
+    }
+    return body.substr(end).find_first_not_of("= \t\r\n") == std::string_view::npos;
+}
 
 TransferEncoding transferEncodingOf(std::string_view value) {
     const std::string name = lowered(readContentType(value).type); // a token, as a type is
@@ -81,6 +109,13 @@ std::string decodedTransfer(std::string_view body, TransferEncoding encoding, st
         const std::size_t before = out.size();
         out.resize(before + g_mime_encoding_outlen(&state, piece.size()));
         out.resize(before + g_mime_encoding_step(&state, piece.data(), piece.size(), out.data() + before));
+    }
+    if (encoding == TransferEncoding::Base64 && out.size() < maxBytes) {
+        const std::string_view padding = missingPadding(body);
+        const std::size_t before = out.size();
+        out.resize(before + g_mime_encoding_outlen(&state, padding.size()));
+        out.resize(before +
+                   g_mime_encoding_step(&state, padding.data(), padding.size(), out.data() + before));
     }
     out.resize(std::min(out.size(), maxBytes));
     return out;

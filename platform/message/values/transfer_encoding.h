@@ -14,6 +14,9 @@ enum class TransferEncoding : std::uint8_t { None, Base64, QuotedPrintable, Uuen
 // counts as None.
 TransferEncoding transferEncodingOf(std::string_view value);
 
+// Whether a body is base64 and nothing else, so that all readers find the same in it.
+bool isCleanBase64(std::string_view body);
+
 // `body` decoded, at most `maxBytes` of the result.
 std::string decodedTransfer(std::string_view body, TransferEncoding encoding, std::size_t maxBytes);
 
