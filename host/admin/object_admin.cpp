@@ -8,6 +8,7 @@
 #include "host/admin/object_form.h"
 #include "host/base/exit_code.h"
 #include "host/gateway/finding_faults.h"
+#include "host/policy/object_doubts.h"
 #include "host/policy/policy_objects.h"
 #include "platform/base/visible_text.h"
 
@@ -54,6 +55,18 @@ Result<std::string> filledIn(ObjectForm form, const std::string& name, const Fie
     }
     return fault ? Result<std::string>(refused(form.kind(), name, *fault))
                  : Result<std::string>(std::move(content));
+}
+
+// What looks like a mistake in a text that is to be stored; `before` is said in front of the object.
+Faults warningsOn(ObjectKind kind, const std::string& name, const std::string& content,
+                  const std::string& before = {}) {
+    Faults warnings;
+    const std::optional<ObjectForm> form = ObjectForm::read(kind, content);
+    for (const platform::Finding& doubt : form ? doubtsOf(form->object()) : platform::Findings()) {
+        warnings.push_back(Fault::warning(before + shownObject(kind, name) + ": " + doubt.where,
+                                          doubt.problem, doubt.remedy));
+    }
+    return warnings;
 }
 
 // The rules of the policy that refer to the object, for people; empty when none does.
@@ -146,7 +159,11 @@ Result<ObjectHistory> ObjectAdmin::history(Kind kind, const std::string& name) {
 }
 
 Result<ObjectChanged> ObjectAdmin::add(Kind kind, const std::string& name, const std::string& content) {
-    return changed("added", kind, name, store_.add(tenant_, kind, name, content));
+    Result<ObjectChanged> done = changed("added", kind, name, store_.add(tenant_, kind, name, content));
+    if (done) {
+        done->warnings = warningsOn(kind, name, content);
+    }
+    return done;
 }
 
 Result<ObjectChanged> ObjectAdmin::update(Kind kind, const std::string& name, const FieldTexts& fields,
@@ -163,7 +180,12 @@ Result<ObjectChanged> ObjectAdmin::update(Kind kind, const std::string& name, co
     if (*content == object->content && revision == object->revision) {
         return ObjectChanged{"unchanged", kind, name, object->id, object->revision};
     }
-    return changed("changed", kind, name, store_.modify(tenant_, object->id, kind, name, *content, revision));
+    Result<ObjectChanged> done =
+        changed("changed", kind, name, store_.modify(tenant_, object->id, kind, name, *content, revision));
+    if (done) {
+        done->warnings = warningsOn(kind, name, *content);
+    }
+    return done;
 }
 
 Result<ObjectChanged> ObjectAdmin::remove(Kind kind, const std::string& name,
@@ -254,6 +276,11 @@ Result<ObjectImport> ObjectAdmin::import(const ObjectFile& file, const std::stri
     ObjectImport done;
     for (const platform::ObjectOutcome& outcome : *outcomes) {
         done.effects.push_back(outcome.effect);
+    }
+    for (const FileObject& object : file.objects) {
+        const Faults warnings = warningsOn(object.kind, object.name, object.content,
+                                           fileName + ":" + std::to_string(object.line) + ": ");
+        done.warnings.insert(done.warnings.end(), warnings.begin(), warnings.end());
     }
     return done;
 }

@@ -42,6 +42,7 @@ struct ObjectChanged {
     std::string name;
     unsigned id = 0;
     unsigned revision = 0;
+    Faults warnings{}; // of what was written: see doubtsOf(const QuzoNamedObj&)
 };
 
 struct ObjectExport {
@@ -51,6 +52,7 @@ struct ObjectExport {
 
 struct ObjectImport {
     std::vector<platform::ObjectOutcome::Effect> effects; // in the order of the file
+    Faults warnings{};                                    // likewise
 };
 
 // Used by one thread; the store is the caller's and outlives it. Each change is one transaction, made under

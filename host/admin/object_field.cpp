@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <array>
 
+#include "host/policy/stamp_html.h"
 #include "platform/message/values/mailbox.h"
 #include "quzo/settings/archive_area.h"
+#include "quzo/settings/stamp_forms.h"
 #include "quzo/settings/ui_notify_area.h"
 #include "quzo/settings/ui_quarantine_area.h"
 #include "quzo/settings/ui_stamp_area.h"
@@ -48,8 +50,12 @@ void setMember(QuzoNamedObj& object, const ObjectValue& value) {
 
 template <auto member>
 constexpr ObjectField plain(const char* name, Type type, const char* help,
-                            const char* (*problem)(const std::string&) = nullptr) {
+                            std::optional<platform::Finding> (*problem)(const std::string&) = nullptr) {
     return {name, type, help, {}, &getMember<member>, &setMember<member>, problem};
+}
+
+std::optional<platform::Finding> refusal(const char* what, const char* remedy) {
+    return platform::Finding{.where = {}, .problem = what, .remedy = remedy};
 }
 
 // Stamps.
@@ -57,24 +63,56 @@ constexpr ObjectField plain(const char* name, Type type, const char* help,
 const uiStampArea& stamp(const QuzoNamedObj& object) { return static_cast<const uiStampArea&>(object); }
 uiStampArea& stamp(QuzoNamedObj& object) { return static_cast<uiStampArea&>(object); }
 
+// With one kind of line end: a CR alone ends a line too, since in a mail it must not stand for itself.
+std::string withLineEnds(const std::string& text, char lineEnd) {
+    std::string lines;
+    lines.reserve(text.size());
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const bool crlf = text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n';
+        if (!crlf) { // the LF that follows does it
+            lines += text[at] == '\n' || text[at] == '\r' ? lineEnd : text[at];
+        }
+    }
+    return lines;
+}
+
 ObjectValue getStampText(const QuzoNamedObj& object) {
-    std::string text = stamp(object).stampText;
+    std::string text = splitStampForms(stamp(object).stampText).text;
     std::replace(text.begin(), text.end(), kStoredLineBreak, '\n');
     return text;
 }
 
-// A CR alone ends a line too: in a mail it must not stand for itself.
 void setStampText(QuzoNamedObj& object, const ObjectValue& value) {
-    const std::string& text = std::get<std::string>(value);
-    std::string stored;
-    stored.reserve(text.size());
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const bool crlf = text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n';
-        if (!crlf) { // the LF that follows does it
-            stored += text[at] == '\n' || text[at] == '\r' ? kStoredLineBreak : text[at];
-        }
+    StampForms forms = splitStampForms(stamp(object).stampText);
+    forms.text = withLineEnds(std::get<std::string>(value), kStoredLineBreak);
+    stamp(object).stampText = joinStampForms(forms);
+}
+
+ObjectValue getStampHtml(const QuzoNamedObj& object) {
+    return splitStampForms(stamp(object).stampText).html.value_or("");
+}
+
+void setStampHtml(QuzoNamedObj& object, const ObjectValue& value) {
+    StampForms forms = splitStampForms(stamp(object).stampText);
+    const std::string& html = std::get<std::string>(value);
+    if (html.empty() && !forms.html) {
+        return; // the text stays as another program may have written it
     }
-    stamp(object).stampText = std::move(stored);
+    forms.html = html.empty() ? std::nullopt : std::optional(withLineEnds(html, '\n'));
+    stamp(object).stampText = joinStampForms(forms);
+}
+
+std::optional<platform::Finding> stampTextProblem(const std::string& text) {
+    if (canBeStampForm(text)) {
+        return std::nullopt;
+    }
+    return refusal("it has one of the bytes 0x03, 0x1C and 0x1E, which stored stamps are divided with",
+                   "leave that out");
+}
+
+std::optional<platform::Finding> stampHtmlProblem(const std::string& html) {
+    std::optional<platform::Finding> fault = stampTextProblem(html);
+    return fault ? fault : faultOfStampHtml(html);
 }
 
 ObjectValue getPlace(const QuzoNamedObj& object) {
@@ -106,17 +144,19 @@ bool namesOneAddress(std::string_view text, bool orNone) {
            (mailbox.address.empty() ? orNone : platform::isOneAddress(mailbox.address));
 }
 
-const char* senderProblem(const std::string& text) {
-    return namesOneAddress(text, true) ? nullptr : "it is no address";
+constexpr const char* kAddresses = "write local@domain, and ';' between several";
+
+std::optional<platform::Finding> senderProblem(const std::string& text) {
+    return namesOneAddress(text, true) ? std::nullopt : refusal("it is no address", kAddresses);
 }
 
-const char* recipientsProblem(const std::string& text) {
+std::optional<platform::Finding> recipientsProblem(const std::string& text) {
     for (const std::string_view entry : platform::splitRecipients(text)) {
         if (!namesOneAddress(entry, false)) {
-            return "one of its entries is no address";
+            return refusal("one of its entries is no address", kAddresses);
         }
     }
-    return nullptr;
+    return std::nullopt;
 }
 
 // A text for the trap is there to be sent; who wants it otherwise sets the flag, which comes later.
@@ -175,7 +215,14 @@ constexpr ObjectField kStampFields[] = {
     {"position", Type::Word, "Before or after the text of the message", kPlaces, &getPlace, &setPlace},
     {"signed", Type::Word, "What to do with signed, encrypted and TNEF messages", kSignedModes,
      &getSignedMode, &setSignedMode},
-    {"text", Type::Text, "The stamp; may hold tokens", {}, &getStampText, &setStampText},
+    {"text", Type::Text, "The stamp; may hold tokens", {}, &getStampText, &setStampText, &stampTextProblem},
+    {.name = "html",
+     .type = Type::Text,
+     .help = "Its form for HTML, a fragment; empty: made of the text",
+     .get = &getStampHtml,
+     .set = &setStampHtml,
+     .problem = &stampHtmlProblem,
+     .optional = true},
 };
 
 constexpr ObjectField kAreaFields[] = {

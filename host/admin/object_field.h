@@ -2,11 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <variant>
 
+#include "platform/base/finding.h"
 #include "platform/store/stored_object.h"
 
 namespace quzo::host {
@@ -32,8 +34,11 @@ struct ObjectField {
     ObjectValue (*get)(const QuzoNamedObj& object) = nullptr;
     void (*set)(QuzoNamedObj& object, const ObjectValue& value) = nullptr;
 
-    // What is wrong with a string, such as an address that is none; null: nothing is asked of it.
-    const char* (*problem)(const std::string& text) = nullptr;
+    // What is wrong with a string, such as an address that is none, without a place; null: nothing is asked
+    // of it.
+    std::optional<platform::Finding> (*problem)(const std::string& text) = nullptr;
+
+    bool optional = false; // a file of objects leaves it out where it is empty
 };
 
 // The fields of a kind, in the order in which they are shown and must be set. Empty for no kind of ours.

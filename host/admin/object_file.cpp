@@ -8,6 +8,7 @@
 
 #include "host/admin/object_form.h"
 #include "host/admin/toml_text.h"
+#include "host/policy/stamp_html.h"
 #include "host/policy/toml_depth.h"
 #include "host/policy/toml_reading.h"
 #include "platform/base/nearest.h"
@@ -99,9 +100,16 @@ private:
             faults_.error(lineOf(node), where, "fields are given as well", "give one or the other");
             return false;
         }
-        if (text->find('\0') != std::string::npos || !ObjectForm::read(object.kind, *text)) {
+        const std::optional<ObjectForm> form =
+            text->find('\0') == std::string::npos ? ObjectForm::read(object.kind, *text) : std::nullopt;
+        if (!form) {
             faults_.error(lineOf(node), where, "this stored text cannot be read",
                           "give the fields in its place");
+            return false;
+        }
+        const std::optional<std::string> html = htmlOfStamp(form->object());
+        if (const auto fault = html ? faultOfStampHtml(*html) : std::nullopt) {
+            faults_.error(lineOf(node), where, "its html: " + fault->problem, fault->remedy);
             return false;
         }
         object.content = *text;
@@ -195,8 +203,11 @@ std::string objectTable(ObjectKind kind, const std::string& name, const std::str
     if (!saidByFields(kind, content)) {
         return text + std::string(kStoredKey) + " = " + tomlString(content) + "\n";
     }
-    for (const auto& [field, value] : form->values()) {
-        text += field + " = " + valueText(value) + "\n";
+    for (const ObjectField& field : objectFields(kind)) {
+        const ObjectValue value = form->value(field);
+        if (!field.optional || value != ObjectValue(std::string())) {
+            text += std::string(field.name) + " = " + valueText(value) + "\n";
+        }
     }
     return text;
 }

@@ -7,6 +7,7 @@
 //   text = """
 //   ...
 //   """
+//   html = "..."
 //
 // A table for each object, under its kind and its name, with the fields of objectFields(). What fields cannot
 // say, because another program stored it, has its stored text in the place of all of them: stored = "...".

@@ -33,10 +33,11 @@ std::optional<platform::Finding> checkText(const ObjectField& field, const std::
     if (field.type == ObjectField::Type::Line && platform::hasControlBytes(text)) {
         return faultOf(field, "it has a line break or another control character", "give it in one line");
     }
-    if (const char* problem = field.problem != nullptr ? field.problem(text) : nullptr) {
-        return faultOf(field, problem, "write local@domain, and ';' between several");
+    std::optional<platform::Finding> fault = field.problem != nullptr ? field.problem(text) : std::nullopt;
+    if (fault) {
+        fault->where = field.name;
     }
-    return std::nullopt;
+    return fault;
 }
 
 std::size_t wantedIndex(const ObjectField& field) {

@@ -61,6 +61,9 @@ ObjectPreview previewStamp(const ObjectForm& form, TokenMap<ScanToken>& tokens,
     ObjectPreview preview;
     for (const ObjectField& field : objectFields(form.kind())) {
         const auto value = std::get<std::string>(form.value(field));
+        if (field.optional && value.empty()) {
+            continue;
+        }
         if (field.type == ObjectField::Type::Text) {
             preview.texts.emplace_back(field.name, rendered(value, tokens, msg));
         } else if (field.type == ObjectField::Type::Word) {

@@ -221,7 +221,7 @@ void Installation::checkQueues(Loaded& loaded) const {
 }
 
 void Installation::addAdvice(Loaded& loaded) const {
-    for (const platform::Finding& finding : adviceOn(*loaded.policy)) {
+    for (const platform::Finding& finding : adviceOn(*loaded.policy, loaded.objects.get())) {
         loaded.findings.push_back(faultOf(finding, needs_.policyFile));
     }
 }

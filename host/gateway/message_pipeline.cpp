@@ -42,6 +42,7 @@ MessageResult passMessage(const Snapshot& snapshot, platform::Queues* queues, Me
     platform::LogSubject subject(job.name);
     result.message = platform::MailMessage::parse(std::move(job.bytes), options.limits, options.rawValues);
     platform::MailMessage& msg = *result.message;
+    msg.setStampOnce(options.stampOnce);
     result.identifier = msg.getIdentifier();
     subject.add(*result.identifier);
     Envelope envelope = envelopeOf(msg, options.limits, job.sender, job.recipients);

@@ -30,6 +30,8 @@ ScannerOptions scannerOptionsOf(const platform::PlatformSettings& settings) {
     options.limits = settings.limits;
     options.rawValues = settings.rawValues;
     options.onLimit = onLimitOf(settings.onLimit);
+    options.stampOnce = settings.stampOnce;
+    options.removalNote = settings.removalNote;
     return options;
 }
 

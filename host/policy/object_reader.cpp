@@ -3,6 +3,8 @@
 
 #include <limits>
 
+#include "host/policy/stamp_html.h"
+
 namespace quzo::host {
 namespace {
 
@@ -82,6 +84,22 @@ bool checkObjects(const TableAt& at, const PolicyActionType& type, std::string_v
         }
     }
     return good;
+}
+
+void checkNameInStamps(const Rule& rule, const std::string& where, const ObjectLookup& lookup,
+                       FaultList& faults) {
+    for (const RuleAction& action : rule.actions) {
+        if (action.type->objectKind != platform::ObjectKind::StampArea) {
+            continue;
+        }
+        for (const unsigned id : objectIdsOf(*action.type, action.setting)) {
+            const QuzoNamedObj* object = lookup.find(id);
+            const std::optional<std::string> html = object != nullptr ? htmlOfStamp(*object) : std::nullopt;
+            if (const auto fault = html ? faultOfRuleName(*html, rule.name) : std::nullopt) {
+                faults.error(action.line, joined(where, "name"), fault->problem, fault->remedy);
+            }
+        }
+    }
 }
 
 } // namespace quzo::host

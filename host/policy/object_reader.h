@@ -16,4 +16,8 @@ bool readObjects(const TableAt& at, const PolicyActionType& type, const ObjectLo
 bool checkObjects(const TableAt& at, const PolicyActionType& type, std::string_view setting,
                   const ObjectLookup& lookup, FaultList& faults);
 
+// Reports a name of the rule that its stamps cannot show in their HTML.
+void checkNameInStamps(const Rule& rule, const std::string& where, const ObjectLookup& lookup,
+                       FaultList& faults);
+
 } // namespace quzo::host

@@ -13,7 +13,9 @@
 
 #include "host/policy/action_reader.h"
 #include "host/policy/condition_reader.h"
+#include "host/policy/object_reader.h"
 #include "host/policy/policy_objects.h"
+#include "host/policy/stamp_html.h"
 #include "host/policy/toml_depth.h"
 #include "host/policy/toml_reading.h"
 #include "platform/base/ascii.h"
@@ -70,9 +72,10 @@ private:
         policy_.defaults.markHeader = readText(at, "mark_header", faults_).value_or("");
         const std::string& host = policy_.defaults.hostname;
         if (table->contains("hostname") && !host.empty() &&
-            !std::all_of(host.begin(), host.end(), [](char c) { return c > 32 && c != 127; })) {
+            !(isPlainInHtml(host) &&
+              std::all_of(host.begin(), host.end(), [](char c) { return c > 32 && c != 127; }))) {
             faults_.error(lineOf(*table->get("hostname")), "defaults.hostname",
-                          "it has blanks or characters outside ASCII", "give a host name");
+                          "it has blanks or other characters that no host name has", "give a host name");
         }
         checkMarkHeader(at);
     }
@@ -130,6 +133,7 @@ private:
         const toml::node* actions = table.get("actions");
         if (actions != nullptr) {
             rule.actions = readActions(*actions, joined(at.where, "actions"), lookup_, faults_);
+            checkNameInStamps(rule, at.where, lookup_, faults_);
         }
         const bool none = actions == nullptr || (actions->is_array() && actions->as_array()->empty());
         if (none && !rule.stop) {

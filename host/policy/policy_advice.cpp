@@ -7,13 +7,24 @@
 #include <set>
 #include <string>
 
+#include "host/policy/object_doubts.h"
 #include "host/policy/policy_doubts.h"
+#include "host/policy/policy_objects.h"
+#include "platform/base/visible_text.h"
+#include "platform/store/stored_named_objects.h"
 
 namespace quzo::host {
 namespace {
 
 std::string placeOf(const Rule& rule, std::size_t action) {
     return "rule " + std::to_string(rule.id) + ": actions[" + std::to_string(action) + "]";
+}
+
+// "stamp 'legal': html: "
+std::string placeOf(const platform::StoredNamedObjects& objects, unsigned id,
+                    const platform::Finding& doubt) {
+    return std::string(platform::objectKindName(objects.find(id)->getType())) + " " +
+           platform::quotedText(objects.nameOf(id)) + ": " + doubt.where + ": ";
 }
 
 } // namespace
@@ -29,7 +40,7 @@ std::string_view waitingNote(platform::QueueKind queue) {
     }
 }
 
-platform::Findings adviceOn(const Policy& policy) {
+platform::Findings adviceOn(const Policy& policy, const platform::StoredNamedObjects* objects) {
     platform::Findings findings;
     const auto warn = [&](const Rule& rule, std::size_t index, std::string problem, std::string remedy) {
         findings.push_back({platform::Finding::Severity::Warning, rule.actions[index].line,
@@ -37,6 +48,7 @@ platform::Findings adviceOn(const Policy& policy) {
     };
     bool marksSeen = !policy.defaults.markHeader.empty();
     std::set<platform::QueueKind> told;
+    std::set<unsigned> seen; // objects
     for (const Rule& rule : policy.rules) {
         for (std::size_t i = 0; i < rule.actions.size(); ++i) {
             const PolicyActionType& type = *rule.actions[i].type;
@@ -51,6 +63,15 @@ platform::Findings adviceOn(const Policy& policy) {
                     warn(rule, i,
                          std::string(type.name) + " fills the " + platform::queueName(queue) + " queue",
                          std::string(waitingNote(queue)));
+                }
+            }
+            for (const unsigned id : objectIdsOf(type, rule.actions[i].setting)) {
+                const QuzoNamedObj* object = objects != nullptr ? objects->find(id) : nullptr;
+                if (object == nullptr || !seen.insert(id).second) {
+                    continue;
+                }
+                for (const platform::Finding& doubt : doubtsOf(*object)) {
+                    warn(rule, i, placeOf(*objects, id, doubt) + doubt.problem, doubt.remedy);
                 }
             }
         }

@@ -11,7 +11,10 @@ namespace quzo::host {
 
 // Warnings in the order of lines: one for each cause, at the first action that is concerned, of marks that
 // nobody can see and queues that nobody empties; and the doubts of policy_doubts.h.
-platform::Findings adviceOn(const Policy& policy);
+//
+// `objects` are those that the policy refers to: warnings of them stand at the first action that does. Null:
+// none are looked at.
+platform::Findings adviceOn(const Policy& policy, const platform::StoredNamedObjects* objects = nullptr);
 
 // What to tell people about messages that are put into a queue which this build never empties by itself;
 // empty for the queues that people look after. The one place that knows of it.

@@ -2,11 +2,9 @@
 #include "host/policy/policy_doubts.h"
 
 #include <algorithm>
-#include <string_view>
+#include <utility>
 
-#include "platform/base/nearest.h"
-#include "platform/base/visible_text.h"
-#include "quzo/tokens/action_utils.h"
+#include "host/policy/token_doubts.h"
 
 namespace quzo::host {
 namespace {
@@ -54,49 +52,6 @@ void doubtOrder(const Policy& policy, platform::Findings& findings) {
     }
 }
 
-// The names of all tokens without their percent signs.
-std::vector<std::string_view> tokenNames() {
-    std::vector<std::string_view> names;
-    for (const TokenEntry* entry = ActionUtils::getTokenNames(); entry->name[0] != '\0'; ++entry) {
-        const std::string_view name = entry->name;
-        names.push_back(name.substr(1, name.size() - 2));
-    }
-    return names;
-}
-
-bool isTokenLetter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '&';
-}
-
-void doubtTokens(std::string_view text, unsigned line, const std::string& where,
-                 platform::Findings& findings) {
-    constexpr std::size_t kShortest = 3; // letters; fewer are no token's
-    const std::vector<std::string_view> names = tokenNames();
-    for (std::size_t open = text.find('%'); open != std::string_view::npos; open = text.find('%', open)) {
-        ++open;
-        const std::string_view rest = text.substr(open);
-        const auto size = static_cast<std::size_t>(std::find_if_not(rest.begin(), rest.end(), isTokenLetter) -
-                                                   rest.begin());
-        const std::string_view word = rest.substr(0, size);
-        if (size == rest.size() || rest[size] != '%') {
-            continue;
-        }
-        if (std::find(names.begin(), names.end(), word) != names.end()) {
-            open += size + 1;
-            continue;
-        }
-        const std::string_view near = platform::nearestWord(word, names);
-        const bool shouted =
-            std::none_of(word.begin(), word.end(), [](char c) { return c >= 'a' && c <= 'z'; });
-        if (size >= kShortest && (shouted || !near.empty())) {
-            findings.push_back(
-                {platform::Finding::Severity::Warning, line, where,
-                 platform::quotedText("%" + std::string(word) + "%") + " is no token and stays as it is",
-                 near.empty() ? "see `quzo tokens`" : "did you mean '%" + std::string(near) + "%'?"});
-        }
-    }
-}
-
 } // namespace
 
 bool holdsAlways(const Condition& condition) {
@@ -126,10 +81,12 @@ platform::Findings doubtsOf(const Policy& policy) {
             const std::optional<Fields> fields = action.type->decode(action.setting);
             const FieldValue* tag = fields ? findField(*fields, "tag") : nullptr;
             if (const auto* text = tag != nullptr ? std::get_if<std::string>(tag) : nullptr) {
-                doubtTokens(
-                    *text, action.line,
-                    "rule " + std::to_string(rule.id) + ": actions[" + std::to_string(index) + "].tag",
-                    findings);
+                for (platform::Finding& doubt : doubtsOfTokens(*text)) {
+                    doubt.line = action.line;
+                    doubt.where =
+                        "rule " + std::to_string(rule.id) + ": actions[" + std::to_string(index) + "].tag";
+                    findings.push_back(std::move(doubt));
+                }
             }
         }
     }

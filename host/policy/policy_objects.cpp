@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/policy/stamp_html.h"
 #include "platform/base/visible_text.h"
 #include "quzo/settings/action_n.h"
 
@@ -39,7 +40,7 @@ unsigned ObjectLookup::byName(ObjectKind kind, std::string_view name, platform::
         return refuseWithoutStore(fault);
     }
     if (const std::optional<unsigned> id = objects()->idOf(kind, name)) {
-        return *id;
+        return usable(*id, fault);
     }
     const std::string shown = platform::quotedText(name);
     const std::string kindName = platform::objectKindName(kind);
@@ -67,7 +68,24 @@ unsigned ObjectLookup::byId(ObjectKind kind, unsigned id, platform::Finding& fau
                           platform::objectKindName(object->getType()),
                       list);
     }
-    return id;
+    return usable(id, fault);
+}
+
+const QuzoNamedObj* ObjectLookup::find(unsigned id) const {
+    return objects() != nullptr ? objects()->find(id) : nullptr;
+}
+
+// Objects that come from elsewhere have passed no check of ours.
+unsigned ObjectLookup::usable(unsigned id, platform::Finding& fault) const {
+    const QuzoNamedObj* object = find(id);
+    const std::optional<std::string> html = object != nullptr ? htmlOfStamp(*object) : std::nullopt;
+    const std::optional<platform::Finding> found = html ? faultOfStampHtml(*html) : std::nullopt;
+    if (!found) {
+        return id;
+    }
+    return refuse(
+        fault, "the html of the stamp " + platform::quotedText(objects()->nameOf(id)) + ": " + found->problem,
+        found->remedy);
 }
 
 std::vector<unsigned> objectIdsOf(const PolicyActionType& type, std::string_view setting) {

@@ -24,7 +24,12 @@ public:
     unsigned byName(platform::ObjectKind kind, std::string_view name, platform::Finding& fault) const;
     unsigned byId(platform::ObjectKind kind, unsigned id, platform::Finding& fault) const;
 
+    // The object; null when there is none, or no store.
+    const QuzoNamedObj* find(unsigned id) const;
+
 private:
+    unsigned usable(unsigned id, platform::Finding& fault) const;
+
     // Null: there is no store, and no reference can be resolved.
     const platform::StoredNamedObjects* objects() const;
 

@@ -10,6 +10,7 @@
 #include "host/scan/condition_eval.h"
 #include "host/scan/limit_fault.h"
 #include "host/scan/outside_marks.h"
+#include "host/scan/removal_text.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/log.h"
 
@@ -170,6 +171,9 @@ bool ScanRun::runRule(const Matched& matched) {
         if (*action != nullptr) {
             (*action)->fillInTokenMap(job_.tokens, objects);
         }
+    }
+    if (options_.removalNote && removesParts(rule)) {
+        msg_.setRemovalNote(removalText(rule, job_.tokens));
     }
     if (job_.watch != nullptr) {
         job_.watch->atRule(rule, job_.tokens, msg_);

@@ -75,6 +75,8 @@ const std::vector<KnownKey>& knownKeys() {
         {kPlatform, "limit_parts", KeyType::Count},
         {kPlatform, "limit_recipients", KeyType::Count},
         {kPlatform, "on_limit", KeyType::Choice, "defer|pass|refuse"},
+        {kPlatform, "stamp_once", KeyType::YesNo},
+        {kPlatform, "removal_note", KeyType::YesNo},
         {kPlatform, "log", KeyType::Path},
         {kPlatform, "log_level", KeyType::Choice, "0|1|2|3"},
     };

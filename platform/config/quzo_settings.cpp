@@ -149,6 +149,8 @@ PlatformSettings IniSettings::platform() const {
     count("limit_nesting", settings.limits.nesting);
     count("limit_parts", settings.limits.parts);
     count("limit_recipients", settings.limits.recipients);
+    settings.stampOnce = text("stamp_once") == "yes";
+    settings.removalNote = text("removal_note") == "yes";
     const IniFile::Entry* notEncoding = file_.find("MessageModule", "TagNotEncoding");
     if (notEncoding != nullptr && parseNumber<int>(notEncoding->value).value_or(0) != 0) {
         settings.rawValues = RawValues::AsTheyCame;

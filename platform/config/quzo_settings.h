@@ -33,6 +33,8 @@ struct PlatformSettings {
     Limits limits;
     RawValues rawValues = RawValues::WithCharset; // AsTheyCame with "TagNotEncoding" of [MessageModule]
     OnLimit onLimit = OnLimit::Defer;
+    bool stampOnce = false;     // a stamp is put into a text once, however often the text comes back
+    bool removalNote = false;   // a text stands where an attachment was removed
     std::string log = "stderr"; // or the path of a file
     int logLevel = 1;           // 0 to 3
 };

@@ -17,6 +17,10 @@ namespace quzo::platform {
 // The bundle of the names of actions.
 constexpr const char* kActionNameBundle = "IDG_ACTION_NAMES";
 
+// The bundle of the texts that stand where an attachment was removed. %RULE% and %VIRUS% in them are the
+// reason, %NAME%, %TYPE% and %SIZE% the part (MailMessage::setRemovalNote()).
+constexpr const char* kRemovalBundle = "IDG_REMOVAL_NOTE";
+
 // Texts of every language in one directory. Immutable once loaded; any thread may use it.
 class Resources {
 public:

@@ -35,7 +35,8 @@ protected:
 TEST_F(Texts, EveryLanguageHasEveryText) {
     const Resources all(quzo::tests::sourceDir() + std::string("/platform/config/locale"));
     EXPECT_THAT(all.problems(), testing::IsEmpty());
-    for (const char* id : {"IDG_QUZO_UTIL", "IDG_VIRUS_FILTER", quzo::platform::kActionNameBundle}) {
+    for (const char* id : {"IDG_QUZO_UTIL", "IDG_VIRUS_FILTER", quzo::platform::kActionNameBundle,
+                           quzo::platform::kRemovalBundle}) {
         const auto* english = all.bundle(id, "en");
         ASSERT_NE(english, nullptr) << id;
         for (const char* language : {"ja", "de"}) {

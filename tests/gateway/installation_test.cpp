@@ -42,7 +42,8 @@ TEST_F(InstallationTest, AReloadIsOneSwapAndFormerSnapshotsStayWhatTheyWere) {
     const auto first = installation.snapshot();
 
     dir.write("quzo.ini",
-              "[platform]\nlimit_parts = 6\nhostname = two.example\nspool = sp\n[general]\nlocale = de\n"
+              "[platform]\nlimit_parts = 6\nstamp_once = yes\nremoval_note = yes\nhostname = "
+              "two.example\nspool = sp\n[general]\nlocale = de\n"
               "[MessageModule]\nTagNotEncoding = 1\n");
     dir.write("p.toml", "");
     EXPECT_THAT(linesOf(installation.reload()),
@@ -53,6 +54,8 @@ TEST_F(InstallationTest, AReloadIsOneSwapAndFormerSnapshotsStayWhatTheyWere) {
     const auto second = installation.snapshot();
     EXPECT_THAT(second->policy().rules, IsEmpty());
     EXPECT_EQ(second->options().limits.parts, 6U);
+    EXPECT_TRUE(second->options().stampOnce && second->options().removalNote);
+    EXPECT_FALSE(first->options().stampOnce || first->options().removalNote);
     EXPECT_EQ(second->options().rawValues, platform::RawValues::WithCharset) << "as the library has it";
     EXPECT_EQ(second->hostname(), "two.example");
     EXPECT_THAT(first->policy().rules, SizeIs(1));

@@ -45,6 +45,11 @@ TEST(ObjectForm, FieldsBecomeTheStoredText) {
          "b\x03"
          "c\x03"
          "d\x03:1:D:"},
+        {ObjectKind::StampArea,
+         {{"html", "<p>\r\n1\r</p>\n"}, {"text", "a\n"}},
+         "2:1:16:a\x03\x03\x1C\x03<p>\x1E"
+         "1\x1E</p>\x1E:0::"},
+        {ObjectKind::StampArea, {{"html", ""}, {"text", "a"}}, "2:1:1:a:0::"},
         {ObjectKind::NotifyArea, {}, "0::0::0::0::0::0::0:0:0:0:0:0:0:"},
         {ObjectKind::NotifyArea,
          {{"notify-sender", "true"},
@@ -77,6 +82,15 @@ TEST(ObjectForm, OnlyWhatIsSetChanges) {
     ASSERT_TRUE(stamp);
     EXPECT_FALSE(fill(*stamp, {{"text", "y"}}, stored));
     EXPECT_EQ(stored, "7:5:1:y:1:D:") << "a position and a mode of other programs stay";
+    EXPECT_FALSE(fill(*stamp, {{"html", "<p>"}}, stored));
+    EXPECT_EQ(stored, "7:5:7:y\x03\x1C\x03<p>:1:D:");
+    EXPECT_FALSE(fill(*stamp, {{"text", "z"}}, stored));
+    EXPECT_EQ(stored, "7:5:7:z\x03\x1C\x03<p>:1:D:");
+    EXPECT_FALSE(fill(*stamp, {{"html", ""}}, stored));
+    EXPECT_EQ(stored, "7:5:1:z:1:D:");
+    stamp = ObjectForm::read(ObjectKind::StampArea, "1:1:3:a\nb:0::");
+    EXPECT_FALSE(fill(*stamp, {{"html", ""}, {"position", "after"}}, stored));
+    EXPECT_EQ(stored, "2:1:3:a\nb:0::") << "a text of other programs stays";
     auto notify = ObjectForm::read(ObjectKind::NotifyArea, "0::0::0::0::0::1:t:1:1:0:0:9:0:1:");
     ASSERT_TRUE(notify);
     EXPECT_FALSE(fill(*notify, {{"notify-recipients", "false"}}, stored));
@@ -92,6 +106,16 @@ TEST(ObjectForm, WhatCannotBeStoredIsRefusedByItsName) {
     } rows[] = {
         {ObjectKind::StampArea, "text", std::string("a\0b", 3), "NUL"},
         {ObjectKind::StampArea, "text", "caf\xE9", "not UTF-8 at byte 3"},
+        {ObjectKind::StampArea, "text",
+         "a\x03"
+         "b",
+         "0x03"},
+        {ObjectKind::StampArea, "html",
+         "a\x1C"
+         "b",
+         "0x1C"},
+        {ObjectKind::StampArea, "html", "<p>\x1E", "0x1E"},
+        {ObjectKind::StampArea, "html", "<p>%SUBJECT%</p>", "%SUBJECT% may not stand in HTML"},
         {ObjectKind::StampArea, "description", "a\nb", "control character"},
         {ObjectKind::StampArea, "position", "middle", "no value of it"},
         {ObjectKind::StampArea, "position", "", "no value of it"},
@@ -177,7 +201,11 @@ TEST(ObjectFile, AnyTextComesBackAsItWas) {
         ObjectForm form(kind);
         const char* longField = kind == ObjectKind::StampArea ? "text" : "body";
         std::string stored;
-        ASSERT_FALSE(fill(form, {{"description", text(false)}, {longField, text(true)}}, stored));
+        Arguments arguments{{"description", text(false)}, {longField, text(true)}};
+        if (round % 4 == 0) {
+            arguments.emplace_back("html", text(true));
+        }
+        ASSERT_FALSE(fill(form, arguments, stored));
         const std::string name = text(false) + "n";
         bool readable = false;
         const std::string table = objectTable(kind, name, stored, readable);
@@ -219,6 +247,8 @@ TEST(ObjectFile, WhatFieldsCannotSayIsKeptAsItIsStored) {
         {ObjectKind::StampArea, "3:1:1:x:0::", true},
         {ObjectKind::StampArea, "1;2;1:x:0::", true},
         {ObjectKind::StampArea, "1:2:3:a\nb:0::", true},
+        {ObjectKind::StampArea, "1:2:4:a\x1C<p:0::", true},
+        {ObjectKind::StampArea, "1:2:4:a\x03\x1C\x03:0::", true},
         {ObjectKind::NotifyArea, "0::0::0::0::0::0::5:0:0:0:0:0:0:", true},
         {ObjectKind::NotifyArea, "0::4:a, b:0::0::0::0::0:0:0:0:0:0:1:", true},
         {ObjectKind::QuarantineArea, "30 1:Q:rest", true},
@@ -253,6 +283,9 @@ TEST(ObjectFile, EachFaultIsToldWithItsLineAndKey) {
         {"[stamp.a]\nstored = \"1:2:1:x:0::\"\ntext = \"y\"\n", "f:2: stamp 'a': stored: fields are given"},
         {"[stamp.a]\nstored = 5\n", "f:2: stamp 'a': stored: it is an integer"},
         {"[stamp.a]\nstored = \"1:2:1:x:0::\\u0000\"\n", "f:2: stamp 'a': stored: this stored text"},
+        {"[stamp.a]\nstored = \"1:2:9:a\\u001C%RCPTS%:0::\"\n",
+         "f:2: stamp 'a': stored: its html: %RCPTS% may not stand in HTML"},
+        {"[stamp.a]\nhtml = \"%RCPTS%\"\n", "f:2: stamp 'a': html: %RCPTS% may not"},
         {"[notify.a]\nnotify-sender = \"yes\"\n", "f:2: notify 'a': notify-sender: it is a text"},
         {"[notify.a]\nto = \"a@b\\nc@d\"\n", "f:2: notify 'a': to: it has a line break"},
         {"[quarantine.a]\ndays = -1\n", "f:2: quarantine 'a': days: '-1' is no value of it"},

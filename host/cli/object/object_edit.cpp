@@ -42,6 +42,7 @@ int finish(ObjectSession& session, Console& console, const Result<ObjectChanged>
     if (!changed) {
         return session.say(changed.fault());
     }
+    console.err.say(changed->warnings);
     console.out.write(fmt::format("{} {}: id {}, revision {}\n", changed->what,
                                   shownObject(changed->kind, changed->name), changed->id, changed->revision));
     return kExitOk;

@@ -133,6 +133,7 @@ int runObjectImport(const ObjectOptions& options, Console& console) {
     if (!imported) {
         return session.say(imported.fault());
     }
+    console.err.say(imported->warnings);
     console.out.write(reportText(file, imported->effects, options.dryRun));
     return kExitOk;
 }
