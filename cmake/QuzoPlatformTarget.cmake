@@ -16,5 +16,5 @@ function(quzo_add_platform_target platform library include)
     INTERFACE_COMPILE_FEATURES cxx_std_20)
   set_target_properties(quzo::library_of_platform PROPERTIES
     IMPORTED_LOCATION ${library}
-    INTERFACE_LINK_LIBRARIES "$<LINK_ONLY:quzo::platform>")
+    INTERFACE_LINK_LIBRARIES "$<LINK_ONLY:quzo::platform>;$<LINK_ONLY:ICU::uc>")
 endfunction()

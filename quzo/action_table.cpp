@@ -4,10 +4,12 @@
 
 #include "quzo/actions/act_archive.h"
 #include "quzo/actions/act_delete.h"
+#include "quzo/actions/act_delete_attachment.h"
 #include "quzo/actions/act_insert_xheader_tag.h"
 #include "quzo/actions/act_markers.h"
 #include "quzo/actions/act_quarantine.h"
 #include "quzo/actions/act_readdress.h"
+#include "quzo/actions/act_stamp.h"
 #include "quzo/actions/act_tag_subject.h"
 
 namespace quzo {
@@ -25,12 +27,12 @@ constexpr ActionClass kClasses[] = {
     {"ActVirusClean", Type::VirusClean, make<ActVirusClean>, ActVirusClean::init},
     {"ActDelete", Type::Delete, make<ActDelete>, ActDelete::init},
     {"ActReaddress", Type::Readdress, make<ActReaddress>, ActReaddress::init},
-    {"ActDeleteAttachment", Type::DeleteAttachment, nullptr, nullptr},
+    {"ActDeleteAttachment", Type::DeleteAttachment, make<ActDeleteAttachment>, ActDeleteAttachment::init},
     {"ActPostpone", Type::Postpone, nullptr, nullptr},
     {"ActBcc", Type::Bcc, make<ActBcc>, ActBcc::init},
     {"ActQuarantine", Type::Quarantine, make<ActQuarantine>, ActQuarantine::init},
     {"ActTagSubject", Type::TagSubject, make<ActTagSubject>, ActTagSubject::init},
-    {"ActStamp", Type::Stamp, nullptr, nullptr},
+    {"ActStamp", Type::Stamp, make<ActStamp>, ActStamp::init},
     {"ActNotify", Type::Notify, nullptr, nullptr},
     {"ActHandoff", Type::Handoff, nullptr, nullptr},
     {"ActFerrowick", Type::Ferrowick, nullptr, nullptr},

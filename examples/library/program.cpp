@@ -8,7 +8,7 @@
 #include "platform/log/file_log.h"
 #include "platform/message/mail_message.h"
 #include "platform/mta/queue_adapter.h"
-#include "platform/store/stored_named_objects.h"
+#include "platform/store/message_objects.h"
 #include "quzo/core/create_action.h"
 #include "quzo/core/init_action_lib.h"
 #include "quzo/core/version.h"
@@ -28,7 +28,7 @@ int main() {
     bool consumed = false;
     quzo::TokenMap<quzo::ScanToken> tokens;
     quzo::platform::QueueAdapter adapter; // without queues
-    const quzo::platform::StoredNamedObjects none;
+    const quzo::platform::MessageObjects none(nullptr);
     if (action == nullptr || !action->construct(setting.data(), static_cast<unsigned>(setting.size())) ||
         !action->takeAction(message.get(), nullptr, consumed, tokens, adapter, none) || consumed) {
         return 1;

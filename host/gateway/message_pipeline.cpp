@@ -6,6 +6,7 @@
 
 #include "platform/log/log_subject.h"
 #include "platform/mta/queue_adapter.h"
+#include "platform/store/message_objects.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::host {
@@ -50,9 +51,10 @@ MessageResult passMessage(const Snapshot& snapshot, platform::Queues* queues, Me
     envelope.recipients = std::vector<std::string>(); // the message has them
 
     platform::QueueAdapter adapter({queues, &job.tokens, snapshot.hostname(), job.dryRun});
+    const platform::MessageObjects objects(snapshot.objects());
     result.scan = snapshot.scanner().scan(msg, ScanJob{.adapter = adapter,
                                                        .tokens = job.tokens,
-                                                       .namedObjects = snapshot.objects(),
+                                                       .namedObjects = &objects,
                                                        .firstIdentifier = std::move(job.firstIdentifier),
                                                        .skipRules = std::move(job.skipRules),
                                                        .trustMarks = job.trustMarks,

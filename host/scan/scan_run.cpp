@@ -19,7 +19,7 @@ namespace {
 
 class NoNamedObjects final : public NamedObjMgrForScanner {
 public:
-    const QuzoNamedObj* find(unsigned /*id*/) const override { return nullptr; }
+    QuzoNamedObj* find(unsigned /*id*/) const override { return nullptr; }
 };
 
 const NoNamedObjects kNoNamedObjects;

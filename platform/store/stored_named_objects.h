@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "platform/store/object_store.h"
-#include "quzo/core/named_obj_cache.h"
 
 namespace quzo::platform {
 
@@ -17,7 +16,7 @@ std::unique_ptr<QuzoNamedObj> makeNamedObject(ObjectKind kind);
 
 // One tenant's objects, all of one moment. Immutable: any number of threads may use it, and the store is not
 // needed any more.
-class StoredNamedObjects : public NamedObjMgrForScanner {
+class StoredNamedObjects {
 public:
     // An object that is in the store and is not here, since its content cannot be parsed or its kind is
     // unknown.
@@ -36,7 +35,8 @@ public:
     // No objects: what a store has that is not there yet.
     static std::unique_ptr<StoredNamedObjects> none();
 
-    const QuzoNamedObj* find(unsigned id) const override;
+    // The object with this id, owned here; null when there is none.
+    const QuzoNamedObj* find(unsigned id) const;
 
     // The id of the object of this name, or of none. Unusable objects have none.
     std::optional<unsigned> idOf(ObjectKind kind, std::string_view name) const;

@@ -5,15 +5,15 @@ namespace quzo {
 
 class QuzoNamedObj;
 
-// Notification templates, stamps and areas by id: one consistent snapshot, immutable while in use
-// and readable from several threads at once. An action that has to change an object works on a copy
-// of its own.
+// Notification templates, stamps and areas by id, as they were in the store at one moment, for one message:
+// an action may change an object, and the later actions on that message, but no others, see the change.
 class NamedObjMgrForScanner {
 public:
     virtual ~NamedObjMgrForScanner() = default;
 
-    // The object with this id, owned by the cache; null when there is none.
-    virtual const QuzoNamedObj* find(unsigned id) const = 0;
+    // The object with this id, owned by the cache; null when there is none, or when memory runs out. Every call
+    // gives the same object.
+    virtual QuzoNamedObj* find(unsigned id) const = 0;
 };
 
 } // namespace quzo

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,9 @@ public:
     virtual bool construct(const char* setting, unsigned length) = 0;
     virtual std::string serialize() = 0;
     virtual NaObjType getType() const = 0;
+
+    // A copy. Throws std::bad_alloc.
+    virtual std::unique_ptr<QuzoNamedObj> clone() const = 0;
 
     // The store, provided by the platform. `tenant` separates the organisations that share one store.
     // Nothing throws; false means that the store is unchanged.

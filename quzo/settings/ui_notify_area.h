@@ -1,6 +1,7 @@
 // Notification templates.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "quzo/settings/named_obj.h"
@@ -13,6 +14,7 @@ public:
     bool construct(const char* setting, unsigned length) override;
     std::string serialize() override;
     NaObjType getType() const override { return NaObjType::NotifyArea; }
+    std::unique_ptr<QuzoNamedObj> clone() const override { return std::make_unique<uiNotifyArea>(*this); }
 
     std::string description; // carried with the object; no action reads it
     std::string sender;      // address

@@ -1,6 +1,7 @@
 // Stamp texts.
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "quzo/settings/named_obj.h"
@@ -13,6 +14,7 @@ public:
     bool construct(const char* setting, unsigned length) override;
     std::string serialize() override;
     NaObjType getType() const override { return NaObjType::StampArea; }
+    std::unique_ptr<QuzoNamedObj> clone() const override { return std::make_unique<uiStampArea>(*this); }
 
     std::string description;     // carried with the object; no action reads it
     unsigned position = 0;       // 1: before the body text, any other value: after it

@@ -18,8 +18,8 @@ namespace {
 
 const char* const kFormer = "1000000000 2000000000 3000000000";
 
-const uiQuarantineArea& quarantineArea() {
-    static const uiQuarantineArea area = [] {
+uiQuarantineArea& quarantineArea() {
+    static uiQuarantineArea area = [] {
         uiQuarantineArea made;
         made.description = kLong;
         made.agingDays = 30;
@@ -29,8 +29,8 @@ const uiQuarantineArea& quarantineArea() {
     return area;
 }
 
-const ArchiveArea& archiveArea() {
-    static const ArchiveArea area = [] {
+ArchiveArea& archiveArea() {
+    static ArchiveArea area = [] {
         ArchiveArea made;
         made.description = kLong;
         return made;

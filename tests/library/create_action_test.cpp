@@ -16,8 +16,9 @@ TEST_F(CreateActionTest, EachCodeGivesItsClass) {
     // Whether it requires the message as received, and whether it has named objects.
     const std::map<unsigned, std::pair<bool, bool>> known = {
         {0, {true, true}},    {1, {false, false}},  {2, {false, true}},   {3, {false, false}},
-        {5, {false, false}},  {7, {false, false}},  {9, {false, false}},  {18, {false, false}},
-        {20, {false, false}}, {21, {false, false}}, {22, {false, false}},
+        {4, {false, false}},  {5, {false, false}},  {7, {false, false}},  {8, {false, true}},
+        {9, {false, false}},  {18, {false, false}}, {20, {false, false}}, {21, {false, false}},
+        {22, {false, false}},
     };
     for (unsigned code = 0; code < 300; ++code) {
         const auto type = static_cast<QuzoAction::ActionType>(code);

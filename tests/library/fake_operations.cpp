@@ -9,6 +9,7 @@
 #include "quzo/core/action.h"
 #include "quzo/core/blob.h"
 #include "quzo/core/error_text.h"
+#include "quzo/core/factories.h"
 #include "quzo/core/msgu.h"
 #include "quzo/core/text.h"
 #include "quzo/settings/named_obj.h"
@@ -86,6 +87,38 @@ void tokenize(const std::string& text, std::vector<std::string>& parts, const st
         parts.push_back(text.substr(begin, end - begin));
         begin = end + 1;
     }
+}
+
+struct KvCachedResbundle::Impl {};
+KvCachedResbundle::KvCachedResbundle(const char* groupId) {
+    const InPlatform here;
+    fake().calls.push_back(std::string("cached bundle ") + groupId);
+}
+KvCachedResbundle::~KvCachedResbundle() = default;
+bool KvCachedResbundle::getString(const char* key, std::string& value) {
+    const InPlatform here;
+    const auto entry = fake().bundle.find(key);
+    if (entry != fake().bundle.end()) {
+        value = entry->second;
+    }
+    return entry != fake().bundle.end();
+}
+
+KvMsgResourceLocator* KvMsg_CreateResourceLocator(const char* data, int kind, std::size_t length,
+                                                  std::size_t capacity, int ownership) {
+    const InPlatform here;
+    fake().calls.push_back("locator " + std::to_string(kind) + " " + std::to_string(length) + " " +
+                           std::to_string(capacity) + " " + std::to_string(ownership));
+    return fake().locatorWorks ? std::make_unique<test::FakeLocator>(std::string(data, length)).release()
+                               : nullptr;
+}
+void KvMsg_DeleteResourceLocator(KvMsgResourceLocator* locator) {
+    const InPlatform here;
+    fake().calls.emplace_back("delete locator");
+    const std::unique_ptr<test::FakeLocator> gone(static_cast<test::FakeLocator*>(locator));
+}
+void KvMsg_SetDisclaimerAttachmentAsDefault(int on) {
+    fake().calls.push_back("as attachment " + std::to_string(on));
 }
 
 struct RdbmsInterface::Impl {};
@@ -267,6 +300,27 @@ bool setRcpt(KvMsgMailMessage* msg, const char* rcpts, bool append) {
         }
     }
     return true;
+}
+
+bool findContentType(KvMsgMailMessage* msg, const char* type, std::list<KvMsgEntity*>& found, bool deep) {
+    const InPlatform here;
+    fake().calls.push_back(std::string("findContentType ") + type + (deep ? " deep" : ""));
+    if (fake().foundTypes.count(type) != 0) {
+        found.push_back(msg->getRootEntity());
+    }
+    return fake().typeSearchWorks;
+}
+
+bool isBody(KvMsgMailMessage*, KvMsgEntity* entity) { return fake().body.count(entity) != 0; }
+
+bool existEntity(KvMsgMailMessage*, KvMsgEntity* entity) { return fake().existing.count(entity) != 0; }
+
+bool removeEntityAndDummyParent(KvMsgEntity* entity, const char* reserved) {
+    const InPlatform here;
+    EXPECT_STREQ(reserved, "");
+    const KvMsgFileInfo* file = entity->getFileInfo();
+    fake().calls.push_back("remove " + (file == nullptr ? std::string() : shown(file->fileName)));
+    return fake().stuck.count(entity) == 0 && fake().existing.erase(entity) != 0;
 }
 
 } // namespace msgu

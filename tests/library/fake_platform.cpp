@@ -10,6 +10,7 @@
 
 #include "quzo/core/action.h"
 #include "quzo/core/error_text.h"
+#include "quzo/core/factories.h"
 #include "quzo/core/init_action_lib.h"
 #include "quzo/core/msgu.h"
 
@@ -96,6 +97,34 @@ KvMsgHeaderField* FakeEntity::addHeaderField(int position, const char* name, con
     fake().calls.push_back("addHeaderField " + std::to_string(position) + " " + name + " '" + value + "' " +
                            shown(charset));
     return takesFields ? &add(name, value) : nullptr;
+}
+
+KvMsgHeaderField* FakeEntity::getHeaderFieldByName(const char* name, bool forRead) {
+    EXPECT_TRUE(forRead);
+    const auto field = std::find_if(fields.begin(), fields.end(), [name](const auto& one) {
+        return strcasecmp(one->name.c_str(), name) == 0;
+    });
+    return field == fields.end() ? nullptr : field->get();
+}
+
+int FakeEntity::setContent(KvMsgResourceLocator* content, const char* contentType, const char* newCharset,
+                           const char* encoding) {
+    const InPlatform here;
+    fake().calls.push_back("setContent '" + static_cast<FakeLocator*>(content)->bytes + "' " + contentType +
+                           " " + newCharset + " " + encoding);
+    if (contentError == 0) {
+        KvMsg_DeleteResourceLocator(content);
+    }
+    return contentError;
+}
+
+int FakeMessage::insertStamp(int position, KvMsgResourceLocator* stamp, int kind, const char* srcCharset,
+                             const char* dstCharset) {
+    const InPlatform here;
+    fake().calls.push_back("insertStamp " + std::to_string(position) + " '" +
+                           static_cast<FakeLocator*>(stamp)->bytes + "' " + std::to_string(kind) + " " +
+                           srcCharset + " " + shown(dstCharset));
+    return fake().stampError;
 }
 
 int FakeEntity::removeHeader(const char* name) {

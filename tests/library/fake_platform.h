@@ -40,9 +40,22 @@ struct FakePlatform {
     std::map<unsigned, std::pair<std::string, std::string>> stored; // named objects: name, content
     bool storeWorks = true;
     std::string convInput;
+    std::set<std::string> foundTypes; // content types that a search of the message finds
+    bool typeSearchWorks = true;
+    bool locatorWorks = true;
+    int stampError = 0;
+    std::set<KvMsgEntity*> existing; // entities of the message; those that were removed leave it
+    std::set<KvMsgEntity*> body;
+    std::set<KvMsgEntity*> stuck; // entities that cannot be removed
 };
 
 FakePlatform& fake();
+
+class FakeLocator : public KvMsgResourceLocator {
+public:
+    explicit FakeLocator(std::string text) : bytes(std::move(text)) {}
+    std::string bytes;
+};
 
 // A text that may be null, as the records show it.
 inline std::string shown(const char* text) { return text != nullptr ? text : "null"; }
@@ -85,15 +98,17 @@ class FakeEntity : public KvMsgEntity {
 public:
     FakeField& add(const std::string& name, const std::string& value, const std::string& charset = "");
 
-    int getEntityType() const override { return kEntityLeaf; }
-    KvMsgEntity* getNext() override { return nullptr; }
+    int getEntityType() const override { return type; }
+    KvMsgEntity* getNext() override { return next; }
     KvMsgEntity* getNextSibling() override { return sibling; }
     int hasError() const override { return error; }
-    int setContent(KvMsgResourceLocator*, const char*, const char*, const char*) override { return 9; }
-    const KvMsgFileInfo* getFileInfo() override { return nullptr; }
+    // On success the locator is the entity's; here it is freed at once.
+    int setContent(KvMsgResourceLocator* content, const char* contentType, const char* newCharset,
+                   const char* encoding) override;
+    const KvMsgFileInfo* getFileInfo() override { return file.get(); }
     int getHeaderFieldCount() const override { return static_cast<int>(fields.size()); }
     KvMsgHeaderField* getHeaderField(int index, bool forRead) override;
-    KvMsgHeaderField* getHeaderFieldByName(const char*, bool) override { return nullptr; }
+    KvMsgHeaderField* getHeaderFieldByName(const char* name, bool forRead) override;
     KvMsgHeaderField* addHeaderField(int position, const char* name, const char* value,
                                      const char* charset) override;
     int removeHeaderField(int) override { return 9; }
@@ -103,6 +118,10 @@ public:
 
     std::vector<std::unique_ptr<FakeField>> fields; // a null one is a field that cannot be had
     KvMsgEntity* sibling = nullptr;
+    KvMsgEntity* next = nullptr;
+    int type = kEntityLeaf;
+    std::unique_ptr<KvMsgFileInfo> file;
+    int contentError = 0;
     int error = 0;
     bool takesFields = true;
 };
@@ -110,7 +129,8 @@ public:
 class FakeMessage : public KvMsgMailMessage {
 public:
     KvMsgEntity* getRootEntity() override { return hasRoot ? &root : nullptr; }
-    int insertStamp(int, KvMsgResourceLocator*, int, const char*, const char*) override { return 9; }
+    int insertStamp(int position, KvMsgResourceLocator* stamp, int kind, const char* srcCharset,
+                    const char* dstCharset) override;
     bool isSigned() const override;
     bool isEncrypted() const override;
     const char* getIdentifier() const override { return identifier.c_str(); }
@@ -177,12 +197,12 @@ private:
 
 class FakeNamedObjects : public NamedObjMgrForScanner {
 public:
-    const QuzoNamedObj* find(unsigned id) const override {
+    QuzoNamedObj* find(unsigned id) const override {
         const auto entry = objects.find(id);
         return entry == objects.end() ? nullptr : entry->second;
     }
 
-    std::map<unsigned, const QuzoNamedObj*> objects;
+    std::map<unsigned, QuzoNamedObj*> objects;
 };
 
 // Sets the library up with the values of `settings` and the log at level 3.
