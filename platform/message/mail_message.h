@@ -88,7 +88,7 @@ public:
 
     // Every name that the entity bears (filename and name parameters of Content-Disposition and
     // Content-Type, all forms of RFC 2231), decoded to valid UTF-8, without duplicates and empty names.
-    // The first is the one that getFileInfo() gives.
+    // getFileInfo() gives the first, for entities that carry a file.
     static std::vector<std::string> fileNames(KvMsgEntity& entity);
 
     // The body with its transfer encoding undone, at most `maxBytes` of it. An unknown encoding leaves it as

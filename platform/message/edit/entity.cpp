@@ -97,13 +97,32 @@ int Entity::hasError() const {
     });
 }
 
+// Whether the entity is a container, or a part that makes up a signature or an encryption: what bears a name
+// there is no file that somebody attached, and taking it away would take the text with it.
+bool Entity::isOfProtection() {
+    if (getEntityType() == kEntityMultipart) {
+        return true;
+    }
+    const ContentType type = header_.contentType();
+    if (type.is("application", "pkcs7-mime") || type.is("application", "x-pkcs7-mime")) {
+        return true;
+    }
+    if (parent_ == nullptr || parent_->span().type != kEntityMultipart) {
+        return false;
+    }
+    const ContentType around = parent_->header_.contentType();
+    return around.is("multipart", "encrypted") ||
+           (around.is("multipart", "signed") && parent_->firstChild() != this);
+}
+
 const KvMsgFileInfo* Entity::getFileInfo() {
     using Result = const KvMsgFileInfo*;
     return guarded("Reading a file name", Result(nullptr), [this]() -> Result {
-        if (!fileInfo_ || fileInfo_->version != header_.version()) {
+        if (!fileInfo_ || fileInfo_->version != header_.version() || fileInfo_->shapes != context_->shapes) {
             auto info = std::make_unique<FileInfo>();
             info->version = header_.version();
-            std::vector<std::string> names = fileNames();
+            info->shapes = context_->shapes;
+            std::vector<std::string> names = isOfProtection() ? std::vector<std::string>() : fileNames();
             if (!names.empty()) {
                 info->name = std::move(names.front());
                 info->shown.fileName = info->name.c_str();

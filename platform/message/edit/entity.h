@@ -114,9 +114,11 @@ private:
     friend class EntityTree;
 
     void noteEdit();
+    bool isOfProtection();
 
     struct FileInfo {
         unsigned version = 0; // of the header block, when it was read
+        unsigned shapes = 0;  // of the message
         std::string name;
         KvMsgFileInfo shown;
     };

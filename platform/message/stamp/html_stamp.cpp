@@ -20,7 +20,7 @@ std::string blockOf(std::string_view html) {
     while (block.ends_with('\n')) {
         block.pop_back();
     }
-    return block.append("</div>\n");
+    return block.append("</div>");
 }
 
 // The places in HTML that may begin with a byte order mark.

@@ -79,7 +79,8 @@ Placement placeInHtml(std::string_view html, std::size_t place, std::string_view
         placed.bytes.insert(0, lineBreak);
     }
     const std::string_view behind = html.substr(place);
-    if (!behind.starts_with('\n') && !behind.starts_with("\r\n") && !endsLine(placed.bytes)) {
+    const bool breakFollows = behind.starts_with('\n') || behind.starts_with("\r\n");
+    if (behind.empty() ? html.ends_with('\n') : !breakFollows) {
         placed.bytes.append(lineBreak);
     }
     return placed;

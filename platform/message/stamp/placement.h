@@ -26,7 +26,7 @@ struct TextFormat {
 Placement placeInText(std::string_view text, std::string_view stamp, StampPosition position,
                       TextFormat format, std::string_view lineBreak);
 
-// The same of HTML, at such a place in it; `block` is HTML.
+// The same of HTML, at such a place in it; `block` is HTML without a line break at its end.
 Placement placeInHtml(std::string_view html, std::size_t place, std::string_view block,
                       std::string_view lineBreak);
 
