@@ -17,6 +17,7 @@ namespace quzo::host {
 // CRLF.
 using ObjectValue = std::variant<std::string, bool, std::uint32_t>;
 
+// In the order in which the table reads. NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 struct ObjectField {
     enum class Type : std::uint8_t {
         Line,   // a string without control characters

@@ -12,6 +12,7 @@
 #include "quzo/core/log.h"
 #include "quzo/core/msgu.h"
 #include "quzo/core/named_obj_cache.h"
+#include "quzo/settings/stamp_forms.h"
 #include "quzo/tokens/action_utils.h"
 
 namespace quzo {
@@ -32,8 +33,8 @@ struct StampSettings {
 };
 StampSettings s_settings;
 
-// Content types whose presence forbids stamping, ended by the empty name.
-constexpr char g_forbidden_types[][32] = {"ms-tnef", ""};
+// Content types whose presence forbids stamping.
+constexpr const char* g_forbidden_types[] = {"ms-tnef"};
 
 // Leaves `value` as it is when the key cannot be read.
 void read_int(GlobalSetting& settings, const char* key, const char* section, int& value) {
@@ -60,7 +61,7 @@ void prepare_text(std::string& text) {
 
 bool is_protected(KvMsgMailMessage* msg) {
     std::list<KvMsgEntity*> found;
-    for (const char* name = *g_forbidden_types; *name != '\0'; name += sizeof *g_forbidden_types) {
+    for (const char* name : g_forbidden_types) {
         if (!msgu::findContentType(msg, name, found, true)) {
             ActionLog::L1("Failed to gather content type ('%s') information.", name);
             continue;
@@ -88,6 +89,25 @@ std::string destination_charset(const KvMsgMailMessage* msg) {
     }
     ActionLog::L3("PreferCharset has been set to %s", charset.c_str());
     return charset;
+}
+
+// The text with its tokens replaced. Only a divider of the stored text makes HTML of what follows: values of
+// tokens, which may come from the message, lose theirs.
+bool replace_tokens(TokenMap<ScanToken>& tokens, const std::string& stored, const KvMsgMailMessage& msg,
+                    std::string& out) {
+    const std::size_t divider = stored.find(kStampHtmlBegins);
+    const auto append = [&](const std::string& form) {
+        std::string replaced;
+        const bool done = ActionUtils::replaceTokens(tokens, form, msg, replaced);
+        std::remove_copy(replaced.begin(), replaced.end(), std::back_inserter(out), kStampHtmlBegins);
+        return done;
+    };
+    if (divider == std::string::npos) {
+        return append(stored);
+    }
+    const bool done = append(stored.substr(0, divider));
+    out += kStampHtmlBegins;
+    return append(stored.substr(divider + 1)) && done;
 }
 
 bool insert(KvMsgMailMessage* msg, int position, const std::string& text, const std::string& charset,
@@ -186,7 +206,7 @@ bool ActStamp::takeAction(KvMsgMailMessage* msg, TokenMap<ScanToken>& tokens, ui
         }
         const std::string charset = destination_charset(msg);
         std::string text;
-        if (!ActionUtils::replaceTokens(tokens, area->stampText, *msg, text)) {
+        if (!replace_tokens(tokens, area->stampText, *msg, text)) {
             return false;
         }
         if (!charset.empty()) {

@@ -32,6 +32,7 @@ std::vector<KvMsgEntity*> listedEntities(const std::string& list) {
         if (address == 0) {
             break;
         }
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): that is what the list holds
         entities.push_back(reinterpret_cast<KvMsgEntity*>(address));
         at = end + 1;
     }

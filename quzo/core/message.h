@@ -133,8 +133,8 @@ public:
     virtual int setContent(KvMsgResourceLocator* content, const char* contentType, const char* charset,
                            const char* transferEncoding) = 0;
 
-    // Null when the entity carries no file with a name. A multipart does not, whatever name it bears, nor does
-    // what makes up a signature or an encryption.
+    // Null when the entity carries no file with a name. A multipart does not, whatever name it bears, nor
+    // does what makes up a signature or an encryption.
     virtual const KvMsgFileInfo* getFileInfo() = 0;
 
     virtual int getHeaderFieldCount() const = 0;

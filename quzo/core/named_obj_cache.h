@@ -11,8 +11,8 @@ class NamedObjMgrForScanner {
 public:
     virtual ~NamedObjMgrForScanner() = default;
 
-    // The object with this id, owned by the cache; null when there is none, or when memory runs out. Every call
-    // gives the same object.
+    // The object with this id, owned by the cache; null when there is none, or when memory runs out. Every
+    // call gives the same object.
     virtual QuzoNamedObj* find(unsigned id) const = 0;
 };
 

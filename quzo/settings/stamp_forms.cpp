@@ -5,7 +5,6 @@ namespace quzo {
 namespace {
 
 constexpr char kStoredLineEnd = '\x03';
-constexpr char kHtmlBegins = '\x1C';
 constexpr char kHtmlLineEnd = '\x1E';
 
 // The text without the line end in front of the dividing line.
@@ -33,7 +32,7 @@ std::string joinStampForms(const StampForms& forms) {
         stored += kStoredLineEnd;
     }
     if (forms.html) {
-        stored.append({kStoredLineEnd, kHtmlBegins, kStoredLineEnd});
+        stored.append({kStoredLineEnd, kStampHtmlBegins, kStoredLineEnd});
         for (const char c : *forms.html) {
             if (c != '\r') {
                 stored += c == '\n' ? kHtmlLineEnd : c;
@@ -44,7 +43,7 @@ std::string joinStampForms(const StampForms& forms) {
 }
 
 StampForms splitStampForms(std::string_view stored) {
-    const std::size_t divider = stored.find(kHtmlBegins);
+    const std::size_t divider = stored.find(kStampHtmlBegins);
     if (divider == std::string_view::npos) {
         return {std::string(stored), std::nullopt};
     }

@@ -12,6 +12,9 @@
 
 namespace quzo {
 
+// Where the HTML begins in a stored text. What a message brings into a stamp must not hold it.
+constexpr char kStampHtmlBegins = '\x1C';
+
 struct StampForms {
     std::string text;
     std::optional<std::string> html; // its lines end with LF; nothing: the text is all there is

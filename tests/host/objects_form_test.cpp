@@ -240,20 +240,20 @@ TEST(ObjectFile, IsReadAsAPersonWouldWriteIt) {
 
 TEST(ObjectFile, WhatFieldsCannotSayIsKeptAsItIsStored) {
     const struct {
-        ObjectKind kind;
         const char* stored;
+        ObjectKind kind;
         bool readable;
     } rows[] = {
-        {ObjectKind::StampArea, "3:1:1:x:0::", true},
-        {ObjectKind::StampArea, "1;2;1:x:0::", true},
-        {ObjectKind::StampArea, "1:2:3:a\nb:0::", true},
-        {ObjectKind::StampArea, "1:2:4:a\x1C<p:0::", true},
-        {ObjectKind::StampArea, "1:2:4:a\x03\x1C\x03:0::", true},
-        {ObjectKind::NotifyArea, "0::0::0::0::0::0::5:0:0:0:0:0:0:", true},
-        {ObjectKind::NotifyArea, "0::4:a, b:0::0::0::0::0:0:0:0:0:0:1:", true},
-        {ObjectKind::QuarantineArea, "30 1:Q:rest", true},
-        {ObjectKind::StampArea, "0:0:", false},
-        {ObjectKind::ArchiveArea, "x\x1B", false},
+        {"3:1:1:x:0::", ObjectKind::StampArea, true},
+        {"1;2;1:x:0::", ObjectKind::StampArea, true},
+        {"1:2:3:a\nb:0::", ObjectKind::StampArea, true},
+        {"1:2:4:a\x1C<p:0::", ObjectKind::StampArea, true},
+        {"1:2:4:a\x03\x1C\x03:0::", ObjectKind::StampArea, true},
+        {"0::0::0::0::0::0::5:0:0:0:0:0:0:", ObjectKind::NotifyArea, true},
+        {"0::4:a, b:0::0::0::0::0:0:0:0:0:0:1:", ObjectKind::NotifyArea, true},
+        {"30 1:Q:rest", ObjectKind::QuarantineArea, true},
+        {"0:0:", ObjectKind::StampArea, false},
+        {"x\x1B", ObjectKind::ArchiveArea, false},
     };
     for (const auto& row : rows) {
         bool readable = !row.readable;

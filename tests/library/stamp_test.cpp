@@ -66,6 +66,17 @@ TEST_F(StampTest, IsHandedOverAsItIs) {
     EXPECT_EQ(inserted(), "");
 }
 
+TEST_F(StampTest, NoMessageWritesHtml) {
+    tokens.set(ScanToken::Subject, "x\x1C<b>\x03y");
+    area.stampText = "about %SUBJECT%";
+    EXPECT_TRUE(stamp());
+    EXPECT_EQ(inserted(), "1 'about x<b>\x03y' 20 utf-8 us-ascii");
+    tokens.set(ScanToken::RuleName, "R\x1C");
+    area.stampText = "about %SUBJECT%\x03\x1C\x03<i>%RULENAME%</i>";
+    EXPECT_TRUE(stamp());
+    EXPECT_EQ(inserted(), "1 'about x<b>\x03y\r\n\x1C\r\n<i>R</i>' 20 utf-8 us-ascii");
+}
+
 TEST_F(StampTest, NeedsItsArea) {
     EXPECT_FALSE(
         ActStamp().takeAction(&message, nullptr, *std::make_unique<bool>(), tokens, adapter, namedObjects));

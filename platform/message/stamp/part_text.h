@@ -59,7 +59,7 @@ private:
 
     std::string_view stored_;
     std::string_view tail_; // behind the end of base64
-    std::string decoded_; // unless it is stored as it is
+    std::string decoded_;   // unless it is stored as it is
     std::string charset_;
     std::string lineBreak_;
     std::string messageBreak_;

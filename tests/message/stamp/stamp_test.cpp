@@ -1,10 +1,10 @@
 // Stamps in messages of every shape, each against the bytes that it must give.
 #include <gtest/gtest.h>
 
-#include "../messages.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/handles.h"
 #include "quzo/settings/stamp_forms.h"
+#include "tests/message/messages.h"
 
 namespace quzo::platform::test {
 namespace {
@@ -396,6 +396,7 @@ TEST(Stamp, SeesWhatTheFormerOneDid) {
     EXPECT_EQ(stamp(*image, "one"), kErrorNone);
     EXPECT_EQ(stamp(*image, "two"), kErrorNone);
     EXPECT_NE(written(*image).find("\n\none\ntwo\n--"), std::string::npos) << written(*image);
+    EXPECT_TRUE(msgu::isBody(image.get(), image->getRootEntity()));
     EXPECT_FALSE(parsed("A: b\n\nx\n")->changed());
 }
 
