@@ -38,6 +38,8 @@ python3 bench/start_cost.py "$build/bin/quzo"
 echo "== parts of the library"
 "$build/bin/parts_bench" --benchmark_min_time=0.1 --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
     2>/dev/null | grep -E '^(Benchmark|-|.*_median)'
+echo "== long lines of stamps"
+"$build/bin/stamp_bench" --benchmark_min_time=0.1 2>/dev/null
 echo "== storing into a queue, against a bare loop that writes, syncs and renames the same files"
 queue_dir=$(mktemp -d "$build/queue_bench.XXXXXX")
 trap 'rm -rf "$queue_dir"' EXIT

@@ -1,5 +1,5 @@
-// Stamps and strips a hostile message: what comes out has to be read again, the stamp has to be in it, and what
-// the message says of itself has to be what is written.
+// Stamps and strips a hostile message: what comes out has to be read again, the stamp has to be in it, and
+// what the message says of itself has to be what is written.
 //
 // The first byte of an input chooses position, charset and what is done; the rest is the message.
 #include <list>
@@ -60,7 +60,8 @@ void strip(MailMessage& message) {
         }
         const bool gone = quzo::msgu::removeEntityAndDummyParent(entity, "");
         const bool isRoot = entity == message.getRootEntity();
-        quzo::fuzz::require(!gone || isRoot || !quzo::msgu::existEntity(&message, entity), "a removed part is there");
+        quzo::fuzz::require(!gone || isRoot || !quzo::msgu::existEntity(&message, entity),
+                            "a removed part is there");
     }
 }
 

@@ -15,9 +15,7 @@
 namespace quzo::host::test {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 TEST(StampHtml, OnlyTokensWithValuesOfOursMayStandInIt) {
