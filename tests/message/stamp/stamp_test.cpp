@@ -297,7 +297,7 @@ std::string multi(const std::string& type, const std::string& boundary,
                   const std::vector<std::string>& parts) {
     std::string out = "Content-Type: multipart/" + type + "; boundary=" + boundary + "\n\n";
     for (const std::string& part : parts) {
-        out += "--" + boundary + "\n" + part + "\n";
+        out.append("--").append(boundary).append("\n").append(part).append("\n");
     }
     return out + "--" + boundary + "--\n";
 }
@@ -361,8 +361,7 @@ TEST(Stamp, AroundWhatMustNotChange) {
         "Content-Type: text/plain; charset=utf-8\nContent-Transfer-Encoding: 7bit\n"
         "Content-Disposition: inline\n\nS\n";
     const std::string bodies[] = {
-        "Content-Type: application/pkcs7-mime; smime-type=signed-data\nContent-Transfer-Encoding: "
-        "base64\n\nMIIB\n",
+        "Content-Type: application/pkcs7-mime; smime-type=enveloped-data\n\nMIIB\n",
         multi("signed", "s", {"\nt", "Content-Type: application/pgp-signature\n\nx"}),
         multi("encrypted", "e", {"Content-Type: application/pgp-encrypted\n\nVersion: 1", "\nx"}),
         "Content-Type: text/plain\n\n-----BEGIN PGP SIGNED MESSAGE-----\n\nt\n",
@@ -373,9 +372,17 @@ TEST(Stamp, AroundWhatMustNotChange) {
     };
     for (const std::string& body : bodies) {
         SCOPED_TRACE(body);
-        const std::string wrapped = kHead + "Content-Type: multipart/mixed; boundary=\"NEW\"\n\n--NEW\n";
-        EXPECT_EQ(stamped(kHead + body, "S"), wrapped + body + "\n--NEW\n" + own + "--NEW--\n");
-        EXPECT_EQ(stamped(kHead + body, "S", kFirst), wrapped + own + "--NEW\n" + body + "\n--NEW--\n");
+        // The message's own fields, then the two parts.
+        const auto wrapped = [](const std::string& first, const std::string& second) {
+            std::string out = kHead + "Content-Type: multipart/mixed; boundary=\"NEW\"\n\n--NEW\n";
+            return out.append(first).append("--NEW\n").append(second).append("--NEW--\n");
+        };
+        std::string bytes = kHead;
+        bytes += body;
+        std::string whole = body;
+        whole += '\n';
+        EXPECT_EQ(stamped(bytes, "S"), wrapped(whole, own));
+        EXPECT_EQ(stamped(bytes, "S", kFirst), wrapped(own, whole));
     }
 }
 
