@@ -76,12 +76,8 @@ bool findContentType(KvMsgMailMessage* msg, const char* type, std::list<KvMsgEnt
 
 bool isBody(KvMsgMailMessage* msg, KvMsgEntity* entity) {
     return msg != nullptr && entity != nullptr && guarded("Looking for the body", false, [&] {
-               MessageImpl& message = *MessageImpl::from(msg);
-               const auto& body = message.tree().body();
-               // What came as a single part is its body also when a stamp has wrapped it.
-               const bool single = message.context().source.structure().entities.front().type == kEntityLeaf;
-               return (single && entity == &message.root()) ||
-                      std::find(body.begin(), body.end(), entity) != body.end();
+               const auto& body = MessageImpl::from(msg)->tree().body();
+               return std::find(body.begin(), body.end(), entity) != body.end();
            });
 }
 
