@@ -9,6 +9,7 @@
 #include "platform/base/hex.h"
 #include "platform/base/line_breaks.h"
 #include "platform/base/utf8.h"
+#include "platform/charset/converter.h"
 #include "platform/message/edit/message_context.h"
 #include "platform/message/structure/content_type.h"
 
@@ -43,6 +44,7 @@ std::size_t storedOffset(std::string_view stored, std::size_t offset) {
 
 PartText::PartText(const Entity& part)
     : stored_(part.body()), charset_(part.charset()), messageBreak_(part.context().source.lineBreak()) {
+    wide_ = !charset_.empty() && knownCharset(charset_.c_str()) && !holdsAscii(charset_.c_str());
     const std::optional<std::string_view> field = part.header().rawValue("Content-Transfer-Encoding");
     const std::string name = field ? lowered(readContentType(*field).type) : "7bit";
     encoding_ = field ? transferEncodingOf(*field) : TransferEncoding::None;
@@ -116,7 +118,8 @@ std::optional<StoredText> PartText::with(const Placement& placement, Way way) co
 
 std::optional<StoredText> PartText::instead(std::string_view decoded, Way way) const {
     if (way == Way::AsItIs) {
-        const bool fits = encoding_ == TransferEncoding::None && fitsPlainly(decoded);
+        const bool fits =
+            encoding_ == TransferEncoding::None && fitsPlainly(decoded) && (!wide_ || plainName_ == "binary");
         return fits ? std::optional(StoredText{std::string(decoded)}) : std::nullopt;
     }
     return encoded(decoded, way);
@@ -133,7 +136,7 @@ std::optional<StoredText> PartText::encoded(std::string_view decoded, Way way) c
         return stored;
     }
     const bool stays = encoding_ == TransferEncoding::QuotedPrintable;
-    if (!stays && encoding_ == TransferEncoding::Base64) {
+    if ((!stays && encoding_ == TransferEncoding::Base64) || wide_) {
         return std::nullopt;
     }
     return StoredText{encodedTransfer(decoded, TransferEncoding::QuotedPrintable, messageBreak_),

@@ -66,6 +66,7 @@ private:
     TransferEncoding encoding_ = TransferEncoding::None;
     std::string plainName_; // 7bit, 8bit, binary, when it is stored as it is
     bool readable_ = true;
+    bool wide_ = false; // bytes that look like line breaks may be none
 };
 
 } // namespace quzo::platform
