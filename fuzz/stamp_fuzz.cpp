@@ -1,5 +1,5 @@
-// Stamps and strips a hostile message: what comes out has to be read again, the stamp has to be in it, and
-// what the message says of itself has to be what is written.
+// Stamps and strips a hostile message: what comes out can be read, the stamp is in it, and a stamp that was
+// refused has changed nothing.
 //
 // The first byte of an input chooses position, charset and what is done; the rest is the message.
 #include <list>
