@@ -17,7 +17,6 @@ namespace fs = std::filesystem;
 using namespace std::string_literals;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using Files = std::map<std::string, std::string>;
 
 std::string mail(std::string_view to, std::string_view subject = "one") {

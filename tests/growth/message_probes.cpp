@@ -25,8 +25,10 @@ std::string boundariesAmongOpenOnes(std::size_t count) {
         text += "Content-Type: multipart/mixed; boundary=b" + std::to_string(i) + "\n\n--b" +
                 std::to_string(i) + "\n";
     }
+    std::size_t level = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        text += "--b" + std::to_string(i % levels) + "x\n";
+        text += "--b" + std::to_string(level) + "x\n";
+        level = level + 1 < levels ? level + 1 : 0;
     }
     return text + "--b0--\n";
 }

@@ -192,8 +192,8 @@ std::string randomPart(Random& random, std::size_t depth, const char* lineBreak)
                        label + "\"" + end + end;
     part += random() % 3 == 0 ? "preamble" + end : "";
     for (std::size_t children = 1 + random() % 3; children > 0; --children) {
-        part +=
-            "--" + label + end + randomPart(random, depth + 1, lineBreak) + (random() % 12 == 0 ? "" : end);
+        const std::string child = randomPart(random, depth + 1, lineBreak);
+        part.append("--").append(label).append(end).append(child).append(random() % 12 == 0 ? "" : end);
     }
     if (random() % 4 != 0) {
         part += "--" + label + "--" + end;
