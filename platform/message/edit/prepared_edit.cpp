@@ -123,6 +123,17 @@ int PartEdit::prepare(Entity& entity, std::string_view part, int position, Into 
     return kErrorNone;
 }
 
+int PartEdit::prepareText(Entity& entity, TextPart part, int position, Into into) {
+    int error = kErrorInvalidArgument;
+    for (const bool encoded : {false, true}) {
+        part.encoded = encoded;
+        error = error == kErrorInvalidArgument
+                    ? prepare(entity, textPart(part, entity.context().source.lineBreak()), position, into)
+                    : error;
+    }
+    return error;
+}
+
 void PartEdit::carryOut() noexcept {
     EntityTree& tree = entity_->context().tree;
     if (wraps_) {
@@ -131,6 +142,14 @@ void PartEdit::carryOut() noexcept {
     }
     tree.note(note_);
     tree.insertChild(*entity_, *made_, before_);
+}
+
+int placeAmongParts(const Entity& entity) {
+    int place = 0;
+    for (const Entity* left = entity.previousSibling(); left != nullptr; left = left->previousSibling()) {
+        ++place;
+    }
+    return place;
 }
 
 } // namespace quzo::platform

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/message/edit/entity_tree.h"
+#include "platform/message/values/text_part.h"
 
 namespace quzo::platform {
 
@@ -68,6 +69,9 @@ public:
     // Returns 0 or what BodyEdit::prepare returns, or an error for an entity that cannot be edited.
     int prepare(Entity& entity, std::string_view part, int position, Into into = Into::Multipart);
 
+    // The same with a text of ours, in base64 where a boundary would occur in it otherwise.
+    int prepareText(Entity& entity, TextPart part, int position, Into into = Into::Multipart);
+
     void carryOut() noexcept;
 
 private:
@@ -79,5 +83,8 @@ private:
     EntityTree::TypeNote note_; // what stands before it is found anew
     WrapEdit wrap_;
 };
+
+// Where an entity stands among the parts of the multipart around it, counted from 0.
+int placeAmongParts(const Entity& entity);
 
 } // namespace quzo::platform

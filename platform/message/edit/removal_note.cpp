@@ -6,7 +6,6 @@
 #include "platform/base/visible_text.h"
 #include "platform/message/edit/message_context.h"
 #include "platform/message/edit/prepared_edit.h"
-#include "platform/message/values/text_part.h"
 #include "platform/message/values/transfer_encoding.h"
 #include "quzo/core/error_text.h"
 
@@ -60,17 +59,9 @@ void placeRemovalNote(Entity& entity, const std::string& note) {
     if (note.empty() || isAmongAlternatives(entity)) {
         return;
     }
-    int position = 0;
-    for (const Entity* left = entity.previousSibling(); left != nullptr; left = left->previousSibling()) {
-        ++position;
-    }
-    for (const bool encoded : {false, true}) {
-        PartEdit edit;
-        const std::string part = textPart({note, "utf-8", {}, encoded}, entity.context().source.lineBreak());
-        if (edit.prepare(*entity.parent(), part, position) == kErrorNone) {
-            edit.carryOut();
-            return;
-        }
+    PartEdit edit;
+    if (edit.prepareText(*entity.parent(), {note, "utf-8"}, placeAmongParts(entity)) == kErrorNone) {
+        edit.carryOut();
     }
 }
 

@@ -8,11 +8,10 @@
 #include "platform/charset/lossless.h"
 #include "platform/message/stamp/html_place.h"
 #include "platform/message/stamp/html_text.h"
+#include "platform/message/structure/structure_lines.h"
 
 namespace quzo::platform {
 namespace {
-
-constexpr std::string_view kMark = "\xEF\xBB\xBF"; // a byte order mark in UTF-8
 
 std::string blockOf(std::string_view html) {
     std::string block("<div>");
@@ -25,7 +24,7 @@ std::string blockOf(std::string_view html) {
 
 // The places in HTML that may begin with a byte order mark.
 HtmlPlaces placesIn(std::string_view html) {
-    const std::size_t mark = html.starts_with(kMark) ? kMark.size() : 0;
+    const std::size_t mark = html.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
     HtmlPlaces places = findHtmlPlaces(html.substr(mark));
     places.front += mark;
     places.back += mark;
@@ -66,33 +65,29 @@ std::optional<StampedText> intoText(const PartText& part, const std::string& blo
     if (places.onlyFrames) {
         return std::nullopt;
     }
-    const std::string stamped = withPlacement(
-        *text,
-        placeInHtml(*text, placeFor(places, position), withReferences(block, own.c_str()), part.lineBreak()));
+    const auto stamped = [&](const char* charset) {
+        return withPlacement(*text, placeInHtml(*text, placeFor(places, position),
+                                                withReferences(block, charset), part.lineBreak()));
+    };
     if (holdsAscii(own.c_str())) {
         // Between tags a stateful charset is in ASCII, as a rule, and the bytes can stay.
         const std::string_view bytes = part.decoded();
         Placement placed = placeInHtml(bytes, placeFor(placesIn(bytes), position),
                                        withReferences(block, nullptr), part.lineBreak());
-        const std::string ascii = withPlacement(
-            *text,
-            placeInHtml(*text, placeFor(places, position), withReferences(block, nullptr), part.lineBreak()));
         const std::optional<std::string> shown = decodedText(withPlacement(bytes, placed), own);
-        if (shown && *shown == ascii) {
+        if (shown && *shown == stamped(nullptr)) {
             return StampedText{std::move(placed)};
         }
     }
-    std::optional<std::string> whole = encodedForGood(stamped, own);
+    std::optional<std::string> whole = encodedForGood(stamped(own.c_str()), own);
     return whole ? std::optional(StampedText{std::nullopt, std::move(*whole)}) : std::nullopt;
 }
 
 } // namespace
 
 std::optional<StampedText> stampedHtml(const PartText& part, std::string_view html, StampPosition position) {
-    const std::string& own = part.charset();
-    const bool takesAscii = own.empty() || !knownCharset(own.c_str()) || asciiCompatible(own.c_str());
     const std::string block = blockOf(html);
-    return takesAscii ? intoBytes(part, block, position) : intoText(part, block, position);
+    return part.takesAscii() ? intoBytes(part, block, position) : intoText(part, block, position);
 }
 
 } // namespace quzo::platform

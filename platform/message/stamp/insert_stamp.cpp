@@ -35,7 +35,8 @@ public:
           request_(request),
           forms_(splitStampForms(readableText(request.stamp, "utf-8"))),
           html_(forms_.html ? *forms_.html : htmlOfText(forms_.text)),
-          known_(forms_.text, html_) {}
+          known_(request.once ? std::optional<KnownStamp>(std::in_place, forms_.text, html_) : std::nullopt) {
+    }
 
     int run() {
         int error = checkEditable(root_);
@@ -64,8 +65,8 @@ public:
 private:
     int stamp(const StampTarget& target) {
         if (target.how == How::Beside || target.how == How::Outside) {
-            return request_.once && shownSomewhere() ? static_cast<int>(kErrorNone)
-                                                     : asPart(target.how, *target.entity);
+            return known_ && shownSomewhere() ? static_cast<int>(kErrorNone)
+                                              : asPart(target.how, *target.entity);
         }
         const PartText part(*target.entity);
         const std::optional<int> done = !part.readable()          ? std::nullopt
@@ -81,7 +82,7 @@ private:
         if (marks.isSigned || marks.isEncrypted) {
             return std::nullopt;
         }
-        if (request_.once && known_.shownIn(readableText(part.decoded(), part.charset()))) {
+        if (isShownIn(part, false)) {
             return kErrorNone;
         }
         TextLadder ladder(part, forms_.text, request_.position, formatOf(entity), request_.charset);
@@ -95,7 +96,7 @@ private:
     }
 
     std::optional<int> intoHtml(Entity& entity, const PartText& part) {
-        if (request_.once && known_.shownIn(textOfHtml(readableText(part.decoded(), part.charset())))) {
+        if (isShownIn(part, true)) {
             return kErrorNone;
         }
         const std::optional<StampedText> stamped = stampedHtml(part, html_, request_.position);
@@ -134,40 +135,34 @@ private:
         } else if (canHaveNeighbours(entity)) {
             into = entity.parent();
             mode = PartEdit::Into::Multipart;
-            position = before ? 0 : 1;
-            for (const Entity* left = entity.previousSibling(); left != nullptr;
-                 left = left->previousSibling()) {
-                ++position;
-            }
+            position = placeAmongParts(entity) + (before ? 0 : 1);
         }
-        int error = kErrorInvalidArgument;
-        for (const bool encoded : {false, true}) {
-            const std::string part =
-                textPart({forms_.text, request_.charset, request_.asAttachment ? kFileName : "", encoded},
-                         root_.context().source.lineBreak());
-            PartEdit edit;
-            error = edit.prepare(*into, part, position, mode);
-            if (error == kErrorNone) {
-                parts_.push_back(std::move(edit));
-            }
-            if (error != kErrorInvalidArgument) {
-                break;
-            }
+        PartEdit edit;
+        const std::string_view fileName = request_.asAttachment ? kFileName : std::string_view();
+        const int error = edit.prepareText(*into, {forms_.text, request_.charset, fileName}, position, mode);
+        if (error == kErrorNone) {
+            parts_.push_back(std::move(edit));
         }
         return error;
     }
 
-    bool shownSomewhere() {
-        for (Entity* part = &root_; part != nullptr; part = EntityTree::next(*part)) {
+    // Whether a part shows the stamp already; false when that does not matter.
+    bool isShownIn(const PartText& part, bool isHtml) const {
+        if (!known_) {
+            return false;
+        }
+        const std::string text = readableText(part.decoded(), part.charset());
+        return known_->shownIn(isHtml ? textOfHtml(text) : text);
+    }
+
+    bool shownSomewhere() const {
+        for (const Entity* part = &root_; part != nullptr; part = EntityTree::next(*part)) {
             if (part->span().type != kEntityLeaf || part->embedded() || part->markedAttachment()) {
                 continue;
             }
             const std::string media = part->mediaType();
-            if (media != "text/plain" && media != "text/html") {
-                continue;
-            }
-            const std::string text = readableText(PartText(*part).decoded(), part->charset());
-            if (known_.shownIn(media == "text/html" ? textOfHtml(text) : text)) {
+            const bool isHtml = media == "text/html";
+            if ((isHtml || media == "text/plain") && isShownIn(PartText(*part), isHtml)) {
                 return true;
             }
         }
@@ -178,7 +173,7 @@ private:
     const StampRequest& request_;
     const StampForms forms_;
     const std::string html_;
-    const KnownStamp known_;
+    const std::optional<KnownStamp> known_; // when that matters
     std::deque<BodyEdit> bodies_;
     std::deque<PartEdit> parts_;
 };

@@ -44,14 +44,16 @@ std::size_t storedOffset(std::string_view stored, std::size_t offset) {
 
 PartText::PartText(const Entity& part)
     : stored_(part.body()), charset_(part.charset()), messageBreak_(part.context().source.lineBreak()) {
-    wide_ = !charset_.empty() && knownCharset(charset_.c_str()) && !holdsAscii(charset_.c_str());
+    const bool known = !charset_.empty() && knownCharset(charset_.c_str());
+    takesAscii_ = !known || asciiCompatible(charset_.c_str());
+    wide_ = known && !holdsAscii(charset_.c_str());
     const std::optional<std::string_view> field = part.header().rawValue("Content-Transfer-Encoding");
     const std::string name = field ? lowered(readContentType(*field).type) : "7bit";
     encoding_ = field ? transferEncodingOf(*field) : TransferEncoding::None;
     if (encoding_ == TransferEncoding::None) {
-        const bool known =
+        const bool plain =
             std::find(std::begin(kEncodings), std::end(kEncodings), name) != std::end(kEncodings);
-        plainName_ = known ? name : "7bit";
+        plainName_ = plain ? name : "7bit";
         readable_ = !startsWithNoCase(name, "x-"); // a wrong word is passed over, as readers do
     }
     if (encoding_ == TransferEncoding::Base64) {

@@ -39,6 +39,10 @@ public:
     // The charset parameter; empty when there is none.
     const std::string& charset() const { return charset_; }
 
+    // Whether ASCII stands for itself between the characters of the decoded body. So it is where nobody knows
+    // the charset.
+    bool takesAscii() const { return takesAscii_; }
+
     // Line breaks as the decoded body has them; one without any gets those of mail, CRLF, if it is encoded.
     std::string_view lineBreak() const { return lineBreak_; }
 
@@ -66,6 +70,7 @@ private:
     TransferEncoding encoding_ = TransferEncoding::None;
     std::string plainName_; // 7bit, 8bit, binary, when it is stored as it is
     bool readable_ = true;
+    bool takesAscii_ = true;
     bool wide_ = false; // bytes that look like line breaks may be none
 };
 

@@ -6,12 +6,12 @@
 #include "platform/base/utf8.h"
 #include "platform/charset/converter.h"
 #include "platform/charset/lossless.h"
+#include "platform/message/structure/structure_lines.h"
 
 namespace quzo::platform {
 namespace {
 
 constexpr const char* kUtf8 = "utf-8";
-constexpr std::string_view kMark = "\xEF\xBB\xBF"; // a byte order mark in UTF-8
 
 bool saysNothing(const std::string& charset) {
     return charset.empty() || sameCharset(charset.c_str(), "us-ascii");
@@ -32,7 +32,6 @@ TextLadder::TextLadder(const PartText& part, std::string_view stamp, StampPositi
                        TextFormat format, const char* requested)
     : part_(part), stamp_(stamp), position_(position), format_(format) {
     const std::string& own = part.charset();
-    takesAscii_ = own.empty() || !knownCharset(own.c_str()) || asciiCompatible(own.c_str());
     const auto add = [this](std::string charset) {
         const bool there = std::any_of(charsets_.begin(), charsets_.end(), [&](const std::string& one) {
             return one == charset || sameCharset(one.c_str(), charset.c_str());
@@ -65,10 +64,10 @@ std::optional<StampedText> TextLadder::next() {
 }
 
 Placement TextLadder::placedIn(std::string_view text, std::string_view lineBreak) const {
-    const bool marked = text.starts_with(kMark);
+    const bool marked = text.starts_with(kByteOrderMark);
     Placement placed =
-        placeInText(text.substr(marked ? kMark.size() : 0), stamp_, position_, format_, lineBreak);
-    placed.offset += marked ? kMark.size() : 0;
+        placeInText(text.substr(marked ? kByteOrderMark.size() : 0), stamp_, position_, format_, lineBreak);
+    placed.offset += marked ? kByteOrderMark.size() : 0;
     return placed;
 }
 
@@ -87,7 +86,7 @@ std::optional<StampedText> TextLadder::spliced(const std::string& charset) const
 
 std::optional<StampedText> TextLadder::inOwn() const {
     const std::string& own = part_.charset();
-    if (takesAscii_) {
+    if (part_.takesAscii()) {
         return spliced(own.empty() ? "us-ascii" : own);
     }
     // Stateful charsets begin and end in ASCII, as a rule.
@@ -111,7 +110,7 @@ std::optional<StampedText> TextLadder::inOther(const std::string& charset) const
     const std::string_view text = part_.decoded();
     const bool unlabelled = saysNothing(part_.charset());
     const bool isItsCharset = unlabelled && sameCharset(charset.c_str(), kUtf8) && isUtf8(text);
-    if ((takesAscii_ && isAscii(text)) || isItsCharset) {
+    if ((part_.takesAscii() && isAscii(text)) || isItsCharset) {
         std::optional<StampedText> stamped = spliced(charset);
         if (stamped) {
             stamped->charset = charset;

@@ -43,7 +43,6 @@ private:
     std::string_view stamp_;
     StampPosition position_;
     TextFormat format_;
-    bool takesAscii_;                   // the text's charset has ASCII as it is, or nobody knows it
     std::vector<std::string> charsets_; // still to be tried; empty: its own
     std::size_t tried_ = 0;
 };

@@ -50,10 +50,11 @@ bool isOfBase64(char c) {
 
 // What base64 lacks at its end, so that the last one or two bytes are not lost.
 std::string_view missingPadding(std::string_view body) {
-    const auto characters = static_cast<std::size_t>(std::count_if(body.begin(), body.end(), isOfBase64));
-    const bool padded = body.find('=') != std::string_view::npos;
-    const std::size_t rest = padded ? 0 : characters % 4;
-    return rest == 2 ? "==" : rest == 3 ? "=" : "";
+    if (body.find('=') != std::string_view::npos) {
+        return {};
+    }
+    const auto rest = std::count_if(body.begin(), body.end(), isOfBase64) % 4;
+    return rest == 2 ? "==" : rest == 3 ? "=" : std::string_view();
 }
 
 } // namespace
