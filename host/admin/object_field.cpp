@@ -63,14 +63,14 @@ std::optional<platform::Finding> refusal(const char* what, const char* remedy) {
 const uiStampArea& stamp(const QuzoNamedObj& object) { return static_cast<const uiStampArea&>(object); }
 uiStampArea& stamp(QuzoNamedObj& object) { return static_cast<uiStampArea&>(object); }
 
-// With one kind of line end: a CR alone ends a line too, since in a mail it must not stand for itself.
-std::string withLineEnds(const std::string& text, char lineEnd) {
+// With LF between lines: a CR alone ends a line too, since in a mail it must not stand for itself.
+std::string withLineFeeds(const std::string& text) {
     std::string lines;
     lines.reserve(text.size());
     for (std::size_t at = 0; at < text.size(); ++at) {
         const bool crlf = text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n';
         if (!crlf) { // the LF that follows does it
-            lines += text[at] == '\n' || text[at] == '\r' ? lineEnd : text[at];
+            lines += text[at] == '\r' ? '\n' : text[at];
         }
     }
     return lines;
@@ -84,7 +84,7 @@ ObjectValue getStampText(const QuzoNamedObj& object) {
 
 void setStampText(QuzoNamedObj& object, const ObjectValue& value) {
     StampForms forms = splitStampForms(stamp(object).stampText);
-    forms.text = withLineEnds(std::get<std::string>(value), kStoredLineBreak);
+    forms.text = withLineFeeds(std::get<std::string>(value));
     stamp(object).stampText = joinStampForms(forms);
 }
 
@@ -98,7 +98,7 @@ void setStampHtml(QuzoNamedObj& object, const ObjectValue& value) {
     if (html.empty() && !forms.html) {
         return; // the text stays as another program may have written it
     }
-    forms.html = html.empty() ? std::nullopt : std::optional(withLineEnds(html, '\n'));
+    forms.html = html.empty() ? std::nullopt : std::optional(withLineFeeds(html));
     stamp(object).stampText = joinStampForms(forms);
 }
 

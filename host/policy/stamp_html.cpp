@@ -1,5 +1,5 @@
-// The HTML is not parsed: it is an administrator's own, and mail programs differ in what they make of it
-// anyway. What is looked for is what goes wrong in all of them.
+// The HTML is an administrator's own, and mail programs differ in what they make of it. What is looked for is
+// what goes wrong in all of them.
 #include "host/policy/stamp_html.h"
 
 #include <re2/re2.h>
@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "host/policy/token_name.h"
+#include "platform/message/stamp/html_scan.h"
 #include "quzo/settings/stamp_forms.h"
 #include "quzo/settings/ui_stamp_area.h"
 #include "quzo/tokens/action_utils.h"
@@ -51,15 +52,15 @@ constexpr Doubt kDoubts[] = {
      "refer to a picture on a server: src=\"https://...\""},
 };
 
-// Whether what stands behind the HTML would be taken for a part of a comment or a tag.
+// Whether what stands behind the HTML would be taken for a part of a comment, a tag or a script.
 bool isLeftOpen(std::string_view html) {
-    const std::size_t comment = html.rfind("<!--");
-    if (comment != std::string_view::npos && html.find("-->", comment) == std::string_view::npos) {
-        return true;
+    platform::HtmlScan scan(html);
+    platform::HtmlToken token;
+    bool open = false; // of the last one
+    while (scan.next(token)) {
+        open = token.open;
     }
-    const std::size_t tag = html.rfind('<');
-    static const RE2 kTag("</?[A-Za-z][^>]*");
-    return tag != std::string_view::npos && RE2::FullMatch(html.substr(tag), kTag);
+    return open;
 }
 
 } // namespace

@@ -78,8 +78,8 @@ TEST_F(StampTest, NoMessageWritesHtml) {
 }
 
 TEST_F(StampTest, NeedsItsArea) {
-    EXPECT_FALSE(
-        ActStamp().takeAction(&message, nullptr, *std::make_unique<bool>(), tokens, adapter, namedObjects));
+    bool consumed = false;
+    EXPECT_FALSE(ActStamp().takeAction(&message, nullptr, consumed, tokens, adapter, namedObjects));
     EXPECT_EQ(lines(1), Strings{});
     const struct {
         const char* setting;

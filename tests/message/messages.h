@@ -29,6 +29,19 @@ inline std::string written(const MailMessage& message) {
     return out;
 }
 
+// The same, with the first boundary of our own as "NEW".
+inline std::string writtenWithNew(const MailMessage& message) {
+    std::string out = written(message);
+    const std::size_t first = out.find("=_");
+    if (first != std::string::npos) {
+        const std::string boundary = out.substr(first, out.find('"', first) - first);
+        for (std::size_t at = first; at != std::string::npos; at = out.find(boundary, at)) {
+            out.replace(at, boundary.size(), "NEW");
+        }
+    }
+    return out;
+}
+
 // The messages of the corpus, in a fixed order; empty where there is none.
 inline std::vector<std::string> corpusMessages() {
     const std::filesystem::path dir = std::filesystem::path(quzo::tests::corpusDir()) / "mail";

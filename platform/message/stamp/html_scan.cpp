@@ -41,7 +41,6 @@ bool HtmlScan::next(HtmlToken& token) {
     }
     token.open = token.end == kNone;
     token.end = std::min(token.end, html_.size());
-    token.tagEnd = std::min(token.tagEnd, html_.size());
     at_ = token.end;
     return true;
 }
@@ -89,17 +88,17 @@ void HtmlScan::readTag(HtmlToken& token) const {
     const std::size_t nameEnd = std::min(html_.find_first_of(" \t\r\n\f/>", name), html_.size());
     token.name = html_.substr(name, nameEnd - name);
     bool selfClosing = false;
-    token.tagEnd = behindTag(nameEnd, selfClosing);
-    token.end = token.tagEnd;
+    const std::size_t tagEnd = behindTag(nameEnd, selfClosing);
+    token.end = tagEnd;
     if (ends || token.end == kNone) {
         return;
     }
     if (equalsNoCase(token.name, "plaintext")) {
         token.end = kNone;
     } else if (holdsRawText(token.name)) {
-        const std::size_t end = behindRawText(token.tagEnd, token.name);
+        const std::size_t end = behindRawText(tagEnd, token.name);
         // In XHTML the element can be empty.
-        token.end = end == kNone && selfClosing ? token.tagEnd : end;
+        token.end = end == kNone && selfClosing ? tagEnd : end;
     }
 }
 

@@ -20,7 +20,6 @@ struct HtmlToken {
     Kind kind = Kind::Text;
     std::size_t begin = 0;
     std::size_t end = 0;     // behind it
-    std::size_t tagEnd = 0;  // of a start tag: behind its '>'
     std::string_view name{}; // of a tag, as it is spelled
     bool open = false;       // it never ends: the text does
 };
