@@ -24,7 +24,7 @@ using platform::MailMessage;
 
 class NoObjects : public NamedObjMgrForScanner {
 public:
-    const QuzoNamedObj* find(unsigned) const override { return nullptr; }
+    QuzoNamedObj* find(unsigned) const override { return nullptr; }
 };
 
 // Neither action asks it for anything.
