@@ -25,12 +25,19 @@ Entity* Entity::nextSibling() const {
 }
 
 bool Entity::removed() const {
-    for (const Entity* up = this; up != nullptr; up = up->parent_) {
-        if (up->removed_) {
-            return true;
-        }
+    // Senders nest deeply, so what is found is kept for the next question: that something is gone for good,
+    // that it is there until the tree is edited again.
+    const unsigned now = context_->shapes;
+    const Entity* up = this;
+    while (up != nullptr && !up->removed_ && !up->gone_ && up->thereAt_ != now) {
+        up = up->parent_;
     }
-    return false;
+    const bool gone = up != nullptr && (up->removed_ || up->gone_);
+    for (const Entity* at = this; at != up; at = at->parent_) {
+        at->gone_ = gone;
+        at->thereAt_ = now;
+    }
+    return gone;
 }
 
 bool Entity::untouched() const {

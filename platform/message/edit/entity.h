@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -139,6 +140,9 @@ private:
     Entity* nextSlot_ = nullptr;
     std::uint32_t slot_; // in its parent's content: the entity there that it was scanned as, or kInserted
     bool removed_ = false;
+    mutable bool gone_ = false; // found to lie in a removed one
+    mutable unsigned thereAt_ =
+        std::numeric_limits<unsigned>::max(); // shapes when it was last found in the tree
     bool embedded_ = false;
     bool contentEdited_ = false;
     bool editedBelow_ = false;

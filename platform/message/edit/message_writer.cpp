@@ -266,8 +266,7 @@ private:
     std::vector<SlotFrame> frames_;
 };
 
-std::string collected(const std::function<void(const PieceSink&)>& write) {
-    std::string out;
+std::string collected(const std::function<void(const PieceSink&)>& write, std::string out = {}) {
     write([&out](std::string_view piece) {
         out += piece;
         return true;
@@ -285,14 +284,20 @@ std::string writtenEntity(const Entity& entity) {
     return collected([&](const PieceSink& sink) { Walk(entity.context(), sink).entity(entity); });
 }
 
-std::string writtenContent(const Entity& entity) {
+std::string writtenContent(const Entity& entity, std::string front) {
+    constexpr std::size_t kRoom = 4096;
+    const EntitySpan& span = entity.span();
+    front.reserve(front.size() + span.end - std::min(span.end, span.header.bodyBegin) + kRoom);
+    const std::size_t least = front.size();
     std::size_t behind = 0;
-    std::string out = collected([&](const PieceSink& sink) {
-        Walk walk(entity.context(), sink);
-        walk.onlyContent(entity);
-        behind = walk.behindContent(entity);
-    });
-    out.resize(out.size() - std::min(out.size(), behind));
+    std::string out = collected(
+        [&](const PieceSink& sink) {
+            Walk walk(entity.context(), sink);
+            walk.onlyContent(entity);
+            behind = walk.behindContent(entity);
+        },
+        std::move(front));
+    out.resize(std::max(least, out.size() - std::min(out.size(), behind)));
     return out;
 }
 

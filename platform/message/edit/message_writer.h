@@ -20,8 +20,8 @@ bool writeMessage(const MessageContext& context, const PieceSink& sink);
 // An entity, from its header block to the end of its content.
 std::string writtenEntity(const Entity& entity);
 
-// What stands behind the header block and its empty line.
-std::string writtenContent(const Entity& entity);
+// What stands behind the header block and its empty line, behind `front`.
+std::string writtenContent(const Entity& entity, std::string front = {});
 
 // The header block with its line breaks, without the empty line.
 std::string writtenHeader(const HeaderBlock& header);

@@ -45,8 +45,8 @@ const ScannedText* scanContent(Entity& entity) {
     if (!part.empty() && part.back() != '\n') {
         part += context.source.lineBreak();
     }
-    part.append(context.source.lineBreak()).append(writtenContent(entity));
-    return scanPartAt(context, std::move(part), placeOf(entity), isFollowed(entity));
+    part.append(context.source.lineBreak());
+    return scanPartAt(context, writtenContent(entity, std::move(part)), placeOf(entity), isFollowed(entity));
 }
 
 const ScannedText* scanPartAt(MessageContext& context, std::string part, const PartPlace& place,

@@ -12,6 +12,7 @@
 #include "platform/message/edit/prepared_edit.h"
 #include "platform/message/edit/tree_edits.h"
 #include "platform/message/values/parameters.h"
+#include "platform/message/values/transfer_encoder.h"
 #include "platform/message/values/transfer_encoding.h"
 #include "quzo/core/error_text.h"
 

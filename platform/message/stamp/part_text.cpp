@@ -12,6 +12,7 @@
 #include "platform/charset/converter.h"
 #include "platform/message/edit/message_context.h"
 #include "platform/message/structure/content_type.h"
+#include "platform/message/values/transfer_encoder.h"
 
 namespace quzo::platform {
 namespace {
@@ -38,6 +39,11 @@ std::size_t storedOffset(std::string_view stored, std::size_t offset) {
         }
     }
     return at;
+}
+
+std::array<std::string_view, 3> piecesOf(std::string_view text, const Placement& placement) {
+    return {text.substr(0, placement.offset), placement.bytes,
+            text.substr(placement.offset + placement.removed)};
 }
 
 } // namespace
@@ -96,7 +102,9 @@ std::optional<std::string> PartText::spliced(const Placement& placement) const {
     const std::size_t begin =
         placement.offset == decoded_.size() ? stored_.size() : storedOffset(stored_, placement.offset);
     const std::size_t end = behind == decoded_.size() ? stored_.size() : storedOffset(stored_, behind);
-    std::string bytes(stored_.substr(0, begin));
+    std::string bytes;
+    bytes.reserve(stored_.size() + 4 * placement.bytes.size() + kHeaderRoom);
+    bytes += stored_.substr(0, begin);
     const bool breaks = placement.bytes.starts_with('\n') || placement.bytes.starts_with("\r\n");
     if (breaks && !bytes.empty() && isBlank(bytes.back())) {
         bytes += "="; // a blank at the end of a line is none
@@ -106,8 +114,7 @@ std::optional<std::string> PartText::spliced(const Placement& placement) const {
     }
     bytes += encodedTransfer(placement.bytes, TransferEncoding::QuotedPrintable, messageBreak_);
     bytes += stored_.substr(end);
-    const bool readsSo = decodedTransfer(bytes, encoding_, kAll) == withPlacement(decoded_, placement);
-    return readsSo ? std::optional(std::move(bytes)) : std::nullopt;
+    return reads(bytes, piecesOf(decoded_, placement)) ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
 std::optional<StoredText> PartText::with(const Placement& placement, Way way) const {
@@ -115,7 +122,7 @@ std::optional<StoredText> PartText::with(const Placement& placement, Way way) co
         std::optional<std::string> bytes = spliced(placement);
         return bytes ? std::optional(StoredText{std::move(*bytes)}) : std::nullopt;
     }
-    return encoded(withPlacement(decoded(), placement), way);
+    return encoded(piecesOf(decoded(), placement), way);
 }
 
 std::optional<StoredText> PartText::instead(std::string_view decoded, Way way) const {
@@ -124,12 +131,12 @@ std::optional<StoredText> PartText::instead(std::string_view decoded, Way way) c
             encoding_ == TransferEncoding::None && fitsPlainly(decoded) && (!wide_ || plainName_ == "binary");
         return fits ? std::optional(StoredText{std::string(decoded)}) : std::nullopt;
     }
-    return encoded(decoded, way);
+    return encoded({decoded, {}, {}}, way);
 }
 
-std::optional<StoredText> PartText::encoded(std::string_view decoded, Way way) const {
+std::optional<StoredText> PartText::encoded(const Pieces& decoded, Way way) const {
     if (way == Way::Base64) {
-        StoredText stored{encodedTransfer(decoded, TransferEncoding::Base64, messageBreak_)};
+        StoredText stored{encodedTo(TransferEncoding::Base64, decoded)};
         if (encoding_ != TransferEncoding::Base64) {
             stored.encoding = "base64";
         } else if (!trimmed(tail_).empty()) {
@@ -141,8 +148,40 @@ std::optional<StoredText> PartText::encoded(std::string_view decoded, Way way) c
     if ((!stays && encoding_ == TransferEncoding::Base64) || wide_) {
         return std::nullopt;
     }
-    return StoredText{encodedTransfer(decoded, TransferEncoding::QuotedPrintable, messageBreak_),
-                      stays ? "" : "quoted-printable"};
+    return StoredText{encodedTo(TransferEncoding::QuotedPrintable, decoded), stays ? "" : "quoted-printable"};
+}
+
+std::string PartText::encodedTo(TransferEncoding encoding, const Pieces& decoded) const {
+    std::size_t size = 0;
+    for (const std::string_view piece : decoded) {
+        size += piece.size();
+    }
+    TransferEncoder encoder(encoding, messageBreak_, size);
+    for (const std::string_view piece : decoded) {
+        encoder.add(piece);
+    }
+    return encoder.finish();
+}
+
+// Whether what is stored so, in the part's encoding, is read as that.
+bool PartText::reads(std::string_view stored, const Pieces& decoded) const {
+    std::size_t at = 0;
+    std::string_view rest = decoded[at];
+    bool same = true;
+    decodeTransfer(stored, encoding_, [&](std::string_view piece) {
+        while (same && !piece.empty()) {
+            while (rest.empty() && at + 1 < decoded.size()) {
+                rest = decoded[++at];
+            }
+            const std::size_t size = std::min(rest.size(), piece.size());
+            same = size > 0 && rest.substr(0, size) == piece.substr(0, size);
+            rest.remove_prefix(size);
+            piece.remove_prefix(size);
+        }
+        return same;
+    });
+    const auto isEmpty = [](std::string_view piece) { return piece.empty(); };
+    return same && rest.empty() && std::all_of(decoded.begin() + at + 1, decoded.end(), isEmpty);
 }
 
 } // namespace quzo::platform

@@ -1,6 +1,7 @@
 // A text part as it is stored, and the forms in which it can be stored with a stamp in it.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -59,7 +60,10 @@ public:
 private:
     bool fitsPlainly(std::string_view added) const;
     std::optional<std::string> spliced(const Placement& placement) const;
-    std::optional<StoredText> encoded(std::string_view decoded, Way way) const;
+    using Pieces = std::array<std::string_view, 3>; // of one text, in a row
+    std::optional<StoredText> encoded(const Pieces& decoded, Way way) const;
+    std::string encodedTo(TransferEncoding encoding, const Pieces& decoded) const;
+    bool reads(std::string_view stored, const Pieces& decoded) const;
 
     std::string_view stored_;
     std::string_view tail_; // behind the end of base64

@@ -87,9 +87,16 @@ Placement placeInHtml(std::string_view html, std::size_t place, std::string_view
 }
 
 std::string withPlacement(std::string_view text, const Placement& placement) {
-    std::string out(text.substr(0, placement.offset));
-    out.append(placement.bytes).append(text.substr(placement.offset + placement.removed));
-    return out;
+    std::string out;
+    out.reserve(text.size() + placement.bytes.size() + kHeaderRoom);
+    return out.append(text.substr(0, placement.offset))
+        .append(placement.bytes)
+        .append(text.substr(placement.offset + placement.removed));
+}
+
+std::string withPlacement(std::string&& text, const Placement& placement) {
+    text.replace(placement.offset, placement.removed, placement.bytes);
+    return std::move(text);
 }
 
 } // namespace quzo::platform

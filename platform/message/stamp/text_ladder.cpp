@@ -124,11 +124,12 @@ std::optional<StampedText> TextLadder::inOther(const std::string& charset) const
 }
 
 std::optional<StampedText> TextLadder::converted(const std::string& from, const std::string& to) const {
-    const std::optional<std::string> text = decodedText(part_.decoded(), shownCharset(part_.decoded(), from));
+    std::optional<std::string> text = decodedText(part_.decoded(), shownCharset(part_.decoded(), from));
     if (!text) {
         return std::nullopt;
     }
-    const std::string stamped = withPlacement(*text, placedIn(*text, part_.lineBreak()));
+    const Placement placed = placedIn(*text, part_.lineBreak());
+    const std::string stamped = withPlacement(std::move(*text), placed);
     std::optional<std::string> whole = encodedForGood(stamped, to);
     return whole ? std::optional(StampedText{std::nullopt, std::move(*whole), to}) : std::nullopt;
 }

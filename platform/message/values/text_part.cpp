@@ -7,6 +7,7 @@
 #include "platform/base/line_breaks.h"
 #include "platform/base/utf8.h"
 #include "platform/charset/lossless.h"
+#include "platform/message/values/transfer_encoder.h"
 #include "platform/message/values/transfer_encoding.h"
 
 namespace quzo::platform {

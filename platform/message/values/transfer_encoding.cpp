@@ -9,10 +9,12 @@
 #include "platform/base/line_breaks.h"
 #include "platform/base/utf8.h"
 #include "platform/message/structure/content_type.h"
-#include "platform/message/values/gmime_objects.h"
+#include "platform/message/values/gmime_encoding.h"
 
 namespace quzo::platform {
 namespace {
+
+constexpr std::size_t kPiece = 64U << 10U;
 
 // Behind the "begin MODE NAME" line of a uuencoded body; npos without one.
 std::size_t behindBeginLine(std::string_view body) {
@@ -28,20 +30,6 @@ std::size_t behindBeginLine(std::string_view body) {
         line = end + 1;
     }
     return std::string_view::npos;
-}
-
-GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
-    switch (encoding) {
-        case TransferEncoding::Base64:
-            return GMIME_CONTENT_ENCODING_BASE64;
-        case TransferEncoding::QuotedPrintable:
-            return GMIME_CONTENT_ENCODING_QUOTEDPRINTABLE;
-        case TransferEncoding::Uuencode:
-            return GMIME_CONTENT_ENCODING_UUENCODE;
-        case TransferEncoding::None:
-            break;
-    }
-    return GMIME_CONTENT_ENCODING_DEFAULT;
 }
 
 bool isOfBase64(char c) {
@@ -89,36 +77,44 @@ TransferEncoding transferEncodingOf(std::string_view value) {
     }
 }
 
-std::string decodedTransfer(std::string_view body, TransferEncoding encoding, std::size_t maxBytes) {
-    if (encoding == TransferEncoding::None) {
-        return std::string(body.substr(0, maxBytes));
-    }
+void decodeTransfer(std::string_view body, TransferEncoding encoding, const TextSink& sink) {
     GMimeEncoding state;
     g_mime_encoding_init_decode(&state, gmimeEncoding(encoding));
     if (encoding == TransferEncoding::Uuencode) {
         const std::size_t begin = behindBeginLine(body);
         if (begin == std::string_view::npos) {
-            return std::string(body.substr(0, maxBytes));
+            encoding = TransferEncoding::None;
+        } else {
+            body.remove_prefix(begin);
+            state.state |= GMIME_UUDECODE_STATE_BEGIN;
         }
-        body.remove_prefix(begin);
-        state.state |= GMIME_UUDECODE_STATE_BEGIN;
     }
+    if (encoding == TransferEncoding::None) {
+        sink(body);
+        return;
+    }
+    std::string decoded;
+    const auto step = [&](std::string_view piece) {
+        decoded.resize(g_mime_encoding_outlen(&state, piece.size()));
+        decoded.resize(g_mime_encoding_step(&state, piece.data(), piece.size(), decoded.data()));
+        return sink(decoded);
+    };
+    for (std::size_t at = 0; at < body.size(); at += kPiece) {
+        if (!step(body.substr(at, kPiece))) {
+            return;
+        }
+    }
+    if (encoding == TransferEncoding::Base64) {
+        step(missingPadding(body));
+    }
+}
+
+std::string decodedTransfer(std::string_view body, TransferEncoding encoding, std::size_t maxBytes) {
     std::string out;
-    constexpr std::size_t kPiece = 64U << 10U;
-    for (std::size_t at = 0; at < body.size() && out.size() < maxBytes; at += kPiece) {
-        const std::string_view piece = body.substr(at, kPiece);
-        const std::size_t before = out.size();
-        out.resize(before + g_mime_encoding_outlen(&state, piece.size()));
-        out.resize(before + g_mime_encoding_step(&state, piece.data(), piece.size(), out.data() + before));
-    }
-    if (encoding == TransferEncoding::Base64 && out.size() < maxBytes) {
-        const std::string_view padding = missingPadding(body);
-        const std::size_t before = out.size();
-        out.resize(before + g_mime_encoding_outlen(&state, padding.size()));
-        out.resize(before +
-                   g_mime_encoding_step(&state, padding.data(), padding.size(), out.data() + before));
-    }
-    out.resize(std::min(out.size(), maxBytes));
+    decodeTransfer(body, encoding, [&](std::string_view piece) {
+        out.append(piece.substr(0, maxBytes - out.size()));
+        return out.size() < maxBytes;
+    });
     return out;
 }
 
@@ -132,23 +128,6 @@ std::string_view plainEncodingOf(std::string_view bytes) {
 bool isMostlyAscii(std::string_view bytes) {
     const auto high = std::count_if(bytes.begin(), bytes.end(), [](char c) { return (c & '\x80') != 0; });
     return static_cast<std::size_t>(high) <= bytes.size() / 4;
-}
-
-std::string encodedTransfer(std::string_view bytes, TransferEncoding encoding, std::string_view lineBreak) {
-    if (encoding == TransferEncoding::None) {
-        return std::string(bytes);
-    }
-    // Quoted-printable has its line breaks as they are; GMime knows LF as one.
-    std::string unix;
-    if (encoding == TransferEncoding::QuotedPrintable) {
-        unix = withLineBreaks(bytes, "\n");
-        bytes = unix;
-    }
-    GMimeEncoding state{};
-    g_mime_encoding_init_encode(&state, gmimeEncoding(encoding));
-    std::string written(g_mime_encoding_outlen(&state, bytes.size()), '\0');
-    written.resize(g_mime_encoding_flush(&state, bytes.data(), bytes.size(), written.data()));
-    return withLineBreaks(written, lineBreak);
 }
 
 } // namespace quzo::platform

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,10 @@ TransferEncoding transferEncodingOf(std::string_view value);
 // Whether a body is base64 and nothing else, so that all readers find the same in it.
 bool isCleanBase64(std::string_view body);
 
+// Hands `body` decoded to `sink` in pieces, which hold until it returns; until it returns false.
+using TextSink = std::function<bool(std::string_view piece)>;
+void decodeTransfer(std::string_view body, TransferEncoding encoding, const TextSink& sink);
+
 // `body` decoded, at most `maxBytes` of the result.
 std::string decodedTransfer(std::string_view body, TransferEncoding encoding, std::size_t maxBytes);
 
@@ -25,8 +30,5 @@ std::string_view plainEncodingOf(std::string_view bytes);
 
 // Whether quoted-printable keeps bytes readable, and short: at most a quarter of them is not ASCII.
 bool isMostlyAscii(std::string_view bytes);
-
-// `bytes` in that encoding, with these line ends; as they are for None. Not for Uuencode.
-std::string encodedTransfer(std::string_view bytes, TransferEncoding encoding, std::string_view lineBreak);
 
 } // namespace quzo::platform
