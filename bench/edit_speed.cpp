@@ -3,7 +3,7 @@
 // their medians are printed. bench/compare.sh calls it.
 //
 //     edit_speed FOLDER STORE [TURNS]         exit code 1 when a promised ratio is missed
-//     edit_speed --write FOLDER STORE OUT     writes the results into OUT/gmime-stamp, OUT/quzo-stamp, ...
+//     edit_speed --write FOLDER STORE OUT     writes what GMime makes to OUT/gmime-stamp, OUT/gmime-strip
 //
 // STORE is an object store with the stamp that bench/compare/stamp.toml names. It is called in the root of
 // the sources.

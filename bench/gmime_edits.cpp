@@ -148,6 +148,8 @@ void GMimeStamp::run(const std::string& bytes, const Result& result) {
     if (const GObjectOwner<GMimeMessage> message = gmimeMessage(bytes)) {
         stamp(*message);
         gmimeWrite(*message, result);
+    } else {
+        result(bytes);
     }
 }
 
@@ -157,6 +159,8 @@ void GMimeStrip::run(const std::string& bytes, const Result& result) {
             removeAttachments(body);
         }
         gmimeWrite(*message, result);
+    } else {
+        result(bytes);
     }
 }
 

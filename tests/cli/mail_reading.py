@@ -15,7 +15,7 @@ READ_OTHERWISE = {
     "ba47c5e": "two Content-Types", "d69aa55": "a boundary line as the last line", "ecca350": "the same",
     "dcba992": "header lines that are none", "fe2f5df": "one character too many in base64",
     "bcf708c": "text that calls itself base64", "83f8f5a": "its own table for iso-2022-jp",
-    "b47a4a0": "no semicolon in front of charset", "bd2d47a": "a header line that is none",
+    "b47a4a0": "no semicolon in front of charset", "ef34a62": "the same", "bd2d47a": "a header line that is none",
     "87ff97f": "windows-1252 as iso-8859-1", "94acb01": "the same", "c2fe00c": "the same",
     "82f4587": "a list's lines behind base64", "a2b9a9a": "the same",
 }
