@@ -2,7 +2,7 @@
 # Whole jobs over a folder of mail, side by side with what an administrator would use instead of quzo: altermime called
 # for each message, a loop in Perl with MIME::Tools, one in Python with the email package, and, messages in memory, a
 # program on GMime. One job stamps each message (tag, field, disclaimer), the other removes all attachments. Makes the
-# figures of that section of docs/performance.md in about four minutes; builds nothing.
+# figures of that section of docs/performance.md in three to five minutes; builds nothing.
 #
 #     bench/compare.sh [BUILD_FOLDER [MAIL_FOLDER [TURNS]]]
 #
@@ -37,7 +37,7 @@ printf '[platform]\nstore = sqlite3://%s/store.db\n' "$work" >"$work/quzo.ini"
 
 missed=0
 echo "== a folder of mail on $(stat -f -c %T "$work") ($place); quzo makes its outputs durable before it ends"
-python3 bench/compare/folders.py "$build" "$mail" "$work" "${3:-5}" || missed=1
+python3 bench/compare/folders.py "$build" "$mail" "$work" "${3:-3}" || missed=1
 echo "== in memory, one thread: GMime ms a message, quzo ms a message, times as fast, promised"
 "$build/bin/edit_speed" "$mail" "$work/store.db" 15 || missed=1
 echo "== one message of 20 MB with an attachment of 15 MB"

@@ -52,6 +52,14 @@ bool isProtected(GMimeObject* object) {
                        [object](const char* one) { return isType(object, "application", one); });
 }
 
+bool hasArmour(std::string_view bytes) {
+    constexpr std::array<std::string_view, 2> kMarks = {"\n-----BEGIN PGP MESSAGE",
+                                                        "\n-----BEGIN PGP SIGNED MESSAGE"};
+    return std::any_of(kMarks.begin(), kMarks.end(), [bytes](std::string_view mark) {
+        return memmem(bytes.data(), bytes.size(), mark.data(), mark.size()) != nullptr;
+    });
+}
+
 // Adds the text parts of the body: every alternative, of a related part the root, else the first that has
 // some.
 void findBodies(GMimeObject* object, std::vector<GMimeTextPart*>& found) {
@@ -128,10 +136,10 @@ void GMimeStamp::putInto(GMimeTextPart& part) const {
     }
 }
 
-void GMimeStamp::stamp(GMimeMessage& message) const {
+void GMimeStamp::stamp(GMimeMessage& message, const std::string& bytes) const {
     g_mime_object_append_header(GMIME_OBJECT(&message), "X-Scanned", "yes", nullptr);
     GMimeObject* body = g_mime_message_get_mime_part(&message);
-    if (body == nullptr || isProtected(body)) {
+    if (body == nullptr || isProtected(body) || hasArmour(bytes)) {
         return;
     }
     const char* subject = g_mime_message_get_subject(&message);
@@ -146,7 +154,7 @@ void GMimeStamp::stamp(GMimeMessage& message) const {
 
 void GMimeStamp::run(const std::string& bytes, const Result& result) {
     if (const GObjectOwner<GMimeMessage> message = gmimeMessage(bytes)) {
-        stamp(*message);
+        stamp(*message, bytes);
         gmimeWrite(*message, result);
     } else {
         result(bytes);

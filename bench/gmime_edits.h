@@ -20,7 +20,7 @@ public:
 
 private:
     void putInto(GMimeTextPart& part) const;
-    void stamp(GMimeMessage& message) const;
+    void stamp(GMimeMessage& message, const std::string& bytes) const;
 
     std::string text_;
     std::string html_;

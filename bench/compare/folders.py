@@ -81,7 +81,7 @@ def main():
     if len(sys.argv) not in (4, 5):
         sys.exit(__doc__)
     build, source, work = map(os.path.abspath, sys.argv[1:4])
-    turns = int(sys.argv[4]) if len(sys.argv) > 4 else 5
+    turns = int(sys.argv[4]) if len(sys.argv) > 4 else 3
     mail, reached = os.path.join(work, "mail"), True
     os.mkdir(mail)
     for name in os.listdir(source):

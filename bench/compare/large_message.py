@@ -19,7 +19,8 @@ LINE = "QUJD" * 19 + "\r\n"
 ATTACHED = 15_000_000  # bytes, before they are base64
 BODY = ('Content-Type: multipart/mixed; boundary="b"\r\n\r\n--b\r\n'
         'Content-Type: multipart/alternative; boundary="a"\r\n\r\n--a\r\n'
-        "Content-Type: text/plain; charset=utf-8\r\n\r\n" + TEXT + "--a\r\nContent-Type: text/html; charset=utf-8\r\n\r\n"
+        "Content-Type: text/plain; charset=utf-8\r\n\r\n" + TEXT +
+        "--a\r\nContent-Type: text/html; charset=utf-8\r\n\r\n"
         "<html><body><p>" + TEXT + "</p></body></html>\r\n--a--\r\n")
 
 
