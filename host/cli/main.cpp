@@ -40,8 +40,8 @@ void ignoreWriteSignals() {
 void keepFreedMemory() {
     constexpr int kLargeBlock = 4 << 20; // bytes
     constexpr int kKept = 16 << 20;
-    mallopt(M_MMAP_THRESHOLD, kLargeBlock);
-    mallopt(M_TRIM_THRESHOLD, kKept);
+    mallopt(M_MMAP_THRESHOLD, kLargeBlock); // NOLINT(concurrency-mt-unsafe): no other thread runs yet
+    mallopt(M_TRIM_THRESHOLD, kKept);       // NOLINT(concurrency-mt-unsafe)
 }
 
 int run(int argc, char** argv, quzo::host::Console& console) {
