@@ -12,7 +12,7 @@
 namespace quzo::bench {
 
 // In the order of their names; empty when there is no such folder.
-inline std::vector<std::string> readMessages(const std::filesystem::path& folder) {
+inline std::vector<std::filesystem::path> messagePaths(const std::filesystem::path& folder) {
     std::vector<std::filesystem::path> paths;
     std::error_code none;
     for (const auto& entry : std::filesystem::directory_iterator(folder, none)) {
@@ -21,8 +21,13 @@ inline std::vector<std::string> readMessages(const std::filesystem::path& folder
         }
     }
     std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+// In the same order.
+inline std::vector<std::string> readMessages(const std::filesystem::path& folder) {
     std::vector<std::string> messages;
-    for (const auto& path : paths) {
+    for (const auto& path : messagePaths(folder)) {
         std::ifstream file(path, std::ios::binary);
         messages.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
     }

@@ -4,14 +4,8 @@
 // of these are printed.
 //
 //     scan_speed FOLDER [TURNS]
-//
-// A job of ours is what `quzo apply` does with a message between reading and storing it: a copy of the bytes
-// becomes a message, the envelope is taken from its header, the rules are tried, actions run, and the result
-// is written to memory.
 #include <fmt/format.h>
-#include <gmime/gmime.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -20,13 +14,10 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/gmime_message.h"
 #include "bench/mail_folder.h"
-#include "host/policy/policy.h"
-#include "host/scan/envelope.h"
-#include "host/scan/scanner.h"
+#include "bench/memory_job.h"
 #include "platform/config/quzo_settings.h"
-#include "platform/message/mail_message.h"
-#include "platform/mta/queue_adapter.h"
 #include "quzo/core/init_action_lib.h"
 
 namespace quzo::bench {
@@ -79,67 +70,13 @@ when = { body = '(?i)\bno text has these words in it\b' }
 actions = [{ type = "delete" }]
 )";
 
-class QuietLog final : public LogMsg {
-public:
-    QuietLog() { level = 0; }
-    void write(int /*lineLevel*/, const char* /*format*/, ...) override {}
-};
-
-struct Unref {
-    void operator()(void* object) const { g_object_unref(object); }
-};
-template <typename T>
-using Object = std::unique_ptr<T, Unref>;
-
-class Job {
-public:
-    virtual ~Job() = default;
-    // Returns the size of what was written.
-    virtual std::size_t run(const std::string& bytes) = 0;
-};
-
 class ThroughGMime final : public Job {
 public:
-    std::size_t run(const std::string& bytes) override {
-        const Object<GMimeStream> in(g_mime_stream_mem_new_with_buffer(bytes.data(), bytes.size()));
-        const Object<GMimeParser> parser(g_mime_parser_new_with_stream(in.get()));
-        const Object<GMimeMessage> message(g_mime_parser_construct_message(parser.get(), nullptr));
-        if (message == nullptr) {
-            return 0;
+    void run(const std::string& bytes, const Result& result) override {
+        if (const GObjectOwner<GMimeMessage> message = gmimeMessage(bytes)) {
+            gmimeWrite(*message, result);
         }
-        const Object<GMimeStream> out(g_mime_stream_mem_new());
-        const ssize_t size = g_mime_object_write_to_stream(GMIME_OBJECT(message.get()), nullptr, out.get());
-        return size > 0 ? static_cast<std::size_t>(size) : 0;
     }
-};
-
-class ThroughPolicy final : public Job {
-public:
-    explicit ThroughPolicy(std::string_view policy)
-        : scanner_(host::loadPolicy(policy).policy, host::ScannerOptions()) {}
-
-    std::size_t run(const std::string& bytes) override {
-        const auto msg = platform::MailMessage::parse(bytes, platform::Limits());
-        const host::Envelope envelope = host::envelopeOf(*msg, platform::Limits(), std::nullopt, {});
-        msg->setEnvelope(envelope.sender, envelope.recipients);
-        TokenMap<ScanToken> tokens;
-        platform::QueueAdapter adapter;
-        const host::ScanResult result = scanner_.scan(*msg, host::ScanJob{adapter, tokens});
-        changed_ += result.outcome == host::Outcome::Modified ? 1 : 0;
-        std::string out;
-        out.reserve(msg->size());
-        msg->write([&out](std::string_view piece) {
-            out.append(piece);
-            return true;
-        });
-        return out.size();
-    }
-
-    std::size_t changed() const { return changed_; }
-
-private:
-    host::Scanner scanner_;
-    std::size_t changed_ = 0;
 };
 
 struct Row {
@@ -154,15 +91,6 @@ std::string tagPolicy(const char* withSigned) {
     std::string text(kTag);
     text.replace(text.find("SIGNED"), 6, withSigned);
     return text;
-}
-
-double rate(Job& job, const std::vector<std::string>& messages, std::size_t& total) {
-    const auto begin = std::chrono::steady_clock::now();
-    for (const std::string& bytes : messages) {
-        total += job.run(bytes);
-    }
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-    return static_cast<double>(messages.size()) / took.count();
 }
 
 // Whether all that is promised was reached.
@@ -185,13 +113,12 @@ int measure(const std::vector<std::string>& messages, unsigned turns) {
                     std::make_unique<ThroughPolicy>(tagPolicy("false")), 3});
     rows.push_back({"envelope and fields looked at, no match", std::make_unique<ThroughPolicy>(kPass), 10});
     rows.push_back({"attachments and bodies looked at, no match", std::make_unique<ThroughPolicy>(kLook)});
-    std::size_t total = 0;
     for (Row& row : rows) {
-        rate(*row.job, messages, total); // warm
+        rate(*row.job, messages); // warm
     }
     for (unsigned turn = 0; turn < turns; ++turn) {
         for (Row& row : rows) {
-            row.rates.push_back(rate(*row.job, messages, total));
+            row.rates.push_back(rate(*row.job, messages));
             row.ratios.push_back(row.rates.back() / rows.front().rates.back());
         }
     }

@@ -1,6 +1,7 @@
 // The program: makes the process safe to work in, runs the command, and makes sure that what it wrote to
 // standard output has arrived.
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -34,6 +35,15 @@ void ignoreWriteSignals() {
     }
 }
 
+// What one message has freed serves the next: handing it back to the system in between costs a fifth of the
+// time of a run over small messages. Blocks of large messages are still handed back as soon as they are free.
+void keepFreedMemory() {
+    constexpr int kLargeBlock = 4 << 20; // bytes
+    constexpr int kKept = 16 << 20;
+    mallopt(M_MMAP_THRESHOLD, kLargeBlock); // NOLINT(concurrency-mt-unsafe): no other thread runs yet
+    mallopt(M_TRIM_THRESHOLD, kKept);       // NOLINT(concurrency-mt-unsafe)
+}
+
 int run(int argc, char** argv, quzo::host::Console& console) {
     using namespace quzo::host;
     int code = runCommandLine(argc, argv, console);
@@ -48,6 +58,7 @@ int run(int argc, char** argv, quzo::host::Console& console) {
 int main(int argc, char** argv) {
     occupyStandardDescriptors();
     ignoreWriteSignals();
+    keepFreedMemory();
     quzo::host::Console console;
     try {
         const int code = run(argc, argv, console);

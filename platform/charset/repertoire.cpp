@@ -35,22 +35,26 @@ bool isUpperControl(char16_t unit) { return unit >= 0x80 && unit <= 0x9F; }
 // The one character that `code` stands for; none when it is no code, several characters, or one that no
 // narrow charset defines.
 std::optional<char16_t> characterOf(UConverter& converter, const char* code, int length) {
-    std::array<char16_t, 4> units{};
+    ucnv_resetToUnicode(&converter);
     UErrorCode status = U_ZERO_ERROR;
-    const std::int32_t count = ucnv_toUChars(&converter, units.data(),
-                                             static_cast<std::int32_t>(units.size()), code, length, &status);
-    if (U_FAILURE(status) || count != 1 || isPrivateUse(units[0]) || isUpperControl(units[0])) {
+    const char* at = code;
+    // Many thousand codes are asked for, and this is the quickest way to ask for one.
+    const UChar32 character = ucnv_getNextUChar(&converter, &at, code + length, &status);
+    if (U_FAILURE(status) || at != code + length || character > 0xFFFF) {
         return std::nullopt;
     }
-    return units[0];
+    const auto unit = static_cast<char16_t>(character);
+    return isPrivateUse(unit) || isUpperControl(unit) ? std::nullopt : std::optional(unit);
 }
 
 bool isWrittenAs(UConverter& converter, char16_t unit, const char* code, int length) {
     std::array<char, 8> bytes{};
     UErrorCode status = U_ZERO_ERROR;
-    const std::int32_t count =
-        ucnv_fromUChars(&converter, bytes.data(), static_cast<std::int32_t>(bytes.size()), &unit, 1, &status);
-    if (U_FAILURE(status) || count != length) {
+    char* end = bytes.data();
+    const char16_t* from = &unit;
+    ucnv_resetFromUnicode(&converter);
+    ucnv_fromUnicode(&converter, &end, bytes.data() + bytes.size(), &from, from + 1, nullptr, true, &status);
+    if (U_FAILURE(status) || end != bytes.data() + length) {
         return false;
     }
     return bytes[0] == code[0] && (length == 1 || bytes[1] == code[1]);

@@ -43,12 +43,12 @@ MESSAGES = {
 }
 
 
-def write(path, begin, line, end):
+def write(path, begin, line, end, size=SIZE):
     """In pieces: what this process holds counts for its children until they run their own program."""
     block = line * (100_000 // len(line))
     with open(path, "w", newline="") as file:
         file.write(begin)
-        for _ in range(SIZE // len(block)):
+        for _ in range(size // len(block)):
             file.write(block)
         file.write(end)
 
@@ -91,4 +91,5 @@ def main():
     return 1 if faults else 0
 
 
-sys.exit(main())
+if __name__ == "__main__":
+    sys.exit(main())

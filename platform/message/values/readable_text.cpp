@@ -24,6 +24,9 @@ std::string withoutNul(std::string text) {
 } // namespace
 
 std::string readableText(std::string_view bytes, const std::string& charset) {
+    if (charset == "utf-8" && isUtf8(bytes)) {
+        return withoutNul(std::string(bytes)); // nothing to decode, and the most frequent case by far
+    }
     const bool saysNothing = sameCharset(charset.c_str(), "us-ascii") || !knownCharset(charset.c_str());
     if (saysNothing && isUtf8(bytes)) {
         return withoutNul(std::string(bytes));
