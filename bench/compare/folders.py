@@ -22,7 +22,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 PROMISED = {("stamp", "altermime"): 7, ("stamp", "mime_tools"): 14, ("stamp", "python_email"): 25,
             ("strip", "altermime"): 9}
 NAMES = {"quzo": "`quzo apply -j 1`", "quzo2": "`quzo apply -j 2`", "altermime": "altermime, one call a message",
-         "mime_tools": "Perl, MIME::Tools, one process", "python_email": "Python, email, one process",
+         "mime_tools": "Perl, MIME::Tools, one process", "mime_tools_core": "the same, bodies in memory", "python_email": "Python, email, one process",
          "gmime": "GMime, in memory (below)"}
 
 
@@ -32,7 +32,8 @@ def commands(build, mail, work, job):
             "-p", os.path.join(HERE, f"{job}.toml"), mail]
     return {"quzo": [*quzo, "-j", "1", "-o"], "quzo2": [*quzo, "-j", "2", "-o"],
             "altermime": ["sh", os.path.join(HERE, "altermime_loop.sh"), job, mail],
-            "mime_tools": ["perl", os.path.join(HERE, "mime_tools_loop.pl"), job, mail],
+            "mime_tools": ["perl", os.path.join(HERE, "mime_tools_loop.pl"), job, "files", mail],
+            "mime_tools_core": ["perl", os.path.join(HERE, "mime_tools_loop.pl"), job, "core", mail],
             "python_email": ["python3", os.path.join(HERE, "python_email_loop.py"), job, mail]}
 
 

@@ -1,16 +1,17 @@
 #!/usr/bin/perl
 # The jobs of the comparison by Perl's MIME::Tools: one process, one message after the other.
 #
-#     mime_tools_loop.pl stamp|strip MAIL OUT
+#     mime_tools_loop.pl stamp|strip files|core MAIL OUT
 #
 # As an administrator's script would be: messages that are signed or encrypted get the field only, a disclaimer goes
-# in front of the end of an HTML body, and a message that cannot be parsed is copied. Everything is in memory.
+# in front of the end of an HTML body, and a message that cannot be parsed is copied. Bodies are kept in files in the
+# current folder, which is what MIME::Parser does unless told otherwise, or in memory.
 use strict;
 use warnings;
 use File::Basename qw(basename dirname);
 use MIME::Parser;
 
-my ($job, $mail, $out) = @ARGV;
+my ($job, $bodies, $mail, $out) = @ARGV;
 my $text = slurp(dirname($0) . '/disclaimer.txt');
 my $html = slurp(dirname($0) . '/disclaimer.html');
 
@@ -85,8 +86,10 @@ mkdir $out or die "$out: $!\n";
 for my $path (glob "\Q$mail\E/*") {
     my $bytes = slurp($path);
     my $parser = MIME::Parser->new;
-    $parser->output_to_core(1);
-    $parser->tmp_to_core(1);
+    if ($bodies eq 'core') {
+        $parser->output_to_core(1);
+        $parser->tmp_to_core(1);
+    }
     $parser->extract_nested_messages(0);
     my $message = eval { $parser->parse_data(\$bytes) };
     open(my $file, '>:raw', "$out/" . basename($path)) or die "$out: $!\n";
@@ -97,4 +100,5 @@ for my $path (glob "\Q$mail\E/*") {
         print $file $bytes;
     }
     close $file or die "$out: $!\n";
+    $parser->filer->purge;
 }
