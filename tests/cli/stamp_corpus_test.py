@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Stamps and strips real messages, and reads them with Python.
+"""Stamps and strips real messages, and reads them with Python, and with Perl where MIME::Tools is there.
 
 usage: stamp_corpus_test.py QUZO CORPUS
 
@@ -20,6 +20,8 @@ from mail_reading import READ_OTHERWISE, alternatives, is_protected, shows_stamp
 
 STAMP = "Hinweis: Prüfung 免責事項 <ok> & done"
 POLICY = '[[rule]]\nid = 1\nname = "R"\nwhen = { always = true }\nactions = [%s]\n'
+# What Perl reads as iso-2022-jp, and mail clients show with holes: the stamp stands beside such a text.
+PERL_READS_MORE = ("91f230e", "bdfa1a8", "cc4106f")
 
 faults = 0
 counts = collections.Counter()
@@ -106,6 +108,25 @@ def run(quzo, work, mail, actions, check):
                 check(name, before, file.read())
         except FileNotFoundError:
             fault(name, "no output")
+    return out
+
+
+def read_by_perl(mail, out):
+    """What a second reader, second_reader.pl, says of the messages that are not protected."""
+    names = []
+    for name in sorted(os.listdir(mail)):
+        with open(os.path.join(mail, name), "rb") as file:
+            raw = file.read()
+        if not is_protected(raw, email.message_from_bytes(raw)):
+            names.append(name)
+    said = subprocess.run(["perl", os.path.join(os.path.dirname(os.path.abspath(__file__)), "second_reader.pl"), STAMP,
+                           mail, out], input="\n".join(names), capture_output=True, text=True, check=True).stdout
+    *wrong, last = said.splitlines()
+    for line in wrong:
+        name, _, what = line.partition(": ")
+        if name[:7] not in (*READ_OTHERWISE, *PERL_READS_MORE):
+            fault(name, "Perl: " + what)
+    print(f"Perl: {last}, {len(wrong)} of them read otherwise")
 
 
 def main():
@@ -113,6 +134,9 @@ def main():
     if not os.path.isdir(mail) or not os.listdir(mail):
         print(f"skipped: there are no messages in {mail}")
         sys.exit(77)
+    has_perl = subprocess.run(["perl", "-MMIME::Parser", "-e1"], capture_output=True, check=False).returncode == 0
+    if not has_perl:
+        print("Perl does not read along: MIME::Tools is not installed")
     with tempfile.TemporaryDirectory() as work:
         with open(os.path.join(work, "quzo.ini"), "w") as file:
             file.write(f"[platform]\nstore = sqlite3://{work}/store.db\n")
@@ -121,7 +145,9 @@ def main():
         for position in ("before", "after"):
             subprocess.run([quzo, "object", "add", "stamp", position, "-c", os.path.join(work, "quzo.ini"), "--text-file",
                             os.path.join(work, "stamp.txt"), "--position", position], check=True, capture_output=True)
-            run(quzo, work, mail, '{ type = "stamp", object = "%s" }' % position, check_stamp)
+            out = run(quzo, work, mail, '{ type = "stamp", object = "%s" }' % position, check_stamp)
+            if has_perl:
+                read_by_perl(mail, out)
         run(quzo, work, mail, '{ type = "delete-attachment", all = true }', check_strip)
     print(", ".join(f"{what}: {n}" for what, n in sorted(counts.items())))
     print(f"{faults} faults")
