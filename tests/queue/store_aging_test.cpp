@@ -55,9 +55,13 @@ TEST_F(StoreTest, ExpiresByDaysSinceStored) {
         entry.stored = kNow - row.age;
         ASSERT_EQ(store_.store(entry, writerOf(std::string_view("x"))), 0);
     }
+    QueueEntry held = entryNamed("A0"); // on its way in, and met first
+    held.aging = 0;
+    ASSERT_EQ(store_.storeHeld(held, writerOf(std::string_view("x"))), 0);
     std::size_t removed = 0;
     EXPECT_EQ(store_.expire(kNow, removed), 0);
     EXPECT_EQ(removed, 2U);
+    EXPECT_TRUE(filesBelow(root_).contains("q/A/0/A0.DF"));
     const auto left = wholeEntries(store_);
     for (const Row& row : rows) {
         EXPECT_EQ(left.contains(row.id), !row.gone) << row.id;
