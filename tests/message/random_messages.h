@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <random>
 #include <string>
+#include <vector>
 
 namespace quzo::platform::test {
 
@@ -16,34 +17,16 @@ const T& anyOf(const T (&items)[N], Random& random) {
 
 // What need not be mail at all.
 inline std::string randomPieces(Random& random) {
-    static const std::string kPieces[] = {"A: 1",
-                                          "B:",
-                                          "Subject: x",
-                                          "\r\n",
-                                          "\r\n",
-                                          "\n",
-                                          "\n",
-                                          "\r",
-                                          " ",
-                                          "\t",
-                                          "junk",
-                                          "--b",
-                                          "--b--",
-                                          ":",
-                                          " cont",
-                                          "C : 2",
-                                          std::string(1, '\0'),
-                                          "\x80",
-                                          "From me\n",
-                                          "A: 2\r\n",
-                                          "\r\n\r\n",
-                                          "\r\n--b\r\n",
-                                          "=?utf-8?Q?=C3=BC?=",
-                                          "Content-Type: multipart/mixed; boundary=b\r\n",
-                                          "Content-Type: message/rfc822\n"};
+    static const std::vector<std::string> kPieces[] = {
+        {"A: 1", "B:", "Subject: x", "C : 2", "A: 2\r\n", "From me\n", "=?utf-8?Q?=C3=BC?="},
+        {"\r\n", "\n", "\r", "\r\n\r\n", " ", "\t"},
+        {"junk", ":", " cont", std::string(1, '\0'), "\x80"},
+        {"--b", "--b--", "\r\n--b\r\n", "Content-Type: multipart/mixed; boundary=b\r\n",
+         "Content-Type: message/rfc822\n"}};
     std::string bytes;
     for (std::size_t left = random() % 16; left > 0; --left) {
-        bytes += anyOf(kPieces, random);
+        const auto& pieces = anyOf(kPieces, random);
+        bytes += pieces[random() % pieces.size()];
     }
     return bytes;
 }
