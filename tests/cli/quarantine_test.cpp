@@ -229,8 +229,10 @@ TEST_F(Quarantine, HostileTextsTouchNothingElse) {
         installation_.dir().write(
             "in/" + number + ".eml",
             "From: a@a.example\nTo: u" + number + "@b.example\nSubject: " + evil[at] + "\n\nbody\n");
-        rules += "[[rule]]\nid = " + number + "\nwhen = { recipient = \"u" + number +
-                 "@b.example\" }\nactions = [{ type = \"quarantine\", object = \"area " + number + "\" }]\n";
+        rules.append("[[rule]]\nid = ").append(number);
+        rules.append("\nwhen = { recipient = \"u").append(number);
+        rules.append("@b.example\" }\nactions = [{ type = \"quarantine\", object = \"area ");
+        rules.append(number).append("\" }]\n");
     }
     installation_.policy(rules);
     const auto outside = [&] {
