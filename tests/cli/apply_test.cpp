@@ -263,31 +263,6 @@ TEST_F(Apply, SaysEachMessageAsJson) {
     EXPECT_THAT(lines[3]["error"]["text"].get<std::string>(), HasSubstr("No such file"));
 }
 
-TEST_F(Apply, GivesTheSameWithManyThreads) {
-    for (int at = 0; at < 300; ++at) {
-        const char* to = at % 3 == 0 ? "x@b.example" : at % 7 == 0 ? "x@gone.example" : "x@c.example";
-        dir_.write("in/" + std::to_string(at) + ".eml",
-                   mail(to, std::string(static_cast<std::size_t>(at), 's')));
-    }
-    dir_.write("in/box", kFrom + mail("x@b.example") + "\n" + kFrom + mail("x@c.example"));
-    const auto withoutIds = [](const std::string& out) {
-        std::string text;
-        std::istringstream stream(out);
-        for (std::string line; std::getline(stream, line);) {
-            auto object = nlohmann::ordered_json::parse(line);
-            object.erase("id");
-            object.erase("output");
-            text += object.dump() + "\n";
-        }
-        return text;
-    };
-    const ProgramRun one = apply({"-j", "1", "--json", "-o", "out1", "in"});
-    const ProgramRun eight = apply({"-j", "8", "--json", "-o", "out8", "in"});
-    EXPECT_EQ(withoutIds(one.out), withoutIds(eight.out));
-    EXPECT_EQ(dir_.files("out1").size(), 302U - 28U); // 28 are consumed
-    EXPECT_EQ(dir_.files("out1"), dir_.files("out8"));
-}
-
 TEST_F(Apply, DryRunsWriteNothing) {
     dir_.write("in/1.eml", mail("x@b.example"));
     dir_.write("in/2.eml", mail("x@gone.example"));

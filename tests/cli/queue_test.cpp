@@ -104,9 +104,11 @@ TEST_F(Queue, ListsWhatTheConditionsLetThrough) {
         {{"--older-than", "1w"}, "AA"},
         {{"--younger-than", "12h"}, "CC"},
         {{"--younger-than", "49h", "--older-than", "5m"}, "BB"},
+        {{"--larger-than", "21"}, "AABB"},
         {{"--larger-than", "22"}, "AA"},
         {{"--larger-than", "4K"}, "AA"},
         {{"--smaller-than", "22"}, "CC"},
+        {{"--smaller-than", "23"}, "BBCC"},
         {{"--rule", "10", "--subject", "Lottery"}, ""},
     };
     for (const Row& row : rows) {

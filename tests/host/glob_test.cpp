@@ -1,9 +1,7 @@
-// Wildcard patterns: what they match, and that hostile texts cost no more than their length.
+// Wildcard patterns: what they match; tests/growth counts what hostile ones cost.
 #include "host/policy/glob.h"
 
 #include <gtest/gtest.h>
-
-#include <string>
 
 namespace quzo::host {
 namespace {
@@ -47,13 +45,6 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"[abc", "[abc", true}, Case{"[spam", "s", false}, Case{"a[", "a[", true}, Case{"[!", "[!", true},
         // Nothing else is special.
         Case{"a\\*", "a\\b", true}, Case{"a.c", "abc", false}));
-
-TEST(Glob, TriesManyRuns) {
-    const Glob glob("*a*a*a*a*a*a*a*a*a*a*ab*c");
-    const std::string text(200000, 'a');
-    EXPECT_FALSE(glob.matches(text + "b"));
-    EXPECT_TRUE(glob.matches(text + "bc"));
-}
 
 } // namespace
 } // namespace quzo::host

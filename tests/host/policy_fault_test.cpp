@@ -58,6 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
               "p.toml:1: rule 10: ", "stop = true"},
         Fault{"ConditionKey", withWhen("{ recipients = 'a' }"),
               "p.toml:4: rule 10: when.recipients: ", "'recipient'"},
+        Fault{"ConditionCase", withWhen("{ Subject = 'x' }"),
+              "p.toml:4: rule 10: when.Subject: ", "'subject'"},
         Fault{"GlobType", withWhen("{ sender = 5 }"), "p.toml:4: rule 10: when.sender: it is an integer",
               "text"},
         Fault{"GlobList", withWhen("{ sender = ['a', 5] }"), "p.toml:4: rule 10: when.sender: ", "quotes"},

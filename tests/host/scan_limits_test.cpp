@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <utility>
 
 #include "quzo/core/error_text.h"
 #include "tests/host/scripted_action.h"
@@ -68,46 +67,36 @@ TEST_F(ScanTest, EachLimitIsCalledByTheKeyThatMovesIt) {
     }
 }
 
-// It can never be read: trying again would change nothing.
-TEST_F(ScanTest, WhatIsNoMailFails) {
-    for (const auto& [onLimit, outcome] :
-         {std::pair(OnLimit::Defer, Outcome::Failed), std::pair(OnLimit::Fail, Outcome::Failed),
-          std::pair(OnLimit::Pass, Outcome::Unchanged)}) {
-        ScannerOptions options;
-        options.onLimit = onLimit;
-        Scan scan(policyOf("[[rule]]\nid = 1\nwhen = { always = true }\nactions = [{ type = 'delete' }]\n"),
-                  options);
-        const ScanResult result = scan(*messageOf("PK\x03\x04\nno header\n"));
-        EXPECT_EQ(result.outcome, outcome);
-        EXPECT_TRUE(result.rules.empty());
-    }
-}
-
-TEST_F(ScanTest, AnEnvelopeBeyondALimitIsSaidByName) {
+// What is no mail can never be read: trying again would change nothing.
+TEST_F(ScanTest, WhatIsBeyondAllRulesEndsAsTheSettingSays) {
     const struct {
+        const char* message;
+        const char* beyondLimit;
         OnLimit onLimit;
         Outcome outcome;
-    } rows[] = {{OnLimit::Defer, Outcome::Deferred},
-                {OnLimit::Fail, Outcome::Failed},
-                {OnLimit::Pass, Outcome::Unchanged}};
-    startLibrary();
+    } rows[] = {
+        {"PK\x03\x04\nno header\n", "", OnLimit::Defer, Outcome::Failed},
+        {"PK\x03\x04\nno header\n", "", OnLimit::Fail, Outcome::Failed},
+        {"PK\x03\x04\nno header\n", "", OnLimit::Pass, Outcome::Unchanged},
+        {kMessage, "names more than 5 recipients (limit_recipients)", OnLimit::Defer, Outcome::Deferred},
+        {kMessage, "names more than 5 recipients (limit_recipients)", OnLimit::Fail, Outcome::Failed},
+        {kMessage, "names more than 5 recipients (limit_recipients)", OnLimit::Pass, Outcome::Unchanged},
+    };
     for (const auto& row : rows) {
         ScannerOptions options;
         options.onLimit = row.onLimit;
-        const Scanner scanner(
-            policyOf("[[rule]]\nid = 1\nwhen = { always = true }\nactions = [{ type = 'delete' }]\n"),
-            options);
-        const auto msg = messageOf("Subject: hello\n\nbody\n");
-        CountingAdapter adapter;
-        TokenMap<ScanToken> tokens;
-        ScanJob job{adapter, tokens};
-        job.beyondLimit = "names more than 5 recipients (limit_recipients)";
-        const ScanResult result = scanner.scan(*msg, job);
-        EXPECT_EQ(result.outcome, row.outcome);
+        Scan scan(policyOf("[[rule]]\nid = 1\nwhen = { always = true }\nactions = [{ type = 'delete' }]\n"),
+                  options);
+        scan.beyondLimit = row.beyondLimit;
+        const ScanResult result = scan(*messageOf(row.message));
+        EXPECT_EQ(result.outcome, row.outcome) << row.message;
         EXPECT_TRUE(result.rules.empty());
-        const std::string said =
-            row.onLimit == OnLimit::Pass ? result.warnings.at(0) : result.error.value().text;
-        EXPECT_THAT(said, testing::HasSubstr("limit_recipients"));
+        EXPECT_EQ(scan.adapter.deletes, 0);
+        const bool passed = row.outcome == Outcome::Unchanged;
+        EXPECT_EQ(result.error.has_value(), !passed);
+        EXPECT_THAT(
+            passed ? testing::PrintToString(result.warnings) : result.error.value_or(ScanError{}).text,
+            testing::HasSubstr(row.beyondLimit));
     }
 }
 

@@ -44,7 +44,8 @@ actions = [
   { type = "x-header", name = "X-Hostile", value = "yes" },
 ]
 """
-RAISED = "[platform]\nlimit_recipients = 0\nlimit_nesting = 20000\nlimit_parts = 300000\nlimit_header = 200M\nlimit_fields = 0\n"
+RAISED = ("[platform]\nlimit_recipients = 0\nlimit_nesting = 20000\nlimit_parts = 300000\nlimit_header = 200M\n"
+          "limit_fields = 0\n")
 HEAD = b"From: a@example.com\nTo: b@example.com\nSubject: s\n"
 GROWTH = 2.2
 MEMORY = 32 << 20
@@ -52,11 +53,14 @@ ENOUGH = 2_000_000  # instructions that tell something
 SANITIZED = "-DSANITIZED" in sys.argv
 
 
-def parts(n):
-    yield HEAD + b'Content-Type: multipart/mixed; boundary="b"\n\n'
-    for _ in range(n):
-        yield b"--b\nContent-Type: text/plain\n\nx\n"
-    yield b"--b--\n"
+def of(before, piece, behind=b"\nbody\n"):
+    """Messages of a piece that comes again and again; a function numbers its pieces."""
+    def generate(n):
+        yield before
+        for i in range(n):
+            yield piece(i) if callable(piece) else piece
+        yield behind
+    return generate
 
 
 def nesting(n):
@@ -66,94 +70,12 @@ def nesting(n):
     yield b"--b%d\n\nleaf\n" % (n - 1)
 
 
-def embedded(n):
-    yield HEAD
-    for _ in range(n):
-        yield b"Content-Type: message/rfc822\n\nSubject: inner\n"
-    yield b"\nleaf\n"
-
-
-def long_line(n):
-    yield HEAD + b"\n"
-    for _ in range(n):
-        yield b"x" * 1000000
-
-
-def dash_lines(n):
-    yield HEAD + b'Content-Type: multipart/mixed; boundary="' + b"-" * 60 + b'"\n\n'
-    for _ in range(n):
-        yield b"--" + b"-" * 59 + b"\n"
-
-
-def header_block(n):
-    yield HEAD
-    for i in range(n):
-        yield b"X-F%d: " % i + b"v" * 990 + b"\n"
-    yield b"\nbody\n"
-
-
-def fields(n):
-    yield HEAD
-    for _ in range(n):
-        yield b"X: y\n"
-    yield b"\nbody\n"
-
-
-def folded(n):
-    yield HEAD + b"X: y\n"
-    for _ in range(n):
-        yield b" \n z\n"
-    yield b"\nbody\n"
-
-
-def encoded_words(n):
-    yield b"From: a@example.com\nSubject:"
-    for _ in range(n):
-        yield b" =?utf-8?B?44GC44GE?=\n =?iso-2022-jp?B?GyRCJCIbKEI=?= =?x?q?_?="
-    yield b"\n\nbody\n"
-
-
-def open_words(n):
-    yield b"From: a@example.com\nSubject: "
-    for _ in range(n):
-        yield b"=?=?a?b?=??q?"
-    yield b"\n\nbody\n"
-
-
 def boundaries_in_each_other(n):
     yield HEAD + b'Content-Type: multipart/mixed; boundary="a"\n\n'
     for i in range(1, 40):
         yield b"--" + b"a" * i + b'\nContent-Type: multipart/mixed; boundary="' + b"a" * (i + 1) + b'"\n\n'
     for i in range(n):
         yield b"--" + b"a" * (i % 45 + 1) + b"\n\nx\n"
-
-
-def recipients(n):
-    yield b"From: a@example.com\nSubject: s\nTo: "
-    for i in range(n):
-        yield b"user%d@example.com,\n " % i
-    yield b"z@example.com\n\nbody\n"
-
-
-def parameters(n):
-    yield HEAD + b"Content-Type: multipart/mixed"
-    for i in range(n):
-        yield b";\n name*%d*=%%41" % i
-    yield b"\n\nbody\n"
-
-
-def names(n):
-    yield HEAD + b"Content-Type: application/octet-stream"
-    for i in range(n):
-        yield b";\n name=%d" % i
-    yield b"\n\nbody\n"
-
-
-def unknown_charsets(n):
-    yield b"From: a@example.com\nSubject:"
-    for i in range(n):
-        yield b" =?x-%d?q?a?= =?utf-8?q?b?=\n" % (i % 1000)
-    yield b"\nbody\n"
 
 
 def colons(n):
@@ -165,51 +87,49 @@ def comments(n):
     yield HEAD + b"Content-Type: " + b"(" * n + b"text/plain" + b")" * n + b"\n\nbody\n"
 
 
-def nuls(n):
-    yield HEAD
-    for _ in range(n):
-        yield b"X\0\0: \0\0\0\n\0\0" + b"\0" * 1000 + b"\n"
-    yield b"\n" + b"\0" * 100
-
-
 def lone_breaks(n):
-    yield HEAD
-    for _ in range(n):
-        yield b"A: \r\r x\rB: y\r\n \r\n"
-    yield b"\r\n"
-    for _ in range(n):
-        yield b"\r\r\n\n\r\n--\r--\n"
+    yield from of(HEAD, b"A: \r\r x\rB: y\r\n \r\n", b"\r\n")(n)
+    yield from of(b"", b"\r\r\n\n\r\n--\r--\n", b"")(n)
 
 
-def base64_body(n):
-    yield HEAD + b"Content-Type: text/plain; charset=iso-2022-jp\nContent-Transfer-Encoding: base64\n\n"
-    for _ in range(n):
-        yield b"GyRCJCIbKEIbJEIkIhsoQhskQiQiGyhC\n" * 100
-
+MULTIPART = HEAD + b'Content-Type: multipart/mixed; boundary="b"\n\n'
+SUBJECT = b"From: a@example.com\nSubject:"
+WORDS = b" =?utf-8?B?44GC44GE?=\n =?iso-2022-jp?B?GyRCJCIbKEI=?= =?x?q?_?="
+BASE64 = b"Content-Type: text/plain; charset=iso-2022-jp\nContent-Transfer-Encoding: base64\n\n"
+RECIPIENTS = of(b"From: a@example.com\nSubject: s\nTo: ", lambda i: b"user%d@example.com,\n " % i,
+                b"z@example.com\n\nbody\n")
 
 # name, generator, the number whose half and quarter show the growth, the largest, needs raised limits
 CASES = [
-    ("100,000 parts", parts, 25000, 100000, True),
+    ("100,000 parts", of(MULTIPART, b"--b\nContent-Type: text/plain\n\nx\n", b"--b--\n"), 25000, 100000, True),
     ("nesting of 10,000", nesting, 2500, 10000, True),
-    ("10,000 embedded messages", embedded, 2500, 10000, True),
-    ("a line of 50 MB", long_line, 12, 50, False),
-    ("lines of dashes", dash_lines, 50000, 400000, False),
-    ("a header block of 20 MB", header_block, 5000, 20000, False),
-    ("200,000 header fields", fields, 50000, 200000, True),
-    ("folds without end", folded, 100000, 800000, False),
-    ("encoded words without end", encoded_words, 10000, 40000, False),
-    ("encoded words never closed", open_words, 50000, 400000, False),
+    ("10,000 embedded messages", of(HEAD, b"Content-Type: message/rfc822\n\nSubject: inner\n", b"\nleaf\n"),
+     2500, 10000, True),
+    ("a line of 50 MB", of(HEAD + b"\n", b"x" * 1000000, b""), 12, 50, False),
+    ("lines of dashes",
+     of(HEAD + b'Content-Type: multipart/mixed; boundary="' + b"-" * 60 + b'"\n\n', b"-" * 61 + b"\n", b""),
+     50000, 400000, False),
+    ("a header block of 20 MB", of(HEAD, lambda i: b"X-F%d: " % i + b"v" * 990 + b"\n"), 5000, 20000, False),
+    ("200,000 header fields", of(HEAD, b"X: y\n"), 50000, 200000, True),
+    ("folds without end", of(HEAD + b"X: y\n", b" \n z\n"), 100000, 800000, False),
+    ("encoded words without end", of(SUBJECT, WORDS, b"\n\nbody\n"), 10000, 40000, False),
+    ("encoded words never closed", of(SUBJECT + b" ", b"=?=?a?b?=??q?", b"\n\nbody\n"), 50000, 400000, False),
     ("boundaries that contain each other", boundaries_in_each_other, 50000, 200000, True),
-    ("a million recipients", recipients, 40000, 1000000, True),
-    ("as many recipients as allowed", recipients, 12000, 48000, False),
-    ("parameters without end", parameters, 20000, 160000, False),
-    ("file names without end", names, 20000, 160000, False),
-    ("unknown charsets", unknown_charsets, 10000, 40000, False),
+    ("a million recipients", RECIPIENTS, 40000, 1000000, True),
+    ("as many recipients as allowed", RECIPIENTS, 12000, 48000, False),
+    ("parameters without end",
+     of(HEAD + b"Content-Type: multipart/mixed", lambda i: b";\n name*%d*=%%41" % i, b"\n\nbody\n"),
+     20000, 160000, False),
+    ("file names without end",
+     of(HEAD + b"Content-Type: application/octet-stream", lambda i: b";\n name=%d" % i, b"\n\nbody\n"),
+     20000, 160000, False),
+    ("unknown charsets", of(SUBJECT, lambda i: b" =?x-%d?q?a?= =?utf-8?q?b?=\n" % (i % 1000)), 10000, 40000, False),
     ("colons in addresses", colons, 100000, 800000, False),
     ("comments in each other", comments, 500000, 4000000, False),
-    ("NULs everywhere", nuls, 5000, 20000, False),
+    ("NULs everywhere", of(HEAD, b"X\0\0: \0\0\0\n\0\0" + b"\0" * 1000 + b"\n", b"\n" + b"\0" * 100),
+     5000, 20000, False),
     ("lone CR and LF", lone_breaks, 100000, 400000, True),
-    ("a body in base64", base64_body, 2000, 8000, False),
+    ("a body in base64", of(HEAD + BASE64, b"GyRCJCIbKEIbJEIkIhsoQhskQiQiGyhC\n" * 100, b""), 2000, 8000, False),
 ]
 
 

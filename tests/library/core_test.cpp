@@ -1,11 +1,13 @@
 // The log functions, the start-up order, the quarantine path, the version.
 #include <algorithm>
+#include <map>
+#include <utility>
 
 #include "fake_platform.h"
 #include "quzo/actions/act_delete.h"
 #include "quzo/actions/act_insert_xheader_tag.h"
 #include "quzo/actions/act_markers.h"
-#include "quzo/actions/act_tag_subject.h"
+#include "quzo/core/create_action.h"
 #include "quzo/core/init_action_lib.h"
 #include "quzo/core/quarantine_path.h"
 #include "quzo/core/version.h"
@@ -177,23 +179,29 @@ TEST_F(SimpleActionTest, XHeaderRefusesBadSettings) {
     EXPECT_FALSE(take(action, &message, consumed));
 }
 
-TEST_F(SimpleActionTest, TypesAndIds) {
-    ActDelete del;
-    ActVirusClean clean;
-    ActTagSubject tag;
-    ActInsertXHeaderTag header;
-    ActIBEDecrypt decrypt;
-    ActIBEEncrypt encrypt;
-    ActIBEReEncrypt reEncrypt;
-    const std::pair<QuzoAction*, unsigned> rows[] = {
-        {&del, 1}, {&clean, 5}, {&tag, 7}, {&header, 18}, {&decrypt, 20}, {&encrypt, 21}, {&reEncrypt, 22}};
-    for (const auto& [action, type] : rows) {
-        EXPECT_EQ(static_cast<unsigned>(action->getType()), type);
-        EXPECT_FALSE(action->requiresOriginalMsg());
-        EXPECT_FALSE(action->hasNamedObjects());
-        std::vector<unsigned> ids{1};
-        EXPECT_TRUE(action->getNamedObjectIds(std::string("3-7-12-40"), ids));
-        EXPECT_EQ(ids, std::vector<unsigned>{1});
+TEST_F(SimpleActionTest, EachCodeGivesItsClass) {
+    // Whether it requires the message as received, and whether it has named objects.
+    const std::map<unsigned, std::pair<bool, bool>> known = {
+        {0, {true, true}},    {1, {false, false}},  {2, {false, true}},   {3, {false, false}},
+        {4, {false, false}},  {5, {false, false}},  {7, {false, false}},  {8, {false, true}},
+        {9, {false, false}},  {18, {false, false}}, {20, {false, false}}, {21, {false, false}},
+        {22, {false, false}},
+    };
+    for (unsigned code = 0; code < 300; ++code) {
+        const auto type = static_cast<QuzoAction::ActionType>(code);
+        const std::unique_ptr<QuzoAction> action = createAction(type);
+        const auto row = known.find(code);
+        ASSERT_EQ(action != nullptr, row != known.end()) << code;
+        EXPECT_EQ(hasAction(type), action != nullptr) << code;
+        if (action != nullptr) {
+            EXPECT_EQ(action->getType(), type);
+            EXPECT_EQ(action->requiresOriginalMsg(), row->second.first) << code;
+            EXPECT_EQ(action->hasNamedObjects(), row->second.second) << code;
+            EXPECT_NE(createAction(type), action) << "each is a new one";
+            std::vector<unsigned> ids{1};
+            EXPECT_TRUE(action->getNamedObjectIds(std::string("3-7-12-40"), ids)) << code;
+            EXPECT_EQ(ids.size(), row->second.second ? 4U : 1U) << code;
+        }
     }
 }
 

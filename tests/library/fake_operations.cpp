@@ -17,9 +17,8 @@
 namespace quzo {
 using test::fake;
 using test::InPlatform;
+using test::record;
 using test::shown;
-
-// The platform's operations.
 
 struct KvResbundle::Impl {
     bool open = false;
@@ -31,19 +30,12 @@ KvResbundle::KvResbundle() {
 KvResbundle::~KvResbundle() = default;
 const char* KvResbundle::GetResourceFileName() { return "resources"; }
 bool KvResbundle::_init(const char* fileName, const char* bundleId, const char* locale) {
-    const InPlatform here;
-    fake().calls.push_back(std::string("bundle ") + fileName + " " + bundleId + " '" + locale + "'");
+    record("bundle", fileName, bundleId, std::string("'") + locale + "'");
     impl_->open = true;
     return true;
 }
 bool KvResbundle::getString(const char* key, std::string& value) {
-    const InPlatform here;
-    const auto entry = fake().bundle.find(key);
-    if (!impl_->open || entry == fake().bundle.end()) {
-        return false;
-    }
-    value = entry->second;
-    return true;
+    return impl_->open && fake().textOf(key, value);
 }
 
 const char* KVMSGERR::I2A(int error) { return error == 5 ? "five" : "other"; }
@@ -64,8 +56,7 @@ int KvMsg_CharsetConverterString(const char* source, const char* sourceCharset, 
                                  const char* targetCharset, std::size_t* length, int flag, char substitute) {
     const InPlatform here;
     EXPECT_EQ(substitute, '?');
-    fake().calls.push_back("convert " + std::string(sourceCharset) + ">" + targetCharset + " room " +
-                           std::to_string(*length) + " flag " + std::to_string(flag));
+    record("convert", std::string(sourceCharset) + ">" + targetCharset, "room", *length, "flag", flag);
     if (fake().badConversions.count({sourceCharset, targetCharset}) != 0) {
         std::strcpy(target, "rubbish"); // NOLINT(clang-analyzer-security.insecureAPI.strcpy)
         *length = 7;
@@ -90,53 +81,36 @@ void tokenize(const std::string& text, std::vector<std::string>& parts, const st
 }
 
 struct KvCachedResbundle::Impl {};
-KvCachedResbundle::KvCachedResbundle(const char* groupId) {
-    const InPlatform here;
-    fake().calls.push_back(std::string("cached bundle ") + groupId);
-}
+KvCachedResbundle::KvCachedResbundle(const char* groupId) { record("cached bundle", groupId); }
 KvCachedResbundle::~KvCachedResbundle() = default;
-bool KvCachedResbundle::getString(const char* key, std::string& value) {
-    const InPlatform here;
-    const auto entry = fake().bundle.find(key);
-    if (entry != fake().bundle.end()) {
-        value = entry->second;
-    }
-    return entry != fake().bundle.end();
-}
+bool KvCachedResbundle::getString(const char* key, std::string& value) { return fake().textOf(key, value); }
 
 KvMsgResourceLocator* KvMsg_CreateResourceLocator(const char* data, int kind, std::size_t length,
                                                   std::size_t capacity, int ownership) {
     const InPlatform here;
-    fake().calls.push_back("locator " + std::to_string(kind) + " " + std::to_string(length) + " " +
-                           std::to_string(capacity) + " " + std::to_string(ownership));
+    record("locator", kind, length, capacity, ownership);
     return fake().locatorWorks ? std::make_unique<test::FakeLocator>(std::string(data, length)).release()
                                : nullptr;
 }
 void KvMsg_DeleteResourceLocator(KvMsgResourceLocator* locator) {
     const InPlatform here;
-    fake().calls.emplace_back("delete locator");
+    record("delete locator");
     const std::unique_ptr<test::FakeLocator> gone(static_cast<test::FakeLocator*>(locator));
 }
-void KvMsg_SetDisclaimerAttachmentAsDefault(int on) {
-    fake().calls.push_back("as attachment " + std::to_string(on));
-}
+void KvMsg_SetDisclaimerAttachmentAsDefault(int on) { record("as attachment", on); }
 
 struct RdbmsInterface::Impl {};
 RdbmsInterface::RdbmsInterface() {
     const InPlatform here;
     impl_ = std::make_unique<Impl>();
-    fake().calls.emplace_back("connect");
+    record("connect");
 }
-RdbmsInterface::~RdbmsInterface() {
-    const InPlatform here;
-    fake().calls.emplace_back("disconnect");
-}
+RdbmsInterface::~RdbmsInterface() { record("disconnect"); }
 
 bool QuzoNamedObj::getIds(RdbmsInterface&, unsigned tenant, NaObjType type,
                           std::vector<SummaryNamedObject>& rows) {
     const InPlatform here;
-    fake().calls.push_back("getIds " + std::to_string(tenant) + " type " +
-                           std::to_string(static_cast<unsigned>(type)));
+    record("getIds", tenant, "type", static_cast<unsigned>(type));
     for (const auto& [id, object] : fake().stored) {
         rows.push_back({id, 1, 2, object.first});
     }
@@ -144,16 +118,13 @@ bool QuzoNamedObj::getIds(RdbmsInterface&, unsigned tenant, NaObjType type,
 }
 bool QuzoNamedObj::add(RdbmsInterface&, unsigned tenant, const char* name, const char* content, NaObjType,
                        unsigned& newId) {
-    const InPlatform here;
-    fake().calls.push_back("add " + std::to_string(tenant) + " " + name + " " + content);
+    record("add", tenant, name, content);
     newId = 77;
     return fake().storeWorks;
 }
 bool QuzoNamedObj::modify(RdbmsInterface&, unsigned tenant, unsigned id, const char* name,
                           const char* content, NaObjType) {
-    const InPlatform here;
-    fake().calls.push_back("modify " + std::to_string(tenant) + " " + std::to_string(id) + " " + name + " " +
-                           content);
+    record("modify", tenant, id, name, content);
     return fake().storeWorks;
 }
 bool QuzoNamedObj::getContentBlob(RdbmsInterface&, unsigned id, std::string& name, std::string& content) {
@@ -167,8 +138,7 @@ bool QuzoNamedObj::getContentBlob(RdbmsInterface&, unsigned id, std::string& nam
     return true;
 }
 unsigned QuzoNamedObj::remove(RdbmsInterface&, unsigned tenant, unsigned id) {
-    const InPlatform here;
-    fake().calls.push_back("remove " + std::to_string(tenant) + " " + std::to_string(id));
+    record("remove", tenant, id);
     return 4711;
 }
 
@@ -223,7 +193,7 @@ void getHeaders(const KvMsgMailMessage*, std::string& out) {
 bool getSubject(const KvMsgMailMessage*, const char* localCharset, const char* mailCharset,
                 std::string& out) {
     const InPlatform here;
-    fake().calls.push_back(std::string("getSubject ") + localCharset + " " + shown(mailCharset));
+    record("getSubject", localCharset, shown(mailCharset));
     out = fake().subject;
     return !out.empty();
 }
@@ -234,7 +204,7 @@ const char* getCharset(const KvMsgMailMessage*) { return fake().charset; }
 bool conv(const char* text, const char* fromCharset, const char* toCharset, std::string& out, int& error,
           bool strict) {
     const InPlatform here;
-    fake().calls.push_back(std::string("conv ") + fromCharset + ">" + toCharset + (strict ? " strict" : ""));
+    record("conv", std::string(fromCharset) + ">" + toCharset + (strict ? " strict" : ""));
     fake().convInput = text;
     if (!fake().convWorks) {
         error = 5;
@@ -246,29 +216,23 @@ bool conv(const char* text, const char* fromCharset, const char* toCharset, std:
 
 bool getHeader(KvMsgEntity* entity, const char* name, std::string& value) {
     const InPlatform here;
-    for (const auto& field : static_cast<test::FakeEntity*>(entity)->fields) {
-        if (strcasecmp(field->name.c_str(), name) == 0) {
-            value = field->value;
-            return true;
-        }
-    }
-    return false;
+    const test::FakeField* field = static_cast<test::FakeEntity*>(entity)->find(name);
+    value = field == nullptr ? value : field->value;
+    return field != nullptr;
 }
 
 bool setHeader(KvMsgEntity* entity, const char* name, const char* value, const char* charset) {
     const InPlatform here;
-    fake().calls.push_back("setHeader " + std::string(name) + " '" + value + "' " + shown(charset));
+    record("setHeader", name, std::string("'") + value + "'", shown(charset));
     if (!fake().setHeaderWorks) {
         return false;
     }
-    auto* fields = static_cast<test::FakeEntity*>(entity);
-    for (const auto& field : fields->fields) {
-        if (strcasecmp(field->name.c_str(), name) == 0) {
-            field->value = value;
-            return true;
-        }
+    auto& fields = *static_cast<test::FakeEntity*>(entity);
+    if (test::FakeField* field = fields.find(name); field != nullptr) {
+        field->value = value;
+    } else {
+        fields.add(name, value);
     }
-    fields->add(name, value);
     return true;
 }
 
@@ -284,7 +248,7 @@ bool getRcpt(const KvMsgMailMessage* msg, std::string&, std::list<std::string>& 
 // Keeps every part as it comes, blanks included, so that a test sees who tidied up.
 bool setRcpt(KvMsgMailMessage* msg, const char* rcpts, bool append) {
     const InPlatform here;
-    fake().calls.push_back(std::string("setRcpt '") + rcpts + (append ? "' append" : "' replace"));
+    record("setRcpt", std::string("'") + rcpts + (append ? "' append" : "' replace"));
     if (!fake().setRcptWorks) {
         return false;
     }
@@ -304,7 +268,7 @@ bool setRcpt(KvMsgMailMessage* msg, const char* rcpts, bool append) {
 
 bool findContentType(KvMsgMailMessage* msg, const char* type, std::list<KvMsgEntity*>& found, bool deep) {
     const InPlatform here;
-    fake().calls.push_back(std::string("findContentType ") + type + (deep ? " deep" : ""));
+    record("findContentType", type + std::string(deep ? " deep" : ""));
     if (fake().foundTypes.count(type) != 0) {
         found.push_back(msg->getRootEntity());
     }
@@ -319,7 +283,7 @@ bool removeEntityAndDummyParent(KvMsgEntity* entity, const char* reserved) {
     const InPlatform here;
     EXPECT_STREQ(reserved, "");
     const KvMsgFileInfo* file = entity->getFileInfo();
-    fake().calls.push_back("remove " + (file == nullptr ? std::string() : shown(file->fileName)));
+    record("remove", file == nullptr ? "" : shown(file->fileName));
     return fake().stuck.count(entity) == 0 && fake().existing.erase(entity) != 0;
 }
 

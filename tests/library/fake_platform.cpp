@@ -65,7 +65,7 @@ const char* FakeField::getValue(const char** charsetOut) const {
 
 int FakeField::setValue(const char* newValue, const char* newCharset) {
     const InPlatform here;
-    fake().calls.push_back("setValue '" + std::string(newValue) + "' " + shown(newCharset));
+    record("setValue", "'" + std::string(newValue) + "'", shown(newCharset));
     if (refused.count(newCharset != nullptr ? newCharset : "") != 0) {
         return 3;
     }
@@ -86,7 +86,7 @@ FakeField& FakeEntity::add(const std::string& name, const std::string& value, co
 KvMsgHeaderField* FakeEntity::getHeaderField(int index, bool forRead) {
     const InPlatform here;
     if (!forRead) {
-        fake().calls.push_back("write field " + std::to_string(index));
+        record("write field", index);
     }
     return fields[static_cast<std::size_t>(index)].get();
 }
@@ -94,24 +94,27 @@ KvMsgHeaderField* FakeEntity::getHeaderField(int index, bool forRead) {
 KvMsgHeaderField* FakeEntity::addHeaderField(int position, const char* name, const char* value,
                                              const char* charset) {
     const InPlatform here;
-    fake().calls.push_back("addHeaderField " + std::to_string(position) + " " + name + " '" + value + "' " +
-                           shown(charset));
+    record("addHeaderField", position, name, std::string("'") + value + "'", shown(charset));
     return takesFields ? &add(name, value) : nullptr;
 }
 
-KvMsgHeaderField* FakeEntity::getHeaderFieldByName(const char* name, bool forRead) {
-    EXPECT_TRUE(forRead);
+FakeField* FakeEntity::find(const char* name) {
     const auto field = std::find_if(fields.begin(), fields.end(), [name](const auto& one) {
         return strcasecmp(one->name.c_str(), name) == 0;
     });
     return field == fields.end() ? nullptr : field->get();
 }
 
+KvMsgHeaderField* FakeEntity::getHeaderFieldByName(const char* name, bool forRead) {
+    EXPECT_TRUE(forRead);
+    return find(name);
+}
+
 int FakeEntity::setContent(KvMsgResourceLocator* content, const char* contentType, const char* newCharset,
                            const char* encoding) {
     const InPlatform here;
-    fake().calls.push_back("setContent '" + static_cast<FakeLocator*>(content)->bytes + "' " + contentType +
-                           " " + newCharset + " " + encoding);
+    record("setContent", "'" + static_cast<FakeLocator*>(content)->bytes + "'", contentType, newCharset,
+           encoding);
     if (contentError == 0) {
         KvMsg_DeleteResourceLocator(content);
     }
@@ -121,15 +124,14 @@ int FakeEntity::setContent(KvMsgResourceLocator* content, const char* contentTyp
 int FakeMessage::insertStamp(int position, KvMsgResourceLocator* stamp, int kind, const char* srcCharset,
                              const char* dstCharset) {
     const InPlatform here;
-    fake().calls.push_back("insertStamp " + std::to_string(position) + " '" +
-                           static_cast<FakeLocator*>(stamp)->bytes + "' " + std::to_string(kind) + " " +
-                           srcCharset + " " + shown(dstCharset));
+    record("insertStamp", position, "'" + static_cast<FakeLocator*>(stamp)->bytes + "'", kind, srcCharset,
+           shown(dstCharset));
     return fake().stampError;
 }
 
 int FakeEntity::removeHeader(const char* name) {
     const InPlatform here;
-    fake().calls.push_back(std::string("removeHeader ") + name);
+    record("removeHeader", name);
     const auto gone = std::remove_if(fields.begin(), fields.end(), [&](const auto& field) {
         return strcasecmp(field->name.c_str(), name) == 0;
     });
@@ -148,14 +150,12 @@ void FakeAdapter::note(const std::string& call, KvMsgMailMessage* msg) {
 }
 
 bool FakeMessage::isSigned() const {
-    const InPlatform here;
-    fake().calls.emplace_back("isSigned");
+    record("isSigned");
     return isSignedAnswer;
 }
 
 bool FakeMessage::isEncrypted() const {
-    const InPlatform here;
-    fake().calls.emplace_back("isEncrypted");
+    record("isEncrypted");
     return isEncryptedAnswer;
 }
 

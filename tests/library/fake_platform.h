@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -47,9 +48,29 @@ struct FakePlatform {
     std::set<KvMsgEntity*> existing; // entities of the message; those that were removed leave it
     std::set<KvMsgEntity*> body;
     std::set<KvMsgEntity*> stuck; // entities that cannot be removed
+
+    // Looks the key up in `bundle`; `value` stays as it is when there is none.
+    bool textOf(const char* key, std::string& value) const {
+        const InPlatform here;
+        const auto entry = bundle.find(key);
+        if (entry != bundle.end()) {
+            value = entry->second;
+        }
+        return entry != bundle.end();
+    }
 };
 
 FakePlatform& fake();
+
+// Notes a call of the platform: its parts, with blanks between them.
+template <typename... Parts>
+void record(const Parts&... parts) {
+    const InPlatform here;
+    std::ostringstream call;
+    const char* between = "";
+    ((call << between << parts, between = " "), ...);
+    fake().calls.push_back(call.str());
+}
 
 class FakeLocator : public KvMsgResourceLocator {
 public:
@@ -97,6 +118,7 @@ public:
 class FakeEntity : public KvMsgEntity {
 public:
     FakeField& add(const std::string& name, const std::string& value, const std::string& charset = "");
+    FakeField* find(const char* name); // null when there is none
 
     int getEntityType() const override { return type; }
     KvMsgEntity* getNext() override { return next; }
@@ -148,8 +170,7 @@ public:
 class FakeAdapter : public KvIsAdapter {
 public:
     int deleteMessage(unsigned& error, KvMsgMailMessage*) override {
-        const InPlatform here;
-        fake().calls.emplace_back("deleteMessage");
+        record("deleteMessage");
         error = deleteError;
         return error != 0 ? 1 : 0;
     }

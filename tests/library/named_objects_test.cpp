@@ -124,33 +124,6 @@ TEST_F(AccessTest, ArgumentsAreRefusedBeforeTheStoreIsOpened) {
     EXPECT_EQ(id, 77U);
 }
 
-TEST_F(AccessTest, EachCallHasItsConnectionAndItsCode) {
-    unsigned id = 0;
-    fake().stored[3] = {"name", "content"};
-    EXPECT_EQ(access.update(10, 20, "n", "c"), 0U);
-    EXPECT_EQ(access.remove(10, 20), 4711U);
-    EXPECT_EQ(fake().calls, (Strings{"connect", "modify 20 10 n c", "disconnect", "connect", "remove 10 20",
-                                     "disconnect"}));
-    std::vector<NameObjectSummary> list(2);
-    EXPECT_EQ(access.getList(9, list), 0U);
-    EXPECT_EQ(fake().calls[7], "getIds 9 type 2");
-    ASSERT_EQ(list.size(), 1U);
-    EXPECT_EQ(list[0].id, 3U);
-    EXPECT_EQ(list[0].name, "name");
-    EXPECT_EQ(list[0].inUse, 1);
-    EXPECT_EQ(list[0].readOnly, 2);
-    std::string name;
-    std::string content;
-    EXPECT_EQ(access.get(3, name, content), 0U);
-    EXPECT_EQ(content, "content");
-    EXPECT_EQ(access.get(4, name, content), 1405U);
-    fake().storeWorks = false;
-    EXPECT_EQ(access.getList(9, list), 1404U);
-    EXPECT_TRUE(list.empty());
-    EXPECT_EQ(access.add(1, "n", "c", id), 1401U);
-    EXPECT_EQ(access.update(1, 2, "n", "c"), 1402U);
-}
-
 TEST_F(AccessTest, Bindings) {
     fake().stored[3] = {"a", "b"};
     const QuzoActionN action(QuzoAction::ActionType::Stamp, false);

@@ -95,18 +95,17 @@ bool placeHolds(const Structure& structure, std::size_t i) {
     }
     const EntitySpan& parent = structure.entities[span.parent];
     if (parent.type == kEntityLeaf ||
-        !ordered({parent.header.bodyBegin, span.header.begin, parent.bodyEnd})) {
+        !ordered({parent.header.bodyBegin, span.header.begin, span.end, parent.end})) {
         return false;
     }
     if (parent.type != kEntityMultipart) {
-        return span.parent == i - 1 && span.nextSibling == EntitySpan::kNone &&
-               span.bodyEnd == parent.bodyEnd;
+        return span.parent == i - 1 && span.nextSibling == EntitySpan::kNone && span.end == parent.end;
     }
     if (span.nextSibling == EntitySpan::kNone) {
         return true;
     }
     const EntitySpan& next = structure.entities[span.nextSibling];
-    return span.nextSibling > i && next.parent == span.parent && span.bodyEnd <= next.header.begin;
+    return span.nextSibling > i && next.parent == span.parent && span.end <= next.header.begin;
 }
 
 } // namespace
@@ -144,7 +143,8 @@ std::string brokenInvariant(std::string_view text, const Structure& structure) {
     for (std::size_t i = 0; i < structure.entities.size(); ++i) {
         const EntitySpan& span = structure.entities[i];
         const char* broken = nullptr;
-        if (!headerHolds(span.header) || span.bodyEnd < span.header.bodyBegin || span.bodyEnd > text.size()) {
+        if (!headerHolds(span.header) ||
+            !ordered({span.header.bodyBegin, span.bodyEnd, span.end, text.size()})) {
             broken = "ranges";
         } else if (!boundariesHold(text, span)) {
             broken = "boundary lines";

@@ -68,6 +68,8 @@ const std::vector<StructureSample>& structureSamples() {
          "leaf [Content-Type] \"--aa\\n\\nx\\n--aa--\\n\"\n"},
         {"an empty boundary", "Content-Type: multipart/mixed; boundary=\"\"\n\n--\n\nx\n----\n",
          "multipart [Content-Type] boundary= preamble=\"\" epilogue=\"\"\n  leaf [] \"x\"\n"},
+        {"an empty boundary at the end", "Content-Type: multipart/mixed; boundary=\"\"\n\n--\n\nx\n--",
+         "multipart [Content-Type] boundary= preamble=\"\" unclosed\n  leaf [] \"x\"\n"},
         {"only a close delimiter", "Content-Type: multipart/mixed; boundary=aa\n\npre\n--aa--\nepi\n",
          "leaf [Content-Type] \"pre\\n--aa--\\nepi\\n\"\n"},
         {"a close delimiter in front of the first part",

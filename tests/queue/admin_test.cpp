@@ -8,7 +8,7 @@
 #include "quzo/core/error_text.h"
 #include "quzo/core/msgu.h"
 #include "quzo/core/reprocess_mark.h"
-#include "tests/places.h"
+#include "tests/message/messages.h"
 #include "tests/queue/queue_support.h"
 
 namespace quzo::platform::test {
@@ -67,13 +67,8 @@ std::vector<std::string> manyMessages() {
             std::string(3, '\0'),
         "Content-Type: multipart/mixed; boundary=b\n\n--b\nX-quzo-reprocess-type: inside\n\n1\n--b--\n",
     };
-    const std::filesystem::path corpus = std::filesystem::path(quzo::tests::corpusDir()) / "mail";
-    if (std::filesystem::is_directory(corpus)) {
-        for (const auto& entry : std::filesystem::directory_iterator(corpus)) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            messages.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-        }
-    }
+    const std::vector<std::string> real = corpusMessages();
+    messages.insert(messages.end(), real.begin(), real.end());
     return messages;
 }
 

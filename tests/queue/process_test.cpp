@@ -33,15 +33,6 @@ protected:
         return {process, ends[0]};
     }
 
-    // The first line that the child writes; waits for it.
-    static std::string readLine(const Child& child) {
-        std::string line;
-        for (char c = 0; ::read(child.pipe, &c, 1) == 1 && c != '\n';) {
-            line.push_back(c);
-        }
-        return line;
-    }
-
     static std::vector<std::string> finish(const Child& child) {
         std::string text;
         char buffer[4096];
@@ -83,48 +74,6 @@ protected:
 
     Queues queues_{{root_, "", ""}, files_};
 };
-
-TEST_F(ProcessTest, WhatAKilledProcessReportedIsWholeAndNothingElseIsHalf) {
-    std::mt19937 random(20240229);
-    std::uniform_int_distribution<unsigned> delay(0, 6000); // microseconds
-    std::map<std::string, std::string> expected;
-    unsigned next = 0;
-    for (int round = 0; round < 80; ++round) {
-        const Child child = start([&](int pipe) {
-            std::vector<std::thread> threads;
-            for (unsigned thread = 0; thread < 2; ++thread) {
-                threads.emplace_back([&, thread] {
-                    for (unsigned i = next + thread;; i += 2) {
-                        if (storeNamed(*queues().find("outgoing"), identifier(i)) == 0) {
-                            say(pipe, identifier(i));
-                        }
-                    }
-                });
-            }
-            threads.front().join();
-        });
-        const std::string first = readLine(child); // however long the machine takes to get there
-        expected[first] = messageOf(first);
-        ::usleep(delay(random));
-        ::kill(child.process, SIGKILL);
-        for (const std::string& id : finish(child)) {
-            expected[id] = messageOf(id);
-        }
-        next += 100000;
-    }
-    const auto found = wholeEntries(*queues().find("outgoing"));
-    for (const auto& [id, message] : expected) {
-        ASSERT_TRUE(found.contains(id)) << id << " was reported as stored";
-    }
-    for (const auto& [id, message] : found) {
-        ASSERT_EQ(message, messageOf(id));
-    }
-    EXPECT_GE(expected.size(), 80U);
-    EXPECT_EQ(queues().start(std::time(nullptr)), 0);
-    EXPECT_EQ(wholeEntries(*queues().find("outgoing")).size(), found.size()) << "the start took entries";
-    EXPECT_EQ(queues().start(std::time(nullptr) + 2 * kHour), 0);
-    EXPECT_EQ(filesBelow(root_).size(), 2 * found.size()) << "left behind by the killed";
-}
 
 TEST_F(ProcessTest, EachEntryIsClaimedByOneProcess) {
     const std::vector<std::string> ids = fill("outgoing", 150);
