@@ -155,6 +155,17 @@ std::string editOne(MailMessage& message, Random& random, Entity*& touched) {
     }
 }
 
+// An edit of a header, or one that gives the message another content around its own.
+std::string editHeaderOrAttach(MailMessage& message, Random& random, Entity*& touched) {
+    if (random() % 5 != 0) {
+        return editHeader(message, random, touched);
+    }
+    touched = nullptr;
+    const auto attached = parsed("Subject: attached\n\nbody\n");
+    return "attach " +
+           std::to_string(message.getRootEntity()->insertMessage(attached->getAttachHandle(), -1));
+}
+
 bool liesIn(Entity* entity, const Entity* container) {
     while (entity != nullptr && entity != container) {
         entity = entity->parent();
@@ -207,7 +218,7 @@ TEST(RandomEdits, OfWhatNeedNotBeMail) {
     Random random(20240607); // fixed: a failure must come again
     unsigned done = 0;
     for (unsigned round = 0; round < 10000 && !HasFatalFailure(); ++round) {
-        editAtRandom(randomPieces(random), editHeader, random, 1 + random() % 6, done);
+        editAtRandom(randomPieces(random), editHeaderOrAttach, random, 1 + random() % 6, done);
     }
     EXPECT_GT(done, 5000U);
 }

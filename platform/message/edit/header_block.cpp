@@ -141,7 +141,10 @@ HeaderBlock::Exchange HeaderBlock::prepareExchange(const std::function<bool(std:
     // In front of lines that are no fields: they end the header for some readers.
     offset = std::min(offset, endOfFields());
     place = std::min(place, made.order.size());
-    while (place > 0 && made.order[place - 1]->offset() >= offset && !made.order[place - 1]->added()) {
+    const auto standsBehind = [offset](const HeaderField& field) {
+        return field.offset() > offset || (field.offset() == offset && !field.added());
+    };
+    while (place > 0 && standsBehind(*made.order[place - 1])) {
         --place;
     }
     for (std::size_t i = 0; i < fields.size(); ++i) {

@@ -48,6 +48,9 @@ public:
         }
     }
 
+    // Ends the line. A CR that stands last stays one: LF behind it would make both a line break.
+    void endLine(std::string_view lineBreak) { bytes(last_ == '\r' ? std::string_view("\r\n") : lineBreak); }
+
     void flush() {
         if (text_ != nullptr && ok_) {
             ok_ = sink_(text_->text().substr(begin_, end_ - begin_));

@@ -156,7 +156,7 @@ private:
     void separate(SlotFrame& frame) {
         if (frame.touchesNext() && endIsNew(frame) &&
             (out_.count() > frame.childBegin || !out_.atLineStart())) {
-            out_.bytes(lineBreak_);
+            out_.endLine(lineBreak_);
         }
         frame.forgetChild();
     }
@@ -165,7 +165,7 @@ private:
         SlotFrame& frame = frames_.back();
         if (frame.behindInserted) {
             if (endIsNew(frame)) {
-                out_.bytes(lineBreak_);
+                out_.endLine(lineBreak_);
             }
             frame.behindInserted = false;
             frame.lineReady = true;
@@ -232,7 +232,7 @@ private:
 
     void endLine(SlotFrame& frame) {
         if (!frame.lineReady) {
-            out_.bytes(lineBreak_);
+            out_.endLine(lineBreak_);
         }
         frame.lineReady = true;
         frame.forgetChild();

@@ -123,7 +123,8 @@ bool dependsOnWhatFollows(const Entity& entity) {
     if (at->span().type == kEntityMultipart) {
         return !at->span().closed;
     }
-    return mayHoldParts(*at);
+    // A header block without an end gets one by the line break of what follows.
+    return !at->span().header.readable || mayHoldParts(*at);
 }
 
 bool mayHoldParts(const Entity& entity) {
