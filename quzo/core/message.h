@@ -90,7 +90,7 @@ protected:
 
 // What is known of the file that an entity carries.
 struct KvMsgFileInfo {
-    const char* fileName = nullptr; // decoded to UTF-8; null when the entity names no file
+    const char* fileName = nullptr; // decoded to UTF-8
 };
 
 // Bytes in memory that are handed to a message: a stamp, a body. Made and freed by factories.h.
@@ -133,8 +133,8 @@ public:
     virtual int setContent(KvMsgResourceLocator* content, const char* contentType, const char* charset,
                            const char* transferEncoding) = 0;
 
-    // Null when the entity carries no file with a name. A multipart does not, whatever name it bears, nor
-    // does what makes up a signature or an encryption.
+    // Null when the entity carries no file. A multipart does not, whatever name it bears, nor does what
+    // makes up a signature or an encryption. The name is empty when the sender gave none.
     virtual const KvMsgFileInfo* getFileInfo() = 0;
 
     virtual int getHeaderFieldCount() const = 0;

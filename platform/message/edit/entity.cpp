@@ -130,6 +130,9 @@ const KvMsgFileInfo* Entity::getFileInfo() {
             info->version = header_.version();
             info->shapes = context_->shapes;
             std::vector<std::string> names = isOfProtection() ? std::vector<std::string>() : fileNames();
+            if (names.empty() && markedAttachment() && !isOfProtection()) {
+                names.emplace_back(); // senders forget the name, and readers offer it as a file all the same
+            }
             if (!names.empty()) {
                 info->name = std::move(names.front());
                 info->shown.fileName = info->name.c_str();

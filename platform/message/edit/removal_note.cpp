@@ -42,7 +42,7 @@ std::string removalNoteFor(Entity& entity) {
         };
         if (takes("%NAME%")) {
             const KvMsgFileInfo* file = entity.getFileInfo();
-            const bool named = file != nullptr && file->fileName != nullptr;
+            const bool named = file != nullptr && file->fileName != nullptr && *file->fileName != '\0';
             note += named ? visibleText(file->fileName) : std::string("?");
         } else if (takes("%TYPE%")) {
             note += visibleText(entity.mediaType());
