@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """Two edits of one message, of two rules, are the two edits done one after the other.
 
-usage: edit_pairs_test.py QUZO CORPUS EXAMPLES
+usage: edit_pairs_test.py QUZO CORPUS EXAMPLES [-DSANITIZED]
 
 For pairs of stamps, removal of attachments, tag and header field, over every message of CORPUS/mail (EXAMPLES/mail when
 there is none): one run with both, and an archive in between, gives the same bytes as a run with the second over what a
 run with the first left; what was archived is just that; and eight threads give what one gives. The names of new
-boundaries are drawn for each run and count as the same. Exits 1 on any fault.
+boundaries are drawn for each run and count as the same. With -DSANITIZED, as under AddressSanitizer, fewer pairs are
+tried. Exits 1 on any fault.
 """
 import collections
 import os
@@ -102,7 +103,7 @@ def main():
     faults = []
     with tempfile.TemporaryDirectory() as folder:
         work = Work(quzo, folder)
-        for first, second in PAIRS:
+        for first, second in PAIRS[1:4] if "-DSANITIZED" in sys.argv else PAIRS:
             count, found = faults_of_pair(work, mail, first, second)
             print(f"{first}, {second}: {count} messages", flush=True)
             faults += found
