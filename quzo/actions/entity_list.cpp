@@ -21,22 +21,36 @@ std::uintptr_t addressIn(const std::string& entry) {
     return static_cast<std::uintptr_t>(std::strtoull(behindId, nullptr, 16));
 }
 
-} // namespace
-
-std::vector<KvMsgEntity*> listedEntities(const std::string& list) {
+// Appends entities up to the list's end, or to an entry that is none; then the result is false.
+bool read_entities(const std::string& list, std::vector<KvMsgEntity*>& entities) {
     const std::size_t length = std::min(list.find('\0'), list.size());
-    std::vector<KvMsgEntity*> entities;
     for (std::size_t at = 0; at < length;) {
         const std::size_t end = std::min(list.find(';', at), length);
         const std::uintptr_t address = end - at > kMaxEntry ? 0 : addressIn(list.substr(at, end - at));
         if (address == 0) {
-            break;
+            return false;
         }
         // NOLINTNEXTLINE(performance-no-int-to-ptr): that is what the list holds
         entities.push_back(reinterpret_cast<KvMsgEntity*>(address));
         at = end + 1;
     }
+    return true;
+}
+
+} // namespace
+
+std::vector<KvMsgEntity*> listedEntities(const std::string& list) {
+    std::vector<KvMsgEntity*> entities;
+    read_entities(list, entities);
     return entities;
+}
+
+bool readWholeEntityList(const std::string& list, std::vector<KvMsgEntity*>& entities) {
+    entities.clear();
+    if (!read_entities(list, entities)) {
+        entities.clear();
+    }
+    return !entities.empty();
 }
 
 } // namespace quzo
