@@ -10,6 +10,7 @@
 #include "host/policy/object_reader.h"
 #include "platform/base/nearest.h"
 #include "platform/base/visible_text.h"
+#include "quzo/actions/act_ferrowick.h"
 
 namespace quzo::host {
 namespace {
@@ -37,6 +38,10 @@ const PolicyActionType* readType(const TableAt& at, FaultList& faults) {
     } else if (!type->inThisBuild()) {
         faults.error(lineOf(*node), joined(at.where, "type"), "this build does not have " + *name + " yet",
                      "leave the action out");
+    } else if (type->type == QuzoAction::ActionType::Ferrowick && !ActFerrowick::hasFeedbackMailbox()) {
+        faults.error(lineOf(*node), joined(at.where, "type"),
+                     "this build has no mailbox for feedback, so samples would arrive nowhere",
+                     "build with -DQUZO_FEEDBACK_MAILBOX=ADDRESS, or leave the action out");
     }
     return type;
 }
