@@ -31,6 +31,11 @@ TEST(Stamp, InHtml) {
          {},
          text(html, body("\n<div><p>see <a\nhref=\"https://www.a.example\"\n>www.a.example</a>.</p>\n<p>or "
                          "<a\nhref=\"mailto:x@b.example\"\n>x@b.example</a></p></div>\n"))},
+        {"a word at the end of a sentence is no domain",
+         text(html, body("\n")),
+         "ask root@host.",
+         {},
+         text(html, body("\n<div>ask root@host.</div>\n"))},
         {"a form of its own",
          text(html, body("\n")),
          forms,

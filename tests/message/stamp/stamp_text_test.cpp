@@ -28,6 +28,8 @@ TEST(Stamp, InPlainText) {
          {},
          text(plain, "a=\n\nS", "quoted-printable")},
         {"base64", text(plain, "YQ==\n", "base64"), "S", {}, text(plain, "YQ0KUw==\n", "base64")},
+        {"base64, CRLF in it", text(plain, "YQ0K\n", "base64"), "S", {}, text(plain, "YQ0KUw0K\n", "base64")},
+        {"base64, LF in it", text(plain, "YQo=\n", "base64"), "S", {}, text(plain, "YQpTCg==\n", "base64")},
         {"base64 without padding", text(plain, "YQ", "base64"), "S", {}, text(plain, "YQ0KUw==\n", "base64")},
         {"a list's lines behind base64",
          text(plain, "YQ==\n_____\nlist\n", "base64"),
