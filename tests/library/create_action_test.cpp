@@ -17,7 +17,8 @@ TEST_F(CreateActionTest, EachCodeGivesItsClass) {
     const std::map<unsigned, std::pair<bool, bool>> known = {
         {0, {true, true}},    {1, {false, false}},  {2, {false, true}},   {3, {false, false}},
         {4, {false, false}},  {5, {false, false}},  {7, {false, false}},  {8, {false, true}},
-        {9, {false, false}},  {18, {false, false}}, {20, {false, false}}, {21, {false, false}},
+        {9, {false, false}},  {10, {true, true}},   {11, {false, false}}, {12, {false, false}},
+        {16, {false, false}}, {18, {false, false}}, {20, {false, false}}, {21, {false, false}},
         {22, {false, false}},
     };
     for (unsigned code = 0; code < 300; ++code) {

@@ -236,11 +236,11 @@ bool conv(const char* text, const char* fromCharset, const char* toCharset, std:
     const InPlatform here;
     fake().calls.push_back(std::string("conv ") + fromCharset + ">" + toCharset + (strict ? " strict" : ""));
     fake().convInput = text;
-    if (!fake().convWorks) {
+    if (!fake().convWorks || fake().badConversions.count({fromCharset, toCharset}) != 0) {
         error = 5;
         return false;
     }
-    out = "converted";
+    out = fake().convCopies ? fake().conversionPrefix[toCharset] + text : "converted";
     return true;
 }
 
@@ -278,7 +278,7 @@ bool getRcpt(const KvMsgMailMessage* msg, std::string&, std::list<std::string>& 
     const InPlatform here;
     const auto& recipients = static_cast<const test::FakeMessage*>(msg)->recipients;
     rcpts.assign(recipients.begin(), recipients.end());
-    return true;
+    return fake().getRcptWorks;
 }
 
 // Keeps every part as it comes, blanks included, so that a test sees who tidied up.

@@ -96,11 +96,19 @@ KvMsgHeaderField* FakeEntity::addHeaderField(int position, const char* name, con
     const InPlatform here;
     fake().calls.push_back("addHeaderField " + std::to_string(position) + " " + name + " '" + value + "' " +
                            shown(charset));
-    return takesFields ? &add(name, value) : nullptr;
+    if (!takesFields) {
+        return nullptr;
+    }
+    FakeField& added = add(name, value);
+    added.name = lostField == name ? "" : added.name;
+    return &added;
 }
 
 KvMsgHeaderField* FakeEntity::getHeaderFieldByName(const char* name, bool forRead) {
-    EXPECT_TRUE(forRead);
+    const InPlatform here;
+    if (!forRead) {
+        fake().calls.push_back(std::string("write field ") + name);
+    }
     const auto field = std::find_if(fields.begin(), fields.end(), [name](const auto& one) {
         return strcasecmp(one->name.c_str(), name) == 0;
     });
@@ -111,7 +119,7 @@ int FakeEntity::setContent(KvMsgResourceLocator* content, const char* contentTyp
                            const char* encoding) {
     const InPlatform here;
     fake().calls.push_back("setContent '" + static_cast<FakeLocator*>(content)->bytes + "' " + contentType +
-                           " " + newCharset + " " + encoding);
+                           " " + shown(newCharset) + " " + encoding);
     if (contentError == 0) {
         KvMsg_DeleteResourceLocator(content);
     }
@@ -140,6 +148,10 @@ int FakeEntity::removeHeader(const char* name) {
 void FakeAdapter::note(const std::string& call, KvMsgMailMessage* msg) {
     fake().calls.push_back(call);
     headerThen.clear();
+    recipientsThen.clear();
+    if (msg != nullptr) {
+        recipientsThen = static_cast<FakeMessage*>(msg)->recipients;
+    }
     if (KvMsgEntity* root = msg != nullptr ? msg->getRootEntity() : nullptr; root != nullptr) {
         for (const auto& field : static_cast<FakeEntity*>(root)->fields) {
             headerThen.push_back(field->name + "=" + field->value);
