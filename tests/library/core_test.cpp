@@ -42,20 +42,30 @@ class StartTest : public LibraryTest {};
 
 TEST_F(StartTest, ReadsTheSettingsInOrderAndSucceedsWithoutAny) {
     EXPECT_TRUE(InitActionLib(settings, log));
-    EXPECT_EQ(settings.reads,
-              (Strings{"General-Notification/PreferredCharset", "MessageModule/DefaultSourceCharset",
-                       "MessageModule/UseMailCharsetAsDestinationCharset",
-                       "MessageModule/UseUTF8AsPreferCharsetForStamp", "general/locale",
-                       "general/queue_archive", "general/queue_quarantine", "MessageModule/TagNotEncoding",
-                       "MessageModule/TagDirectly", "MessageModule/IgnoreInsertError",
-                       "MessageModule/DisclaimerLineLimit", "general/NumOfBlankLineBeforeStampMessage",
-                       "MessageModule/InsertStampAsAttachment", "MessageModule/PreferCharsetAsUTF8",
-                       "MessageModule/IgnoreSnmpError", "General-Notification/SNMPServer",
-                       "General-Notification/Community", "General-Notification/MailFrom",
-                       "General-Notification/NotificationSkipScan",
-                       "General-Notification/NotificationHideRecipients",
-                       "General-Notification/NotificationGetSenderFromMIME", "quzo_manager/scanner_id",
-                       "MessageModule/RemoveQuzoMsgID", "general/queue_notify"}));
+    EXPECT_EQ(settings.reads, (Strings{"General-Notification/PreferredCharset",
+                                       "MessageModule/DefaultSourceCharset",
+                                       "MessageModule/UseMailCharsetAsDestinationCharset",
+                                       "MessageModule/UseUTF8AsPreferCharsetForStamp",
+                                       "general/locale",
+                                       "general/queue_archive",
+                                       "general/queue_quarantine",
+                                       "MessageModule/TagNotEncoding",
+                                       "MessageModule/TagDirectly",
+                                       "MessageModule/IgnoreInsertError",
+                                       "MessageModule/DisclaimerLineLimit",
+                                       "general/NumOfBlankLineBeforeStampMessage",
+                                       "MessageModule/InsertStampAsAttachment",
+                                       "MessageModule/PreferCharsetAsUTF8",
+                                       "MessageModule/IgnoreSnmpError",
+                                       "General-Notification/SNMPServer",
+                                       "General-Notification/Community",
+                                       "General-Notification/MailFrom",
+                                       "General-Notification/NotificationSkipScan",
+                                       "General-Notification/NotificationHideRecipients",
+                                       "General-Notification/NotificationGetSenderFromMIME",
+                                       "quzo_manager/scanner_id",
+                                       "MessageModule/RemoveQuzoMsgID",
+                                       "general/queue_notify"}));
     EXPECT_EQ(fake().calls, Strings{"bundle resources IDG_QUZO_UTIL ''"});
 }
 

@@ -40,11 +40,12 @@ int FakeEntity::insertChildEntity(KvMsgEntity* child, int position) {
 
 int FakeEntity::insertMessage(KvMsgAttachHandle handle, int position) {
     const InPlatform here;
-    fake().calls.push_back("insertMessage " +
-                           (handle.message != nullptr ? handle.message->getIdentifier() : std::string("null")) +
-                           " " + std::to_string(position));
+    fake().calls.push_back(
+        "insertMessage " +
+        (handle.message != nullptr ? handle.message->getIdentifier() : std::string("null")) + " " +
+        std::to_string(position));
     const auto contentType = std::find_if(fields.begin(), fields.end(),
-                                   [](const auto& field) { return field->name == "Content-Type"; });
+                                          [](const auto& field) { return field->name == "Content-Type"; });
     if (insertError == 0 && contentType != fields.end()) {
         (*contentType)->value = "multipart/mixed";
     }

@@ -285,7 +285,7 @@ bool getRcpt(const KvMsgMailMessage* msg, std::string&, std::list<std::string>& 
 bool setRcpt(KvMsgMailMessage* msg, const char* rcpts, bool append) {
     const InPlatform here;
     fake().calls.push_back(std::string("setRcpt '") + rcpts + (append ? "' append" : "' replace"));
-    if (!fake().setRcptWorks) {
+    if (!fake().setRcptWorks || (*rcpts != '\0' && fake().refusedRecipient == rcpts)) {
         return false;
     }
     auto& recipients = static_cast<test::FakeMessage*>(msg)->recipients;

@@ -41,6 +41,7 @@ struct FakePlatform {
     bool setHeaderWorks = true;
     bool convWorks = true;
     bool setRcptWorks = true;
+    std::string refusedRecipient;                                   // setRcpt fails with this one
     std::map<unsigned, std::pair<std::string, std::string>> stored; // named objects: name, content
     bool storeWorks = true;
     std::string convInput;

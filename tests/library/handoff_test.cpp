@@ -62,7 +62,8 @@ TEST_F(HandoffTest, HandsOverToAHostAndAPort) {
 TEST_F(HandoffTest, RefusedSettings) {
     ActHandoff action;
     EXPECT_FALSE(construct(action, std::string(40, 'x')));
-    expectL1("Failed to construct Action Handoff with setting: '" + std::string(32, 'x') + "' (max 32 chars)");
+    expectL1("Failed to construct Action Handoff with setting: '" + std::string(32, 'x') +
+             "' (max 32 chars)");
     EXPECT_FALSE(action.construct(nullptr, 3));
     expectL1("Failed to construct Action Handoff with setting: '' (max 32 chars)");
     ActPostpone postpone;
@@ -73,7 +74,8 @@ TEST_F(HandoffTest, RefusedSettings) {
 }
 
 TEST_F(HandoffTest, TheSwitchOfTheHostIsKept) {
-    for (const auto& [value, expected] : std::map<std::string, bool>{{"", false}, {"0", false}, {"2", true}}) {
+    for (const auto& [value, expected] :
+         std::map<std::string, bool>{{"", false}, {"0", false}, {"2", true}}) {
         settings.values.clear();
         if (!value.empty()) {
             settings.values["MessageModule/RemoveQuzoMsgID"] = value;

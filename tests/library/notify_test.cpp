@@ -67,9 +67,8 @@ TEST_F(NotifyTest, SettingsAndTheirLinesInOrder) {
                        "L2 SMTP Notification Mail From is empty."}));
     EXPECT_EQ(notifySettings().community, "");
     log.lines.clear();
-    settings.values = {{order[0], "2"},         {order[1], "snmp.x"}, {order[2], "public"}, {order[3], "n@x"},
-                       {order[4], "1"},         {order[5], "0"},      {order[6], "-1"},
-                       {order[7], "4294967295"}};
+    settings.values = {{order[0], "2"}, {order[1], "snmp.x"}, {order[2], "public"}, {order[3], "n@x"},
+                       {order[4], "1"}, {order[5], "0"},      {order[6], "-1"},     {order[7], "4294967295"}};
     EXPECT_TRUE(ActNotify::init(settings, log));
     EXPECT_EQ(log.lines, (Strings{"L3 SNMP server address: snmp.x", "L3 SNMP Community string: public",
                                   "L3 SMTP Notification Mail From:"}));
@@ -146,10 +145,32 @@ TEST_F(NotifyTest, Traps) {
         {"sent", true, "by %RULENAME%", "snmp.x", "0", 0, true, {"trap snmp.x 30 'pub' 'by R' 0"}, nullptr},
         {"not asked for", false, "text", "snmp.x", "0", 0, true, {}, nullptr},
         {"no text", true, "", "snmp.x", "0", 0, true, {}, nullptr},
-        {"no server", true, "text", "", "0", 0, true, {}, "L2 Ignore SNMP Trap due to missing server address."},
-        {"failed", true, "t", "s", "0", 9, false, {"trap s 30 'pub' 't' 0"},
+        {"no server",
+         true,
+         "text",
+         "",
+         "0",
+         0,
+         true,
+         {},
+         "L2 Ignore SNMP Trap due to missing server address."},
+        {"failed",
+         true,
+         "t",
+         "s",
+         "0",
+         9,
+         false,
+         {"trap s 30 'pub' 't' 0"},
          "L1 Failed to send SNMP Trap, error: 9."},
-        {"ignored", true, "t", "s", "1", 9, true, {"trap s 30 'pub' 't' 0"},
+        {"ignored",
+         true,
+         "t",
+         "s",
+         "1",
+         9,
+         true,
+         {"trap s 30 'pub' 't' 0"},
          "L2 Ignore SNMP Trap sending error. (9)"},
     };
     tokens.set(ScanToken::RuleName, "R");
@@ -188,10 +209,14 @@ TEST(NotificationTextTest, MessageIds) {
 }
 
 TEST(NotificationTextTest, Pop3Labels) {
-    const std::pair<const char*, bool> rows[] = {{"a POP3_Mail_Sender b", true}, {"POP3FromLabel@*", true},
-                                                 {"POP3FromLabel@x", false},     {"xPOP3ToLabel@*x", true},
-                                                 {"pop3_mail_recipient", false}, {"", false},
-                                                 {nullptr, false},               {"POP3_Mail_Recipient2", true}};
+    const std::pair<const char*, bool> rows[] = {{"a POP3_Mail_Sender b", true},
+                                                 {"POP3FromLabel@*", true},
+                                                 {"POP3FromLabel@x", false},
+                                                 {"xPOP3ToLabel@*x", true},
+                                                 {"pop3_mail_recipient", false},
+                                                 {"", false},
+                                                 {nullptr, false},
+                                                 {"POP3_Mail_Recipient2", true}};
     for (const auto& [text, expected] : rows) {
         EXPECT_EQ(_is_pop3_email(text), expected) << shown(text);
     }
