@@ -30,9 +30,9 @@ protected:
         setSwitches({});
     }
 
-    void setSwitches(std::map<std::string, std::string> values) {
+    void setSwitches(const std::map<std::string, std::string>& values) {
         settings.values = {{"General-Notification/PreferredCharset", "utf-8"}};
-        for (auto& [key, value] : values) {
+        for (const auto& [key, value] : values) {
             settings.values["General-Notification/" + key] = value;
         }
         start();

@@ -13,7 +13,6 @@ namespace quzo {
 using test::fake;
 using test::FakeMessage;
 using test::InPlatform;
-using test::shown;
 
 namespace test {
 
