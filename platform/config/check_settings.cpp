@@ -7,6 +7,7 @@
 #include "platform/charset/converter.h"
 #include "platform/config/known_keys.h"
 #include "platform/config/quzo_settings.h"
+#include "platform/config/snmp_settings.h"
 
 namespace quzo::platform {
 
@@ -74,6 +75,8 @@ std::string expectedInstead(const KnownKey& known, const std::string& value) {
             return value.empty() || (hasPrefix(value, known.choices) && !isQuoted(value))
                        ? ""
                        : "a text beginning with " + listed(known.choices);
+        case KeyType::Snmp:
+            return expectedOfSnmp(known.key, value);
     }
     return {};
 }
@@ -129,6 +132,8 @@ Findings IniSettings::check() const {
             }
         }
     }
+    const Findings snmp = checkSnmpSettings(file_);
+    findings.insert(findings.end(), snmp.begin(), snmp.end());
     std::stable_sort(findings.begin(), findings.end(),
                      [](const Finding& a, const Finding& b) { return a.line < b.line; });
     return findings;

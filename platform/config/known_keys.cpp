@@ -18,6 +18,7 @@ constexpr std::string_view kGeneral = "general";
 constexpr std::string_view kMessage = "MessageModule";
 constexpr std::string_view kNotification = "General-Notification";
 constexpr std::string_view kPlatform = "platform";
+constexpr std::string_view kSnmp = "snmp";
 
 template <typename Test>
 bool anyChoice(std::string_view choices, Test&& test) {
@@ -79,6 +80,15 @@ const std::vector<KnownKey>& knownKeys() {
         {kPlatform, "removal_note", KeyType::YesNo},
         {kPlatform, "log", KeyType::Path},
         {kPlatform, "log_level", KeyType::Choice, "0|1|2|3"},
+        {kSnmp, "version", KeyType::Choice, "1|2c|3"},
+        {kSnmp, "enterprise", KeyType::Snmp},
+        {kSnmp, "user", KeyType::Snmp},
+        {kSnmp, "level", KeyType::Choice, "noAuthNoPriv|authNoPriv|authPriv"},
+        {kSnmp, "auth_protocol", KeyType::Choice, "MD5|SHA|SHA-224|SHA-256|SHA-384|SHA-512"},
+        {kSnmp, "auth_passphrase", KeyType::Snmp, {}, true},
+        {kSnmp, "priv_protocol", KeyType::Choice, "AES|AES-192|AES-256"},
+        {kSnmp, "priv_passphrase", KeyType::Snmp, {}, true},
+        {kSnmp, "engine_id", KeyType::Snmp},
     };
     return keys;
 }

@@ -22,6 +22,7 @@ enum class KeyType : std::uint8_t {
     Size,     // a number of bytes, with K, M or G for 2^10, 2^20 or 2^30; 0 is no limit
     Choice,   // one of `choices`
     Prefix,   // begins with one of `choices`
+    Snmp,     // what platform/config/snmp_settings.h says of the key
 };
 
 struct KnownKey {

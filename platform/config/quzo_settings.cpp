@@ -5,6 +5,7 @@
 #include <exception>
 #include <filesystem>
 
+#include "platform/base/host_name.h"
 #include "platform/base/numbers.h"
 #include "platform/config/known_keys.h"
 #include "quzo/core/error_text.h"
@@ -168,5 +169,7 @@ PlatformSettings IniSettings::platform() const {
     }
     return settings;
 }
+
+SnmpSettings IniSettings::snmp() const { return readSnmpSettings(file_, ownHostName(platform().hostname)); }
 
 } // namespace quzo::platform

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/config/ini_file.h"
+#include "platform/config/snmp_settings.h"
 #include "platform/message/edit/raw_values.h"
 #include "platform/message/structure/limits.h"
 #include "quzo/core/settings_source.h"
@@ -61,6 +62,7 @@ public:
 
     // A value that is not of its kind leaves the default.
     PlatformSettings platform() const;
+    SnmpSettings snmp() const;
 
     const IniFile& file() const { return file_; }
 
