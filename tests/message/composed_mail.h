@@ -73,7 +73,8 @@ public:
     // The names of the root's fields, in order.
     std::vector<std::string> fieldNames() const {
         std::vector<std::string> names;
-        for (GMimeObject* object : {GMIME_OBJECT(message_.get()), g_mime_message_get_mime_part(message_.get())}) {
+        for (GMimeObject* object :
+             {GMIME_OBJECT(message_.get()), g_mime_message_get_mime_part(message_.get())}) {
             GMimeHeaderList* list = g_mime_object_get_header_list(object);
             for (int i = 0; i < g_mime_header_list_get_count(list); ++i) {
                 GMimeHeader* header = g_mime_header_list_get_header_at(list, i);
@@ -111,7 +112,8 @@ public:
                           orEmpty(g_mime_object_get_header(part, "Content-Transfer-Encoding")));
         };
         add(root);
-        for (int i = 0; GMIME_IS_MULTIPART(root) && i < g_mime_multipart_get_count(GMIME_MULTIPART(root)); ++i) {
+        for (int i = 0; GMIME_IS_MULTIPART(root) && i < g_mime_multipart_get_count(GMIME_MULTIPART(root));
+             ++i) {
             add(g_mime_multipart_get_part(GMIME_MULTIPART(root), i));
         }
         return all;

@@ -7,6 +7,7 @@
 #include "platform/message/values/gmime_objects.h"
 #include "quzo/actions/act_ferrowick.h"
 #include "quzo/core/init_action_lib.h"
+#include "quzo/core/named_obj_cache.h"
 #include "quzo/notify/act_notify.h"
 #include "tests/message/composed_mail.h"
 #include "tests/message/stamp/stamp_support.h"
@@ -20,6 +21,11 @@ class SilentLog : public LogMsg {
 public:
     SilentLog() { level = 0; }
     void write(int /*lineLevel*/, const char* /*format*/, ...) override {}
+};
+
+class NoObjects : public NamedObjMgrForScanner {
+public:
+    QuzoNamedObj* find(unsigned /*id*/) const override { return nullptr; }
 };
 
 class NotificationTest : public ::testing::Test {
@@ -96,7 +102,7 @@ TEST_F(NotificationTest, TextsComeBackInEveryCharset) {
         tokens.set(ScanToken::RuleName, row.token);
         const ReadMail mail(notify().bytes);
         EXPECT_EQ(mail.subject(), "About " + row.token);
-        EXPECT_EQ(mail.text(), "Body of " + row.token + "\n");
+        EXPECT_EQ(mail.text(), "Body of " + row.token + "\r\n");
         EXPECT_EQ(mail.parts(), Strings{row.part});
     }
     area.message = "";
@@ -104,14 +110,15 @@ TEST_F(NotificationTest, TextsComeBackInEveryCharset) {
 }
 
 TEST_F(NotificationTest, TheAttachedMessageKeepsItsBytes) {
-    const std::string rows[] = {"From: f@x\nSubject: s\n\nbody\n",
-                                "From: f@x\r\n\r\nbody without an end",
-                                "Subject: \xE9\xE9\n\n8-bit \xFF\xFE and \x80\n",
-                                std::string("Subject: nul\n\na\0b\n", 18),
-                                text("multipart/mixed; boundary=b", "\n--b\n\none\n--b\n\ntwo\n--b--\nepilogue"),
-                                text("multipart/mixed; boundary=b", "--b\n\nno end"),
-                                "not a header\n\nx\n",
-                                "Subject: long\n\n" + std::string(5000, 'x') + "\n"};
+    const std::string rows[] = {
+        "From: f@x\nSubject: s\n\nbody\n",
+        "From: f@x\r\n\r\nbody without an end",
+        "Subject: \xE9\xE9\n\n8-bit \xFF\xFE and \x80\n",
+        std::string("Subject: nul\n\na\0b\n", 18),
+        text("multipart/mixed; boundary=b", "\n--b\n\none\n--b\n\ntwo\n--b--\nepilogue"),
+        text("multipart/mixed; boundary=b", "--b\n\nno end"),
+        "not a header\n\nx\n",
+        "Subject: long\n\n" + std::string(5000, 'x') + "\n"};
     area.attachMessage = true;
     for (const std::string& bytes : rows) {
         SCOPED_TRACE(bytes.substr(0, 40));
@@ -122,7 +129,7 @@ TEST_F(NotificationTest, TheAttachedMessageKeepsItsBytes) {
         ASSERT_EQ(parts.size(), 3U);
         EXPECT_EQ(parts[0], "multipart/mixed;;");
         EXPECT_EQ(parts[2].substr(0, parts[2].rfind(';')), "message/rfc822;");
-        EXPECT_EQ(ReadMail(mail.bytes).text(), "Body of a rule\n");
+        EXPECT_EQ(ReadMail(mail.bytes).text(), "Body of a rule\r\n");
     }
 }
 
@@ -207,11 +214,38 @@ TEST_F(NotificationTest, TheScannedMessageGetsNoFieldFrom) {
 
 // Whatever a message says of itself: no field and no recipient comes of it but the one sender.
 TEST_F(NotificationTest, HostileValuesAddNothing) {
-    const Strings pieces = {"v1@x", "v2@x",  ";",  ",",  "\r\n", "\n", "\r", std::string(1, '\0'),
-                            "Bcc: v3@x", ":", "<", ">", "\"", "\\", "(", ")", "@", " ", "\t", "\r\n ",
-                            "=?utf-8?Q?=0D=0ABcc:_v4@x?=", "=?utf-8?B?Ow==?=", "=?utf-8?Q?a=3Bb=2Cc?=",
-                            "=?x?Q?=00?=", "%SENDER%", "%SUBJECT%", "\xFF", "\xC3\xA9", "group:v5@x,v6@x;",
-                            "\x1B$B", "To: v7@x", std::string(300, 'a')};
+    const Strings pieces = {"v1@x",
+                            "v2@x",
+                            ";",
+                            ",",
+                            "\r\n",
+                            "\n",
+                            "\r",
+                            std::string(1, '\0'),
+                            "Bcc: v3@x",
+                            ":",
+                            "<",
+                            ">",
+                            "\"",
+                            "\\",
+                            "(",
+                            ")",
+                            "@",
+                            " ",
+                            "\t",
+                            "\r\n ",
+                            "=?utf-8?Q?=0D=0ABcc:_v4@x?=",
+                            "=?utf-8?B?Ow==?=",
+                            "=?utf-8?Q?a=3Bb=2Cc?=",
+                            "=?x?Q?=00?=",
+                            "%SENDER%",
+                            "%SUBJECT%",
+                            "\xFF",
+                            "\xC3\xA9",
+                            "group:v5@x,v6@x;",
+                            "\x1B$B",
+                            "To: v7@x",
+                            std::string(300, 'a')};
     std::mt19937 random(20240607); // NOLINT(cert-msc51-cpp): the same values each time
     const auto hostile = [&] {
         std::string value;
@@ -223,15 +257,15 @@ TEST_F(NotificationTest, HostileValuesAddNothing) {
     area.notifySender = true;
     area.subject = "%SUBJECT% %SENDER% %RULENAME%";
     area.message = "%SUBJECT% %SENDER% %RULENAME%\n";
-    const Strings fields = {"From", "Subject", "Date", "MIME-Version", "To", "Message-ID", "Content-Type",
-                            "Content-Transfer-Encoding"};
+    const Strings fields = {"From", "Subject",    "Date",         "MIME-Version",
+                            "To",   "Message-ID", "Content-Type", "Content-Transfer-Encoding"};
     constexpr const char* kCharsets[] = {"utf-8", "us-ascii", "iso-2022-jp"};
     std::size_t withSender = 0;
     for (int round = 0; round < 500; ++round) {
         const std::string sender = hostile();
         SCOPED_TRACE(::testing::PrintToString(sender));
-        start(std::string("PreferredCharset = ") + kCharsets[round % 3] + "\nNotificationGetSenderFromMIME = " +
-              (round % 2 == 0 ? "1" : "0") + "\n");
+        start(std::string("PreferredCharset = ") + kCharsets[round % 3] +
+              "\nNotificationGetSenderFromMIME = " + (round % 2 == 0 ? "1" : "0") + "\n");
         tokens.set(ScanToken::Sender, sender);
         tokens.set(ScanToken::RuleName, hostile());
         tokens.RemoveToken(ScanToken::Subject);
@@ -258,8 +292,7 @@ TEST_F(NotificationTest, ASampleIsCopiedIntoAMailOfItsOwn) {
     std::snprintf(list, sizeof list, "2 %" PRIxPTR ";1 12345", reinterpret_cast<std::uintptr_t>(sample));
     tokens.set(ScanToken::SampleEntities, list);
     bool consumed = false;
-    EXPECT_TRUE(ActFerrowick().takeAction(msg.get(), nullptr, consumed, tokens, adapter,
-                                          *static_cast<NamedObjMgrForScanner*>(nullptr)));
+    EXPECT_TRUE(ActFerrowick().takeAction(msg.get(), nullptr, consumed, tokens, adapter, NoObjects()));
     ASSERT_EQ(adapter.sent.size(), 1U);
     const SentMail& mail = adapter.sent.front();
     EXPECT_EQ(mail.sender, "QUZO");
