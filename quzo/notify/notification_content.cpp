@@ -47,12 +47,17 @@ void set_type(const Notification& mail, KvMsgHeaderField& field) {
     msgu::setHeader(mail.root, "Content-Transfer-Encoding", "base64", nullptr);
 }
 
+// A sender that is no UTF-8 must not cost the field: read byte by byte, everything is text.
+void set_to(const Notification& mail) {
+    if (!mail.to.empty() && !msgu::setHeader(mail.root, "To", mail.to.c_str(), kUtf8)) {
+        msgu::setHeader(mail.root, "To", mail.to.c_str(), "iso-8859-1");
+    }
+}
+
 void set_other_fields(const Notification& mail) {
     msgu::setHeader(mail.root, "Date", notificationDate(std::time(nullptr)).c_str(), nullptr);
     msgu::setHeader(mail.root, "MIME-Version", "1.0", nullptr);
-    if (!mail.to.empty()) {
-        msgu::setHeader(mail.root, "To", mail.to.c_str(), kUtf8);
-    }
+    set_to(mail);
     msgu::setHeader(mail.root, "Message-ID", mail.messageId.c_str(), nullptr);
 }
 

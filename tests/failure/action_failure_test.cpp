@@ -4,13 +4,17 @@
 #include "library_stage.h"
 #include "quzo/actions/act_archive.h"
 #include "quzo/actions/act_delete.h"
+#include "quzo/actions/act_ferrowick.h"
+#include "quzo/actions/act_handoff.h"
 #include "quzo/actions/act_insert_xheader_tag.h"
+#include "quzo/actions/act_postpone.h"
 #include "quzo/actions/act_quarantine.h"
 #include "quzo/actions/act_readdress.h"
 #include "quzo/actions/act_tag_subject.h"
 #include "quzo/actions/recipient_list.h"
 #include "quzo/core/quarantine_path.h"
 #include "quzo/core/reprocess_mark.h"
+#include "quzo/notify/act_notify.h"
 #include "quzo/settings/archive_area.h"
 
 namespace quzo::test {
@@ -38,10 +42,22 @@ ArchiveArea& archiveArea() {
     return area;
 }
 
+uiNotifyArea& notifyArea() {
+    static uiNotifyArea area = [] {
+        uiNotifyArea made;
+        made.description = made.subject = made.message = made.snmpMessage = kLong + " %RULENAME%";
+        made.sender = "the.gateway.with.a.long.name@example.com";
+        made.recipients = "an.administrator.with.a.long.name@example.com";
+        made.notifySender = made.notifyRecipients = made.sendSnmpTrap = true;
+        return made;
+    }();
+    return area;
+}
+
 template <typename Action>
 void prepare(LibraryStage& stage, const char* setting) {
     EXPECT_TRUE(stage.make<Action>().construct(setting, static_cast<unsigned>(std::strlen(setting))));
-    stage.namedObjects.objects = {{7, &quarantineArea()}, {8, &archiveArea()}};
+    stage.namedObjects.objects = {{7, &quarantineArea()}, {8, &archiveArea()}, {9, &notifyArea()}};
     stage.tokens.set(ScanToken::RuleId, "40");
     stage.message.recipients = {"old.recipient.of.the.message@example.com"};
     fake().calls.clear();
@@ -201,6 +217,52 @@ void addHeaderActions(std::vector<LibraryRow>& rows) {
     rows.push_back(remove);
 }
 
+// What leaves another way. Nothing of the message changes, whether it works or not.
+void addLeavingActions(std::vector<LibraryRow>& rows) {
+    LibraryRow handoff = actionRow<ActHandoff>("Handoff", "ip=mail.a-long-domain.example.com;port=25;",
+                                               "handoffMessage", true);
+    handoff.allocates = false;
+    rows.push_back(handoff);
+    LibraryRow postpone = actionRow<ActPostpone>("Postpone", "hour=1;min=2;", "postponeMessage", true);
+    postpone.allocates = false;
+    rows.push_back(postpone);
+
+    LibraryRow feedback = actionRow<ActFerrowick>("Feedback", "", "sendComposed", false);
+    const LibraryRow::Step plain = feedback.prepare;
+    feedback.prepare = [plain](LibraryStage& stage) {
+        plain(stage);
+        stage.message.root.add("Name", "root");
+        fake().existing = {&stage.message.root};
+        char list[64];
+        std::snprintf(list, sizeof list, "1 %p;2 %p", static_cast<void*>(&stage.message.root),
+                      static_cast<void*>(&stage.message.root));
+        stage.tokens.set(ScanToken::SampleEntities, list);
+    };
+    rows.push_back(feedback);
+
+    for (const bool attached : {false, true}) {
+        LibraryRow notify = actionRow<ActNotify>(attached ? "NotifyWithTheMessage" : "Notify", "1-9",
+                                                 attached ? "submitForScan" : "sendComposed", false);
+        const LibraryRow::Step alone = notify.prepare;
+        notify.prepare = [alone, attached](LibraryStage& stage) {
+            notifyArea().attachMessage = notifyArea().attachModifiedMessage = attached;
+            stage.settings.values["General-Notification/NotificationGetSenderFromMIME"] = "1";
+            stage.settings.values["General-Notification/SNMPServer"] = "snmp.a-long-domain.example.com";
+            stage.restart();
+            alone(stage);
+            fake().convCopies = true;
+            stage.tokens.set(ScanToken::RuleName, kLong);
+            stage.tokens.set(ScanToken::Recipients, "old.recipient.of.the.message@example.com");
+            stage.message.root.add("From", "the.sender.of.the.message@example.com");
+        };
+        notify.afterFailure = [](LibraryStage& stage) {
+            EXPECT_EQ(stage.header(), "From=the.sender.of.the.message@example.com");
+            EXPECT_FALSE(stage.called("trap"));
+        };
+        rows.push_back(notify);
+    }
+}
+
 // The two functions are used as a pair, whatever the first one said.
 void addMark(std::vector<LibraryRow>& rows) {
     for (const bool marked : {false, true}) {
@@ -230,6 +292,7 @@ std::vector<LibraryRow> actionRows() {
     addQueueActions(rows);
     addRecipientActions(rows);
     addHeaderActions(rows);
+    addLeavingActions(rows);
     addMark(rows);
     return rows;
 }

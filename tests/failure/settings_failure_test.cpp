@@ -2,8 +2,10 @@
 // like one that was.
 #include "library_stage.h"
 #include "quzo/actions/act_archive.h"
+#include "quzo/actions/act_handoff.h"
 #include "quzo/actions/act_insert_xheader_tag.h"
 #include "quzo/actions/act_markers.h"
+#include "quzo/actions/act_postpone.h"
 #include "quzo/actions/act_quarantine.h"
 #include "quzo/actions/act_readdress.h"
 #include "quzo/actions/act_tag_subject.h"
@@ -28,6 +30,8 @@ const std::string kIds = "3-7-12-4000000000";
 const std::string kRecipients = "rcpt=someone.with.a.long.name@example.com;"; // in the fake blob's form
 const std::string kField = "X-A-Field-With-A-Long-Name:a value that is longer than small strings are";
 const std::string kTag = "T[a tag that is longer than small strings are] ";
+const std::string kHost = "ip=mail.a-long-domain.example.com;port=2525;";
+const std::string kTime = "hour=22;min=30;";
 const std::string kNote = "encryption-has-no-setup";
 
 // A string as the positional encoding has it.
@@ -157,13 +161,15 @@ std::vector<LibraryRow> settingsRows() {
     addBoth<ActQuarantine>(rows, "ActQuarantine", kIds);
     addBoth<ActReaddress>(rows, "ActReaddress", kRecipients);
     addBoth<ActBcc>(rows, "ActBcc", kRecipients);
+    addBoth<ActHandoff>(rows, "ActHandoff", kHost);
+    addBoth<ActPostpone>(rows, "ActPostpone", kTime, false);
     addBoth<ActTagSubject>(rows, "ActTagSubject", kTag);
     addBoth<ActInsertXHeaderTag>(rows, "ActInsertXHeaderTag", kField);
     // The blob is the platform's, and so is what it takes to write one.
     addBoth<uiReaddress>(rows, "uiReaddress", kRecipients, false);
     addBoth<uiBcc>(rows, "uiBcc", kRecipients, false);
-    addBoth<uiHandoff>(rows, "uiHandoff", "ip=mail.a-long-domain.example.com;port=2525;", false);
-    addBoth<uiPostpone>(rows, "uiPostpone", "hour=22;min=30;", false);
+    addBoth<uiHandoff>(rows, "uiHandoff", kHost, false);
+    addBoth<uiPostpone>(rows, "uiPostpone", kTime, false);
     addBoth<uiTagSubject>(rows, "uiTagSubject", kTag);
     addBoth<uiInsertXHeaderTag>(rows, "uiInsertXHeaderTag", kField);
     addBoth<uiStampArea>(rows, "uiStampArea", "1:2:" + field(kLong) + field(kLong));

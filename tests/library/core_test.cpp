@@ -44,14 +44,30 @@ class StartTest : public LibraryTest {};
 
 TEST_F(StartTest, ReadsTheSettingsInOrderAndSucceedsWithoutAny) {
     EXPECT_TRUE(InitActionLib(settings, log));
-    EXPECT_EQ(settings.reads,
-              (Strings{"General-Notification/PreferredCharset", "MessageModule/DefaultSourceCharset",
-                       "MessageModule/UseMailCharsetAsDestinationCharset",
-                       "MessageModule/UseUTF8AsPreferCharsetForStamp", "general/locale",
-                       "general/queue_archive", "general/queue_quarantine", "MessageModule/TagNotEncoding",
-                       "MessageModule/TagDirectly", "MessageModule/IgnoreInsertError",
-                       "MessageModule/DisclaimerLineLimit", "general/NumOfBlankLineBeforeStampMessage",
-                       "MessageModule/InsertStampAsAttachment", "MessageModule/PreferCharsetAsUTF8"}));
+    EXPECT_EQ(settings.reads, (Strings{"General-Notification/PreferredCharset",
+                                       "MessageModule/DefaultSourceCharset",
+                                       "MessageModule/UseMailCharsetAsDestinationCharset",
+                                       "MessageModule/UseUTF8AsPreferCharsetForStamp",
+                                       "general/locale",
+                                       "general/queue_archive",
+                                       "general/queue_quarantine",
+                                       "MessageModule/TagNotEncoding",
+                                       "MessageModule/TagDirectly",
+                                       "MessageModule/IgnoreInsertError",
+                                       "MessageModule/DisclaimerLineLimit",
+                                       "general/NumOfBlankLineBeforeStampMessage",
+                                       "MessageModule/InsertStampAsAttachment",
+                                       "MessageModule/PreferCharsetAsUTF8",
+                                       "MessageModule/IgnoreSnmpError",
+                                       "General-Notification/SNMPServer",
+                                       "General-Notification/Community",
+                                       "General-Notification/MailFrom",
+                                       "General-Notification/NotificationSkipScan",
+                                       "General-Notification/NotificationHideRecipients",
+                                       "General-Notification/NotificationGetSenderFromMIME",
+                                       "quzo_manager/scanner_id",
+                                       "MessageModule/RemoveQuzoMsgID",
+                                       "general/queue_notify"}));
     EXPECT_EQ(fake().calls, Strings{"bundle resources IDG_QUZO_UTIL ''"});
 }
 
@@ -184,7 +200,8 @@ TEST_F(SimpleActionTest, EachCodeGivesItsClass) {
     const std::map<unsigned, std::pair<bool, bool>> known = {
         {0, {true, true}},    {1, {false, false}},  {2, {false, true}},   {3, {false, false}},
         {4, {false, false}},  {5, {false, false}},  {7, {false, false}},  {8, {false, true}},
-        {9, {false, false}},  {18, {false, false}}, {20, {false, false}}, {21, {false, false}},
+        {9, {false, false}},  {10, {true, true}},   {11, {false, false}}, {12, {false, false}},
+        {16, {false, false}}, {18, {false, false}}, {20, {false, false}}, {21, {false, false}},
         {22, {false, false}},
     };
     for (unsigned code = 0; code < 300; ++code) {

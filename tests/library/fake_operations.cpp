@@ -206,11 +206,11 @@ bool conv(const char* text, const char* fromCharset, const char* toCharset, std:
     const InPlatform here;
     record("conv", std::string(fromCharset) + ">" + toCharset + (strict ? " strict" : ""));
     fake().convInput = text;
-    if (!fake().convWorks) {
+    if (!fake().convWorks || fake().badConversions.count({fromCharset, toCharset}) != 0) {
         error = 5;
         return false;
     }
-    out = "converted";
+    out = fake().convCopies ? fake().conversionPrefix[toCharset] + text : "converted";
     return true;
 }
 
@@ -242,14 +242,14 @@ bool getRcpt(const KvMsgMailMessage* msg, std::string&, std::list<std::string>& 
     const InPlatform here;
     const auto& recipients = static_cast<const test::FakeMessage*>(msg)->recipients;
     rcpts.assign(recipients.begin(), recipients.end());
-    return true;
+    return fake().getRcptWorks;
 }
 
 // Keeps every part as it comes, blanks included, so that a test sees who tidied up.
 bool setRcpt(KvMsgMailMessage* msg, const char* rcpts, bool append) {
     const InPlatform here;
     record("setRcpt", std::string("'") + rcpts + (append ? "' append" : "' replace"));
-    if (!fake().setRcptWorks) {
+    if (!fake().setRcptWorks || (*rcpts != '\0' && fake().refusedRecipient == rcpts)) {
         return false;
     }
     auto& recipients = static_cast<test::FakeMessage*>(msg)->recipients;

@@ -95,7 +95,12 @@ KvMsgHeaderField* FakeEntity::addHeaderField(int position, const char* name, con
                                              const char* charset) {
     const InPlatform here;
     record("addHeaderField", position, name, std::string("'") + value + "'", shown(charset));
-    return takesFields ? &add(name, value) : nullptr;
+    if (!takesFields) {
+        return nullptr;
+    }
+    FakeField& added = add(name, value);
+    added.name = lostField == name ? "" : added.name;
+    return &added;
 }
 
 FakeField* FakeEntity::find(const char* name) {
@@ -106,15 +111,18 @@ FakeField* FakeEntity::find(const char* name) {
 }
 
 KvMsgHeaderField* FakeEntity::getHeaderFieldByName(const char* name, bool forRead) {
-    EXPECT_TRUE(forRead);
+    const InPlatform here;
+    if (!forRead) {
+        record("write field", name);
+    }
     return find(name);
 }
 
 int FakeEntity::setContent(KvMsgResourceLocator* content, const char* contentType, const char* newCharset,
                            const char* encoding) {
     const InPlatform here;
-    record("setContent", "'" + static_cast<FakeLocator*>(content)->bytes + "'", contentType, newCharset,
-           encoding);
+    record("setContent", "'" + static_cast<FakeLocator*>(content)->bytes + "'", contentType,
+           shown(newCharset), encoding);
     if (contentError == 0) {
         KvMsg_DeleteResourceLocator(content);
     }
@@ -142,6 +150,10 @@ int FakeEntity::removeHeader(const char* name) {
 void FakeAdapter::note(const std::string& call, KvMsgMailMessage* msg) {
     fake().calls.push_back(call);
     headerThen.clear();
+    recipientsThen.clear();
+    if (msg != nullptr) {
+        recipientsThen = static_cast<FakeMessage*>(msg)->recipients;
+    }
     if (KvMsgEntity* root = msg != nullptr ? msg->getRootEntity() : nullptr; root != nullptr) {
         for (const auto& field : static_cast<FakeEntity*>(root)->fields) {
             headerThen.push_back(field->name + "=" + field->value);

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -26,10 +27,13 @@
 
 namespace quzo::test {
 
+class FakeMessage;
+
 struct FakePlatform {
     std::vector<std::string> calls;
     std::map<std::string, std::string> bundle;                    // texts of IDG_QUZO_UTIL
     std::set<std::pair<std::string, std::string>> badConversions; // {from, to} that fail, with error 5
+    bool convCopies = false; // msgu::conv gives what it receives, with the prefix, and not "converted"
     std::map<std::string, std::string> conversionPrefix; // text put before what a target charset receives
     std::string subject = "decoded subject";
     std::string headers = "A: b\r\n";
@@ -38,6 +42,7 @@ struct FakePlatform {
     bool setHeaderWorks = true;
     bool convWorks = true;
     bool setRcptWorks = true;
+    std::string refusedRecipient;                                   // setRcpt fails with this one
     std::map<unsigned, std::pair<std::string, std::string>> stored; // named objects: name, content
     bool storeWorks = true;
     std::string convInput;
@@ -48,6 +53,12 @@ struct FakePlatform {
     std::set<KvMsgEntity*> existing; // entities of the message; those that were removed leave it
     std::set<KvMsgEntity*> body;
     std::set<KvMsgEntity*> stuck; // entities that cannot be removed
+    bool getRcptWorks = true;
+    bool wordsWork = true; // msgu::genRfc2047
+    bool createWorks = true;
+    std::function<void(FakeMessage&)> prepareCreated; // what KvMsg_CreateMailMessage gives
+    int trapError = 0;
+    std::map<std::string, std::map<std::string, std::string>> files; // by path: values by "section/key"
 
     // Looks the key up in `bundle`; `value` stays as it is when there is none.
     bool textOf(const char* key, std::string& value) const {
@@ -103,7 +114,7 @@ public:
     const char* getName() const override { return nameIsNull ? nullptr : name.c_str(); }
     const char* getValue(const char** charsetOut) const override;
     int setValue(const char* newValue, const char* newCharset) override;
-    int setParameter(const char*, const char*, int) override { return 9; }
+    int setParameter(const char* parameter, const char* text, int reserved) override;
     const char* getRawLine() const override { return raw.empty() ? nullptr : raw.c_str(); }
 
     std::string name;
@@ -113,6 +124,7 @@ public:
     bool nameIsNull = false;
     bool valueIsNull = false;
     std::set<std::string> refused; // charsets that setValue refuses; "" is the null charset
+    int parameterError = 0;
 };
 
 class FakeEntity : public KvMsgEntity {
@@ -133,10 +145,11 @@ public:
     KvMsgHeaderField* getHeaderFieldByName(const char* name, bool forRead) override;
     KvMsgHeaderField* addHeaderField(int position, const char* name, const char* value,
                                      const char* charset) override;
-    int removeHeaderField(int) override { return 9; }
+    int removeHeaderField(int index) override;
     int removeHeader(const char* name) override;
-    int insertChildEntity(KvMsgEntity*, int) override { return 9; }
-    int insertMessage(KvMsgAttachHandle, int) override { return 9; }
+    int insertChildEntity(KvMsgEntity* child, int position) override;
+    // On success the first field Content-Type says multipart/mixed.
+    int insertMessage(KvMsgAttachHandle handle, int position) override;
 
     std::vector<std::unique_ptr<FakeField>> fields; // a null one is a field that cannot be had
     KvMsgEntity* sibling = nullptr;
@@ -146,6 +159,40 @@ public:
     int contentError = 0;
     int error = 0;
     bool takesFields = true;
+    std::string lostField; // a field of this name is taken and cannot be found then
+    int insertError = 0;
+};
+
+class FakeAddress : public KvMsgAddress {
+public:
+    const char* getAddress() const override { return address.c_str(); }
+    const char* getDisplayName() const override { return name.c_str(); }
+
+    std::string address;
+    std::string name;
+};
+
+// The envelope of the message that it lies in.
+class FakeSession : public KvMsgMailSessionInfo {
+public:
+    explicit FakeSession(std::vector<std::string>& list) : recipients(list) {}
+
+    const KvMsgAddress* getSender() const override { return hasSender ? &sender : nullptr; }
+    int setSender(const char* address) override;
+    unsigned getRecipientCount() const override {
+        return countsNone ? 0 : static_cast<unsigned>(recipients.size());
+    }
+    const KvMsgAddress* getRecipient(unsigned index) const override;
+    int insertRecipient(unsigned position, const char* address) override;
+
+    FakeAddress sender;
+    bool hasSender = false;
+    int senderError = 0;
+    bool countsNone = false;
+    std::vector<std::string>& recipients;
+
+private:
+    mutable FakeAddress shownRecipient;
 };
 
 class FakeMessage : public KvMsgMailMessage {
@@ -156,11 +203,13 @@ public:
     bool isSigned() const override;
     bool isEncrypted() const override;
     const char* getIdentifier() const override { return identifier.c_str(); }
-    KvMsgMailSessionInfo* getSessionInfo() override { return nullptr; }
+    KvMsgMailSessionInfo* getSessionInfo() override { return hasSession ? &session : nullptr; }
     KvMsgAttachHandle getAttachHandle() const override { return {this}; }
 
     FakeEntity root;
     std::vector<std::string> recipients;
+    FakeSession session{recipients};
+    bool hasSession = true;
     bool hasRoot = true;
     bool isSignedAnswer = false;
     bool isEncryptedAnswer = false;
@@ -180,13 +229,31 @@ public:
         error = sendError;
         return error != 0 ? 1 : 0;
     }
-    int submitForScan(unsigned& error, KvMsgMailMessage*, int) override { return refuse(error); }
-    int sendComposed(unsigned& error, KvMsgMailMessage*) override { return refuse(error); }
-    int postponeMessage(unsigned& error, KvMsgMailMessage*, unsigned char, unsigned char, int, int) override {
-        return refuse(error);
+    int submitForScan(unsigned& error, KvMsgMailMessage* msg, int mode) override {
+        const InPlatform here;
+        note("submitForScan " + std::to_string(mode), msg);
+        error = sendError;
+        return error != 0 ? 1 : 0;
     }
-    int handoffMessage(unsigned& error, KvMsgMailMessage*, const char*, unsigned) override {
-        return refuse(error);
+    int sendComposed(unsigned& error, KvMsgMailMessage* msg) override {
+        const InPlatform here;
+        note("sendComposed", msg);
+        error = sendError;
+        return error != 0 ? 1 : 0;
+    }
+    int postponeMessage(unsigned& error, KvMsgMailMessage*, unsigned char hour, unsigned char minute,
+                        int endHour, int endMinute) override {
+        const InPlatform here;
+        fake().calls.push_back("postponeMessage " + std::to_string(hour) + ":" + std::to_string(minute) +
+                               " to " + std::to_string(endHour) + ":" + std::to_string(endMinute));
+        error = sendError;
+        return postponeResult;
+    }
+    int handoffMessage(unsigned& error, KvMsgMailMessage*, const char* host, unsigned port) override {
+        const InPlatform here;
+        fake().calls.push_back(std::string("handoffMessage ") + host + ":" + std::to_string(port));
+        error = sendError;
+        return error != 0 ? 1 : 0;
     }
     int quarantineMessage(int& error, KvMsgMailMessage* msg, const char* name, const char* queueDir,
                           char* pathOut) override {
@@ -204,16 +271,14 @@ public:
 
     // The header fields that the message had when it was sent or stored, as "Name=value".
     std::vector<std::string> headerThen;
+    std::vector<std::string> recipientsThen;
     unsigned sendError = 0;
     int storeError = 0;
     unsigned deleteError = 0;
+    int postponeResult = 0;
 
 private:
     void note(const std::string& call, KvMsgMailMessage* msg);
-    static int refuse(unsigned& error) {
-        error = 9;
-        return 1;
-    }
 };
 
 class FakeNamedObjects : public NamedObjMgrForScanner {
