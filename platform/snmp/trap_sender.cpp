@@ -11,11 +11,14 @@
 // Net-SNMP wants its configuration first.
 #include <net-snmp/net-snmp-includes.h>
 
+#include <algorithm>
 #include <array>
 #include <ctime>
+#include <initializer_list>
 #include <mutex>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/snmp/local_address.h"
@@ -61,6 +64,8 @@ void startLibrary() {
         ::netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
         netsnmp_session any;
         ::snmp_sess_init(&any);
+        // The name under which handlers of configuration lines are kept, which nothing reads here.
+        ::netsnmp_ds_set_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_APPTYPE, "quzo");
         ::init_secmod();
         return true;
     }();
