@@ -6,6 +6,7 @@
 
 #include "platform/log/log_subject.h"
 #include "platform/mta/queue_adapter.h"
+#include "platform/snmp/snmp.h"
 #include "platform/store/message_objects.h"
 #include "quzo/core/error_text.h"
 
@@ -52,6 +53,7 @@ MessageResult passMessage(const Snapshot& snapshot, platform::Queues* queues, Me
 
     platform::QueueAdapter adapter({queues, &job.tokens, snapshot.hostname(), job.dryRun});
     const platform::MessageObjects objects(snapshot.objects());
+    const platform::HeldTraps heldTraps(job.dryRun);
     result.scan = snapshot.scanner().scan(msg, ScanJob{.adapter = adapter,
                                                        .tokens = job.tokens,
                                                        .namedObjects = &objects,

@@ -23,6 +23,8 @@ using platform::TrapSender;
 constexpr const char* kDefaultCommunity = "xq7amb";
 constexpr std::size_t kMostCommunity = 255;
 
+thread_local bool trapsHeld = false;
+
 struct Configured {
     std::mutex mutex;
     std::shared_ptr<TrapSender> sender;
@@ -59,6 +61,9 @@ int sendTrap(const char* server, unsigned type, const char* community, const cha
     if (!target || text == nullptr || !isCommunity(trap.community)) {
         return kErrorInvalidArgument;
     }
+    if (trapsHeld) {
+        return kErrorNone;
+    }
     trap.text = text;
     std::vector<platform::HostAddress> addresses;
     int error = platform::findHostAddresses(target->host, addresses);
@@ -82,6 +87,10 @@ void platform::configureSnmp(SnmpSettings settings) {
     const std::scoped_lock lock(current.mutex);
     current.sender = std::make_shared<TrapSender>(std::move(settings));
 }
+
+platform::HeldTraps::HeldTraps(bool held) : before_(trapsHeld) { trapsHeld = held || before_; }
+
+platform::HeldTraps::~HeldTraps() { trapsHeld = before_; }
 
 int SendSNMPTrap(const char* server, unsigned trapType, const char* community, const char* text,
                  int /*reserved*/) {

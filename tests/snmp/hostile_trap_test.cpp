@@ -1,5 +1,6 @@
 // Texts, communities and receivers as nobody should give them.
 #include <gtest/gtest.h>
+#include <algorithm>
 
 #include <random>
 #include <string>
@@ -123,10 +124,13 @@ TEST(SendTrap, ByHostNameAndByStrangeCommunities) {
     const std::string communities[] = {"%n%s%100000d", "$(reboot)", "\xFF\xC3", std::string(255, 'c')};
     std::size_t count = 0;
     for (const std::string& community : communities) {
+        std::string shown = community; // snmptrapd shows a dot for what is not ASCII
+        std::replace_if(
+            shown.begin(), shown.end(), [](char c) { return (c & '\x80') != 0; }, '.');
         ASSERT_EQ(SendSNMPTrap(receiver.server().c_str(), 6, community.c_str(), "x", 0), 0);
         const auto traps = receiver.waitFor(++count);
         ASSERT_EQ(traps.size(), count);
-        EXPECT_TRUE(traps.back().security.ends_with("community " + community)) << traps.back().security;
+        EXPECT_TRUE(traps.back().security.ends_with("community " + shown)) << traps.back().security;
     }
     // The receiver is on IPv4 only; a name may lead to IPv6 first, where nobody listens.
     EXPECT_EQ(SendSNMPTrap(byName.c_str(), 6, "", "x", 0), 0);
@@ -153,7 +157,7 @@ TEST(SendTrap, ArrivesOnceWhateverTheTextIs) {
     if (!TrapReceiver::isInstalled()) {
         GTEST_SKIP() << "snmptrapd is not installed";
     }
-    constexpr std::size_t kTexts = 500;
+    constexpr std::size_t kTexts = 200;
     constexpr std::size_t kAtOnce = 20; // fits the receiver's socket
     constexpr std::size_t kAlwaysFits = 1000;
     std::mt19937 random(20240501);
