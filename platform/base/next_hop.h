@@ -12,8 +12,8 @@ struct NextHop {
     std::string host; // see readHostName(); an IPv6 address without brackets
     std::uint16_t port = 25;
     bool alwaysTls = false; // the connection begins with TLS
-    std::string user;       // for logging in; empty: nobody logs in
-    std::string password;
+    std::string user{};     // for logging in; empty: nobody logs in
+    std::string password{};
 
     friend bool operator==(const NextHop&, const NextHop&) = default;
 };

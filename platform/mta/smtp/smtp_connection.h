@@ -26,7 +26,7 @@ enum class SmtpTls : std::uint8_t {
 struct SmtpOptions {
     std::string hostname; // ours; one that is no host name is "localhost" to the server
     SmtpTls tls = SmtpTls::Try;
-    std::string caFile; // certificates that are trusted in place of the system's; empty: the system's
+    std::string caFile{}; // certificates that are trusted in place of the system's; empty: the system's
     std::chrono::seconds timeout{
         300}; // for the connection, for each answer, and for a message that stands still
 };
