@@ -18,6 +18,7 @@ constexpr std::string_view kGeneral = "general";
 constexpr std::string_view kMessage = "MessageModule";
 constexpr std::string_view kNotification = "General-Notification";
 constexpr std::string_view kPlatform = "platform";
+constexpr std::string_view kRunner = "runner";
 
 template <typename Test>
 bool anyChoice(std::string_view choices, Test&& test) {
@@ -65,8 +66,9 @@ const std::vector<KnownKey>& knownKeys() {
         {kPlatform, "hostname", KeyType::Host},
         {kPlatform, "spool", KeyType::Path},
         {kPlatform, "tenant", KeyType::Count},
-        {kPlatform, "next_hop", KeyType::Prefix, "smtp://|smtps://", true},
+        {kPlatform, "next_hop", KeyType::NextHop, {}, true},
         {kPlatform, "tls", KeyType::Choice, "off|try|require"},
+        {kPlatform, "tls_ca", KeyType::Path},
         {kPlatform, "timeout", KeyType::Positive},
         {kPlatform, "limit_message", KeyType::Size, {}, false, kMaxMessageBytes},
         {kPlatform, "limit_header", KeyType::Size},
@@ -79,6 +81,10 @@ const std::vector<KnownKey>& knownKeys() {
         {kPlatform, "removal_note", KeyType::YesNo},
         {kPlatform, "log", KeyType::Path},
         {kPlatform, "log_level", KeyType::Choice, "0|1|2|3"},
+        {kRunner, "retry_first", KeyType::Duration},
+        {kRunner, "retry_longest", KeyType::Duration},
+        {kRunner, "give_up_after", KeyType::Duration},
+        {kRunner, "poll", KeyType::Duration},
     };
     return keys;
 }
@@ -135,6 +141,8 @@ bool isHost(std::string_view text) {
     // Behind an "@" an address without brackets would be none.
     return text.find(':') == std::string_view::npos && !text.ends_with('.') && readHostName(text, plain);
 }
+
+bool isDuration(std::string_view text) { return parseDuration(text).value_or(0) > 0; }
 
 bool isChoice(std::string_view text, std::string_view choices) {
     return anyChoice(choices, [&](std::string_view choice) { return text == choice; });

@@ -98,7 +98,7 @@ FakeServer::FakeServer(Script script)
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
-    ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size);
+    static_cast<void>(::bind(listener_, reinterpret_cast<sockaddr*>(&address), size));
     ::listen(listener_, 16);
     ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
     port_ = ntohs(address.sin_port);
@@ -150,7 +150,7 @@ void FakeServer::serve() {
 // The scripted answer, or the usual one.
 std::string FakeServer::answer(const ServerStep& step) {
     const std::scoped_lock lock(mutex_);
-    if (const std::string scripted = script_ ? script_(step) : std::string(); !scripted.empty()) {
+    if (std::string scripted = script_ ? script_(step) : std::string(); !scripted.empty()) {
         return scripted;
     }
     if (step.verb == "GREET") {

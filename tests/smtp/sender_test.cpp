@@ -16,7 +16,6 @@ namespace {
 using Fate = RecipientAnswer::Fate;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 const std::string kMessage = "Subject: x\r\n\r\nbody\r\n";
 

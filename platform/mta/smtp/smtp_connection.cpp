@@ -80,7 +80,7 @@ std::unique_ptr<SmtpConnection> SmtpConnection::open(const NextHop& hop, const S
         return connection;
     }
     if (tlsFailed && options.tls == SmtpTls::Try && !hop.alwaysTls) {
-        connection.reset(new SmtpConnection);
+        connection = std::unique_ptr<SmtpConnection>(new SmtpConnection);
         if (connection->connect(hop, options, SmtpTls::Off, problem, tlsFailed)) {
             return connection;
         }
