@@ -53,24 +53,6 @@ bool SelectionTexts::empty() const {
     return std::all_of(texts.begin(), texts.end(), [](const std::string& text) { return text.empty(); });
 }
 
-std::optional<std::int64_t> parseAge(std::string_view text) {
-    constexpr std::pair<char, std::int64_t> kUnits[] = {
-        {'s', 1}, {'m', 60}, {'h', 3600}, {'d', 86400}, {'w', 604800}};
-    constexpr std::int64_t kMost = std::int64_t{86400} * 366 * 1000;
-    if (text.size() < 2) {
-        return std::nullopt;
-    }
-    std::uint32_t number = 0;
-    const char* end = text.data() + text.size() - 1;
-    const auto read = std::from_chars(text.data(), end, number);
-    for (const auto& [unit, seconds] : kUnits) {
-        if (unit == text.back() && read.ec == std::errc() && read.ptr == end && number * seconds <= kMost) {
-            return number * seconds;
-        }
-    }
-    return std::nullopt;
-}
-
 MaybeFault readSelection(const SelectionTexts& texts, platform::QueueFilter& out) {
     out = {};
     out.sender = matching(texts.sender);
@@ -87,9 +69,9 @@ MaybeFault readSelection(const SelectionTexts& texts, platform::QueueFilter& out
     } else {
         out.ruleName = matching(texts.rule);
     }
-    auto fault =
-        readLimits<std::int64_t>({"--older-than", texts.olderThan}, {"--younger-than", texts.youngerThan},
-                                 parseAge, "age: write 90s, 15m, 12h, 30d or 2w", out.minAge, out.maxAge);
+    auto fault = readLimits<std::int64_t>({"--older-than", texts.olderThan},
+                                          {"--younger-than", texts.youngerThan}, platform::parseDuration,
+                                          "age: write 90s, 15m, 12h, 30d or 2w", out.minAge, out.maxAge);
     return fault ? fault
                  : readLimits<std::uint64_t>({"--larger-than", texts.largerThan},
                                              {"--smaller-than", texts.smallerThan}, platform::parseSize,

@@ -29,8 +29,4 @@ struct SelectionTexts {
 // "--older-than".
 MaybeFault readSelection(const SelectionTexts& texts, platform::QueueFilter& out);
 
-// Seconds in "90s", "15m", "12h", "30d" or "2w"; nothing for any other text and for more than a thousand
-// years.
-std::optional<std::int64_t> parseAge(std::string_view text);
-
 } // namespace quzo::host

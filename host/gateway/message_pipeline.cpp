@@ -1,14 +1,19 @@
 // See message_pipeline.h.
 #include "host/gateway/message_pipeline.h"
 
+#include <algorithm>
 #include <exception>
+#include <string_view>
 #include <utility>
 
+#include "platform/base/numbers.h"
 #include "platform/log/log_subject.h"
 #include "platform/mta/queue_adapter.h"
 #include "platform/snmp/snmp.h"
 #include "platform/store/message_objects.h"
 #include "quzo/core/error_text.h"
+#include "quzo/core/msgu.h"
+#include "quzo/core/reprocess_mark.h"
 
 namespace quzo::host {
 namespace {
@@ -25,6 +30,22 @@ void takeOver(const platform::QueueAdapter& adapter, MessageResult& result) noex
             result.scan.outcome = Outcome::Deferred;
             result.scan.error = ScanError{kErrorNoMemory, "out of memory"}; // short: needs none of its own
         }
+    }
+}
+
+// The rules that the reprocessing mark names: numbers with blanks between them.
+void addMarkedRules(platform::MailMessage& msg, std::vector<std::uint32_t>& rules) {
+    std::string mark;
+    if (!msgu::getHeader(msg.getRootEntity(), kReprocessRulesHeader, mark)) {
+        return;
+    }
+    for (std::size_t at = 0; (at = mark.find_first_not_of(" \t\r\n", at)) != std::string::npos;) {
+        const std::size_t end = std::min(mark.find_first_of(" \t\r\n", at), mark.size());
+        if (const auto rule =
+                platform::parseNumber<std::uint32_t>(std::string_view(mark).substr(at, end - at))) {
+            rules.push_back(*rule);
+        }
+        at = end;
     }
 }
 
@@ -45,13 +66,19 @@ MessageResult passMessage(const Snapshot& snapshot, platform::Queues* queues, Me
     result.message = platform::MailMessage::parse(std::move(job.bytes), options.limits, options.rawValues);
     platform::MailMessage& msg = *result.message;
     msg.setStampOnce(options.stampOnce);
+    if (!job.identifier.empty()) {
+        msg.setIdentifier(std::move(job.identifier));
+    }
+    if (job.trustMarks) {
+        addMarkedRules(msg, job.skipRules);
+    }
     result.identifier = msg.getIdentifier();
     subject.add(*result.identifier);
     Envelope envelope = envelopeOf(msg, options.limits, job.sender, job.recipients);
     msg.setEnvelope(envelope.sender, envelope.recipients);
     envelope.recipients = std::vector<std::string>(); // the message has them
 
-    platform::QueueAdapter adapter({queues, &job.tokens, snapshot.hostname(), job.dryRun});
+    platform::QueueAdapter adapter({queues, &job.tokens, snapshot.hostname(), job.dryRun, job.again});
     const platform::MessageObjects objects(snapshot.objects());
     const platform::HeldTraps heldTraps(job.dryRun);
     result.scan = snapshot.scanner().scan(msg, ScanJob{.adapter = adapter,

@@ -28,7 +28,9 @@ struct MessageJob {
     TokenMap<ScanToken> tokens{};           // what other scanners found
     std::string firstIdentifier{};          // that of the message's first pass; empty: this is the first
     std::vector<std::uint32_t> skipRules{}; // that ran in a former pass
-    bool trustMarks = false;                // see ScanJob::trustMarks
+    bool trustMarks = false;                // see ScanJob::trustMarks; rules in the mark are skipped too
+    std::string identifier{};               // of this pass; empty: a new one
+    bool again = false;                     // see AdapterContext::again; with an identifier that stays
     bool dryRun = false;                    // no queue is touched; the result says what there would be
     RuleWatch* watch = nullptr;             // may be null; outlives the call
 };

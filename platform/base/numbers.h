@@ -22,4 +22,8 @@ std::optional<Number> parseNumber(std::string_view text) {
 // that 63 bits cannot hold.
 std::optional<std::uint64_t> parseSize(std::string_view text);
 
+// Seconds in "90s", "15m", "12h", "30d" or "2w". Nothing for any other text and for more than a thousand
+// years.
+std::optional<std::int64_t> parseDuration(std::string_view text);
+
 } // namespace quzo::platform

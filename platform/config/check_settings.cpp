@@ -2,6 +2,7 @@
 // one go and before any message is touched.
 #include <algorithm>
 
+#include "platform/base/next_hop.h"
 #include "platform/base/numbers.h"
 #include "platform/base/visible_text.h"
 #include "platform/charset/converter.h"
@@ -71,6 +72,12 @@ std::string expectedInstead(const KnownKey& known, const std::string& value) {
             return isSize(known, value) ? "" : wantedSize(known.most);
         case KeyType::Choice:
             return isChoice(value, known.choices) ? "" : "one of " + listed(known.choices);
+        case KeyType::Duration:
+            return isDuration(value) ? "" : "a time, such as 90s, 5m, 4h or 5d";
+        case KeyType::NextHop:
+            return value.empty() || readNextHop(value) ? ""
+                                                       : "the URL of a mail server, such as "
+                                                         "smtp://mx.example.com:25 or smtps://mx.example.com";
         case KeyType::Prefix:
             return value.empty() || (hasPrefix(value, known.choices) && !isQuoted(value))
                        ? ""

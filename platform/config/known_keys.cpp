@@ -19,6 +19,7 @@ constexpr std::string_view kMessage = "MessageModule";
 constexpr std::string_view kNotification = "General-Notification";
 constexpr std::string_view kPlatform = "platform";
 constexpr std::string_view kSnmp = "snmp";
+constexpr std::string_view kRunner = "runner";
 
 template <typename Test>
 bool anyChoice(std::string_view choices, Test&& test) {
@@ -66,8 +67,9 @@ const std::vector<KnownKey>& knownKeys() {
         {kPlatform, "hostname", KeyType::Host},
         {kPlatform, "spool", KeyType::Path},
         {kPlatform, "tenant", KeyType::Count},
-        {kPlatform, "next_hop", KeyType::Prefix, "smtp://|smtps://", true},
+        {kPlatform, "next_hop", KeyType::NextHop, {}, true},
         {kPlatform, "tls", KeyType::Choice, "off|try|require"},
+        {kPlatform, "tls_ca", KeyType::Path},
         {kPlatform, "timeout", KeyType::Positive},
         {kPlatform, "limit_message", KeyType::Size, {}, false, kMaxMessageBytes},
         {kPlatform, "limit_header", KeyType::Size},
@@ -89,6 +91,10 @@ const std::vector<KnownKey>& knownKeys() {
         {kSnmp, "priv_protocol", KeyType::Choice, "AES|AES-192|AES-256"},
         {kSnmp, "priv_passphrase", KeyType::Snmp, {}, true},
         {kSnmp, "engine_id", KeyType::Snmp},
+        {kRunner, "retry_first", KeyType::Duration},
+        {kRunner, "retry_longest", KeyType::Duration},
+        {kRunner, "give_up_after", KeyType::Duration},
+        {kRunner, "poll", KeyType::Duration},
     };
     return keys;
 }
@@ -145,6 +151,8 @@ bool isHost(std::string_view text) {
     // Behind an "@" an address without brackets would be none.
     return text.find(':') == std::string_view::npos && !text.ends_with('.') && readHostName(text, plain);
 }
+
+bool isDuration(std::string_view text) { return parseDuration(text).value_or(0) > 0; }
 
 bool isChoice(std::string_view text, std::string_view choices) {
     return anyChoice(choices, [&](std::string_view choice) { return text == choice; });

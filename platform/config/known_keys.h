@@ -21,6 +21,8 @@ enum class KeyType : std::uint8_t {
     Count,    // a number of things; 0 is no limit
     Size,     // a number of bytes, with K, M or G for 2^10, 2^20 or 2^30; 0 is no limit
     Choice,   // one of `choices`
+    Duration, // a time of more than nothing, such as 90s, 5m, 4h, 5d
+    NextHop,  // the URL of a mail server
     Prefix,   // begins with one of `choices`
     Snmp,     // what platform/config/snmp_settings.h says of the key
 };
@@ -49,6 +51,7 @@ std::string_view sectionOfKey(std::string_view key);
 // Whether a value is what the types above say.
 bool isSize(const KnownKey& known, std::string_view text);
 bool isHost(std::string_view text);
+bool isDuration(std::string_view text);
 bool isChoice(std::string_view text, std::string_view choices);
 bool hasPrefix(std::string_view text, std::string_view prefixes);
 

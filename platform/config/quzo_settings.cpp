@@ -138,7 +138,8 @@ PlatformSettings IniSettings::platform() const {
     settings.hostname = text("hostname").value_or(settings.hostname);
     settings.store = text("store").value_or(settings.store);
     settings.spool = text("spool").value_or(settings.spool);
-    settings.nextHop = text("next_hop").value_or(settings.nextHop);
+    settings.nextHop = readNextHop(text("next_hop").value_or(""));
+    settings.tlsCa = text("tls_ca").value_or(settings.tlsCa);
     settings.log = text("log").value_or(settings.log);
     count("tenant", settings.tenant);
     const int timeout = parseNumber<int>(text("timeout").value_or("")).value_or(0);
@@ -171,5 +172,18 @@ PlatformSettings IniSettings::platform() const {
 }
 
 SnmpSettings IniSettings::snmp() const { return readSnmpSettings(file_, ownHostName(platform().hostname)); }
+
+RunnerSettings IniSettings::runner() const {
+    RunnerSettings settings;
+    const auto read = [&](std::string_view key, std::int64_t& into) {
+        const IniFile::Entry* entry = file_.find("runner", key);
+        into = entry != nullptr && isDuration(entry->value) ? *parseDuration(entry->value) : into;
+    };
+    read("retry_first", settings.retryFirst);
+    read("retry_longest", settings.retryLongest);
+    read("give_up_after", settings.giveUpAfter);
+    read("poll", settings.poll);
+    return settings;
+}
 
 } // namespace quzo::platform

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/next_hop.h"
 #include "platform/config/ini_file.h"
 #include "platform/config/snmp_settings.h"
 #include "platform/message/edit/raw_values.h"
@@ -24,12 +25,13 @@ struct PlatformSettings {
     // What becomes of a message beyond a limit: tried later, judged by what could be read of it, or failed.
     enum class OnLimit : std::uint8_t { Defer, Pass, Refuse };
 
-    std::string hostname; // under which this host writes mail; empty: the settings do not say
-    std::string store;    // connection string; empty: no named objects
-    std::string spool;    // root of the queues; empty: no queues
-    unsigned tenant = 0;  // whose named objects
-    std::string nextHop;  // smtp URL; empty: nothing is sent
+    std::string hostname;           // under which this host writes mail; empty: the settings do not say
+    std::string store;              // connection string; empty: no named objects
+    std::string spool;              // root of the queues; empty: no queues
+    unsigned tenant = 0;            // whose named objects
+    std::optional<NextHop> nextHop; // none: only what has a server of its own is sent
     Tls tls = Tls::Try;
+    std::string tlsCa; // file of certificates that are trusted in place of the system's; empty: the system's
     int timeout = 300; // seconds, of one SMTP exchange
     Limits limits;
     RawValues rawValues = RawValues::WithCharset; // AsTheyCame with "TagNotEncoding" of [MessageModule]
@@ -38,6 +40,14 @@ struct PlatformSettings {
     bool removalNote = false;   // a text stands where an attachment was removed
     std::string log = "stderr"; // or the path of a file
     int logLevel = 1;           // 0 to 3
+};
+
+// What the section [runner] says, with its defaults; seconds.
+struct RunnerSettings {
+    std::int64_t retryFirst = 300;        // pause after the first attempt; each further one is twice as long
+    std::int64_t retryLongest = 4 * 3600; // and never longer than this
+    std::int64_t giveUpAfter = 5 * 24 * 3600; // in the queue
+    std::int64_t poll = 10;                   // between two looks at the queues
 };
 
 // The settings of an installation: the file, and below it the host's own defaults (utf-8 as the charset of
@@ -63,6 +73,8 @@ public:
     // A value that is not of its kind leaves the default.
     PlatformSettings platform() const;
     SnmpSettings snmp() const;
+
+    RunnerSettings runner() const;
 
     const IniFile& file() const { return file_; }
 

@@ -57,6 +57,12 @@ std::string subjectOf(MailMessage& msg) {
     return subject;
 }
 
+bool isSameWork(const QueueStore& store, const QueueEntry& entry) {
+    QueueEntry there;
+    return store.read(entry.id, there) == kErrorNone && there.rule == entry.rule &&
+           there.areaId == entry.areaId && there.recipients == entry.recipients;
+}
+
 } // namespace
 
 template <typename Number, typename Work>
@@ -110,6 +116,9 @@ int QueueAdapter::put(QueueStore* store, QueueEntry& entry, const MessageWriter&
     int error = kErrorNone;
     try {
         error = context_.dryRun ? int{kErrorNone} : store->store(entry, write);
+        if (error == kErrorExists && context_.again && isSameWork(*store, entry)) {
+            error = kErrorNone;
+        }
     } catch (...) {
         queued_.pop_back();
         throw;

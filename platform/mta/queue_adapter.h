@@ -25,6 +25,10 @@ struct AdapterContext {
     std::string hostname; // completes the sender "QUZO" of what leaves
 
     bool dryRun = false; // check and record as always, and succeed, but store nothing
+
+    // An earlier attempt at this very pass, with the same identifier, may have been cut off behind a store:
+    // what the same rule has put under that identifier for the same people counts as stored.
+    bool again = false;
 };
 
 // Bound to one message's processing, composed messages included; one adapter a message, used by one thread.

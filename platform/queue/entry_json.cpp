@@ -135,6 +135,18 @@ void readRecipients(Fields& fields, QueueEntry& out) {
     }
 }
 
+void readRefused(Fields& fields, QueueEntry& out) {
+    const auto list = fields.take("refused");
+    require(!list || list->is_array());
+    for (const Json& each : list ? *list : Json::array()) {
+        Fields one(each);
+        out.refused.push_back({one.text("recipient"), one.text("answer")});
+        require(one.rest().empty());
+    }
+    out.split = fields.text("split");
+    require(out.split.empty() || isQueueIdentifier(out.split));
+}
+
 void readTokens(Fields& fields, QueueEntry& out) {
     const auto tokens = fields.take("tokens");
     if (!tokens) {
@@ -192,6 +204,7 @@ void read(std::string_view text, QueueEntry& out) {
     out.due = fields.time("due");
     readParts(fields, out);
     readTokens(fields, out);
+    readRefused(fields, out);
     out.previous = fields.text("previous");
     out.attempts = fields.number<std::uint32_t>("attempts").value_or(0);
     out.reason = fields.text("reason");
@@ -229,6 +242,12 @@ void putParts(Json& object, const QueueEntry& entry) {
         require(isQueueIdentifier(entry.origin->id), kErrorInvalidArgument);
         object["origin"] = {{"queue", escapedText(entry.origin->queue)}, {"id", entry.origin->id}};
     }
+    for (const RefusedRecipient& each : entry.refused) {
+        object["refused"].push_back(
+            {{"recipient", escapedText(each.recipient)}, {"answer", escapedText(each.answer)}});
+    }
+    require(entry.split.empty() || isQueueIdentifier(entry.split), kErrorInvalidArgument);
+    put(object, "split", entry.split);
     for (const auto& [code, text] : entry.tokens) {
         require(code < 1000000000, kErrorInvalidArgument);
         object["tokens"][std::to_string(code)] = escapedText(text);

@@ -125,6 +125,8 @@ int QueueAdmin::makeReleased(const QueueEntry& entry, const ReleaseOptions& opti
     out.due.reset();
     out.attempts = 0;
     out.reason.clear();
+    out.refused.clear();
+    out.split.clear();
     return kErrorNone;
 }
 

@@ -22,6 +22,12 @@ struct QueueOrigin {
     std::string id;
 };
 
+// A recipient whom a server has refused for good, and what it said.
+struct RefusedRecipient {
+    std::string recipient;
+    std::string answer;
+};
+
 // Texts may hold any bytes. Times are seconds since 1970.
 struct QueueEntry {
     std::string id;     // see isQueueIdentifier()
@@ -41,9 +47,11 @@ struct QueueEntry {
     std::map<std::uint32_t, std::string> tokens; // scan tokens for the next pass, by their code
     std::string previous;                        // identifier of the pass or entry before; may be empty
     std::optional<QueueOrigin> origin;
-    std::uint32_t attempts = 0; // of delivery
-    std::string reason;         // why it is here, or why it is still here
-    std::string others;         // fields that this version does not know, a JSON object; empty: none
+    std::uint32_t attempts = 0;            // of delivery
+    std::string reason;                    // why it is here, or why it is still here
+    std::vector<RefusedRecipient> refused; // those of `recipients` who are not tried any more
+    std::string split;  // identifier of the entry that some recipients have gone into; see queue_split.h
+    std::string others; // fields that this version does not know, a JSON object; empty: none
 
     // Whether it has an age limit and that has passed.
     bool agedOut(std::int64_t now) const {

@@ -92,6 +92,8 @@ public:
     // kErrorNotFound.
     int storeHeld(QueueEntry& entry, const MessageWriter& write);
     int publishHeld(std::string_view id, std::string_view process);
+    // The same, whoever has stored it.
+    int publishHeld(std::string_view id);
     // Takes away what an earlier attempt has left; no error when there is nothing. The caller must be the
     // only one who may store under this identifier. kErrorExists when the entry is there in full.
     int discardHeld(std::string_view id);

@@ -69,7 +69,9 @@ void settleHeld(Queues& queues, QueueStore& target, const ListedEntry& held, std
         return;
     }
     if (!gone) {
-        if (!processRuns(held.process) && now - held.entry.stored >= kForgottenAge) {
+        // Of a part that was split off, its origin tells whether it is one: that goes on without it.
+        const bool whole = held.id == derivedIdentifier(held.entry.origin->queue, held.entry.origin->id);
+        if (whole && !processRuns(held.process) && now - held.entry.stored >= kForgottenAge) {
             target.dropHeld(held.id, held.process);
         }
     } else if (held.message) {

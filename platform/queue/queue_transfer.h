@@ -23,7 +23,8 @@ class Queues;
 int transferEntry(QueueClaim& source, QueueStore& target, QueueEntry& entry, const MessageWriter& write);
 
 // Judges a held entry that a clean-up has found in `target`: publishes it when its origin is gone; drops it
-// when the process that stored it is gone too, its origin stands and an hour has passed; else leaves it.
+// when the process that stored it is gone too, its origin stands and an hour has passed, unless it is a part
+// of that (queue_split.h); else leaves it.
 void settleHeld(Queues& queues, QueueStore& target, const ListedEntry& held, std::int64_t now);
 
 } // namespace quzo::platform

@@ -186,6 +186,18 @@ int QueueStore::publishHeld(std::string_view id, std::string_view process) {
     return missingOrFailed("cannot publish", id, error);
 }
 
+int QueueStore::publishHeld(std::string_view id) {
+    FileHandle directory;
+    if (const int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorNotFound}) {
+        return error;
+    }
+    EntryNames names;
+    if (const int error = findNames(directory.get(), id, names)) {
+        return error;
+    }
+    return names.state == EntryState::Held ? publishHeld(id, names.process) : int{kErrorNotFound};
+}
+
 int QueueStore::dropHeld(std::string_view id, std::string_view process) {
     FileHandle directory;
     if (const int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorNotFound}) {

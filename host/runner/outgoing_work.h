@@ -1,0 +1,49 @@
+// An entry of the outgoing queue: an attempt to deliver it.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/runner/entry_moves.h"
+#include "platform/base/next_hop.h"
+#include "platform/mta/smtp/mail_sender.h"
+
+namespace quzo::host {
+
+// For one thread; `moves` and `sender` outlive it.
+class OutgoingWork {
+public:
+    OutgoingWork(const EntryMoves& moves, platform::MailSender& sender,
+                 std::optional<platform::NextHop> nextHop)
+        : moves_(moves), sender_(sender), nextHop_(std::move(nextHop)) {}
+
+    // The server for the entry: its own, or the next hop. None: it cannot be sent at all.
+    std::optional<platform::NextHop> hopOf(const platform::QueueEntry& entry) const;
+
+    // Sends to all recipients who have not got it and are not refused, a hundred at a time. After each
+    // hundred the disk says who has it. A server that could not be reached is not asked again for a minute;
+    // what goes there meanwhile gets the same answer.
+    WorkDone work(platform::QueueClaim& claim, std::int64_t now);
+
+private:
+    struct Attempt;
+    void take(const platform::SendResult& result, const std::vector<std::string>& recipients,
+              Attempt& attempt);
+    platform::SendResult send(platform::SendJob& job, std::int64_t now);
+    WorkDone finish(platform::QueueClaim& claim, Attempt& attempt, std::int64_t now);
+
+    struct Silence {
+        std::int64_t until = 0; // seconds since 1970
+        std::string reason;
+    };
+
+    const EntryMoves& moves_;
+    platform::MailSender& sender_;
+    std::optional<platform::NextHop> nextHop_;
+    std::map<std::pair<std::string, std::uint16_t>, Silence> silent_; // servers, by host and port
+};
+
+} // namespace quzo::host

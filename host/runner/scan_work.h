@@ -1,0 +1,18 @@
+// An entry of the scan queue: another pass of the policy.
+#pragma once
+
+#include <cstdint>
+
+#include "host/gateway/snapshot.h"
+#include "host/runner/entry_moves.h"
+
+namespace quzo::host {
+
+// Runs the message through the rules of the snapshot, without those that its mark names, with what the entry
+// knows of it from before. What goes on is in the outgoing queue before the entry is gone; what an action
+// took is where that put it; what could not be handled waits or fails. The pass has the same identifier each
+// time that it is tried, so one that was cut off stores nothing twice.
+WorkDone workScan(const Snapshot& snapshot, const EntryMoves& moves, platform::QueueClaim& claim,
+                  std::int64_t now);
+
+} // namespace quzo::host
