@@ -86,7 +86,7 @@ TEST(Settings, ReadsThePlatformSection) {
     PlatformSettings platform = settings.platform();
     EXPECT_EQ(platform.rawValues, quzo::platform::RawValues::WithCharset);
     EXPECT_EQ(platform.store, "sqlite3:///x.db");
-    EXPECT_EQ(platform.nextHop, platform::readNextHop("smtp://127.0.0.1:2525"));
+    EXPECT_EQ(platform.nextHop, quzo::platform::readNextHop("smtp://127.0.0.1:2525"));
     EXPECT_EQ(platform.tls, PlatformSettings::Tls::Require);
     EXPECT_EQ(platform.timeout, 20);
     EXPECT_EQ(platform.limits.messageBytes, std::size_t{100} << 20U);
