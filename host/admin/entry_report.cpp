@@ -23,21 +23,6 @@ using platform::QueueEntry;
 
 constexpr std::int64_t kDay = 86400;
 
-std::string sizeText(std::uint64_t size) {
-    constexpr std::string_view kUnits = "KMGT";
-    if (size < 1024) {
-        return std::to_string(size);
-    }
-    double value = static_cast<double>(size) / 1024;
-    std::size_t unit = 0;
-    while (value >= 999.5 && unit + 1 < kUnits.size()) {
-        value /= 1024;
-        ++unit;
-    }
-    return value < 9.95 ? fmt::format("{:.1f}{}", value, kUnits[unit])
-                        : fmt::format("{:.0f}{}", value, kUnits[unit]);
-}
-
 std::string timeText(std::int64_t time, bool utc) {
     const auto seconds = static_cast<std::time_t>(time);
     std::tm parts{};
@@ -90,6 +75,10 @@ Json knownJson(const QueueEntry& entry, std::int64_t now) {
     for (const auto& [code, value] : entry.tokens) {
         tokens[tokenName(code)] = value;
     }
+    Json refused = Json::array();
+    for (const platform::RefusedRecipient& each : entry.refused) {
+        refused.push_back({{"recipient", each.recipient}, {"answer", each.answer}});
+    }
     return {
         {"stored", timeText(entry.stored, true)},
         {"age", now - entry.stored},
@@ -106,6 +95,7 @@ Json knownJson(const QueueEntry& entry, std::int64_t now) {
          entry.route ? Json{{"host", entry.route->host}, {"port", entry.route->port}} : Json(nullptr)},
         {"attempts", entry.attempts},
         {"reason", entry.reason},
+        {"refused", std::move(refused)},
         {"previous", entry.previous},
         {"origin",
          entry.origin ? Json{{"queue", entry.origin->queue}, {"id", entry.origin->id}} : Json(nullptr)},
@@ -126,6 +116,27 @@ public:
 private:
     std::string text_;
 };
+
+// Whether its entries are on their way: then what has been tried counts.
+bool isWorkedOff(platform::QueueKind queue) {
+    return queue != platform::QueueKind::Quarantine && queue != platform::QueueKind::Archive;
+}
+
+std::string deliveryLine(platform::QueueKind queue, const QueueEntry& entry, const std::string& sender,
+                         std::int64_t now) {
+    std::string recipient = entry.recipients.empty() ? "nobody" : entry.recipients.front();
+    recipient += entry.recipients.size() > 1 ? fmt::format(" +{}", entry.recipients.size() - 1) : "";
+    const std::int64_t due = entry.due.value_or(0);
+    const std::string next = queue == platform::QueueKind::Failed ? "-"
+                             : due > now                          ? ageText(due - now)
+                                                                  : "now";
+    std::string line =
+        fmt::format("{:<26} {:>5} {:>6} {} {} {:>5} {:>5} {}", entry.id, ageText(now - entry.stored),
+                    sizeText(entry.size), platform::tableText(sender, 24), platform::tableText(recipient, 24),
+                    entry.attempts, next, platform::tableText(entry.reason, 60, false));
+    line.resize(line.find_last_not_of(' ') + 1);
+    return line + '\n';
+}
 
 std::string agingText(const QueueEntry& entry) {
     return entry.aging ? fmt::format("{} (after {} days)", timeText(*agesOutAt(entry), false), *entry.aging)
@@ -150,6 +161,10 @@ void addKnown(const QueueEntry& entry, std::int64_t now, Facts& facts) {
                                    : std::string());
     facts.add("attempts", entry.attempts == 0 ? std::string() : std::to_string(entry.attempts));
     facts.add("reason", platform::visibleText(entry.reason));
+    for (const platform::RefusedRecipient& each : entry.refused) {
+        facts.add("refused",
+                  "<" + platform::visibleText(each.recipient) + "> " + platform::visibleText(each.answer));
+    }
     facts.add("previous", platform::visibleText(entry.previous));
     facts.add("came from", entry.origin ? platform::visibleText(entry.origin->queue) + "/" + entry.origin->id
                                         : std::string());
@@ -173,6 +188,23 @@ const char* entryErrorText(int error) {
     }
 }
 
+std::string sizeText(std::uint64_t size) {
+    constexpr std::string_view kUnits = "KMGT";
+    if (size < 1024) {
+        return std::to_string(size);
+    }
+    double value = static_cast<double>(size) / 1024;
+    std::size_t unit = 0;
+    while (value >= 999.5 && unit + 1 < kUnits.size()) {
+        value /= 1024;
+        ++unit;
+    }
+    return value < 9.95 ? fmt::format("{:.1f}{}", value, kUnits[unit])
+                        : fmt::format("{:.0f}{}", value, kUnits[unit]);
+}
+
+std::string utcText(std::int64_t time) { return timeText(time, true); }
+
 std::string ageText(std::int64_t seconds) {
     constexpr std::pair<std::int64_t, char> kUnits[] = {{kDay, 'd'}, {3600, 'h'}, {60, 'm'}};
     for (const auto& [length, unit] : kUnits) {
@@ -183,17 +215,24 @@ std::string ageText(std::int64_t seconds) {
     return std::to_string(seconds < 0 ? 0 : seconds) + 's';
 }
 
-std::string tableHead() {
+std::string tableHead(platform::QueueKind queue) {
+    if (isWorkedOff(queue)) {
+        return fmt::format("{:<26} {:>5} {:>6} {:<24} {:<24} {:>5} {:>5} {}\n", "ID", "AGE", "SIZE", "SENDER",
+                           "RECIPIENT", "TRIES", "NEXT", "LAST ANSWER");
+    }
     return fmt::format("{:<26} {:>5} {:>6} {:<26} {:<32} {:>6} {}\n", "ID", "AGE", "SIZE", "SENDER",
                        "SUBJECT", "RULE", "AREA");
 }
 
-std::string tableLine(const ListedEntry& listed, std::int64_t now) {
+std::string tableLine(platform::QueueKind queue, const ListedEntry& listed, std::int64_t now) {
     if (listed.error != kErrorNone) {
         return fmt::format("{:<26} cannot be read: {}\n", listed.id, entryErrorText(listed.error));
     }
     const QueueEntry& entry = listed.entry;
     const std::string sender = entry.sender.empty() ? "<>" : entry.sender;
+    if (isWorkedOff(queue)) {
+        return deliveryLine(queue, entry, sender, now);
+    }
     const std::string area = entry.area.empty() && entry.areaId ? std::to_string(*entry.areaId) : entry.area;
     std::string line = fmt::format(
         "{:<26} {:>5} {:>6} {} {} {:>6} {}", listed.id, ageText(now - entry.stored), sizeText(entry.size),

@@ -8,7 +8,6 @@
 
 #include "host/admin/entry_report.h"
 #include "host/base/exit_code.h"
-#include "host/policy/policy_advice.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::host {
@@ -152,6 +151,13 @@ Result<platform::QueuedEntry> QueueDesk::release(const std::string& id, const pl
     return released;
 }
 
+MaybeFault QueueDesk::retry(const std::string& id, bool dryRun) {
+    ListedEntry ignored;
+    const QueueResult result =
+        dryRun ? QueueResult::of(admin_.look(queue_, id, ignored)) : admin_.retry(queue_, id);
+    return result.done() ? std::nullopt : MaybeFault(fault(id, result));
+}
+
 MaybeFault QueueDesk::remove(const std::string& id, bool dryRun) {
     ListedEntry ignored;
     const QueueResult result =
@@ -206,6 +212,19 @@ Fault QueueDesk::fault(std::string_view id, const QueueResult& result) const {
     return {said.exitCode, std::move(where), entryErrorText(result.error), said.advice};
 }
 
+MaybeFault checkRunnable(platform::QueueKind queue) {
+    switch (queue) {
+        case platform::QueueKind::Outgoing:
+        case platform::QueueKind::Scan:
+        case platform::QueueKind::Postponed:
+            return std::nullopt;
+        default:
+            break;
+    }
+    return Fault{kExitUsage, platform::queueName(queue), "holds what people decide on",
+                 "use quzo queue release; outgoing, scan and postponed are worked off"};
+}
+
 platform::QueueKind releaseTarget(bool rescan) {
     return rescan ? platform::QueueKind::Scan : platform::QueueKind::Outgoing;
 }
@@ -215,9 +234,8 @@ MaybeFault checkReleaseTarget(const std::string& queue, bool rescan) {
     if (queue != platform::queueName(target)) {
         return std::nullopt;
     }
-    const std::string_view note = waitingNote(target);
     return Fault{kExitUsage, queue, "is where it would be released to",
-                 note.empty() ? "its entries go out by themselves" : std::string(note)};
+                 "quzo queue run works its entries off"};
 }
 
 } // namespace quzo::host

@@ -54,6 +54,9 @@ public:
     // The new entry, or that of a dry run.
     Result<platform::QueuedEntry> release(const std::string& id, const platform::ReleaseOptions& how);
 
+    // Makes it due at once.
+    MaybeFault retry(const std::string& id, bool dryRun);
+
     MaybeFault remove(const std::string& id, bool dryRun);
 
     // Removes what has aged out. `visit`, which may be null, is told of each entry of a dry run.
@@ -76,6 +79,9 @@ private:
 
 // The queue of that name; a fault (64) when there is none.
 Result<platform::QueueKind> queueNamed(const std::string& name);
+
+// Whether a runner works that queue off; a fault (64) when it is one that people look after.
+MaybeFault checkRunnable(platform::QueueKind queue);
 
 // Where a release goes: the scan queue with `rescan`, else the outgoing one. A fault (64) when `queue` is
 // that queue itself.

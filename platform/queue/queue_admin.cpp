@@ -193,6 +193,20 @@ QueueResult QueueAdmin::release(QueueKind queue, std::string_view id, const Rele
     return QueueResult::of(error);
 }
 
+QueueResult QueueAdmin::retry(QueueKind queue, std::string_view id) {
+    QueueClaim claimed;
+    const QueueResult result = claim(queue, id, claimed);
+    if (!result.done() || claimed.error() != kErrorNone) {
+        return result.done() ? QueueResult{QueueResult::Outcome::Failed, claimed.error()} : result;
+    }
+    QueueEntry entry = claimed.entry();
+    if (!entry.due) {
+        return {};
+    }
+    entry.due.reset();
+    return QueueResult::of(claimed.update(entry));
+}
+
 QueueResult QueueAdmin::remove(QueueKind queue, std::string_view id) {
     QueueClaim entry;
     const QueueResult claimed = claim(queue, id, entry);

@@ -89,6 +89,9 @@ public:
     QueueResult release(QueueKind queue, std::string_view id, const ReleaseOptions& options, std::int64_t now,
                         QueuedEntry& released);
 
+    // Makes a waiting entry due at once; what is known of its attempts stays.
+    QueueResult retry(QueueKind queue, std::string_view id);
+
     // Removes the entry, also one that cannot be read.
     QueueResult remove(QueueKind queue, std::string_view id);
 

@@ -9,7 +9,6 @@
 #include "host/base/exit_code.h"
 #include "host/cli/queue/queue_commands.h"
 #include "host/cli/queue/queue_session.h"
-#include "host/policy/policy_advice.h"
 #include "platform/base/visible_text.h"
 #include "platform/message/values/mailbox.h"
 
@@ -108,11 +107,31 @@ int runQueueRelease(const QueueOptions& options, Console& console) {
             any = true;
             return releaseLine(options, desk.name(), id, *released);
         });
-    const platform::QueueKind target = releaseTarget(options.rescan);
-    if (const std::string_view note = waitingNote(target); any && !note.empty()) {
-        console.err.say({0, platform::queueName(target), std::string(note), {}});
+    if (any && !options.dryRun && !options.json) {
+        console.err.say({0,
+                         platform::queueName(releaseTarget(options.rescan)),
+                         "quzo queue run works it off, unless one runs already",
+                         {}});
     }
     return exitCode;
+}
+
+int runQueueRetry(const QueueOptions& options, Console& console) {
+    QueueOptions chosen = options;
+    chosen.queue = platform::queueName(platform::QueueKind::Outgoing);
+    if (!chosen.ids.empty() && platform::queueKind(chosen.ids.front())) {
+        chosen.queue = chosen.ids.front();
+        chosen.ids.erase(chosen.ids.begin());
+    }
+    if (const MaybeFault fault = checkRunnable(*platform::queueKind(chosen.queue))) {
+        return console.err.say(*fault);
+    }
+    return forEachEntry(chosen, console, [&](QueueDesk& desk, const std::string& id) -> Result<std::string> {
+        if (const MaybeFault fault = desk.retry(id, chosen.dryRun)) {
+            return *fault;
+        }
+        return std::string(desk.name()) + "/" + id + (chosen.dryRun ? ": would be due\n" : ": due\n");
+    });
 }
 
 int runQueueRemove(const QueueOptions& options, Console& console) {

@@ -21,16 +21,23 @@ constexpr const char* kFooter =
 Exit codes: 0 done, 64 wrong usage, 65 an entry that cannot be used, 66 no such entry, 74 reading or
 writing failed, 75 somebody else is working on it: try again, 78 wrong settings.)";
 
-CLI::App* addOne(CLI::App& queue, std::function<int(Console&)>& chosen, const Options& options,
+// A command that names its queues itself.
+CLI::App* addAny(CLI::App& queue, std::function<int(Console&)>& chosen, const Options& options,
                  const char* name, const char* help, Run run) {
     CLI::App* command = queue.add_subcommand(name, help);
     command->footer(kFooter);
     command->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini; required")
         ->type_name("FILE");
-    command->add_option("QUEUE", options->queue, "Which queue")->required()->type_name("");
     command->callback([options, &chosen, run] {
         chosen = [options, run](Console& console) { return run(*options, console); };
     });
+    return command;
+}
+
+CLI::App* addOne(CLI::App& queue, std::function<int(Console&)>& chosen, const Options& options,
+                 const char* name, const char* help, Run run) {
+    CLI::App* command = addAny(queue, chosen, options, name, help, run);
+    command->add_option("QUEUE", options->queue, "Which queue")->required()->type_name("");
     return command;
 }
 
@@ -63,12 +70,49 @@ void addMany(CLI::App& command, const Options& options) {
     addSelection(command, options);
 }
 
+constexpr const char* kRunFooter =
+    R"(What is due in the outgoing queue is sent to next_hop, what waits in the scan queue passes the policy again,
+and postponed messages go out when their time has come. [runner] in the settings has the pauses.
+
+Exit codes: 0 all that was due is done, 64 wrong usage, 65 something has failed for good: see the failed
+queue, 74 reading or writing failed, 75 something is to be tried again, 78 wrong settings. With --forever 0
+after SIGTERM or SIGINT.)";
+
+void addRun(CLI::App& queue, std::function<int(Console&)>& chosen, const Options& options) {
+    CLI::App* run = addAny(queue, chosen, options, "run", "Work queues off.", runQueueRun);
+    run->footer(kRunFooter);
+    run->add_option("QUEUE", options->queues, "outgoing, scan, postponed; all three without a name")
+        ->type_name("");
+    run->add_option("-p,--policy", options->policyFile, "Policy file; required for the scan queue")
+        ->type_name("FILE");
+    run->add_flag("--forever", options->forever, "Go on until a signal asks for the end");
+    run->add_flag("-v,--verbose", options->verbose, "A line for each entry, also of those that are done");
+}
+
+void addRetry(CLI::App& queue, std::function<int(Console&)>& chosen, const Options& options) {
+    CLI::App* retry = addAny(queue, chosen, options, "retry", "Make entries due at once.", runQueueRetry);
+    retry
+        ->add_option("QUEUE|ID", options->ids,
+                     "The queue, outgoing without a name, and identifiers of its entries")
+        ->type_name("");
+    retry->add_flag("--all", options->all,
+                    "All entries, or all for which the conditions hold, in place of IDs");
+    retry->add_flag("--dry-run", options->dryRun, "Say what would happen and touch nothing");
+    addSelection(*retry, options);
+}
+
 } // namespace
 
 void addQueueCommand(CLI::App& app, std::function<int(Console&)>& chosen) {
     CLI::App* queue = app.add_subcommand("queue", "Look after the queues on disk.");
     queue->require_subcommand(1);
     const auto options = std::make_shared<QueueOptions>();
+
+    CLI::App* status =
+        addAny(*queue, chosen, options, "status", "Show how the queues stand.", runQueueStatus);
+    status->add_flag("--json", options->json, "One JSON object a queue");
+    addRun(*queue, chosen, options);
+    addRetry(*queue, chosen, options);
 
     CLI::App* list = addOne(*queue, chosen, options, "list", "List entries.", runQueueList);
     list->add_flag("--json", options->json, "One JSON object an entry");

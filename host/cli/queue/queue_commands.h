@@ -8,6 +8,9 @@ namespace quzo::host {
 
 int runQueueList(const QueueOptions& options, Console& console);
 int runQueueShow(const QueueOptions& options, Console& console);
+int runQueueStatus(const QueueOptions& options, Console& console);
+int runQueueRun(const QueueOptions& options, Console& console);
+int runQueueRetry(const QueueOptions& options, Console& console);
 int runQueueRelease(const QueueOptions& options, Console& console);
 int runQueueRemove(const QueueOptions& options, Console& console);
 int runQueueExpire(const QueueOptions& options, Console& console);

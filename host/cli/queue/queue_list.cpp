@@ -42,13 +42,13 @@ struct TableLine {
 };
 
 // The oldest entry first, unreadable ones last.
-void printSorted(std::vector<TableLine>& lines, Console& console) {
+void printSorted(platform::QueueKind queue, std::vector<TableLine>& lines, Console& console) {
     if (lines.empty()) {
         return;
     }
     std::stable_sort(lines.begin(), lines.end(),
                      [](const TableLine& a, const TableLine& b) { return a.stored < b.stored; });
-    console.out.write(tableHead());
+    console.out.write(tableHead(queue));
     for (const TableLine& line : lines) {
         console.out.write(line.text);
     }
@@ -69,10 +69,10 @@ int runQueueList(const QueueOptions& options, Console& console) {
         }
         const bool readable = entry.error == kErrorNone;
         lines.push_back({readable ? entry.entry.stored : std::numeric_limits<std::int64_t>::max(),
-                         tableLine(entry, desk.now())});
+                         tableLine(desk.queue(), entry, desk.now())});
         return true;
     });
-    printSorted(lines, console);
+    printSorted(desk.queue(), lines, console);
     return fault ? console.err.say(*fault) : int{kExitOk};
 }
 

@@ -13,6 +13,7 @@ struct QueueOptions {
     std::string iniFile;    // empty: the built-in settings, which have no queues
     std::string policyFile; // empty: none
     std::string queue;
+    std::vector<std::string> queues; // of a command for several
     std::vector<std::string> ids;
     bool all = false; // all entries that `selection` lets through
     SelectionTexts selection;
@@ -22,6 +23,8 @@ struct QueueOptions {
     std::vector<std::string> to;
     bool rescan = false;
     bool asAttachment = false;
+    bool forever = false;
+    bool verbose = false;
 };
 
 } // namespace quzo::host
