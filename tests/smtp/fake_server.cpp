@@ -200,11 +200,11 @@ void FakeServer::talk(int client) {
             }
             message.text = *text;
             const std::string end = answer({number, "END", *text});
-            if (end.starts_with('2') || end == kDrop + "2") {
+            if (end.starts_with('2') && !message.recipients.empty()) {
                 const std::scoped_lock lock(mutex_);
                 messages_.push_back(message);
             }
-            if (end == kDrop + "2" || !carryOut(end, wire)) {
+            if (!carryOut(end, wire)) {
                 return;
             }
         }

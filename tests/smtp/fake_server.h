@@ -49,7 +49,7 @@ public:
     void setExtensions(std::vector<std::string> extensions);
 
     int connections() const { return connections_; }
-    std::vector<ServerMessage> messages() const; // to which it said yes
+    std::vector<ServerMessage> messages() const; // for somebody, to which it said yes
     std::vector<std::string> commands() const;   // as lines
     std::size_t messageCount() const { return messages().size(); }
 
