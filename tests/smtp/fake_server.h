@@ -56,7 +56,7 @@ public:
 private:
     void serve();
     void talk(int client);
-    std::string answer(const ServerStep& step);
+    std::string answer(const ServerStep& step, bool wanted = true);
 
     int listener_;
     std::uint16_t port_ = 0;

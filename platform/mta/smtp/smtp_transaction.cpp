@@ -4,8 +4,8 @@
 // hangs up before it has said so may have the message or not, which is the one case in which nobody can know.
 // Where the server allows it commands are sent together and their answers read together, in groups small
 // enough that neither side ever waits for the other to read. DATA then goes out before anybody knows whether
-// there will be a recipient: should the server want the message all the same, it gets an empty one for
-// nobody.
+// there will be a recipient: a server that wants a message for nobody all the same is hung up on, since it
+// may have taken somebody whom we do not know of.
 #include "platform/mta/smtp/smtp_transaction.h"
 
 #include <algorithm>
@@ -134,8 +134,13 @@ bool SmtpTransaction::takeRecipientReply(std::size_t place, std::vector<Recipien
 
 bool SmtpTransaction::cancelData() {
     SmtpReply taken;
-    return reply(taken, "DATA", kGoOn) &&
-           (taken.code != kGoOn || (command(".\r\n") && reply(taken, "no message")));
+    if (!reply(taken, "DATA", kGoOn)) {
+        return false;
+    }
+    if (taken.code == kGoOn) {
+        trouble_ = "the server wants a message for nobody";
+    }
+    return taken.code != kGoOn;
 }
 
 bool SmtpTransaction::sendMessage(std::vector<RecipientAnswer>& answers) {
