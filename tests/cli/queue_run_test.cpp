@@ -10,7 +10,6 @@ namespace {
 using platform::test::FakeServer;
 using platform::test::ServerStep;
 using testing::HasSubstr;
-using testing::Not;
 
 class QueueRun : public Queue {
 protected:
@@ -24,7 +23,7 @@ protected:
         const ProgramRun run = installation_.queue({"status", "--json"});
         EXPECT_EQ(run.exitCode, 0) << run.err;
         for (std::size_t at = 0, end = 0; (end = run.out.find('\n', at)) != std::string::npos; at = end + 1) {
-            const auto line = nlohmann::json::parse(run.out.substr(at, end - at));
+            auto line = nlohmann::json::parse(run.out.substr(at, end - at));
             if (line["queue"] == queue) {
                 return line;
             }
