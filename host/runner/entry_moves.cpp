@@ -1,6 +1,7 @@
 // See entry_moves.h. Everything that leaves a queue for another does so by transferEntry(), once and for all.
 #include "host/runner/entry_moves.h"
 
+#include <memory>
 #include <utility>
 
 #include "platform/queue/queue_transfer.h"
@@ -13,12 +14,22 @@ using platform::QueueClaim;
 using platform::QueueEntry;
 using platform::QueueKind;
 
+namespace {
+
+constexpr std::uint64_t kSmall = std::uint64_t{256} << 10U; // bytes of a message that is read once
+
+} // namespace
+
 WorkDone WorkDone::trouble(int error) { return {Kind::Trouble, KVMSGERR::I2A(error), error}; }
 
 MessageWriter EntryMoves::messageOf(const QueueClaim& claim) const {
     const platform::QueueStore* store = queues_.find(claim.queue());
-    return [store, id = claim.id(),
-            size = claim.entry().size](const std::function<bool(std::string_view)>& sink) {
+    return [store, id = claim.id(), size = claim.entry().size,
+            small = std::make_shared<std::string>()](const std::function<bool(std::string_view)>& sink) {
+        if (size != 0 && size <= kSmall) {
+            const int error = small->empty() ? store->readMessage(id, size, *small) : int{kErrorNone};
+            return error == kErrorNone && sink(*small);
+        }
         return store->copyMessage(id, size, sink) == kErrorNone;
     };
 }

@@ -45,7 +45,7 @@ public:
     WorkDone send(platform::QueueClaim& claim, platform::QueueEntry entry,
                   const platform::MessageWriter& write, std::int64_t now) const;
 
-    // Gives the claimed entry's message as it is stored.
+    // Gives the claimed entry's message as it is stored; a small one is read once and kept.
     platform::MessageWriter messageOf(const platform::QueueClaim& claim) const;
 
     bool givesUp(const platform::QueueEntry& entry, std::int64_t now) const {

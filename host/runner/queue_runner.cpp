@@ -67,7 +67,7 @@ const std::vector<QueueKind>& QueueRunner::queues() {
     return order;
 }
 
-int QueueRunner::say(Fault fault) {
+int QueueRunner::say(const Fault& fault) {
     if (said_.size() < kMaxSaid && said_.insert(fault.where + fault.what).second && parts_.say) {
         parts_.say(fault);
     }

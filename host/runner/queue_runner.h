@@ -63,7 +63,7 @@ private:
     int workOn(platform::QueueKind queue, platform::QueueStore& store, const std::string& id,
                RunFigures& figures);
     WorkDone work(platform::QueueKind queue, platform::QueueClaim& claim, std::int64_t now);
-    int say(Fault fault);
+    int say(const Fault& fault);
 
     Parts parts_;
     EntryMoves moves_;

@@ -44,10 +44,10 @@ struct PlatformSettings {
 
 // What the section [runner] says, with its defaults; seconds.
 struct RunnerSettings {
-    std::int64_t retryFirst = 300;        // pause after the first attempt; each further one is twice as long
-    std::int64_t retryLongest = 4 * 3600; // and never longer than this
-    std::int64_t giveUpAfter = 5 * 24 * 3600; // in the queue
-    std::int64_t poll = 10;                   // between two looks at the queues
+    std::int64_t retryFirst = 300; // pause after the first attempt; each further one is twice as long
+    std::int64_t retryLongest = std::int64_t{4} * 3600;     // and never longer than this
+    std::int64_t giveUpAfter = std::int64_t{5} * 24 * 3600; // in the queue
+    std::int64_t poll = 10;                                 // between two looks at the queues
 };
 
 // The settings of an installation: the file, and below it the host's own defaults (utf-8 as the charset of

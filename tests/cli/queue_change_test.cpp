@@ -24,7 +24,7 @@ TEST_F(Queue, ReleasesOneManyOrNone) {
     EXPECT_FALSE(fs::exists(installation_.spool() + "/outgoing"));
     run = installation_.queue({"release", "quarantine", "BB", "--to", "z@z.example", "--to", "y@z.example"});
     EXPECT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_EQ(run.err, "quzo: outgoing: nothing empties this queue yet: what is put there waits\n");
+    EXPECT_EQ(run.err, "quzo: outgoing: quzo queue run works it off, unless one runs already\n");
     EXPECT_EQ(run.out, "quarantine/BB: released to outgoing/" + ids("outgoing") + "\n");
     const platform::QueueEntry out = installation_.only("outgoing");
     EXPECT_EQ(out.recipients, (std::vector<std::string>{"z@z.example", "y@z.example"}));
@@ -35,7 +35,7 @@ TEST_F(Queue, ReleasesOneManyOrNone) {
     EXPECT_EQ(run.err,
               "quzo: quarantine/BB: there is no such entry: see quzo queue list quarantine\n"
               "quzo: quarantine/ZZ: there is no such entry: see quzo queue list quarantine\n"
-              "quzo: outgoing: nothing empties this queue yet: what is put there waits\n");
+              "quzo: outgoing: quzo queue run works it off, unless one runs already\n");
     EXPECT_EQ(installation_.entries("outgoing").size(), 3U) << "the others went";
 }
 
@@ -128,7 +128,7 @@ TEST_F(Queue, SaysWhatIsWrong) {
         {{"remove", "quarantine", "--older-than", "1d"}, 64, "no entries are named"},
         {{"remove", "quarantine", "AA", "--all"}, 64, "IDs go without --all"},
         {{"remove", "quarantine", "AA", "--rule", "1"}, 64, "IDs go without --all"},
-        {{"release", "outgoing", "AA"}, 64, "outgoing: is where it would be released to: nothing empties"},
+        {{"release", "outgoing", "AA"}, 64, "outgoing: is where it would be released to: quzo queue run"},
         {{"release", "quarantine", "AA", "--to", "a b"}, 64, "--to: 'a b' is no address"},
         {{"release", "quarantine", "AA", "--rescan", "--as-attachment"}, 64, "excludes"},
         {{"show", "quarantine", "AA", "BB", "--raw"}, 64, "--raw: is for one message"},

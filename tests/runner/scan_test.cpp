@@ -132,7 +132,7 @@ TEST_F(ScanTest, WhatCannotBeHandledWaitsAndIsGivenUp) {
     EXPECT_EQ(waiting.due, kNow + 300);
     EXPECT_THAT(waiting.reason, HasSubstr("archive"));
     EXPECT_EQ(messageOf(QueueKind::Failed), "no mail at all");
-    clock_.time = kNow + 5 * 86400;
+    clock_.time = kNow + std::int64_t{5} * 86400;
     EXPECT_EQ(scan().failed, 1U);
     EXPECT_EQ(people(QueueKind::Failed), "a@x,a@x");
     EXPECT_EQ(people(QueueKind::Outgoing), "");

@@ -148,7 +148,7 @@ void FakeServer::serve() {
 }
 
 // The scripted answer, or the usual one.
-std::string FakeServer::answer(const ServerStep& step) {
+std::string FakeServer::answer(const ServerStep& step, bool wanted) {
     const std::scoped_lock lock(mutex_);
     if (std::string scripted = script_ ? script_(step) : std::string(); !scripted.empty()) {
         return scripted;
@@ -157,7 +157,10 @@ std::string FakeServer::answer(const ServerStep& step) {
         return "220 fake";
     }
     if (step.verb == "DATA") {
-        return "354 go on";
+        return wanted ? "354 go on" : "554 nobody to give it to";
+    }
+    if (step.verb == "RCPT" && !wanted) {
+        return "503 MAIL first";
     }
     if (step.verb != "EHLO") {
         return step.verb == "QUIT" ? "221 bye" : "250 fine";
@@ -176,6 +179,7 @@ void FakeServer::talk(int client) {
         return;
     }
     ServerMessage message;
+    bool mail = false;
     while (std::optional<std::string> line = wire.line()) {
         {
             const std::scoped_lock lock(mutex_);
@@ -184,11 +188,16 @@ void FakeServer::talk(int client) {
         line->erase(line->find_last_not_of("\r\n") + 1);
         const std::string verb = line->substr(0, line->find(' '));
         const std::string argument = line->substr(std::min(verb.size() + 1, line->size()));
-        const std::string said = answer({number, verb, argument});
+        const bool wanted = verb == "DATA" ? !message.recipients.empty() : mail;
+        const std::string said = answer({number, verb, argument}, wanted);
         if (!carryOut(said, wire) || verb == "QUIT") {
             return;
         }
         const bool yes = said.starts_with('2');
+        if (verb == "MAIL" || verb == "RSET") {
+            message = {};
+            mail = verb == "MAIL" && yes;
+        }
         if (verb == "MAIL" && yes) {
             message = {argument.substr(argument.find(':') + 1), {}, {}};
         } else if (verb == "RCPT" && yes) {
@@ -200,11 +209,13 @@ void FakeServer::talk(int client) {
             }
             message.text = *text;
             const std::string end = answer({number, "END", *text});
-            if (end.starts_with('2') || end == kDrop + "2") {
+            if (end.starts_with('2') && !message.recipients.empty()) {
                 const std::scoped_lock lock(mutex_);
                 messages_.push_back(message);
             }
-            if (end == kDrop + "2" || !carryOut(end, wire)) {
+            mail = false;
+            message = {};
+            if (!carryOut(end, wire)) {
                 return;
             }
         }

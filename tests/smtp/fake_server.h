@@ -49,14 +49,14 @@ public:
     void setExtensions(std::vector<std::string> extensions);
 
     int connections() const { return connections_; }
-    std::vector<ServerMessage> messages() const; // to which it said yes
+    std::vector<ServerMessage> messages() const; // for somebody, to which it said yes
     std::vector<std::string> commands() const;   // as lines
     std::size_t messageCount() const { return messages().size(); }
 
 private:
     void serve();
     void talk(int client);
-    std::string answer(const ServerStep& step);
+    std::string answer(const ServerStep& step, bool wanted = true);
 
     int listener_;
     std::uint16_t port_ = 0;

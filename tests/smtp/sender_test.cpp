@@ -126,6 +126,29 @@ TEST_F(Sender, AServerThatSaysNothingIsGivenUpInTime) {
     }
 }
 
+// A server that refuses and goes on as if nothing was gets no message at all, not even an empty one.
+TEST_F(Sender, NothingIsSentToNobody) {
+    for (const char* refusing : {"MAIL", "RCPT"}) {
+        SCOPED_TRACE(refusing);
+        std::size_t ends = 0;
+        FakeServer server([&](const ServerStep& step) {
+            ends += step.verb == "END" ? 1 : 0;
+            return step.verb == refusing ? std::string("550 no")
+                   : step.verb == "RCPT" ? std::string("250 fine")
+                   : step.verb == "DATA" ? std::string("354 go on")
+                                         : std::string();
+        });
+        SmtpSender sender(options_);
+        SendJob wanted = job({"a@x"});
+        wanted.hop.port = server.port();
+        EXPECT_EQ(fates(sender.send(wanted)), "R");
+        server.setScript(nullptr);
+        EXPECT_EQ(fates(sender.send(wanted)), "A");
+        EXPECT_EQ(ends, 0U);
+        EXPECT_EQ(server.messages().at(0).text, kMessage);
+    }
+}
+
 TEST_F(Sender, OneConnectionServesManyAndFollowsTheServer) {
     SmtpSender sender(options_);
     for (int i = 0; i < 3; ++i) {

@@ -2,7 +2,6 @@
 #include "platform/mta/smtp/smtp_sender.h"
 
 #include <csignal>
-#include <ctime>
 #include <numeric>
 #include <optional>
 
@@ -23,15 +22,13 @@ public:
     PipeSignalHeld() {
         sigemptyset(&pipe_);
         sigaddset(&pipe_, SIGPIPE);
-        sigset_t pending;
-        sigpending(&pending);
-        waiting_ = sigismember(&pending, SIGPIPE) == 1;
+        waiting_ = waiting();
         pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
     }
     ~PipeSignalHeld() {
-        const timespec now{};
-        if (!waiting_) {
-            sigtimedwait(&pipe_, nullptr, &now);
+        if (!waiting_ && waiting()) {
+            int number = 0;
+            sigwait(&pipe_, &number);
         }
         pthread_sigmask(SIG_SETMASK, &before_, nullptr);
     }
@@ -39,6 +36,12 @@ public:
     PipeSignalHeld& operator=(const PipeSignalHeld&) = delete;
 
 private:
+    static bool waiting() {
+        sigset_t pending;
+        sigpending(&pending);
+        return sigismember(&pending, SIGPIPE) == 1;
+    }
+
     sigset_t pipe_{};
     sigset_t before_{};
     bool waiting_ = false;

@@ -3,7 +3,9 @@
 // What counts is the answer to the whole message: before it nobody is taken for served, and a server that
 // hangs up before it has said so may have the message or not, which is the one case in which nobody can know.
 // Where the server allows it commands are sent together and their answers read together, in groups small
-// enough that neither side ever waits for the other to read.
+// enough that neither side ever waits for the other to read. DATA then goes out before anybody knows whether
+// there will be a recipient: a server that wants a message for nobody all the same is hung up on, since it
+// may have taken somebody whom we do not know of.
 #include "platform/mta/smtp/smtp_transaction.h"
 
 #include <algorithm>
@@ -42,6 +44,9 @@ SmtpTransaction::End SmtpTransaction::run(const std::vector<std::size_t>& places
     const bool wanted = whole && mailTaken_ && !places_.empty();
     if (wanted) {
         whole = sendMessage(answers);
+    }
+    if (whole && !wanted && dataSent_) {
+        whole = cancelData();
     }
     if (whole && mailTaken_ && !messageOver_) {
         SmtpReply reset;
@@ -83,6 +88,10 @@ bool SmtpTransaction::sendEnvelope(std::vector<RecipientAnswer>& answers) {
         while (sent < all.size() && (lines.empty() || (together && lines.size() < kGroup))) {
             lines += "RCPT TO:<" + job_.recipients[all[sent++]] + ">\r\n";
         }
+        if (together && sent == all.size()) {
+            lines += "DATA\r\n";
+            dataSent_ = true;
+        }
         if (!command(lines) || (mail && !takeMailReply(answers))) {
             return false;
         }
@@ -123,9 +132,20 @@ bool SmtpTransaction::takeRecipientReply(std::size_t place, std::vector<Recipien
     return true;
 }
 
+bool SmtpTransaction::cancelData() {
+    SmtpReply taken;
+    if (!reply(taken, "DATA", kGoOn)) {
+        return false;
+    }
+    if (taken.code == kGoOn) {
+        trouble_ = "the server wants a message for nobody";
+    }
+    return taken.code != kGoOn;
+}
+
 bool SmtpTransaction::sendMessage(std::vector<RecipientAnswer>& answers) {
     SmtpReply taken;
-    if (!command("DATA\r\n") || !reply(taken, "DATA", kGoOn)) {
+    if ((!dataSent_ && !command("DATA\r\n")) || !reply(taken, "DATA", kGoOn)) {
         return false;
     }
     if (taken.code == kGoOn && !sendBody(answers)) {

@@ -37,6 +37,7 @@ private:
     bool sendEnvelope(std::vector<RecipientAnswer>& answers);
     bool takeMailReply(std::vector<RecipientAnswer>& answers);
     bool takeRecipientReply(std::size_t place, std::vector<RecipientAnswer>& answers);
+    bool cancelData();
     bool sendMessage(std::vector<RecipientAnswer>& answers);
     bool sendBody(std::vector<RecipientAnswer>& answers);
     bool command(std::string_view line);
@@ -53,6 +54,7 @@ private:
     std::string trouble_;             // what broke the connection
     bool answered_ = false;           // whether the server said anything that counts
     bool mailTaken_ = false;
+    bool dataSent_ = false;
     bool bodySent_ = false;    // with its end
     bool messageOver_ = false; // the server has said what becomes of it
 };

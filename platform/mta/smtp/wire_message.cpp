@@ -6,7 +6,13 @@
 namespace quzo::platform {
 namespace {
 
-constexpr std::string_view kLineEnds = "\r\n";
+// Where the next line ends, or the text.
+std::size_t lineEnd(std::string_view text, std::size_t from) {
+    while (from < text.size() && text[from] != '\r' && text[from] != '\n') {
+        ++from;
+    }
+    return from;
+}
 
 } // namespace
 
@@ -21,9 +27,9 @@ void WireEncoder::add(std::string_view piece, std::string& out) {
         if (lineStart_ && piece.front() == '.') {
             out.push_back('.');
         }
-        const std::size_t end = piece.find_first_of(kLineEnds);
+        const std::size_t end = lineEnd(piece, 0);
         out.append(piece.substr(0, end));
-        lineStart_ = end != std::string_view::npos;
+        lineStart_ = end != piece.size();
         if (!lineStart_) {
             return;
         }
@@ -41,7 +47,7 @@ bool measureMessage(const MessageWriter& message, WireFacts& out) {
     const bool read = message([&](std::string_view piece) {
         out.eightBit =
             out.eightBit || std::any_of(piece.begin(), piece.end(), [](char c) { return (c & 0x80) != 0; });
-        for (std::size_t at = 0; (at = piece.find_first_of(kLineEnds, at)) != std::string_view::npos; ++at) {
+        for (std::size_t at = 0; (at = lineEnd(piece, at)) < piece.size(); ++at) {
             const bool secondHalf = piece[at] == '\n' && (at == 0 ? last : piece[at - 1]) == '\r';
             out.size += secondHalf ? -1 : 1; // each line end is two bytes in all
         }
