@@ -13,6 +13,7 @@
 #include "host/policy/policy_objects.h"
 #include "platform/config/resources.h"
 #include "platform/log/file_log.h"
+#include "platform/snmp/snmp.h"
 #include "platform/store/connection_target.h"
 #include "quzo/core/init_action_lib.h"
 
@@ -108,6 +109,7 @@ bool Installation::startLibrary() {
     settings_.getValue("locale", locale, "general", 0);
     platform::setResourceLocale(locale);
     platform::loadResources(); // before threads start; without texts there are built-in names
+    platform::configureSnmp(settings_.snmp());
     InitActionLib(settings_, *log_);
     queues_ = std::make_unique<platform::Queues>(queuePlaces(settings_));
     return true;
