@@ -1,15 +1,20 @@
-// glibc's getaddrinfo_a asks in a thread of its own, which can be left behind when it does not come back in
-// time. What such a question works on stays allocated until it is answered.
+// The system is asked in a thread of its own, which is left behind when it does not come back in time: there
+// is no way to stop it. Each host has one such thread at most, and what it works on is the question's, which
+// lives until both sides are done with it.
 #include "platform/snmp/host_addresses.h"
 
 #include <netdb.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <chrono>
+#include <condition_variable>
+#include <exception>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 #include "quzo/core/error_text.h"
 
@@ -47,61 +52,61 @@ Addresses readAddresses(const addrinfo* first) {
 
 using AddressList = std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)>;
 
-// One question to the system.
+int errorOf(int lookup) {
+    return lookup == 0 || lookup == EAI_NONAME || lookup == EAI_NODATA ? kErrorNotFound : kErrorInputOutput;
+}
+
+// One question to the system, for the side that asks and the thread that answers.
 class Question {
 public:
-    explicit Question(std::string host) : host_(std::move(host)) {
-        request_.ar_name = host_.c_str();
-        request_.ar_request = &hints_;
-    }
+    explicit Question(std::string host) : host_(std::move(host)) {}
 
-    int ask() {
-        gaicb* list[] = {&request_};
-        return ::getaddrinfo_a(GAI_NOWAIT, list, 1, nullptr);
-    }
-
-    // Whether it is answered by then.
-    bool wait(Clock::time_point end) const {
-        while (::gai_error(request()) == EAI_INPROGRESS) {
-            const auto left = end - Clock::now();
-            if (left <= Clock::duration::zero()) {
-                return false;
-            }
-            const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
-            const timespec timeout{seconds.count(), std::chrono::nanoseconds(left - seconds).count()};
-            const gaicb* const list[] = {&request_};
-            ::gai_suspend(list, 1, &timeout);
+    // In the thread.
+    void answer() noexcept {
+        Addresses found;
+        int error = kErrorInputOutput;
+        try {
+            const addrinfo hints = wanted(AI_ADDRCONFIG);
+            addrinfo* first = nullptr;
+            const int lookup = ::getaddrinfo(host_.c_str(), nullptr, &hints, &first);
+            const AddressList list(first, &::freeaddrinfo);
+            found = readAddresses(lookup == 0 ? first : nullptr);
+            error = found.empty() ? errorOf(lookup) : kErrorNone;
+        } catch (const std::exception&) {
+            found.clear();
         }
+        const std::scoped_lock lock(mutex_);
+        addresses_ = std::move(found);
+        error_ = error;
+        answered_ = true;
+        change_.notify_all();
+    }
+
+    // Waits for the answer, not without end. False when there is none yet.
+    bool take(int& error, Addresses& addresses) {
+        std::unique_lock lock(mutex_);
+        if (!change_.wait_for(lock, kPatience, [&] { return answered_; })) {
+            return false;
+        }
+        error = error_;
+        addresses = std::move(addresses_);
         return true;
     }
 
-    bool cancel() { return ::gai_cancel(&request_) != EAI_NOTCANCELED; }
-
-    // When it is answered, once.
-    int take(Addresses& addresses) {
-        const int error = ::gai_error(&request_);
-        const AddressList list(request_.ar_result, &::freeaddrinfo);
-        request_.ar_result = nullptr;
-        addresses = error == 0 ? readAddresses(list.get()) : Addresses();
-        if (error == 0) {
-            return addresses.empty() ? kErrorNotFound : kErrorNone;
-        }
-        return error == EAI_NONAME || error == EAI_NODATA ? kErrorNotFound : kErrorInputOutput;
-    }
-
 private:
-    gaicb* request() const { return const_cast<gaicb*>(&request_); }
-
-    std::string host_;
-    addrinfo hints_ = wanted(AI_ADDRCONFIG);
-    gaicb request_{};
+    const std::string host_;
+    std::mutex mutex_;
+    std::condition_variable change_;
+    bool answered_ = false; // these three are guarded by the mutex
+    int error_ = 0;
+    Addresses addresses_;
 };
 
 struct KnownHost {
     Addresses addresses;
     int error = 0; // of the last question
     Clock::time_point until{};
-    std::unique_ptr<Question> open; // not answered yet
+    std::shared_ptr<Question> open; // not answered yet
 };
 
 struct KnownHosts {
@@ -109,29 +114,33 @@ struct KnownHosts {
     std::map<std::string, KnownHost> hosts;
 };
 
-// Never destroyed: a question that is not answered when the program ends is still written to.
 KnownHosts& knownHosts() {
-    static KnownHosts& hosts = *std::make_unique<KnownHosts>().release();
+    static KnownHosts hosts;
     return hosts;
 }
 
-void askAgain(const std::string& name, KnownHost& host) {
-    int error = kErrorInputOutput;
-    if (host.open == nullptr) {
-        auto question = std::make_unique<Question>(name);
-        if (question->ask() == 0) {
-            host.open = std::move(question);
-        }
+// Null when the system has no thread left.
+std::shared_ptr<Question> ask(const std::string& name) {
+    auto question = std::make_shared<Question>(name);
+    try {
+        std::thread([question] { question->answer(); }).detach();
+    } catch (const std::system_error&) {
+        return nullptr;
     }
-    if (host.open != nullptr && host.open->wait(Clock::now() + kPatience)) {
-        Addresses found;
-        error = host.open->take(found);
+    return question;
+}
+
+void askAgain(const std::string& name, KnownHost& host) {
+    if (host.open == nullptr) {
+        host.open = ask(name);
+    }
+    Addresses found;
+    int error = kErrorInputOutput;
+    if (host.open != nullptr && host.open->take(error, found)) {
         host.open.reset();
-        if (error == 0) {
-            host.addresses = std::move(found);
-        }
-    } else if (host.open != nullptr && host.open->cancel()) {
-        host.open.reset();
+    }
+    if (error == 0) {
+        host.addresses = std::move(found);
     }
     host.error = error;
     host.until = Clock::now() + (error == 0 ? kKnownFor : kUnknownFor);

@@ -248,29 +248,36 @@ int TrapSender::send(const Trap& trap, const HostAddress& receiver, std::uint16_
         !addVariable(*pdu, below(settings_.enterprise, {1, 1, 0}), ASN_OCTET_STR, text.data(), text.size())) {
         return kErrorNoMemory;
     }
-    netsnmp_session wanted;
-    ::snmp_sess_init(&wanted);
-    const std::string peer =
-        (receiver.ipv6 ? "udp6:[" + receiver.text + "]:" : "udp:" + receiver.text + ":") +
-        std::to_string(port);
-    wanted.peername = const_cast<char*>(peer.c_str());
-    wanted.retries = 0;
-    wanted.flags |= SNMP_FLAGS_DONT_PROBE;
-    wanted.version = version3                           ? SNMP_VERSION_3
-                     : settings_.version == Version::V1 ? SNMP_VERSION_1
-                                                        : SNMP_VERSION_2c;
-    if (version3) {
-        keys_->putInto(wanted, settings_);
-    } else {
-        wanted.community = bytes(trap.community);
-        wanted.community_len = trap.community.size();
-    }
-    const Session session(::snmp_sess_open(&wanted));
+    const std::string host = receiver.ipv6 ? "udp6:[" + receiver.text + "]" : "udp:" + receiver.text;
+    const Session session(open(trap, host + ":" + std::to_string(port)));
     if (session == nullptr || ::snmp_sess_send(session.get(), pdu.get()) == 0) {
         return kErrorInputOutput;
     }
     static_cast<void>(pdu.release()); // Net-SNMP has freed it
     return kErrorNone;
+}
+
+void* TrapSender::open(const Trap& trap, const std::string& peer) const {
+    netsnmp_session wanted;
+    ::snmp_sess_init(&wanted);
+    wanted.peername = const_cast<char*>(peer.c_str());
+    wanted.retries = 0;
+    wanted.flags |= SNMP_FLAGS_DONT_PROBE;
+    switch (settings_.version) {
+        case Version::V1:
+            wanted.version = SNMP_VERSION_1;
+            break;
+        case Version::V2c:
+            wanted.version = SNMP_VERSION_2c;
+            break;
+        case Version::V3:
+            wanted.version = SNMP_VERSION_3;
+            keys_->putInto(wanted, settings_);
+            return ::snmp_sess_open(&wanted);
+    }
+    wanted.community = bytes(trap.community);
+    wanted.community_len = trap.community.size();
+    return ::snmp_sess_open(&wanted);
 }
 
 } // namespace quzo::platform

@@ -33,6 +33,7 @@ private:
     struct Keys;
 
     std::size_t mostText(const Trap& trap) const;
+    void* open(const Trap& trap, const std::string& peer) const;
 
     const SnmpSettings settings_;
     std::unique_ptr<Keys> keys_; // of version 3, made at the first trap

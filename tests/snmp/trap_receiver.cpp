@@ -62,10 +62,8 @@ std::string readBytes(const std::string& value) {
     if (!value.starts_with(mark)) {
         return value == "\"\"" ? "" : "not in hexadecimal digits: " + value;
     }
-    std::string digits;
-    for (const char c : value.substr(mark.size())) {
-        digits += c == ' ' || c == '\n' ? "" : std::string(1, c);
-    }
+    std::string digits = value.substr(mark.size());
+    std::erase_if(digits, [](char c) { return c == ' ' || c == '\n'; });
     for (std::size_t at = 0; at + 1 < digits.size(); at += 2) {
         bytes.push_back(static_cast<char>(std::stoi(digits.substr(at, 2), nullptr, 16)));
     }
@@ -113,16 +111,16 @@ TrapReceiver::TrapReceiver(const std::string& configuration, bool anyCommunity, 
     const std::string place = (address.find(':') != std::string::npos ? "udp6:" : "udp:") + server();
     const std::string file = folder_ / "snmptrapd.conf";
     const std::string log = folder_ / "log";
-    const std::string state = folder_ / "state";
+    const std::string search = "SNMPCONFPATH=" + folder_.string();
+    const std::string state = "SNMP_PERSISTENT_DIR=" + (folder_ / "state").string();
+    const char* const environment[] = {search.c_str(), state.c_str(), nullptr};
     const pid_t parent = ::getpid();
     process_ = ::fork();
     if (process_ == 0) {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        ::setenv("SNMPCONFPATH", folder_.c_str(), 1);
-        ::setenv("SNMP_PERSISTENT_DIR", state.c_str(), 1);
         if (::getppid() == parent) {
-            ::execl(kProgram, kProgram, "-f", "-n", "-C", "-c", file.c_str(), "-Lf", log.c_str(), "-On",
-                    "-Ox", "-m", "", place.c_str(), nullptr);
+            ::execle(kProgram, kProgram, "-f", "-n", "-C", "-c", file.c_str(), "-Lf", log.c_str(), "-On",
+                     "-Ox", "-m", "", place.c_str(), nullptr, environment);
         }
         ::_exit(127);
     }
@@ -148,23 +146,25 @@ std::string TrapReceiver::server() const {
 }
 
 std::vector<ReceivedTrap> TrapReceiver::waitFor(std::size_t count) const {
-    std::vector<ReceivedTrap> traps;
+    std::vector<std::string> records;
     for (int tries = 0; tries < 1000; ++tries) {
-        traps.clear();
+        records.clear();
         const std::string log = readAll(folder_ / "log");
         for (std::size_t at = 0; (at = log.find(kBegin, at)) != std::string::npos;) {
             const std::size_t end = log.find(kEnd, at);
             if (end == std::string::npos) {
                 break;
             }
-            traps.push_back(readTrap(log.substr(at + kBegin.size(), end - at - kBegin.size())));
+            records.push_back(log.substr(at + kBegin.size(), end - at - kBegin.size()));
             at = end;
         }
-        if (traps.size() >= count) {
+        if (records.size() >= count) {
             break;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
+    std::vector<ReceivedTrap> traps;
+    std::transform(records.begin(), records.end(), std::back_inserter(traps), readTrap);
     return traps;
 }
 
