@@ -79,8 +79,6 @@ INSTANTIATE_TEST_SUITE_P(
               "p.toml:4: rule 10: when.any[0].not.sendr: ", "'sender'"},
         Fault{"ActionType", withAction("{ type = 'tagsubject' }"),
               "p.toml:4: rule 10: actions[0].type: ", "'tag-subject'"},
-        Fault{"NotInThisBuild", withAction("{ type = 'handoff', host = 'h', port = 25 }"),
-              "p.toml:4: rule 10: actions[0].type: this build does not have handoff yet", ""},
         Fault{"NoType", withAction("{ tag = 'x' }"), "p.toml:4: rule 10: actions[0]: ", "type"},
         Fault{"ActionKey", withAction("{ type = 'delete' }, { type = 'x-header', nam = 'X', value = 'y' }"),
               "p.toml:4: rule 10: actions[1].nam: ", "'name'"},
