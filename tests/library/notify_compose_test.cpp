@@ -1,6 +1,6 @@
 // Composing a notification: the order of calls, its texts, and every way in which it fails. Who gets it is in
 // notify_recipients_test.cpp.
-#include <regex>
+#include <cctype>
 
 #include "compose_fixture.h"
 #include "quzo/notify/notification_header.h"
@@ -9,6 +9,21 @@ namespace quzo::test {
 namespace {
 
 using Strings = std::vector<std::string>;
+
+// A call without the time that is in it.
+std::string shapeOf(std::string call) {
+    const std::size_t begin = call.find('\'') + 1;
+    if (call.starts_with("setHeader Date ")) {
+        for (char& c : call) {
+            c = std::isdigit(static_cast<unsigned char>(c)) != 0 ? '0' : c == '-' ? '+' : c;
+        }
+        call.replace(begin, 3, "Day").replace(begin + 8, 3, "Mon");
+        return call;
+    }
+    const std::size_t number = begin + 3;
+    const std::size_t end = call.find_first_not_of("0123456789ABCDEF", number);
+    return end >= number + 10 ? call.replace(number, end - number, "X") : call;
+}
 
 TEST_F(ComposeTest, TheOrderOfEverything) {
     area.notifySender = area.notifyRecipients = area.attachMessage = area.sendSnmpTrap = true;
@@ -20,11 +35,9 @@ TEST_F(ComposeTest, TheOrderOfEverything) {
     ASSERT_TRUE(run());
     Strings calls = fake().calls;
     for (std::string& one : calls) {
-        one = std::regex_replace(one,
-                                 std::regex("Date '[A-Z][a-z]{2}, [0-9]{2} [A-Z][a-z]{2} [0-9]{4} "
-                                            "[0-9]{2}:[0-9]{2}:[0-9]{2} [-+][0-9]{4}'"),
-                                 "Date NOW");
-        one = std::regex_replace(one, std::regex("'<A-[1-9A-F][0-9A-F]{10,}-SCANNED>'"), "ID");
+        if (one.starts_with("setHeader Date ") || one.starts_with("setHeader Message-ID ")) {
+            one = shapeOf(one);
+        }
     }
     EXPECT_EQ(calls, (Strings{"conv utf-8>utf-8 strict",
                               "create message",
@@ -49,10 +62,10 @@ TEST_F(ComposeTest, TheOrderOfEverything) {
                               "setValue 'text/html' null",
                               "setParameter charset 'utf-8'",
                               "setHeader Content-Transfer-Encoding 'base64' null",
-                              "setHeader Date NOW null",
+                              "setHeader Date 'Day, 00 Mon 0000 00:00:00 +0000' null",
                               "setHeader MIME-Version '1.0' null",
                               "setHeader To 'admin@x;root@x;from@x;r1@x;r2@x' utf-8",
-                              "setHeader Message-ID ID null",
+                              "setHeader Message-ID '<A-X-SCANNED>' null",
                               "locator 1 9 9 1",
                               "setContent 'Body of R' text/plain utf-8 base64",
                               "delete locator", // by the entity, which took it over
