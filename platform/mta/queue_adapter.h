@@ -23,7 +23,7 @@ struct AdapterContext {
     // work, its area and its aging, which are stored with the message.
     const TokenMap<ScanToken>* tokens = nullptr;
 
-    std::string hostname; // completes the sender "QUZO" of what leaves
+    std::string hostname{}; // completes the sender "QUZO" of what leaves
 
     bool dryRun = false; // check and record as always, and succeed, but store and count nothing
 
