@@ -89,6 +89,24 @@ std::string addressOf(const SummarySender& sender) {
     return leavingSender(usable ? mailbox.address : "QUZO", sender.hostname);
 }
 
+// Whether the queue has the summary, from somebody who did not come to forget what it tells of; what is not
+// whole of it is taken away. Only one may be at it, and the ledger's lock sees to that.
+bool isStored(QueueStore& outgoing, const std::string& id, int& error) {
+    error = outgoing.discardHeld(id);
+    if (error != kErrorExists) {
+        return false;
+    }
+    ListedEntry entry;
+    error = outgoing.look(id, entry);
+    if (error != kErrorNone || entry.message) {
+        return error == kErrorNone;
+    }
+    // A crash on a disk without a journal has left it without its message.
+    QueueClaim claim;
+    error = outgoing.claim(id, claim) == ClaimOutcome::Taken ? claim.remove() : int{kErrorInputOutput};
+    return false;
+}
+
 int storeSummary(QueueStore& outgoing, const SummarySender& sender, std::int64_t now,
                  const NoticeRecord& record, const HeldNotices& held, const std::string& id) {
     QueueEntry entry;
@@ -120,10 +138,11 @@ int composeDueSummaries(NoticeLedger& ledger, Queues& queues, const SummarySende
     }
     return ledger.sumUpDue(
         now, [&](const NoticeRecord& record, const HeldNotices& held, const std::string& id) -> int {
-            const int error = storeSummary(*outgoing, sender, now, record, held, id);
-            if (error == kErrorExists) {
-                return kErrorNone; // by somebody who did not come to forget it
+            int error = kErrorNone;
+            if (isStored(*outgoing, id, error)) {
+                return kErrorNone;
             }
+            error = error == kErrorNone ? storeSummary(*outgoing, sender, now, record, held, id) : error;
             composed += error == kErrorNone ? 1 : 0;
             if (error == kErrorNone) {
                 ActionLog::L2("%s tells <%s> of %llu notifications that were held back.", id.c_str(),
