@@ -18,8 +18,10 @@ void spareAutomaticSender(const Rule& rule, const NamedObjMgrForScanner& objects
         }
         for (const unsigned id : objectIdsOf(*action.type, action.setting)) {
             auto* area = dynamic_cast<uiNotifyArea*>(objects.find(id));
-            const std::string_view sign =
-                area != nullptr && area->notifySender ? signOfAutomatic(sender, header) : std::string_view();
+            if (area == nullptr || !area->notifySender) {
+                continue;
+            }
+            const std::string_view sign = signOfAutomatic(sender, header);
             if (!sign.empty()) {
                 area->notifySender = false;
                 ActionLog::L2("Rule %u does not notify the sender: %.*s shows that the message is automatic.",
