@@ -13,6 +13,8 @@
 #include "host/policy/policy_objects.h"
 #include "platform/config/resources.h"
 #include "platform/log/file_log.h"
+#include "platform/mta/notice_summary.h"
+#include "platform/queue/tidy_turn.h"
 #include "platform/snmp/snmp.h"
 #include "platform/store/connection_target.h"
 #include "quzo/core/init_action_lib.h"
@@ -32,6 +34,15 @@ platform::QueuePlaces queuePlaces(platform::IniSettings& settings) {
     settings.getValue("queue_quarantine", places.quarantine, "general", 0);
     settings.getValue("queue_archive", places.archive, "general", 0);
     return places;
+}
+
+// Beside the queues, since it counts for all of them. Null without a spool.
+std::shared_ptr<platform::NoticeLedger> noticeLedger(std::string spool) {
+    if (spool.empty()) {
+        return nullptr;
+    }
+    spool += spool.ends_with('/') ? "notices" : "/notices";
+    return std::make_shared<platform::NoticeLedger>(std::move(spool));
 }
 
 bool usesQueues(const Policy& policy) {
@@ -89,7 +100,8 @@ bool Installation::open(Needs needs) {
         findings_.insert(findings_.end(), loaded.findings.begin(), loaded.findings.end());
         if (!hasErrors(findings_)) {
             snapshot_ = std::make_shared<const Snapshot>(std::move(loaded.policy), std::move(loaded.objects),
-                                                         scannerOptionsOf(settings_.platform()));
+                                                         scannerOptionsOf(settings_.platform()),
+                                                         noticeOptionsOf(settings_.platform(), notices_));
         }
     }
     return !hasErrors(findings_);
@@ -112,6 +124,7 @@ bool Installation::startLibrary() {
     platform::configureSnmp(settings_.snmp());
     InitActionLib(settings_, *log_);
     queues_ = std::make_unique<platform::Queues>(queuePlaces(settings_));
+    notices_ = noticeLedger(platform.spool);
     return true;
 }
 
@@ -243,8 +256,9 @@ Faults Installation::reload() {
     }
     ScannerOptions options = scannerOptionsOf(settings.platform());
     options.rawValues = settings_.platform().rawValues; // the library reads that setting too
-    auto snapshot = std::make_shared<const Snapshot>(std::move(loaded.policy), std::move(loaded.objects),
-                                                     std::move(options));
+    auto snapshot =
+        std::make_shared<const Snapshot>(std::move(loaded.policy), std::move(loaded.objects),
+                                         std::move(options), noticeOptionsOf(settings.platform(), notices_));
     const std::scoped_lock lock(mutex_);
     snapshot_ = std::move(snapshot);
     return findings;
@@ -256,8 +270,31 @@ std::shared_ptr<const Snapshot> Installation::snapshot() const {
 }
 
 MaybeFault Installation::tidyQueuesIfDue(std::time_t now) {
+    MaybeFault fault;
     if (usesQueues(snapshot()->policy()) && queues_->startIfDue(now) != 0) {
-        return Fault::warning("queues", "not everything could be tidied up: see the log");
+        fault = Fault::warning("queues", "not everything could be tidied up: see the log");
+    }
+    if (notices_ != nullptr) {
+        // Whatever the policy says by now: what was held back is owed.
+        platform::TidyTurn turn(notices_->files(), "notices", notices_->directory());
+        if (turn.take(now)) {
+            const MaybeFault summaries = sendNoticeSummaries(now);
+            turn.finish(now);
+            fault = fault ? fault : summaries;
+        }
+    }
+    return fault;
+}
+
+MaybeFault Installation::sendNoticeSummaries(std::time_t now) {
+    if (notices_ == nullptr) {
+        return std::nullopt;
+    }
+    platform::SummarySender sender{.mailFrom = {}, .hostname = snapshot()->hostname()};
+    settings_.getValue("MailFrom", sender.mailFrom, "General-Notification", 0);
+    std::size_t composed = 0;
+    if (platform::composeDueSummaries(*notices_, *queues_, sender, now, composed) != 0) {
+        return Fault::warning("notices", "not all that was held back could be summed up: see the log");
     }
     return std::nullopt;
 }

@@ -11,6 +11,7 @@
 #include "host/base/fault.h"
 #include "host/gateway/snapshot.h"
 #include "platform/config/quzo_settings.h"
+#include "platform/mta/notice_ledger.h"
 #include "platform/queue/queues.h"
 #include "platform/store/object_store.h"
 #include "quzo/core/log.h"
@@ -72,9 +73,15 @@ public:
     // Never null after an open() with Needs::library; without directories in the settings it has no queues.
     platform::Queues* queues() const { return queues_.get(); }
 
-    // Cleans up after killed processes in the queues, when the policy's actions use any and it is due. A
-    // fault is a warning: what cannot be tidied up is in nobody's way.
+    // Cleans up after killed processes in the queues, when the policy's actions use any and it is due, and
+    // does what sendNoticeSummaries() does, at most once an hour. A fault is a warning: what cannot be tidied
+    // up is in nobody's way.
     MaybeFault tidyQueuesIfDue(std::time_t now);
+
+    // Puts mails into the outgoing queue that sum up the notifications which were held back in an hour that
+    // is over; for programs that work on the queues, as often as they like. A fault is a warning: what could
+    // not be sent waits for the next time. After an open() with Needs::library.
+    MaybeFault sendNoticeSummaries(std::time_t now);
 
     // Tells the store which objects the policy refers to, so that nobody removes them, and closes it unless
     // it stays open. A fault is a warning: the messages can be worked on all the same. For a policy that
@@ -104,7 +111,8 @@ private:
     platform::IniSettings settings_;
     std::unique_ptr<LogMsg> log_;
     std::unique_ptr<platform::Queues> queues_;
-    std::optional<platform::ObjectStore> store_; // when it has been opened
+    std::shared_ptr<platform::NoticeLedger> notices_; // null without a spool
+    std::optional<platform::ObjectStore> store_;      // when it has been opened
 
     std::mutex reloading_; // one at a time
     mutable std::mutex mutex_;

@@ -78,7 +78,15 @@ MessageResult passMessage(const Snapshot& snapshot, platform::Queues* queues, Me
     msg.setEnvelope(envelope.sender, envelope.recipients);
     envelope.recipients = std::vector<std::string>(); // the message has them
 
-    platform::QueueAdapter adapter({queues, &job.tokens, snapshot.hostname(), job.dryRun, job.again});
+    const NoticeOptions& notices = snapshot.notices();
+    platform::QueueAdapter adapter({.queues = queues,
+                                    .tokens = &job.tokens,
+                                    .hostname = snapshot.hostname(),
+                                    .dryRun = job.dryRun,
+                                     .again = job.again,
+                                    .autoSubmitted = notices.autoSubmitted,
+                                    .noticeLimit = notices.limit,
+                                    .notices = notices.ledger.get()});
     const platform::MessageObjects objects(snapshot.objects());
     const platform::HeldTraps heldTraps(job.dryRun);
     result.scan = snapshot.scanner().scan(msg, ScanJob{.adapter = adapter,

@@ -12,7 +12,9 @@ namespace {
 using platform::IniFile;
 
 bool isOfSnapshot(std::string_view section, std::string_view key) {
-    constexpr std::string_view kKeys[] = {"hostname", "on_limit", "removal_note", "stamp_once"};
+    constexpr std::string_view kKeys[] = {
+        "hostname", "notify_auto_submitted", "notify_automatic", "notify_limit",
+        "on_limit", "removal_note",          "stamp_once"};
     return section == "platform" && (key.starts_with("limit_") ||
                                      std::find(std::begin(kKeys), std::end(kKeys), key) != std::end(kKeys));
 }

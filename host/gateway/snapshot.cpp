@@ -21,8 +21,11 @@ OnLimit onLimitOf(platform::PlatformSettings::OnLimit setting) {
 } // namespace
 
 Snapshot::Snapshot(std::shared_ptr<const Policy> policy,
-                   std::shared_ptr<const platform::StoredNamedObjects> objects, ScannerOptions options)
-    : objects_(std::move(objects)), scanner_(std::move(policy), std::move(options)) {}
+                   std::shared_ptr<const platform::StoredNamedObjects> objects, ScannerOptions options,
+                   NoticeOptions notices)
+    : objects_(std::move(objects)),
+      scanner_(std::move(policy), std::move(options)),
+      notices_(std::move(notices)) {}
 
 ScannerOptions scannerOptionsOf(const platform::PlatformSettings& settings) {
     ScannerOptions options;
@@ -32,7 +35,13 @@ ScannerOptions scannerOptionsOf(const platform::PlatformSettings& settings) {
     options.onLimit = onLimitOf(settings.onLimit);
     options.stampOnce = settings.stampOnce;
     options.removalNote = settings.removalNote;
+    options.notifyAutomatic = settings.notifyAutomatic;
     return options;
+}
+
+NoticeOptions noticeOptionsOf(const platform::PlatformSettings& settings,
+                              std::shared_ptr<platform::NoticeLedger> ledger) {
+    return {std::move(ledger), settings.notifyLimit, settings.notifyAutoSubmitted};
 }
 
 } // namespace quzo::host

@@ -7,9 +7,17 @@
 #include "host/policy/policy.h"
 #include "host/scan/scanner.h"
 #include "platform/config/quzo_settings.h"
+#include "platform/mta/notice_ledger.h"
 #include "platform/store/stored_named_objects.h"
 
 namespace quzo::host {
+
+// What becomes of the notifications that actions compose.
+struct NoticeOptions {
+    std::shared_ptr<platform::NoticeLedger> ledger{}; // null: they are not counted, and there is no limit
+    unsigned limit = 0;                               // an hour, for one recipient and rule; 0: none
+    bool autoSubmitted = false;                       // they say that a program wrote them
+};
 
 // Immutable: any number of threads may use one, and whoever holds one works with it to the end, whatever is
 // loaded meanwhile. It owns all that it refers to. What the library itself reads of the settings at its start
@@ -18,7 +26,8 @@ class Snapshot {
 public:
     // `policy` must not be null. `objects` may be: there is no store, or nothing refers to it.
     Snapshot(std::shared_ptr<const Policy> policy,
-             std::shared_ptr<const platform::StoredNamedObjects> objects, ScannerOptions options);
+             std::shared_ptr<const platform::StoredNamedObjects> objects, ScannerOptions options,
+             NoticeOptions notices = {});
 
     // Without a policy file it has no rules.
     const Policy& policy() const { return scanner_.policy(); }
@@ -33,12 +42,19 @@ public:
 
     const Scanner& scanner() const { return scanner_; }
 
+    const NoticeOptions& notices() const { return notices_; }
+
 private:
     std::shared_ptr<const platform::StoredNamedObjects> objects_;
     Scanner scanner_;
+    NoticeOptions notices_;
 };
 
 // What the settings say about scans.
 ScannerOptions scannerOptionsOf(const platform::PlatformSettings& settings);
+
+// What the settings say about notifications, which are counted in `ledger`.
+NoticeOptions noticeOptionsOf(const platform::PlatformSettings& settings,
+                              std::shared_ptr<platform::NoticeLedger> ledger);
 
 } // namespace quzo::host

@@ -9,6 +9,7 @@
 
 #include "host/scan/condition_eval.h"
 #include "host/scan/limit_fault.h"
+#include "host/scan/notified_sender.h"
 #include "host/scan/outside_marks.h"
 #include "host/scan/removal_text.h"
 #include "quzo/core/error_text.h"
@@ -161,6 +162,9 @@ bool ScanRun::runRule(const Matched& matched) {
 
     const NamedObjMgrForScanner& objects =
         job_.namedObjects != nullptr ? *job_.namedObjects : kNoNamedObjects;
+    if (!options_.notifyAutomatic) {
+        spareAutomaticSender(rule, objects, *receivedSender_, facts_.receivedHeader());
+    }
     std::vector<std::unique_ptr<QuzoAction>> actions;
     for (const RuleAction& action : rule.actions) {
         actions.push_back(makeAction(*action.type, action.setting));

@@ -27,8 +27,9 @@ struct ScannerOptions {
     platform::Limits limits;       // for the second look at a message as it was received
     platform::RawValues rawValues = platform::RawValues::WithCharset; // the same
     OnLimit onLimit = OnLimit::Defer;
-    bool stampOnce = false;   // a stamp that a text shows already is not put into it again
-    bool removalNote = false; // a text stands where an attachment was removed
+    bool stampOnce = false;       // a stamp that a text shows already is not put into it again
+    bool removalNote = false;     // a text stands where an attachment was removed
+    bool notifyAutomatic = false; // also the sender of an automatic message is notified
 };
 
 // What one scan works with beside the message. All of it is the caller's and outlives the scan.

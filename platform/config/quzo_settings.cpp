@@ -153,6 +153,9 @@ PlatformSettings IniSettings::platform() const {
     count("limit_recipients", settings.limits.recipients);
     settings.stampOnce = text("stamp_once") == "yes";
     settings.removalNote = text("removal_note") == "yes";
+    count("notify_limit", settings.notifyLimit);
+    settings.notifyAutomatic = text("notify_automatic") == "yes";
+    settings.notifyAutoSubmitted = text("notify_auto_submitted") != "no";
     const IniFile::Entry* notEncoding = file_.find("MessageModule", "TagNotEncoding");
     if (notEncoding != nullptr && parseNumber<int>(notEncoding->value).value_or(0) != 0) {
         settings.rawValues = RawValues::AsTheyCame;

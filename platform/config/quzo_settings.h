@@ -36,10 +36,14 @@ struct PlatformSettings {
     Limits limits;
     RawValues rawValues = RawValues::WithCharset; // AsTheyCame with "TagNotEncoding" of [MessageModule]
     OnLimit onLimit = OnLimit::Defer;
-    bool stampOnce = false;     // a stamp is put into a text once, however often the text comes back
-    bool removalNote = false;   // a text stands where an attachment was removed
-    std::string log = "stderr"; // or the path of a file
-    int logLevel = 1;           // 0 to 3
+    bool stampOnce = false;    // a stamp is put into a text once, however often the text comes back
+    bool removalNote = false;  // a text stands where an attachment was removed
+    unsigned notifyLimit = 20; // notifications an hour for one recipient and rule; 0: no limit
+    // Whether notifications may go to the senders of automatic and bulk mail.
+    bool notifyAutomatic = false;
+    bool notifyAutoSubmitted = true; // notifications say that a program wrote them
+    std::string log = "stderr";      // or the path of a file
+    int logLevel = 1;                // 0 to 3
 };
 
 // What the section [runner] says, with its defaults; seconds.

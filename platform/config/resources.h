@@ -21,6 +21,10 @@ constexpr const char* kActionNameBundle = "IDG_ACTION_NAMES";
 // reason, %NAME%, %TYPE% and %SIZE% the part (MailMessage::setRemovalNote()).
 constexpr const char* kRemovalBundle = "IDG_REMOVAL_NOTE";
 
+// The bundle of the mails that sum up notifications which were held back. %COUNT% in its texts is how many,
+// %RULE% and %ID% name the rule, %FROM% and %TO% the time.
+constexpr const char* kNoticeBundle = "IDG_NOTICE_SUMMARY";
+
 // Texts of every language in one directory. Immutable once loaded; any thread may use it.
 class Resources {
 public:

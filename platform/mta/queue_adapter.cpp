@@ -13,9 +13,11 @@
 
 #include "platform/base/host_name.h"
 #include "platform/base/utf8.h"
+#include "platform/mta/notice_round.h"
 #include "platform/queue/leaving_message.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/guard.h"
+#include "quzo/core/log.h"
 #include "quzo/core/msgu.h"
 #include "quzo/core/quarantine_path.h"
 
@@ -23,7 +25,8 @@ namespace quzo::platform {
 namespace {
 
 constexpr std::size_t kMaxSubject = 512;
-constexpr unsigned kMaxArchived = 1000; // entries of one identifier
+constexpr const char* kFeedbackSender = "QUZO"; // of the envelope of samples, which are no notifications
+constexpr unsigned kMaxArchived = 1000;         // entries of one identifier
 
 // What the next pass, or somebody who looks at the entry, wants of this pass's tokens.
 constexpr ScanToken kKeptTokens[] = {
@@ -61,6 +64,16 @@ bool isSameWork(const QueueStore& store, const QueueEntry& entry) {
     QueueEntry there;
     return store.read(entry.id, there) == kErrorNone && there.rule == entry.rule &&
            there.areaId == entry.areaId && there.recipients == entry.recipients;
+}
+
+// A mail without it is sent all the same.
+void addAutoSubmitted(MailMessage& msg) {
+    constexpr const char* kField = "Auto-Submitted";
+    KvMsgEntity* root = msg.getRootEntity();
+    if (root != nullptr && root->getHeaderFieldByName(kField, true) == nullptr &&
+        !msgu::setHeader(root, kField, "auto-generated", nullptr)) {
+        ActionLog::L1("A composed message goes out without %s: its header cannot be changed.", kField);
+    }
 }
 
 } // namespace
@@ -129,8 +142,7 @@ int QueueAdapter::put(QueueStore* store, QueueEntry& entry, const MessageWriter&
     return error;
 }
 
-int QueueAdapter::rescan(MailMessage& msg) {
-    QueueEntry entry = entryOf(msg);
+int QueueAdapter::rescan(MailMessage& msg, QueueEntry entry) {
     entry.markEnd = markEndOf(msg);
     return put(context_.queues->find(QueueKind::Scan), entry, writerOf(msg));
 }
@@ -143,6 +155,31 @@ int QueueAdapter::leave(MailMessage& msg, QueueEntry entry, QueueKind kind) {
     return put(context_.queues->find(kind), entry, leavingWriterOf(msg));
 }
 
+// A composed message. Recipients who have had enough of them do not get it; when that is all of them, nothing
+// is left to be done.
+int QueueAdapter::sendNotice(MailMessage& msg, bool again) {
+    if (context_.autoSubmitted) {
+        addAutoSubmitted(msg);
+    }
+    const auto store = [&](QueueEntry entry) {
+        return again ? rescan(msg, std::move(entry)) : leave(msg, std::move(entry), QueueKind::Outgoing);
+    };
+    QueueEntry entry = entryOf(msg);
+    const bool limited = context_.notices != nullptr && context_.noticeLimit > 0 && !context_.dryRun &&
+                         entry.sender != kFeedbackSender && !entry.recipients.empty();
+    if (!limited) {
+        return store(std::move(entry));
+    }
+    NoticeRound round(*context_.notices, context_.noticeLimit,
+                      {{}, entry.rule.value_or(0), entry.ruleName, entry.subject}, entry.stored);
+    round.sift(entry.recipients);
+    const int error = entry.recipients.empty() ? int{kErrorNone} : store(std::move(entry));
+    if (error == kErrorNone) {
+        round.keep();
+    }
+    return error;
+}
+
 int QueueAdapter::deleteMessage(unsigned& error, KvMsgMailMessage* msg) {
     const int result = msg == nullptr ? kErrorInvalidArgument : kErrorNone;
     deleted_ = deleted_ || result == kErrorNone;
@@ -152,17 +189,19 @@ int QueueAdapter::deleteMessage(unsigned& error, KvMsgMailMessage* msg) {
 
 int QueueAdapter::sendMessage(unsigned& error, KvMsgMailMessage* msg, bool again) {
     return run("Sending a message", error, msg, [&](MailMessage& message) {
-        return again ? rescan(message) : leave(message, entryOf(message), QueueKind::Outgoing);
+        return again ? rescan(message, entryOf(message))
+                     : leave(message, entryOf(message), QueueKind::Outgoing);
     });
 }
 
 int QueueAdapter::submitForScan(unsigned& error, KvMsgMailMessage* msg, int /*mode*/) {
-    return run("Submitting a message", error, msg, [&](MailMessage& message) { return rescan(message); });
+    return run("Submitting a message", error, msg,
+               [&](MailMessage& message) { return sendNotice(message, true); });
 }
 
 int QueueAdapter::sendComposed(unsigned& error, KvMsgMailMessage* msg) {
     return run("Sending a composed message", error, msg,
-               [&](MailMessage& message) { return leave(message, entryOf(message), QueueKind::Outgoing); });
+               [&](MailMessage& message) { return sendNotice(message, false); });
 }
 
 int QueueAdapter::postponeMessage(unsigned& error, KvMsgMailMessage* msg, unsigned char hour,

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/message/mail_message.h"
+#include "platform/mta/notice_ledger.h"
 #include "platform/mta/postpone_window.h"
 #include "platform/queue/queue_admin.h"
 #include "platform/queue/queues.h"
@@ -22,13 +23,22 @@ struct AdapterContext {
     // work, its area and its aging, which are stored with the message.
     const TokenMap<ScanToken>* tokens = nullptr;
 
-    std::string hostname; // completes the sender "QUZO" of what leaves
+    std::string hostname{}; // completes the sender "QUZO" of what leaves
 
-    bool dryRun = false; // check and record as always, and succeed, but store nothing
+    bool dryRun = false; // check and record as always, and succeed, but store and count nothing
 
     // An earlier attempt at this very pass, with the same identifier, may have been cut off behind a store:
     // what the same rule has put under that identifier for the same people counts as stored.
     bool again = false;
+
+    // Whether composed messages get the field "Auto-Submitted: auto-generated" unless they have one, so that
+    // no other program answers them.
+    bool autoSubmitted = false;
+
+    // So many notifications of one rule a recipient gets in an hour; the others are counted in the ledger, to
+    // be summed up. 0, or no ledger: there is no limit.
+    unsigned noticeLimit = 0;
+    NoticeLedger* notices = nullptr;
 };
 
 // Bound to one message's processing, composed messages included; one adapter a message, used by one thread.
@@ -65,8 +75,9 @@ private:
     template <typename Number, typename Work>
     int run(const char* where, Number& error, KvMsgMailMessage* msg, Work&& work);
 
-    int rescan(MailMessage& msg);
+    int rescan(MailMessage& msg, QueueEntry entry);
     int leave(MailMessage& msg, QueueEntry entry, QueueKind kind);
+    int sendNotice(MailMessage& msg, bool again);
     int quarantine(MailMessage& msg, const char* queueDir, char* pathOut);
     int archive(MailMessage& msg, const char* queueDir, const char* areaDescription);
     int put(QueueStore* store, QueueEntry& entry, const MessageWriter& write);

@@ -82,6 +82,7 @@ TEST(Settings, ReadsThePlatformSection) {
         "[platform]\nstore = sqlite3:///x.db\nnext_hop = smtp://127.0.0.1:2525\ntls = require\n"
         "timeout = 20\nlimit_message = 100M\nlimit_nesting = 5\nlimit_parts = 7\nlimit_fields = 9\n"
         "limit_recipients = 0\nstamp_once = yes\nremoval_note = yes\n"
+        "notify_limit = 0\nnotify_automatic = yes\nnotify_auto_submitted = no\n"
         "limit_header = 2k\non_limit = refuse\nlog = /var/log/quzo.log\nlog_level = 3\ntenant = 12\n"));
     PlatformSettings platform = settings.platform();
     EXPECT_EQ(platform.rawValues, quzo::platform::RawValues::WithCharset);
@@ -100,10 +101,13 @@ TEST(Settings, ReadsThePlatformSection) {
     EXPECT_EQ(platform.logLevel, 3);
     EXPECT_EQ(platform.tenant, 12U);
     EXPECT_TRUE(platform.stampOnce && platform.removalNote);
+    EXPECT_EQ(platform.notifyLimit, 0U);
+    EXPECT_TRUE(platform.notifyAutomatic && !platform.notifyAutoSubmitted);
     // What is no value of its kind leaves the default.
     ASSERT_TRUE(settings.parse(
         "[platform]\nstore = x.db\ntimeout = 0\nlimit_message = -1\nlimit_header = 99999999999G\n"
-        "stamp_once = no\nremoval_note = 1\ntls = maybe\nlog_level = 4\nlimit_parts = "
+        "stamp_once = no\nremoval_note = 1\nnotify_limit = many\nnotify_automatic = 1\n"
+        "notify_auto_submitted = 0\ntls = maybe\nlog_level = 4\nlimit_parts = "
         "1K\n[MessageModule]\nTagNotEncoding = 2\n"));
     const PlatformSettings usual;
     platform = settings.platform();
@@ -114,6 +118,8 @@ TEST(Settings, ReadsThePlatformSection) {
     EXPECT_EQ(platform.limits.headerBytes, usual.limits.headerBytes);
     EXPECT_EQ(platform.limits.parts, usual.limits.parts);
     EXPECT_EQ(platform.tls, usual.tls);
+    EXPECT_EQ(platform.notifyLimit, usual.notifyLimit);
+    EXPECT_TRUE(!platform.notifyAutomatic && platform.notifyAutoSubmitted);
     EXPECT_EQ(platform.logLevel, usual.logLevel);
     EXPECT_FALSE(platform.stampOnce || platform.removalNote || usual.stampOnce || usual.removalNote);
 }
