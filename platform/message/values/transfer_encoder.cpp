@@ -6,31 +6,37 @@
 
 #include "platform/base/line_breaks.h"
 #include "platform/message/values/gmime_encoding.h"
+#include "platform/message/values/header_room.h"
 
 namespace quzo::platform {
 namespace {
-
-constexpr std::size_t kPiece = 64U << 10U;
-constexpr std::size_t kRoom = 4096;
 
 // Bytes of memory for that many encoded ones, line ends included; more are needed for quoted-printable of
 // much that is not ASCII.
 std::size_t roomFor(std::size_t bytes, bool quoted) {
     const std::size_t encoded = quoted ? bytes : bytes / 3 * 4;
-    return encoded + encoded / 24 + kRoom;
+    return encoded + encoded / 24 + kHeaderRoom;
 }
 
 } // namespace
 
+struct TransferEncoder::State {
+    GMimeEncoding steps{};
+};
+
 TransferEncoder::TransferEncoder(TransferEncoding encoding, std::string_view lineBreak, std::size_t expected)
-    : quoted_(encoding == TransferEncoding::QuotedPrintable), lineBreak_(lineBreak) {
-    g_mime_encoding_init_encode(&state_, gmimeEncoding(encoding));
+    : state_(std::make_unique<State>()),
+      quoted_(encoding == TransferEncoding::QuotedPrintable),
+      lineBreak_(lineBreak) {
+    g_mime_encoding_init_encode(&state_->steps, gmimeEncoding(encoding));
     out_.reserve(roomFor(expected, quoted_));
 }
 
+TransferEncoder::~TransferEncoder() = default;
+
 void TransferEncoder::add(std::string_view bytes) {
     while (!bytes.empty()) {
-        const std::string_view piece = bytes.substr(0, kPiece);
+        const std::string_view piece = bytes.substr(0, kTransferPiece);
         bytes.remove_prefix(piece.size());
         if (!quoted_) {
             step(piece, false);
@@ -50,9 +56,9 @@ std::string TransferEncoder::finish() {
 }
 
 void TransferEncoder::step(std::string_view bytes, bool isLast) {
-    piece_.resize(g_mime_encoding_outlen(&state_, bytes.size()));
-    piece_.resize(isLast ? g_mime_encoding_flush(&state_, bytes.data(), bytes.size(), piece_.data())
-                         : g_mime_encoding_step(&state_, bytes.data(), bytes.size(), piece_.data()));
+    piece_.resize(g_mime_encoding_outlen(&state_->steps, bytes.size()));
+    piece_.resize(isLast ? g_mime_encoding_flush(&state_->steps, bytes.data(), bytes.size(), piece_.data())
+                         : g_mime_encoding_step(&state_->steps, bytes.data(), bytes.size(), piece_.data()));
     out_ += withLineBreaks(piece_, lineBreak_);
 }
 
