@@ -22,11 +22,19 @@ std::size_t roomFor(std::size_t bytes, bool quoted) {
 
 } // namespace
 
+struct TransferEncoder::State {
+    GMimeEncoding steps{};
+};
+
 TransferEncoder::TransferEncoder(TransferEncoding encoding, std::string_view lineBreak, std::size_t expected)
-    : quoted_(encoding == TransferEncoding::QuotedPrintable), lineBreak_(lineBreak) {
-    g_mime_encoding_init_encode(&state_, gmimeEncoding(encoding));
+    : state_(std::make_unique<State>()),
+      quoted_(encoding == TransferEncoding::QuotedPrintable),
+      lineBreak_(lineBreak) {
+    g_mime_encoding_init_encode(&state_->steps, gmimeEncoding(encoding));
     out_.reserve(roomFor(expected, quoted_));
 }
+
+TransferEncoder::~TransferEncoder() = default;
 
 void TransferEncoder::add(std::string_view bytes) {
     while (!bytes.empty()) {
@@ -50,9 +58,9 @@ std::string TransferEncoder::finish() {
 }
 
 void TransferEncoder::step(std::string_view bytes, bool isLast) {
-    piece_.resize(g_mime_encoding_outlen(&state_, bytes.size()));
-    piece_.resize(isLast ? g_mime_encoding_flush(&state_, bytes.data(), bytes.size(), piece_.data())
-                         : g_mime_encoding_step(&state_, bytes.data(), bytes.size(), piece_.data()));
+    piece_.resize(g_mime_encoding_outlen(&state_->steps, bytes.size()));
+    piece_.resize(isLast ? g_mime_encoding_flush(&state_->steps, bytes.data(), bytes.size(), piece_.data())
+                         : g_mime_encoding_step(&state_->steps, bytes.data(), bytes.size(), piece_.data()));
     out_ += withLineBreaks(piece_, lineBreak_);
 }
 

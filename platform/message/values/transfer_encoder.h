@@ -3,9 +3,8 @@
 // A large body is never held twice for it: the result grows while pieces of a few kilobytes are encoded.
 #pragma once
 
-#include <gmime/gmime-encodings.h>
-
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -18,6 +17,9 @@ public:
     // `encoding`: Base64 or QuotedPrintable. `lineBreak`: of the encoded lines; it outlives the encoder.
     // `expected`: about how many bytes will come.
     TransferEncoder(TransferEncoding encoding, std::string_view lineBreak, std::size_t expected);
+    ~TransferEncoder();
+    TransferEncoder(const TransferEncoder&) = delete;
+    TransferEncoder& operator=(const TransferEncoder&) = delete;
 
     void add(std::string_view bytes);
 
@@ -27,7 +29,8 @@ public:
 private:
     void step(std::string_view bytes, bool isLast);
 
-    GMimeEncoding state_{};
+    struct State; // GMime's, which the headers of others need not know
+    const std::unique_ptr<State> state_;
     const bool quoted_;
     const std::string_view lineBreak_;
     bool heldReturn_ = false; // a CR that may be half of a line break
