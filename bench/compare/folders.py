@@ -22,8 +22,8 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 PROMISED = {("stamp", "altermime"): 7, ("stamp", "mime_tools"): 14, ("stamp", "python_email"): 25,
             ("strip", "altermime"): 9}
 NAMES = {"quzo": "`quzo apply -j 1`", "quzo2": "`quzo apply -j 2`", "altermime": "altermime, one call a message",
-         "mime_tools": "Perl, MIME::Tools, one process", "mime_tools_core": "the same, bodies in memory", "python_email": "Python, email, one process",
-         "gmime": "GMime, in memory (below)"}
+         "mime_tools": "Perl, MIME::Tools, one process", "mime_tools_core": "the same, bodies in memory",
+         "python_email": "Python, email, one process", "gmime": "GMime, in memory (below)"}
 
 
 def commands(build, mail, work, job):

@@ -22,7 +22,7 @@ std::optional<std::string> encodedText(std::string_view utf8, const std::string&
 std::optional<std::string> encodedForGood(std::string_view utf8, const std::string& charset) {
     std::optional<std::string> bytes = encodedText(utf8, charset);
     if (sameCharset(charset.c_str(), "utf-8")) {
-        return bytes;
+        return bytes; // as they were
     }
     const std::optional<std::string> back = bytes ? decodedText(*bytes, charset) : std::nullopt;
     return back && *back == utf8 ? std::move(bytes) : std::nullopt;

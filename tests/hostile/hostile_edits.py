@@ -18,7 +18,7 @@ import subprocess
 import sys
 import tempfile
 
-from hostile_mail import CASES, MEMORY, RAISED, SANITIZED, Runner, check_growth, ini_of, write
+from hostile_mail import CASES, RAISED, SANITIZED, Runner, check, check_growth
 
 STAMP = "hostile stamp 7f3a: Prüfung 免責"
 MARK = b"hostile stamp 7f3a: "
@@ -57,33 +57,14 @@ def stamps_shown(message):
     return shown or base64.b64decode(message[message.index(b"\n\n"):]).count(MARK)
 
 
-def fault_of_output(runner, job, size):
+def fault_of_stripped(runner, size):
+    return "it became longer" if os.path.getsize(runner.output) > size + ROOM else None
+
+
+def fault_of_stamped(runner, _):
     with open(runner.output, "rb") as file:
-        after = file.read()
-    if job == "strip":
-        return "it became longer" if len(after) > size + ROOM else None
-    shown = stamps_shown(after)
+        shown = stamps_shown(file.read())
     return None if shown == 1 else f"the stamp is there {shown} times"
-
-
-def check(runner, job, name, generate, first, largest, raised):
-    size = write(runner.message, generate(first if SANITIZED else largest))
-    faults = []
-    code, memory = runner.run(ini_of(raised))
-    if code not in (0, 75):
-        faults.append(f"exit code {code}")
-    elif code == 0:
-        faults += filter(None, [fault_of_output(runner, job, size)])
-    if raised:
-        # The usual limits refuse most of these. They bound the memory that the parts of a message take.
-        refused, memory = runner.run("plain.ini")
-        if refused not in (0, 75):
-            faults.append(f"exit code {refused} with the usual limits")
-    if not SANITIZED and memory > 2 * size + MEMORY:
-        faults.append(f"{memory / 1e6:.0f} MB of memory for {size / 1e6:.0f} MB")
-    print(f"{job:12} {name:36} {size / 1e6:7.1f} MB  {memory / 1e6:6.0f} MB of memory  "
-          f"{'FAILED: ' + ', '.join(faults) if faults else 'ok'}", flush=True)
-    return not faults
 
 
 def main():
@@ -93,7 +74,8 @@ def main():
         prepare(runner)
         for job, actions in JOBS.items():
             use_policy(runner, actions)
-            results += [check(runner, job, *case) for case in CASES]
+            fault_of = fault_of_stripped if job == "strip" else fault_of_stamped
+            results += [check(runner, case, fault_of, f"{job:12} ") for case in CASES]
         runner.close()
         if not SANITIZED and shutil.which("valgrind"):
             use_policy(runner, ", ".join(JOBS.values()))

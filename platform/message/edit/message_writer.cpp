@@ -16,6 +16,7 @@
 #include "platform/message/edit/joined_pieces.h"
 #include "platform/message/edit/message_context.h"
 #include "platform/message/edit/slot_frame.h"
+#include "platform/message/values/header_room.h"
 
 namespace quzo::platform {
 namespace {
@@ -285,9 +286,8 @@ std::string writtenEntity(const Entity& entity) {
 }
 
 std::string writtenContent(const Entity& entity, std::string front) {
-    constexpr std::size_t kRoom = 4096;
     const EntitySpan& span = entity.span();
-    front.reserve(front.size() + span.end - std::min(span.end, span.header.bodyBegin) + kRoom);
+    front.reserve(front.size() + span.end - std::min(span.end, span.header.bodyBegin) + kHeaderRoom);
     const std::size_t least = front.size();
     std::size_t behind = 0;
     std::string out = collected(

@@ -12,6 +12,7 @@
 #include "platform/charset/converter.h"
 #include "platform/message/edit/message_context.h"
 #include "platform/message/structure/content_type.h"
+#include "platform/message/values/header_room.h"
 #include "platform/message/values/transfer_encoder.h"
 
 namespace quzo::platform {

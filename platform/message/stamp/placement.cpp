@@ -2,6 +2,7 @@
 #include "platform/message/stamp/placement.h"
 
 #include "platform/base/line_breaks.h"
+#include "platform/message/values/header_room.h"
 
 namespace quzo::platform {
 namespace {

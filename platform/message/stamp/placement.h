@@ -31,8 +31,7 @@ Placement placeInHtml(std::string_view html, std::size_t place, std::string_view
                       std::string_view lineBreak);
 
 // The text with the placement carried out. A text that is not needed any more is changed where it is; a new
-// one has room for the header of its part.
-constexpr std::size_t kHeaderRoom = 4096;
+// one has kHeaderRoom.
 std::string withPlacement(std::string_view text, const Placement& placement);
 std::string withPlacement(std::string&& text, const Placement& placement);
 

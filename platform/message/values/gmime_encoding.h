@@ -1,11 +1,16 @@
-// GMime's name of a transfer encoding.
+// What encoding and decoding by GMime's steps share.
 #pragma once
 
 #include <gmime/gmime.h>
 
+#include <cstddef>
+
 #include "platform/message/values/transfer_encoding.h"
 
 namespace quzo::platform {
+
+// How much is given to a step of GMime's at once, in bytes.
+constexpr std::size_t kTransferPiece = 64U << 10U;
 
 inline GMimeContentEncoding gmimeEncoding(TransferEncoding encoding) {
     switch (encoding) {

@@ -6,18 +6,16 @@
 
 #include "platform/base/line_breaks.h"
 #include "platform/message/values/gmime_encoding.h"
+#include "platform/message/values/header_room.h"
 
 namespace quzo::platform {
 namespace {
-
-constexpr std::size_t kPiece = 64U << 10U;
-constexpr std::size_t kRoom = 4096;
 
 // Bytes of memory for that many encoded ones, line ends included; more are needed for quoted-printable of
 // much that is not ASCII.
 std::size_t roomFor(std::size_t bytes, bool quoted) {
     const std::size_t encoded = quoted ? bytes : bytes / 3 * 4;
-    return encoded + encoded / 24 + kRoom;
+    return encoded + encoded / 24 + kHeaderRoom;
 }
 
 } // namespace
@@ -38,7 +36,7 @@ TransferEncoder::~TransferEncoder() = default;
 
 void TransferEncoder::add(std::string_view bytes) {
     while (!bytes.empty()) {
-        const std::string_view piece = bytes.substr(0, kPiece);
+        const std::string_view piece = bytes.substr(0, kTransferPiece);
         bytes.remove_prefix(piece.size());
         if (!quoted_) {
             step(piece, false);

@@ -14,8 +14,6 @@
 namespace quzo::platform {
 namespace {
 
-constexpr std::size_t kPiece = 64U << 10U;
-
 // Behind the "begin MODE NAME" line of a uuencoded body; npos without one.
 std::size_t behindBeginLine(std::string_view body) {
     std::size_t line = 0;
@@ -99,8 +97,8 @@ void decodeTransfer(std::string_view body, TransferEncoding encoding, const Text
         decoded.resize(g_mime_encoding_step(&state, piece.data(), piece.size(), decoded.data()));
         return sink(decoded);
     };
-    for (std::size_t at = 0; at < body.size(); at += kPiece) {
-        if (!step(body.substr(at, kPiece))) {
+    for (std::size_t at = 0; at < body.size(); at += kTransferPiece) {
+        if (!step(body.substr(at, kTransferPiece))) {
             return;
         }
     }
