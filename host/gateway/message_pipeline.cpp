@@ -83,7 +83,7 @@ MessageResult passMessage(const Snapshot& snapshot, platform::Queues* queues, Me
                                     .tokens = &job.tokens,
                                     .hostname = snapshot.hostname(),
                                     .dryRun = job.dryRun,
-                                     .again = job.again,
+                                    .again = job.again,
                                     .autoSubmitted = notices.autoSubmitted,
                                     .noticeLimit = notices.limit,
                                     .notices = notices.ledger.get()});
