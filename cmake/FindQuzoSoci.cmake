@@ -4,6 +4,7 @@
 # What PostgreSQL needs is loaded by name when a store asks for it (platform/store/postgres_library.h); the names are those
 # of the libraries that the headers belong to: QUZO_SOCI_POSTGRESQL and QUZO_LIBPQ. Only tests that speak to a server
 # themselves link it.
+include(${CMAKE_CURRENT_LIST_DIR}/QuzoSoname.cmake)
 find_package(PkgConfig QUIET)
 pkg_check_modules(LIBPQ QUIET IMPORTED_TARGET GLOBAL libpq)
 pkg_check_modules(SQLITE3 QUIET IMPORTED_TARGET GLOBAL sqlite3)
@@ -17,14 +18,6 @@ mark_as_advanced(SOCI_INCLUDE_DIR BOOST_INCLUDE_DIR SOCI_postgresql_LIBRARY SOCI
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(QuzoSoci REQUIRED_VARS SOCI_core_LIBRARY SOCI_postgresql_LIBRARY
                                   SOCI_sqlite3_LIBRARY SOCI_INCLUDE_DIR BOOST_INCLUDE_DIR LIBPQ_FOUND SQLITE3_FOUND)
-
-function(quzo_soname library result)
-  execute_process(COMMAND ${CMAKE_OBJDUMP} -p ${library} OUTPUT_VARIABLE headers COMMAND_ERROR_IS_FATAL ANY)
-  if(NOT headers MATCHES "SONAME +([^\n ]+)")
-    message(FATAL_ERROR "${library} has no name to load it by")
-  endif()
-  set(${result} ${CMAKE_MATCH_1} PARENT_SCOPE)
-endfunction()
 
 if(QuzoSoci_FOUND AND NOT TARGET quzo::soci)
   quzo_soname(${SOCI_postgresql_LIBRARY} QUZO_SOCI_POSTGRESQL)

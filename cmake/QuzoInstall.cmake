@@ -20,11 +20,11 @@ install(TARGETS quzoplatform ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(EXPORT quzo_targets FILE quzo-targets.cmake NAMESPACE quzo:: DESTINATION ${quzo_cmake_dir})
 
 # docs/library.md tells which headers of the platform are meant for programs; those include some of the others. Those
-# that only compile with GMime's flags stay at home.
+# that only compile with the headers of another library stay at home.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/quzo ${PROJECT_SOURCE_DIR}/platform DESTINATION ${quzo_include_dir}
   FILES_MATCHING PATTERN "*.h"
   PATTERN "gmime_*.h" EXCLUDE
-  PATTERN "postgres_library.h" EXCLUDE
+  PATTERN "*_library.h" EXCLUDE
   PATTERN "locale" EXCLUDE)
 
 # Before version 1.0 any minor version may change the interface.
@@ -33,6 +33,7 @@ configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/quzo-config.cmake.in $
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/quzo-config-version.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/quzo-config.cmake ${PROJECT_BINARY_DIR}/quzo-config-version.cmake
   ${PROJECT_SOURCE_DIR}/cmake/FindQuzoSoci.cmake ${PROJECT_SOURCE_DIR}/cmake/QuzoPlatformTarget.cmake
+  ${PROJECT_SOURCE_DIR}/cmake/QuzoSoname.cmake
   DESTINATION ${quzo_cmake_dir})
 
 # From the folder of the pkg-config files to the prefix, so that the whole installation can be moved.

@@ -4,7 +4,7 @@
 #
 #   quzo_add_platform_target(PLATFORM_ARCHIVE LIBRARY_ARCHIVE INCLUDE_DIRECTORY)
 function(quzo_add_platform_target platform library include)
-  set(needs PkgConfig::GMIME ICU::uc CURL::libcurl spdlog::spdlog fmt::fmt quzo::soci PkgConfig::NETSNMP Threads::Threads)
+  set(needs PkgConfig::GMIME ICU::uc spdlog::spdlog fmt::fmt quzo::soci Threads::Threads)
   list(TRANSFORM needs REPLACE "(.+)" "$<LINK_ONLY:\\1>")
   add_library(quzo::platform STATIC IMPORTED GLOBAL)
   add_library(quzo::library_of_platform STATIC IMPORTED GLOBAL)

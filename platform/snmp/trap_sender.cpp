@@ -7,10 +7,6 @@
 // next, and are the same for several processes, without a file.
 #include "platform/snmp/trap_sender.h"
 
-#include <net-snmp/net-snmp-config.h>
-// Net-SNMP wants its configuration first.
-#include <net-snmp/net-snmp-includes.h>
-
 #include <algorithm>
 #include <array>
 #include <ctime>
@@ -22,6 +18,7 @@
 #include <vector>
 
 #include "platform/snmp/local_address.h"
+#include "platform/snmp/snmp_library.h"
 #include "platform/snmp/trap_text.h"
 #include "quzo/core/error_text.h"
 
@@ -34,12 +31,12 @@ using Version = SnmpSettings::Version;
 using Level = SnmpSettings::Level;
 
 struct PduDeleter {
-    void operator()(netsnmp_pdu* pdu) const { ::snmp_free_pdu(pdu); }
+    void operator()(netsnmp_pdu* pdu) const { snmpLibrary()->freePdu(pdu); }
 };
 using Pdu = std::unique_ptr<netsnmp_pdu, PduDeleter>;
 
 struct SessionCloser {
-    void operator()(void* session) const { ::snmp_sess_close(session); }
+    void operator()(void* session) const { snmpLibrary()->sessClose(session); }
 };
 using Session = std::unique_ptr<void, SessionCloser>;
 
@@ -57,43 +54,48 @@ std::mutex& libraryMutex() {
     return mutex;
 }
 
-// With the mutex held.
-void startLibrary() {
+// With the mutex held. False: it is not installed.
+bool startLibrary() {
     static const bool started = [] {
+        if (snmpLibrary() == nullptr) {
+            return false;
+        }
+        const SnmpLibrary& library = *snmpLibrary();
         // With no handler at all it would write to standard error.
-        ::netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
+        library.registerLoghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
         netsnmp_session any;
-        ::snmp_sess_init(&any);
+        library.sessInit(&any);
         // The name under which handlers of configuration lines are kept, which nothing reads here.
-        ::netsnmp_ds_set_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_APPTYPE, "quzo");
-        ::init_secmod();
+        library.dsSetString(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_APPTYPE, "quzo");
+        library.initSecmod();
         return true;
     }();
-    static_cast<void>(started);
+    return started;
 }
 
 std::span<oid> authProtocol(std::string_view name) {
     if (name == "MD5") {
-        return usmHMACMD5AuthProtocol;
+        return *snmpLibrary()->authMd5;
     }
     if (name == "SHA") {
-        return usmHMACSHA1AuthProtocol;
+        return *snmpLibrary()->authSha1;
     }
     if (name == "SHA-224") {
-        return usmHMAC128SHA224AuthProtocol;
+        return *snmpLibrary()->authSha224;
     }
     if (name == "SHA-384") {
-        return usmHMAC256SHA384AuthProtocol;
+        return *snmpLibrary()->authSha384;
     }
-    return name == "SHA-512" ? std::span<oid>(usmHMAC384SHA512AuthProtocol)
-                             : std::span<oid>(usmHMAC192SHA256AuthProtocol);
+    return name == "SHA-512" ? std::span<oid>(*snmpLibrary()->authSha512)
+                             : std::span<oid>(*snmpLibrary()->authSha256);
 }
 
 std::span<oid> privProtocol(std::string_view name) {
     if (name == "AES-192") {
-        return usmAES192PrivProtocol;
+        return *snmpLibrary()->privAes192;
     }
-    return name == "AES-256" ? std::span<oid>(usmAES256PrivProtocol) : std::span<oid>(usmAESPrivProtocol);
+    return name == "AES-256" ? std::span<oid>(*snmpLibrary()->privAes256)
+                             : std::span<oid>(*snmpLibrary()->privAes128);
 }
 
 // Hundredths of a second since the machine's start, as sysUpTime counts them.
@@ -111,17 +113,17 @@ Oid below(const ObjectIdentifier& root, std::initializer_list<oid> rest) {
 }
 
 bool addVariable(netsnmp_pdu& pdu, const Oid& name, unsigned char type, const void* value, std::size_t size) {
-    return ::snmp_pdu_add_variable(&pdu, name.data(), name.size(), type, value, size) != nullptr;
+    return snmpLibrary()->pduAddVariable(&pdu, name.data(), name.size(), type, value, size) != nullptr;
 }
 
 Pdu makeVersion1(const SnmpSettings& settings, const Trap& trap, const HostAddress& receiver,
                  std::uint16_t port) {
-    Pdu pdu(::snmp_pdu_create(SNMP_MSG_TRAP));
+    Pdu pdu(snmpLibrary()->pduCreate(SNMP_MSG_TRAP));
     const Oid enterprise = below(settings.enterprise, {});
     if (pdu == nullptr) {
         return pdu;
     }
-    pdu->enterprise = ::snmp_duplicate_objid(enterprise.data(), enterprise.size());
+    pdu->enterprise = snmpLibrary()->duplicateObjid(enterprise.data(), enterprise.size());
     if (pdu->enterprise == nullptr) {
         return nullptr;
     }
@@ -140,7 +142,7 @@ Pdu makeVersion2(const SnmpSettings& settings, const Trap& trap) {
     const Oid trapName = {1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
     const Oid kind = trap.type <= kLastGeneric ? Oid{1, 3, 6, 1, 6, 3, 1, 1, 5, trap.type + 1}
                                                : below(settings.enterprise, {0, trap.type});
-    Pdu pdu(::snmp_pdu_create(SNMP_MSG_TRAP2));
+    Pdu pdu(snmpLibrary()->pduCreate(SNMP_MSG_TRAP2));
     const unsigned long time = upTime();
     if (pdu == nullptr || !addVariable(*pdu, upTimeName, ASN_TIMETICKS, &time, sizeof time) ||
         !addVariable(*pdu, trapName, ASN_OBJECT_ID, kind.data(), kind.size() * sizeof(oid))) {
@@ -168,8 +170,9 @@ struct TrapSender::Keys {
     static bool make(std::span<const oid> protocol, const std::string& passphrase, Key& key,
                      std::size_t& length) {
         length = key.size();
-        return ::generate_Ku(protocol.data(), static_cast<u_int>(protocol.size()), bytes(passphrase),
-                             passphrase.size(), key.data(), &length) == SNMPERR_SUCCESS;
+        return snmpLibrary()->generateKu(protocol.data(), static_cast<u_int>(protocol.size()),
+                                         bytes(passphrase), passphrase.size(), key.data(),
+                                         &length) == SNMPERR_SUCCESS;
     }
 
     static std::unique_ptr<Keys> of(const SnmpSettings& settings) {
@@ -234,7 +237,9 @@ int TrapSender::send(const Trap& trap, const HostAddress& receiver, std::uint16_
         return kErrorInvalidArgument;
     }
     const std::scoped_lock lock(libraryMutex());
-    startLibrary();
+    if (!startLibrary()) {
+        return kErrorNotSupported;
+    }
     if (version3 && keys_ == nullptr) {
         keys_ = Keys::of(settings_);
         if (keys_ == nullptr) {
@@ -250,7 +255,7 @@ int TrapSender::send(const Trap& trap, const HostAddress& receiver, std::uint16_
     }
     const std::string host = receiver.ipv6 ? "udp6:[" + receiver.text + "]" : "udp:" + receiver.text;
     const Session session(open(trap, host + ":" + std::to_string(port)));
-    if (session == nullptr || ::snmp_sess_send(session.get(), pdu.get()) == 0) {
+    if (session == nullptr || snmpLibrary()->sessSend(session.get(), pdu.get()) == 0) {
         return kErrorInputOutput;
     }
     static_cast<void>(pdu.release()); // Net-SNMP has freed it
@@ -259,7 +264,7 @@ int TrapSender::send(const Trap& trap, const HostAddress& receiver, std::uint16_
 
 void* TrapSender::open(const Trap& trap, const std::string& peer) const {
     netsnmp_session wanted;
-    ::snmp_sess_init(&wanted);
+    snmpLibrary()->sessInit(&wanted);
     wanted.peername = const_cast<char*>(peer.c_str());
     wanted.retries = 0;
     wanted.flags |= SNMP_FLAGS_DONT_PROBE;
@@ -273,11 +278,11 @@ void* TrapSender::open(const Trap& trap, const std::string& peer) const {
         case Version::V3:
             wanted.version = SNMP_VERSION_3;
             keys_->putInto(wanted, settings_);
-            return ::snmp_sess_open(&wanted);
+            return snmpLibrary()->sessOpen(&wanted);
     }
     wanted.community = bytes(trap.community);
     wanted.community_len = trap.community.size();
-    return ::snmp_sess_open(&wanted);
+    return snmpLibrary()->sessOpen(&wanted);
 }
 
 } // namespace quzo::platform

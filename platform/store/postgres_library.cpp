@@ -1,10 +1,7 @@
 // The names that are loaded come from the build, which found them beside the headers.
 #include "platform/store/postgres_library.h"
 
-#include <dlfcn.h>
-
-#include <cstring>
-
+#include "platform/base/shared_library.h"
 #include "platform/store/store_fault.h"
 
 namespace quzo::platform {
@@ -15,24 +12,16 @@ namespace {
                                                      ", which cannot be loaded: install it");
 }
 
-void* load(const char* name) {
-    void* library = ::dlopen(name, RTLD_NOW | RTLD_LOCAL);
-    return library != nullptr ? library : (refuse(name), nullptr);
-}
-
-template <typename Function>
-void find(void* library, const char* libraryName, const char* name, Function& function) {
-    void* found = ::dlsym(library, name);
-    if (found == nullptr) {
+template <typename Target>
+void find(const SharedLibrary& library, const char* libraryName, const char* name, Target*& target) {
+    if (!library.find(name, target)) {
         refuse(libraryName);
     }
-    static_assert(sizeof function == sizeof found);
-    std::memcpy(&function, &found, sizeof found);
 }
 
 PostgresLibrary loadAll() {
     PostgresLibrary all;
-    void* libpq = load(QUZO_LIBPQ);
+    const SharedLibrary libpq(QUZO_LIBPQ);
     const auto ofLibpq = [&](const char* name, auto& function) { find(libpq, QUZO_LIBPQ, name, function); };
     ofLibpq("PQconninfoParse", all.conninfoParse);
     ofLibpq("PQconninfoFree", all.conninfoFree);
@@ -44,7 +33,7 @@ PostgresLibrary loadAll() {
     ofLibpq("PQerrorMessage", all.errorMessage);
     ofLibpq("PQsetErrorVerbosity", all.setErrorVerbosity);
     ofLibpq("PQconnectionNeedsPassword", all.connectionNeedsPassword);
-    void* backend = load(QUZO_SOCI_POSTGRESQL);
+    const SharedLibrary backend(QUZO_SOCI_POSTGRESQL);
     find(backend, QUZO_SOCI_POSTGRESQL, "factory_postgresql", all.factory);
     // soci::postgresql_soci_error::sqlstate() const. The ABI of C++ passes `this` of such a member function
     // as the first argument of a free one.

@@ -1,16 +1,15 @@
-// See smtp_connection.h. Everything of libcurl is in this file.
+// See smtp_connection.h. Only this file speaks to libcurl.
 #include "platform/mta/smtp/smtp_connection.h"
 
-#include <curl/curl.h>
 #include <poll.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <mutex>
 #include <new>
 
 #include "platform/base/host_name.h"
 #include "platform/base/visible_text.h"
+#include "platform/mta/smtp/curl_library.h"
 
 namespace quzo::platform {
 namespace {
@@ -54,12 +53,12 @@ bool isTlsTrouble(CURLcode code) {
 } // namespace
 
 struct SmtpConnection::Handle {
-    Handle() : curl(::curl_easy_init()) {
+    Handle() : curl(curlLibrary()->easyInit()) {
         if (curl == nullptr) {
             throw std::bad_alloc();
         }
     }
-    ~Handle() { ::curl_easy_cleanup(curl); }
+    ~Handle() { curlLibrary()->easyCleanup(curl); }
     Handle(const Handle&) = delete;
     Handle& operator=(const Handle&) = delete;
 
@@ -72,8 +71,10 @@ SmtpConnection::~SmtpConnection() = default;
 
 std::unique_ptr<SmtpConnection> SmtpConnection::open(const NextHop& hop, const SmtpOptions& options,
                                                      std::string& problem) {
-    static std::once_flag started;
-    std::call_once(started, [] { ::curl_global_init(CURL_GLOBAL_DEFAULT); });
+    if (curlLibrary() == nullptr) {
+        problem = "libcurl cannot be loaded: install it";
+        return nullptr;
+    }
     std::unique_ptr<SmtpConnection> connection(new SmtpConnection);
     bool tlsFailed = false;
     if (connection->connect(hop, options, options.tls, problem, tlsFailed)) {
@@ -92,7 +93,9 @@ bool SmtpConnection::connect(const NextHop& hop, const SmtpOptions& options, Smt
                              std::string& problem, bool& tlsFailed) {
     handle_ = std::make_unique<Handle>();
     CURL* curl = handle_->curl;
-    const auto set = [curl](CURLoption option, auto value) { ::curl_easy_setopt(curl, option, value); };
+    const auto set = [curl](CURLoption option, auto value) {
+        curlLibrary()->easySetopt(curl, option, value);
+    };
     set(CURLOPT_URL, urlOf(hop, options.hostname).c_str());
     set(CURLOPT_PROTOCOLS_STR, "smtp,smtps");
     set(CURLOPT_PROXY, ""); // whatever the environment says
@@ -116,15 +119,16 @@ bool SmtpConnection::connect(const NextHop& hop, const SmtpOptions& options, Smt
         set(CURLOPT_USERNAME, hop.user.c_str());
         set(CURLOPT_PASSWORD, hop.password.c_str());
     }
-    const CURLcode code = ::curl_easy_perform(curl);
-    if (code == CURLE_OK && ::curl_easy_getinfo(curl, CURLINFO_ACTIVESOCKET, &handle_->socket) == CURLE_OK &&
+    const CURLcode code = curlLibrary()->easyPerform(curl);
+    if (code == CURLE_OK &&
+        curlLibrary()->easyGetinfo(curl, CURLINFO_ACTIVESOCKET, &handle_->socket) == CURLE_OK &&
         handle_->socket != CURL_SOCKET_BAD) {
         return true;
     }
     tlsFailed = isTlsTrouble(code);
     problem = "no connection to " + hop.host + " port " + std::to_string(hop.port) + ": ";
-    problem +=
-        code == CURLE_USE_SSL_FAILED ? "it offers no TLS, which is required" : ::curl_easy_strerror(code);
+    problem += code == CURLE_USE_SSL_FAILED ? "it offers no TLS, which is required"
+                                            : curlLibrary()->easyStrerror(code);
     if (code != CURLE_COULDNT_CONNECT && !greeting_.lastAnswer().empty()) {
         problem += " (its last answer: " + greeting_.lastAnswer() + ")";
     }
@@ -148,7 +152,7 @@ bool SmtpConnection::wait(short events, Time deadline) {
 bool SmtpConnection::send(std::string_view bytes, Time deadline) {
     while (!bytes.empty()) {
         std::size_t sent = 0;
-        const CURLcode code = ::curl_easy_send(handle_->curl, bytes.data(), bytes.size(), &sent);
+        const CURLcode code = curlLibrary()->easySend(handle_->curl, bytes.data(), bytes.size(), &sent);
         if (code == CURLE_OK) {
             bytes.remove_prefix(sent);
         } else if (code != CURLE_AGAIN || !wait(POLLOUT, deadline)) {
@@ -170,7 +174,7 @@ SmtpConnection::Got SmtpConnection::receive(SmtpReply& out, Time deadline) {
         }
         char piece[kPiece];
         std::size_t got = 0;
-        const CURLcode code = ::curl_easy_recv(handle_->curl, piece, sizeof piece, &got);
+        const CURLcode code = curlLibrary()->easyRecv(handle_->curl, piece, sizeof piece, &got);
         if (code == CURLE_OK && got > 0) {
             replies_.feed({piece, got});
         } else if (code != CURLE_AGAIN) {
@@ -187,7 +191,7 @@ bool SmtpConnection::quiet() {
     if (replies_.pending()) {
         return false;
     }
-    const CURLcode code = ::curl_easy_recv(handle_->curl, piece, sizeof piece, &got);
+    const CURLcode code = curlLibrary()->easyRecv(handle_->curl, piece, sizeof piece, &got);
     replies_.feed({piece, code == CURLE_OK ? got : 0});
     return code == CURLE_AGAIN;
 }
