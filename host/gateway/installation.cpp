@@ -236,7 +236,8 @@ void Installation::checkQueues(Loaded& loaded) const {
 }
 
 void Installation::addAdvice(Loaded& loaded) const {
-    for (const platform::Finding& finding : adviceOn(*loaded.policy, loaded.objects.get())) {
+    const bool hasNextHop = settings_.platform().nextHop.has_value();
+    for (const platform::Finding& finding : adviceOn(*loaded.policy, hasNextHop, loaded.objects.get())) {
         loaded.findings.push_back(faultOf(finding, needs_.policyFile));
     }
 }

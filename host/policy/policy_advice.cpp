@@ -11,7 +11,6 @@
 #include "host/policy/policy_doubts.h"
 #include "host/policy/policy_objects.h"
 #include "platform/base/visible_text.h"
-#include "platform/store/stored_named_objects.h"
 
 namespace quzo::host {
 namespace {
@@ -27,27 +26,26 @@ std::string placeOf(const platform::StoredNamedObjects& objects, unsigned id,
            platform::quotedText(objects.nameOf(id)) + ": " + doubt.where + ": ";
 }
 
-} // namespace
-
-std::string_view waitingNote(platform::QueueKind queue) {
-    switch (queue) {
-        case platform::QueueKind::Scan:
-        case platform::QueueKind::Outgoing:
-        case platform::QueueKind::Postponed:
-            return "nothing empties this queue yet: what is put there waits";
-        default:
-            return {};
-    }
+// Whether what the action puts into queues leaves by the next hop sooner or later.
+bool needsNextHop(const PolicyActionType& type) {
+    const auto queues = queuesOf(type);
+    return type.type != QuzoAction::ActionType::Handoff &&
+           std::any_of(queues.begin(), queues.end(), [](platform::QueueKind queue) {
+               return queue != platform::QueueKind::Quarantine && queue != platform::QueueKind::Archive;
+           });
 }
 
-platform::Findings adviceOn(const Policy& policy, const platform::StoredNamedObjects* objects) {
+} // namespace
+
+platform::Findings adviceOn(const Policy& policy, bool hasNextHop,
+                            const platform::StoredNamedObjects* objects) {
     platform::Findings findings;
     const auto warn = [&](const Rule& rule, std::size_t index, std::string problem, std::string remedy) {
         findings.push_back({platform::Finding::Severity::Warning, rule.actions[index].line,
                             placeOf(rule, index), std::move(problem), std::move(remedy)});
     };
     bool marksSeen = !policy.defaults.markHeader.empty();
-    std::set<platform::QueueKind> told;
+    bool serverSeen = hasNextHop;
     std::set<unsigned> seen; // objects
     for (const Rule& rule : policy.rules) {
         for (std::size_t i = 0; i < rule.actions.size(); ++i) {
@@ -58,12 +56,11 @@ platform::Findings adviceOn(const Policy& policy, const platform::StoredNamedObj
                      std::string("no message shows the mark ") + type.name + ": only --json reports it",
                      "set mark_header in [defaults]");
             }
-            for (const platform::QueueKind queue : queuesOf(type)) {
-                if (!waitingNote(queue).empty() && told.insert(queue).second) {
-                    warn(rule, i,
-                         std::string(type.name) + " fills the " + platform::queueName(queue) + " queue",
-                         std::string(waitingNote(queue)));
-                }
+            if (needsNextHop(type) && !serverSeen) {
+                serverSeen = true;
+                warn(rule, i,
+                     std::string("no server is named to which mail of ") + type.name + " could go: it waits",
+                     "set next_hop in [platform]");
             }
             for (const unsigned id : objectIdsOf(type, rule.actions[i].setting)) {
                 const QuzoNamedObj* object = objects != nullptr ? objects->find(id) : nullptr;

@@ -18,12 +18,13 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-std::vector<std::string> adviceOnActions(const std::string& defaults, const std::string& actions) {
+std::vector<std::string> adviceOnActions(const std::string& defaults, const std::string& actions,
+                                         bool hasNextHop = false) {
     const auto policy =
         policyOf(defaults + "[[rule]]\nid = 1\nwhen = { signed = true }\nactions = [{ type = 'delete' }]\n" +
                  "[[rule]]\nid = 7\nwhen = { always = true }\nactions = [\n" + actions + "]\n");
     std::vector<std::string> lines;
-    for (const platform::Finding& finding : adviceOn(*policy)) {
+    for (const platform::Finding& finding : adviceOn(*policy, hasNextHop)) {
         EXPECT_EQ(finding.severity, platform::Finding::Severity::Warning);
         lines.push_back(describe(finding, "p"));
     }
@@ -39,19 +40,19 @@ TEST(PolicyAdvice, MarksThatNobodySees) {
     EXPECT_THAT(adviceOnActions("[defaults]\nmark_header = 'X-M'\n", actions), IsEmpty());
 }
 
-TEST(PolicyAdvice, QueuesThatNobodyEmpties) {
+TEST(PolicyAdvice, MailWithoutAServerToGoTo) {
     const std::string action = "{ type = 'readdress', to = ['a@a.example'] },\n";
-    EXPECT_THAT(adviceOnActions("", action + action),
-                ElementsAre(AllOf(StartsWith("p:9: rule 7: actions[0]: readdress fills the scan queue: "),
-                                  HasSubstr(waitingNote(platform::QueueKind::Scan)))));
+    EXPECT_THAT(adviceOnActions("", action + "{ type = 'postpone', at = '22:00' },\n"),
+                ElementsAre(AllOf(StartsWith("p:9: rule 7: actions[0]: "), HasSubstr("mail of readdress"),
+                                  HasSubstr("next_hop in [platform]"))));
+    EXPECT_THAT(adviceOnActions("", action, true), IsEmpty());
     // With the doubts about the text, in the order of lines.
     EXPECT_THAT(adviceOnActions("", "{ type = 'tag-subject', tag = '%FILENAM%' },\n" + action),
                 ElementsAre(StartsWith("p:9: rule 7: actions[0].tag: "), StartsWith("p:10: ")));
-    EXPECT_THAT(adviceOnActions("", "{ type = 'bcc', to = ['a@a.example'] },"), IsEmpty());
-    for (const platform::QueueKind people :
-         {platform::QueueKind::Quarantine, platform::QueueKind::Archive, platform::QueueKind::Failed}) {
-        EXPECT_EQ(waitingNote(people), "");
-    }
+    EXPECT_THAT(adviceOnActions("",
+                                "{ type = 'bcc', to = ['a@a.example'] },\n"
+                                "{ type = 'handoff', host = 'h', port = 25 },"),
+                IsEmpty());
 }
 
 } // namespace

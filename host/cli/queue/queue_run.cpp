@@ -111,6 +111,27 @@ int exitCodeOf(const RunFigures& figures) {
                      figures.later + figures.busy != 0 ? kExitTryAgain : kExitOk);
 }
 
+// Mails that sum up notifications go out with the others. A fault is said once.
+class NoticeSummaries {
+public:
+    NoticeSummaries(Installation& installation, const std::vector<QueueKind>& kinds, Console& console)
+        : installation_(installation), wanted_(has(kinds, QueueKind::Outgoing)), console_(console) {}
+
+    void send(std::int64_t now) {
+        const MaybeFault fault = wanted_ ? installation_.sendNoticeSummaries(now) : std::nullopt;
+        if (fault && !said_) {
+            said_ = true;
+            console_.err.say(*fault);
+        }
+    }
+
+private:
+    Installation& installation_;
+    bool wanted_;
+    Console& console_;
+    bool said_ = false;
+};
+
 int runOnce(QueueRunner& runner, const std::vector<QueueKind>& kinds, bool quiet,
             const InterruptWatch& interrupt, Console& console) {
     int exitCode = kExitOk;
@@ -165,10 +186,13 @@ int runQueueRun(const QueueOptions& options, Console& console) {
     if (queues.start(clock.now()) != 0) {
         console.err.say(Fault::warning("queues", "not everything could be tidied up: see the log"));
     }
+    NoticeSummaries summaries(installation, *kinds, console);
+    summaries.send(clock.now());
     int result = runOnce(runner, *kinds, options.forever, interrupt, console);
     while (options.forever && interrupt.signal() == 0) {
         clock.wait(settings.poll);
         queues.startIfDue(clock.now());
+        summaries.send(clock.now());
         runOnce(runner, *kinds, true, interrupt, console);
     }
     if (options.forever) {
