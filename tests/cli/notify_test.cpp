@@ -114,6 +114,18 @@ TEST_F(Notify, TheFirstGoOutAndTheOthersAreSummedUp) {
     }
 }
 
+TEST_F(Notify, TheRunnerSumsUpToo) {
+    settings("notify_limit = 1\n[runner]\npoll = 1s\n");
+    mails(3, "");
+    apply();
+    anHourLater();
+    for (int round = 0; round < 2; ++round) {
+        installation_.dir().quzo({"queue", "run", "-c", "quzo.ini", "outgoing"});
+        EXPECT_EQ(installation_.entries("outgoing").size(), 3U)
+            << "one, and a sum for each of two recipients";
+    }
+}
+
 TEST_F(Notify, WithoutALimitAllGoOutAndADryRunCountsNothing) {
     settings("notify_limit = 0\nnotify_auto_submitted = no\n");
     mails(25, "");
