@@ -24,7 +24,7 @@ std::uintptr_t addressIn(const std::string& entry) {
 // Appends entities up to the list's end, or to an entry that is none; then the result is false.
 bool read_entities(const std::string& list, std::vector<KvMsgEntity*>& entities) {
     const std::size_t length = std::min(list.find('\0'), list.size());
-    for (std::size_t at = 0; at < length;) {
+    for (std::size_t at = 0; at <= length;) { // an empty last entry is one too, and none of an entity
         const std::size_t end = std::min(list.find(';', at), length);
         const std::uintptr_t address = end - at > kMaxEntry ? 0 : addressIn(list.substr(at, end - at));
         if (address == 0) {

@@ -13,8 +13,8 @@ namespace quzo {
 // The pointers may be anything: they may be compared, and followed only once msgu::existEntity() knows them.
 std::vector<KvMsgEntity*> listedEntities(const std::string& list);
 
-// The same for who takes all or nothing: false, with `entities` empty, when the list is empty or such an
-// entry ends it. Throws std::bad_alloc, as the other does.
+// The same for who takes all or nothing: false, with `entities` empty, when the list is empty, ends with ";",
+// or has such an entry. Throws std::bad_alloc, as the other does.
 bool readWholeEntityList(const std::string& list, std::vector<KvMsgEntity*>& entities);
 
 } // namespace quzo

@@ -162,7 +162,7 @@ TEST_F(FeedbackTest, EachSampleIsAMailOfItsOwn) {
     const std::string mailbox = ActFerrowick::feedbackMailbox();
     EXPECT_TRUE(construct(action, "anything"));
     EXPECT_EQ(action.serialize(), "");
-    EXPECT_TRUE(feedBack(entry(parts.data()) + ";" + entry(&parts[2]) + ";"));
+    EXPECT_TRUE(feedBack(entry(parts.data()) + ";" + entry(&parts[2])));
     EXPECT_EQ(inserted(), (Strings{"part0 -1", "part2 -1"}));
     EXPECT_EQ(
         Strings(fake().calls.begin(), fake().calls.begin() + 10),
@@ -186,6 +186,7 @@ TEST_F(FeedbackTest, OneBadEntryAbandonsTheList) {
                                "6 0;" + good,
                                good + ";;" + good,
                                good + ";5",
+                               good + ";",
                                good + ";5 " + std::string(62, '0') + "1"};
     for (const std::string& list : bad) {
         SCOPED_TRACE(list);
