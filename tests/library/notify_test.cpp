@@ -245,6 +245,14 @@ TEST(NotificationTextTest, DatesInTimeZones) {
         {"CET-1CEST,M3.5.0,M10.5.0/3", kSummer, "Sun, 02 Jul 2006 17:04:05 +0200"},
         // Half an hour of daylight saving time counts as a whole one.
         {"<+1030>-10:30<+11>-11,M10.5.0,M3.5.0", kWinter, "Tue, 03 Jan 2006 02:04:05 +1130"},
+        // Where winter time is the one with the flag, as in Dublin, it is off by two hours then.
+        {"IST-1GMT0,M10.5.0,M3.5.0/1", kWinter, "Mon, 02 Jan 2006 15:04:05 +0200"},
+        {"IST-1GMT0,M10.5.0,M3.5.0/1", kSummer, "Sun, 02 Jul 2006 16:04:05 +0100"},
+        // The last second before the clock changes, and the first behind.
+        {"CET-1CEST,M3.5.0,M10.5.0/3", 1143334799, "Sun, 26 Mar 2006 01:59:59 +0100"},
+        {"CET-1CEST,M3.5.0,M10.5.0/3", 1143334800, "Sun, 26 Mar 2006 03:00:00 +0200"},
+        {"CET-1CEST,M3.5.0,M10.5.0/3", 1162083599, "Sun, 29 Oct 2006 02:59:59 +0200"},
+        {"CET-1CEST,M3.5.0,M10.5.0/3", 1162083600, "Sun, 29 Oct 2006 02:00:00 +0100"},
         {"UTC0", -1, "Wed, 31 Dec 1969 23:59:59 +0000"},
     };
     for (const auto& row : rows) {
