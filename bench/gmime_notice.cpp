@@ -80,6 +80,9 @@ GObjectOwner<GMimeObject> GMimeNotice::makeAttached() const {
     }
     GMimePart* part = g_mime_part_new_with_type("message", "rfc822");
     setContent(part, attached_.get());
+    if (way_ == Attached::BinaryBytes) {
+        g_mime_part_set_content_encoding(part, GMIME_CONTENT_ENCODING_BINARY);
+    }
     return GObjectOwner<GMimeObject>(GMIME_OBJECT(part));
 }
 

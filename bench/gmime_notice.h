@@ -14,8 +14,9 @@ namespace quzo::bench {
 
 class GMimeNotice {
 public:
-    // How the attached message is given to GMime: as it was parsed before, or as bytes.
-    enum class Attached { Parsed, Bytes };
+    // How the attached message is given to GMime: as it was parsed before, or as bytes. Those that are said
+    // to be binary it writes as they are; all others go through its filter of line ends.
+    enum class Attached { Parsed, Bytes, BinaryBytes };
 
     // Parses the attached message. The notice is the caller's and outlives this.
     GMimeNotice(const Notice& notice, Attached way);
