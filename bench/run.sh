@@ -9,7 +9,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build/release}
-for program in quzo scan_speed parts_bench queue_bench object_bench; do
+for program in quzo scan_speed notify_speed parts_bench queue_bench object_bench; do
     if [ ! -x "$build/bin/$program" ]; then
         echo "$build/bin/$program is missing: see docs/performance.md" >&2
         exit 66
@@ -29,6 +29,8 @@ sed -n 's/^CMAKE_BUILD_TYPE:STRING=/build type: /p' "$build/CMakeCache.txt"
 missed=0
 echo "== messages through a policy, in memory"
 "$build/bin/scan_speed" "$mail" 15 || missed=1
+echo "== notifications with a message of 100 KB attached, in memory"
+"$build/bin/notify_speed" || missed=1
 echo "== a large message"
 python3 tests/failure/peak_memory_test.py "$build/bin/quzo" || missed=1
 echo "== a folder on disk"

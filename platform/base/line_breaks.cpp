@@ -24,13 +24,17 @@ Line lineAt(std::string_view text, std::size_t begin) {
 
 } // namespace
 
+// Jumps to the last line break that is near enough: the short lines in front of it are not looked at.
 bool hasLongLine(std::string_view text) {
-    for (std::size_t at = 0; at < text.size();) {
-        const Line line = lineAt(text, at);
-        if (line.content.size() > kMaxLineBytes) {
+    while (text.size() > kMaxLineBytes) {
+        const std::size_t end = text.substr(0, kMaxLineBytes + 1).rfind('\n');
+        if (end != std::string_view::npos) {
+            text.remove_prefix(end + 1);
+        } else if (text.substr(kMaxLineBytes).starts_with("\r\n")) {
+            text.remove_prefix(kMaxLineBytes + 2);
+        } else {
             return true;
         }
-        at = line.next;
     }
     return false;
 }

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include "platform/message/edit/joined_pieces.h"
@@ -281,8 +282,11 @@ bool writeMessage(const MessageContext& context, const PieceSink& sink) {
     return Walk(context, sink).message();
 }
 
-std::string writtenEntity(const Entity& entity) {
-    return collected([&](const PieceSink& sink) { Walk(entity.context(), sink).entity(entity); });
+std::string writtenEntity(const Entity& entity, std::string front) {
+    const EntitySpan& span = entity.span();
+    front.reserve(front.size() + span.end - std::min(span.end, span.header.begin) + kHeaderRoom);
+    return collected([&](const PieceSink& sink) { Walk(entity.context(), sink).entity(entity); },
+                     std::move(front));
 }
 
 std::string writtenContent(const Entity& entity, std::string front) {

@@ -17,8 +17,8 @@ using PieceSink = std::function<bool(std::string_view piece)>;
 // date (EntityTree::grow), unless nothing but header fields of the root was edited; so with all of these.
 bool writeMessage(const MessageContext& context, const PieceSink& sink);
 
-// An entity, from its header block to the end of its content.
-std::string writtenEntity(const Entity& entity);
+// An entity, from its header block to the end of its content, behind `front`.
+std::string writtenEntity(const Entity& entity, std::string front = {});
 
 // What stands behind the header block and its empty line, behind `front`.
 std::string writtenContent(const Entity& entity, std::string front = {});

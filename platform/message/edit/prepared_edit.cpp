@@ -85,7 +85,7 @@ void WrapEdit::carryOut() noexcept {
     entity_->context().tree.pushDown(*entity_, *inner_, *frame_);
 }
 
-int PartEdit::prepare(Entity& entity, std::string_view part, int position, Into into) {
+int PartEdit::prepare(Entity& entity, std::string part, int position, Into into) {
     int error = checkEditable(entity);
     wraps_ = into == Into::Wrapped || entity.getEntityType() != kEntityMultipart;
     if (error == kErrorNone && wraps_) {
@@ -102,7 +102,7 @@ int PartEdit::prepare(Entity& entity, std::string_view part, int position, Into 
         place.inDigest = false;
         place.boundaries.emplace_back(wrap_.boundary());
     }
-    const ScannedText* text = scanPartAt(context, std::string(part), place);
+    const ScannedText* text = scanPartAt(context, std::move(part), place);
     if (text == nullptr) {
         return kErrorInvalidArgument;
     }

@@ -67,7 +67,7 @@ public:
 
     // `part`: header block, empty line and body. `position`: before the child at that place; -1: behind all.
     // Returns 0 or what BodyEdit::prepare returns, or an error for an entity that cannot be edited.
-    int prepare(Entity& entity, std::string_view part, int position, Into into = Into::Multipart);
+    int prepare(Entity& entity, std::string part, int position, Into into = Into::Multipart);
 
     // The same with a text of ours, in base64 where a boundary would occur in it otherwise.
     int prepareText(Entity& entity, TextPart part, int position, Into into = Into::Multipart);

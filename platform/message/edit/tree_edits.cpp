@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/message/edit/content_fields.h"
@@ -121,7 +122,7 @@ int insertCopy(Entity& into, Entity& child, int position) {
         part.insert(0, contentFields(child, toDigest).back());
     }
     PartEdit edit;
-    error = edit.prepare(into, part, position);
+    error = edit.prepare(into, std::move(part), position);
     if (error == kErrorNone) {
         edit.carryOut();
     }
@@ -131,14 +132,15 @@ int insertCopy(Entity& into, Entity& child, int position) {
 int insertWhole(Entity& into, Entity& root, int position) {
     const std::string_view lineBreak = into.context().source.lineBreak();
     root.context().tree.grow();
-    std::string part = writtenEntity(root);
-    const std::string_view encoding = plainEncodingOf(part);
-    std::string header = std::string("Content-Type: message/rfc822").append(lineBreak);
-    if (encoding != "7bit") {
-        header.append("Content-Transfer-Encoding: ").append(encoding).append(lineBreak);
+    const std::string type = std::string("Content-Type: message/rfc822").append(lineBreak);
+    std::string part = writtenEntity(root, type + std::string(lineBreak));
+    const std::string_view message = std::string_view(part).substr(type.size() + lineBreak.size());
+    if (const std::string_view encoding = plainEncodingOf(message); encoding != "7bit") {
+        part.insert(type.size(),
+                    std::string("Content-Transfer-Encoding: ").append(encoding).append(lineBreak));
     }
     PartEdit edit;
-    const int error = edit.prepare(into, part.insert(0, header.append(lineBreak)), position);
+    const int error = edit.prepare(into, std::move(part), position);
     if (error == kErrorNone) {
         edit.carryOut();
     }
