@@ -20,14 +20,14 @@ from mail_server import MailServer
 VICTIM = b"victim@v.example"
 LINE = b"Bcc: " + VICTIM + b"\r\nX-V: "
 SMUGGLED = b"MAIL FROM:<%s>\r\nRCPT TO:<%s>\r\nDATA\r\nSubject: v\r\n\r\nv" % (VICTIM, VICTIM)
-PIECES = (VICTIM, b",", b";", b":", b"<", b">", b'"', b"\\", b"(", b")", b"@", b" ", b"\t", b"\r\n ", b"\n\t", b"\0", b"\r",
-          b"\n", b"\r\n" + LINE, b"\n" + LINE, b"\r" + LINE, b"=?utf-8?Q?=0D=0A" + LINE[:-7].replace(b" ", b"_") + b"?=",
+PIECES = (VICTIM, b",", b";", b":", b"<", b">", b'"', b"\\", b"(", b")", b"@", b" ", b"\t", b"\r\n ", b"\n\t", b"\0",
+          b"\r", b"\n", b"\r\n" + LINE, b"\n" + LINE, b"\r" + LINE, b"=?utf-8?Q?=0D=0ABcc:_" + VICTIM + b"?=",
           b"=?utf-8?B?" + base64.b64encode(b"\r\n" + LINE) + b"?=", b"=?utf-8?Q?=00=0A=0D?=", b"=?utf-8?Q?=3B=2C?=",
           b"=?utf-7?Q?+AA0ACg-Bcc:" + VICTIM + b"?=", b"a@x>\r\nRCPT TO:<" + VICTIM, b"a@x>" + SMUGGLED,
           b"group:" + VICTIM + b";", b"%SENDER%", b"%HEADERS%", b"w" * 998, b"\xff", b"\xc3\xa9", b"\xc2\x85",
           b"\xe2\x80\xa8", b"\x1b$B", b"word")
-ENDS = (b"\n.\n", b"\r\n.\n", b"\n.\r\n", b"\r.\r", b"\r\n.\r", b"\r.\r\n", b"\r.\n", b"\n.\r", b"\r\n.\r\n", b"\r\n\0.\r\n",
-        b"\r\n.\0\r\n", b"\r\n..\r\n", b"\r\n. \r\n", b"\n\n.\n\n")
+ENDS = (b"\n.\n", b"\r\n.\n", b"\n.\r\n", b"\r.\r", b"\r\n.\r", b"\r.\r\n", b"\r.\n", b"\n.\r", b"\r\n.\r\n",
+        b"\r\n\0.\r\n", b"\r\n.\0\r\n", b"\r\n..\r\n", b"\r\n. \r\n", b"\n\n.\n\n")
 
 FIELDS = collections.Counter((b"From", b"Content-Type", b"Subject", b"Date", b"MIME-Version", b"To", b"Message-ID",
                               b"Auto-Submitted"))
@@ -36,13 +36,15 @@ NOTICE = {"from": "Gateway <gw@example.com>", "to": "admin@example.com", "notify
           "notify-recipients": True, "body": TOKENS + " %HEADERS%\n"}
 OBJECTS = {"notify": {"text": {**NOTICE, "subject": "text " + TOKENS},
                       "whole": {**NOTICE, "subject": "%SUBJECT% %HEADERS%", "attach": "original"}}}
-ENVELOPE = {"readdress": {b"boss@in.example"}, "handoff": {b"b@in.example"}, "bcc": {b"b@in.example", b"copy@in.example"}}
+ENVELOPE = {"readdress": {b"boss@in.example"}, "handoff": {b"b@in.example"},
+            "bcc": {b"b@in.example", b"copy@in.example"}}
 
 
 def rules(second_port):
     handoff = {"type": "handoff", "host": "127.0.0.1", "port": second_port}
     return (("Re-address", {"header": {"X-Do": "^readdress$"}}, [{"type": "readdress", "to": ["boss@in.example"]}]),
-            ("Notify", {"any": [{"attachment": "*"}, {"always": True}]}, [{"type": "notify", "objects": list(OBJECTS["notify"])}]),
+            ("Notify", {"any": [{"attachment": "*"}, {"always": True}]},
+             [{"type": "notify", "objects": list(OBJECTS["notify"])}]),
             ("Hand off", {"header": {"X-Do": "^handoff$"}}, [handoff]),
             ("Copy", {"header": {"X-Do": "^bcc$"}}, [{"type": "bcc", "to": ["copy@in.example"]}, handoff]))
 
@@ -61,8 +63,9 @@ def mail_of(number, source):
     end = source.choice(ENDS)
     return kind, b"\r\n".join((
         b"Return-Path: <" + sender + b">", b"X-Do: " + kind.encode(), b"MIME-Version: 1.0",
-        b"Content-Type: multipart/mixed; boundary=b", b"From: " + source.choice(senders), b"Subject: " + hostile(source),
-        b"To: " + hostile(source), b"X-Field: " + hostile(source), b"", b"--b", b"", b"text" + end + SMUGGLED + end, b"--b",
+        b"Content-Type: multipart/mixed; boundary=b", b"From: " + source.choice(senders),
+        b"Subject: " + hostile(source), b"To: " + hostile(source), b"X-Field: " + hostile(source), b"", b"--b", b"",
+        b"text" + end + SMUGGLED + end, b"--b",
         b'Content-Disposition: attachment; filename="' + hostile(source) + b'"', b"", b"x" + end, b"--b--", end))
 
 
@@ -121,7 +124,8 @@ def test_messages(program, folder, numbers, from_mime):
         check(from_mime or set(mail.recipients) == wanted, f"recipients {mail.recipients} in place of {wanted}")
     for mail in texts:
         check_notification(mail, set(mail.recipients), from_mime)
-    to_texts, to_wholes = (collections.Counter(frozenset(mail.recipients) for mail in found) for found in (texts, wholes))
+    to_texts, to_wholes = (collections.Counter(frozenset(mail.recipients) for mail in found)
+                           for found in (texts, wholes))
     check(to_texts == to_wholes, f"recipients {to_texts - to_wholes} beside {to_wholes - to_texts}")
     senders = sum(len(mail.recipients) == 3 for mail in wholes)
     check(senders > len(numbers) // 10, f"{senders} senders were notified")
@@ -134,8 +138,9 @@ def test_envelopes(program, folder):
     with MailServer() as server:
         installation = Installation(program, folder, OBJECTS, rules(server.port), port=server.port)
         installation.put("a", b"X-Do: handoff\r\nSubject: x\r\n\r\nx\r\n")
-        for text in (f"a@x>\r\nRCPT TO:<{victim}", f"a@x>\nRCPT TO:<{victim}", f"a@x> SIZE=1 <{victim}", f"a@x\r{victim}",
-                     f"a@x, {victim}", f"<a@x>{victim}", f'"a\r\n"@x', f"a@x\n.\n", f"a b@x", "a@x\x7f", "a" * 600 + "@x"):
+        for text in (f"a@x>\r\nRCPT TO:<{victim}", f"a@x>\nRCPT TO:<{victim}", f"a@x> SIZE=1 <{victim}",
+                     f"a@x\r{victim}", f"a@x, {victim}", f"<a@x>{victim}", '"a\r\n"@x', "a@x\n.\n", "a b@x", "a@x\x7f",
+                     "a" * 600 + "@x"):
             for option in ("--from", "--to"):
                 installation.apply(f"{option}={text}", wanted=64)
         installation.apply("--from", f'"{victim}"@x.example', "--to", f'";,{victim}"@x.example')
