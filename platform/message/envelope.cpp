@@ -5,6 +5,7 @@
 #include "platform/message/envelope.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "quzo/core/error_text.h"
@@ -79,17 +80,28 @@ const KvMsgAddress* Envelope::getRecipient(unsigned index) const {
 
 int Envelope::insertRecipient(unsigned position, const char* address) {
     return guarded("Inserting an envelope recipient", static_cast<int>(kErrorNoMemory), [&]() -> int {
-        Mailbox mailbox;
-        if (address == nullptr || parseMailbox(address, mailbox) != kErrorNone || mailbox.address.empty()) {
+        if (address == nullptr) {
             return kErrorInvalidArgument;
         }
-        if (recipients_.size() == std::min(recipients_.capacity(), names_.capacity())) {
-            recipients_.reserve(2 * recipients_.size() + 1); // so that the inserts below cannot fail half way
-            names_.reserve(2 * recipients_.size() + 1);
+        std::vector<std::string> addresses;
+        std::vector<std::string> names;
+        const int error = read(splitRecipients(address), addresses, names);
+        if (error != kErrorNone || addresses.empty() ||
+            !std::all_of(addresses.begin(), addresses.end(), isOneAddress)) {
+            return kErrorInvalidArgument;
+        }
+        const std::size_t count = recipients_.size() + addresses.size();
+        if (count > std::min(recipients_.capacity(), names_.capacity())) {
+            recipients_.reserve(2 * count); // so that the inserts below cannot fail half way
+            names_.reserve(2 * count);
         }
         const auto at = static_cast<std::ptrdiff_t>(std::min<std::size_t>(position, recipients_.size()));
-        recipients_.insert(recipients_.begin() + at, std::move(mailbox.address));
-        names_.insert(names_.begin() + at, std::move(mailbox.displayName));
+        const auto insert = [at](std::vector<std::string>& into, std::vector<std::string>& texts) {
+            into.insert(into.begin() + at, std::make_move_iterator(texts.begin()),
+                        std::make_move_iterator(texts.end()));
+        };
+        insert(recipients_, addresses);
+        insert(names_, names);
         addresses_.clear();
         return kErrorNone;
     });

@@ -24,7 +24,7 @@ public:
     int setSender(const char* address) override;
     unsigned getRecipientCount() const override;
     const KvMsgAddress* getRecipient(unsigned index) const override;
-    int insertRecipient(unsigned position, const char* address) override;
+    int insertRecipient(unsigned position, const char* address) override; // each has to be isOneAddress()
 
     bool hasSender() const { return sender_ != nullptr; }
     const std::string& sender() const; // empty without a sender, and for the null sender

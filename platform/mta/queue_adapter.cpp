@@ -161,6 +161,9 @@ int QueueAdapter::sendNotice(MailMessage& msg, bool again) {
     if (context_.autoSubmitted) {
         addAutoSubmitted(msg);
     }
+    if (context_.again) {
+        removeAttachedMarks(msg); // what is attached came out of the scan queue
+    }
     const auto store = [&](QueueEntry entry) {
         return again ? rescan(msg, std::move(entry)) : leave(msg, std::move(entry), QueueKind::Outgoing);
     };

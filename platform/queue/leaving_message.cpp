@@ -52,6 +52,19 @@ std::string withoutMarks(std::string message, std::uint32_t markEnd) {
     return text;
 }
 
+void removeAttachedMarks(MailMessage& msg) {
+    KvMsgEntity* entity = msg.getRootEntity();
+    while (entity != nullptr && entity->getEntityType() != kEntityMessage) {
+        entity = entity->getNext();
+    }
+    KvMsgEntity* attached = entity != nullptr ? entity->getNext() : nullptr;
+    for (const char* name : kMarks) {
+        if (attached != nullptr) {
+            attached->removeHeader(name);
+        }
+    }
+}
+
 std::uint32_t markEndOf(MailMessage& msg) {
     const std::string_view original = msg.original();
     if (original.empty() || original.back() == '\n' || !marked(msg)) {

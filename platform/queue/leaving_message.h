@@ -18,6 +18,10 @@ std::string leavingSender(const std::string& sender, const std::string& hostname
 // `markEnd` bytes; no other byte changes. A message whose header cannot be read stays as it is.
 std::string withoutMarks(std::string message, std::uint32_t markEnd);
 
+// Takes the marks off the first message that is attached to this one; nothing when there is none, or its
+// header cannot be read.
+void removeAttachedMarks(MailMessage& msg);
+
 // A message that ends inside its header, without a line break, gets one when a mark is put behind it, and the
 // stored bytes do not tell any more that it was not there. This is the size of that line break, to be kept
 // with the message; 0 for nearly all.

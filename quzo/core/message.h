@@ -48,8 +48,9 @@ public:
     // The recipient at `index`, counted from 0; null when there is none.
     virtual const KvMsgAddress* getRecipient(unsigned index) const = 0;
 
-    // Inserts a recipient before `position`; a position at or beyond the count appends. Returns 0
-    // or an error number, and then nothing has changed.
+    // Inserts a recipient before `position`; a position at or beyond the count appends. A text of several,
+    // with ';' between them, inserts each in its order. Returns 0 or an error number, and then nothing has
+    // changed.
     virtual int insertRecipient(unsigned position, const char* address) = 0;
 
 protected:

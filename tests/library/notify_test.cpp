@@ -231,6 +231,8 @@ private:
 TEST(NotificationTextTest, DatesInTimeZones) {
     constexpr std::time_t kWinter = 1136214245; // 2006-01-02 15:04:05 UTC
     constexpr std::time_t kSummer = 1151852645; // 2006-07-02 15:04:05 UTC
+    constexpr std::time_t kSpring = 1774746000; // 2026-03-29 01:00:00 UTC
+    constexpr std::time_t kAutumn = 1792890000; // 2026-10-25 01:00:00 UTC
     const struct {
         const char* zone;
         std::time_t time;
@@ -243,16 +245,19 @@ TEST(NotificationTextTest, DatesInTimeZones) {
         {"<+1345>-13:45", kWinter, "Tue, 03 Jan 2006 04:49:05 +1345"},
         {"CET-1CEST,M3.5.0,M10.5.0/3", kWinter, "Mon, 02 Jan 2006 16:04:05 +0100"},
         {"CET-1CEST,M3.5.0,M10.5.0/3", kSummer, "Sun, 02 Jul 2006 17:04:05 +0200"},
-        // Half an hour of daylight saving time counts as a whole one.
+        // Both sides of a change.
+        {"CET-1CEST,M3.5.0,M10.5.0/3", kSpring - 1, "Sun, 29 Mar 2026 01:59:59 +0100"},
+        {"CET-1CEST,M3.5.0,M10.5.0/3", kSpring, "Sun, 29 Mar 2026 03:00:00 +0200"},
+        {"CET-1CEST,M3.5.0,M10.5.0/3", kAutumn - 1, "Sun, 25 Oct 2026 02:59:59 +0200"},
+        {"CET-1CEST,M3.5.0,M10.5.0/3", kAutumn, "Sun, 25 Oct 2026 02:00:00 +0100"},
+        // Half an hour of daylight saving time, as on Lord Howe Island, counts as a whole one.
         {"<+1030>-10:30<+11>-11,M10.5.0,M3.5.0", kWinter, "Tue, 03 Jan 2006 02:04:05 +1130"},
-        // Where winter time is the one with the flag, as in Dublin, it is off by two hours then.
-        {"IST-1GMT0,M10.5.0,M3.5.0/1", kWinter, "Mon, 02 Jan 2006 15:04:05 +0200"},
-        {"IST-1GMT0,M10.5.0,M3.5.0/1", kSummer, "Sun, 02 Jul 2006 16:04:05 +0100"},
-        // The last second before the clock changes, and the first behind.
-        {"CET-1CEST,M3.5.0,M10.5.0/3", 1143334799, "Sun, 26 Mar 2006 01:59:59 +0100"},
-        {"CET-1CEST,M3.5.0,M10.5.0/3", 1143334800, "Sun, 26 Mar 2006 03:00:00 +0200"},
-        {"CET-1CEST,M3.5.0,M10.5.0/3", 1162083599, "Sun, 29 Oct 2006 02:59:59 +0200"},
-        {"CET-1CEST,M3.5.0,M10.5.0/3", 1162083600, "Sun, 29 Oct 2006 02:00:00 +0100"},
+        {"<+1030>-10:30<+11>-11,M10.5.0,M3.5.0", kSummer, "Mon, 03 Jul 2006 01:34:05 +1030"},
+        // Winter as the time that deviates, as in Ireland and Morocco, is two hours off.
+        {"IST-1GMT0,M10.5.0,M3.5.0/1", kSpring - 1, "Sun, 29 Mar 2026 00:59:59 +0200"},
+        {"IST-1GMT0,M10.5.0,M3.5.0/1", kSpring, "Sun, 29 Mar 2026 02:00:00 +0100"},
+        {"IST-1GMT0,M10.5.0,M3.5.0/1", kAutumn - 1, "Sun, 25 Oct 2026 01:59:59 +0100"},
+        {"IST-1GMT0,M10.5.0,M3.5.0/1", kAutumn, "Sun, 25 Oct 2026 01:00:00 +0200"},
         {"UTC0", -1, "Wed, 31 Dec 1969 23:59:59 +0000"},
     };
     for (const auto& row : rows) {

@@ -159,6 +159,30 @@ TEST(Envelope, ViewIsLive) {
     EXPECT_STREQ(view->getRecipient(0)->getAddress(), "d@x");
 }
 
+// What is inserted as one text may be several; none of them becomes a bad address, and none comes alone.
+TEST(Envelope, InsertedTexts) {
+    const std::pair<const char*, std::vector<std::string>> rows[] = {
+        {"a@x;b@x", {"a@x", "b@x"}},
+        {"; a@x ;\"b;c,d\"@x;<d@x>;", {"a@x", "\"b;c,d\"@x", "d@x"}},
+        {"\"A, B; C\" <a@x>", {"a@x"}},
+        {"a@x,b@x", {}},
+        {"a@x;b@x,c@x", {}},
+        {"a@x;b c@x", {}},
+        {"a@x;<>", {}},
+        {" ; ", {}},
+    };
+    for (const auto& [text, wanted] : rows) {
+        const auto message = parsed("A: 1\n\n");
+        ASSERT_EQ(message->setEnvelope("s@x", {"first@x", "last@x"}), 0);
+        const SessionHandle view(message->getSessionInfo());
+        EXPECT_EQ(view->insertRecipient(1, text), wanted.empty() ? kErrorInvalidArgument : 0) << text;
+        std::vector<std::string> all{"first@x", "last@x"};
+        all.insert(all.begin() + 1, wanted.begin(), wanted.end());
+        EXPECT_EQ(message->recipients(), all) << text;
+        EXPECT_EQ(view->getRecipientCount(), all.size());
+    }
+}
+
 TEST(Identifier, WellFormedDistinctAndSpread) {
     std::set<std::string> seen;
     constexpr std::size_t kPairs = 1296; // 36 * 36
