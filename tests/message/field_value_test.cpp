@@ -4,6 +4,8 @@
 #include <algorithm>
 
 #include "messages.h"
+#include "platform/base/line_breaks.h"
+#include "platform/base/utf8.h"
 #include "platform/message/values/address_list.h"
 
 namespace quzo::platform::test {
@@ -269,7 +271,7 @@ TEST(AddressList, LargeGroupsAreEncoded) {
 TEST(AddressList, HostileLists) {
     for (const char* piece :
          {"a:", "a ,", "(", "<", "\"", "\\", "[", "\xC3\xBC:", "\xC3\xBC,", "\xC3\xBC <a@x>;", "\xC3\xBC,;",
-          "\xC3\xBC:;", "\xC3\xBC ", "<@a,@b:", "=?utf-8?q?a?= "}) {
+          "\xC3\xBC:;", "\xC3\xBC ", "\xC3\xBC", "\" a b", "a \" b\"", "<@a,@b:", "=?utf-8?q?a?= "}) {
         std::string list;
         while (list.size() < 300000) {
             list += piece;
@@ -277,9 +279,12 @@ TEST(AddressList, HostileLists) {
         list += " \xC3\xBC";
         std::string written;
         EXPECT_EQ(writtenAddressList(list, nullptr, 4, "\r\n", written), 0) << piece;
+        EXPECT_FALSE(hasLongLine("To: " + written)) << piece;
+        EXPECT_TRUE(isUtf8(written)) << piece;
         const auto message = parsed("A: 1\n\nbody\n");
         ASSERT_TRUE(msgu::setHeader(message->getRootEntity(), "To", list.c_str(), "utf-8")) << piece;
         EXPECT_TRUE(test::written(*message).ends_with("\n\nbody\n")) << piece;
+        EXPECT_FALSE(hasLongLine(test::written(*message))) << piece;
     }
 }
 

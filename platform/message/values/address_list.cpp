@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/base/ascii.h"
+#include "platform/base/line_breaks.h"
 #include "platform/base/utf8.h"
 #include "platform/charset/converter.h"
 #include "platform/message/values/address_scanner.h"
@@ -83,23 +84,45 @@ std::string encodedEntry(std::string_view utf8, const char* charset) {
     return encoded.empty() ? encodedByPieces(utf8, charset) : encoded;
 }
 
-// Breaks the text at blanks outside quotes so that lines stay within 76 columns where they can.
+// Where the character of UTF-8 begins that the byte belongs to; the byte itself for what is none.
+std::size_t characterBegin(std::string_view text, std::size_t at) {
+    constexpr std::size_t kMostBehind = 3;
+    std::size_t begin = at;
+    while (begin > 0 && at - begin < kMostBehind &&
+           (static_cast<unsigned char>(text[begin]) & 0xC0U) == 0x80) {
+        --begin;
+    }
+    return begin;
+}
+
+// Breaks the text at blanks outside quotes so that lines stay within 76 columns where they can. A line that
+// no server has to take is broken all the same: at a blank inside quotes, which is none of the value, or in
+// the middle of a word, which is no address then.
 std::string folded(std::string_view text, std::size_t column, std::string_view lineBreak) {
     constexpr std::size_t kWidth = 76;
+    constexpr std::size_t kLongest = kMaxLineBytes - 1; // one for the blank in front
+    constexpr std::size_t kNone = std::string_view::npos;
     std::string out;
     AddressScanner scanner;
     std::size_t lineBegin = 0; // in `text`; the first line begins before it
-    std::size_t blank = std::string_view::npos;
+    std::size_t blank = kNone;
+    std::size_t quotedBlank = kNone;
     std::size_t taken = column;
     for (std::size_t at = 0; at < text.size(); ++at) {
-        const bool breakable = scanner.plain(text[at]) && text[at] == ' ' && at > lineBegin;
-        if (taken + (at - lineBegin) >= kWidth && blank != std::string_view::npos) {
-            out.append(text.substr(lineBegin, blank - lineBegin)).append(lineBreak);
-            lineBegin = blank; // the blank begins the next line
-            taken = 0;
-            blank = std::string_view::npos;
+        const bool plain = scanner.plain(text[at]);
+        const std::size_t length = taken + (at - lineBegin);
+        const bool wide = length >= kWidth && blank != kNone;
+        if (wide || length >= kLongest) {
+            const std::size_t end = wide ? blank : std::min(quotedBlank, characterBegin(text, at));
+            out.append(text.substr(lineBegin, end - lineBegin)).append(lineBreak);
+            out.append(text[end] == ' ' ? "" : " "); // a blank there begins the next line
+            lineBegin = end;
+            taken = text[end] == ' ' ? 0 : 1;
+            blank = quotedBlank = kNone;
         }
-        blank = breakable ? at : blank;
+        if (text[at] == ' ' && at > lineBegin) {
+            (plain ? blank : quotedBlank) = at;
+        }
     }
     return out.append(text.substr(lineBegin));
 }

@@ -13,10 +13,10 @@ namespace quzo::platform {
 std::vector<std::string_view> splitAddressList(std::string_view list);
 
 // Such a list as a field value by RFC 5322: entries joined by ", ", lines folded at blanks before 76 columns
-// where there are any, `firstColumn` of the first line being taken. With a charset, in which `list` then is,
-// display names that are not ASCII become encoded words; without one (null or empty) their bytes stay. What
-// is no address, such as a name of more than 4096 bytes, stays as it is, in UTF-8. Time in proportion to the
-// list. Returns 0 or a KvMsgError.
+// where there are any, and before 998 bytes anywhere, `firstColumn` of the first line being taken. With a
+// charset, in which `list` then is, display names that are not ASCII become encoded words; without one (null
+// or empty) their bytes stay. What is no address, such as a name of more than 4096 bytes, stays as it is, in
+// UTF-8. Time in proportion to the list. Returns 0 or a KvMsgError.
 int writtenAddressList(std::string_view list, const char* charset, std::size_t firstColumn,
                        std::string_view lineBreak, std::string& out);
 
