@@ -16,13 +16,21 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
+// An object that says that it is of another type.
+template <typename Object, QuzoNamedObj::NaObjType type>
+class Liar : public Object {
+public:
+    QuzoNamedObj::NaObjType getType() const override { return type; }
+};
+
 class NotifyTest : public LibraryTest {
 protected:
     NotifyTest() {
         fake().convCopies = true;
         area.description = "Virus found";
         area.recipients = "admin@x";
-        namedObjects.objects = {{3, &area}, {4, &second}, {5, nullptr}, {6, &other}};
+        namedObjects.objects = {{3, &area},  {4, &second},     {5, nullptr},
+                                {6, &other}, {7, &noTemplate}, {8, &hidden}};
         second.description = "Second";
         second.recipients = "second@x";
     }
@@ -48,6 +56,8 @@ protected:
     uiNotifyArea area;
     uiNotifyArea second;
     uiQuarantineArea other;
+    Liar<uiQuarantineArea, QuzoNamedObj::NaObjType::NotifyArea> noTemplate;
+    Liar<uiNotifyArea, QuzoNamedObj::NaObjType::QuarantineArea> hidden;
 };
 
 TEST_F(NotifyTest, SettingsAndTheirLinesInOrder) {
@@ -90,6 +100,8 @@ TEST_F(NotifyTest, TemplatesInOrderUntilOneFails) {
         {"2-3-9", 1, "Invalid name object type reference. id=9"},
         {"2-5-3", 0, "Invalid name object type reference. id=5"},
         {"3-3-6-4", 1, "Incorrect name object type reference. type=3"},
+        {"2-7-3", 0, "Incorrect name object type reference. type=1"},
+        {"2-8-3", 0, "Incorrect name object type reference. type=3"},
     };
     for (const auto& row : rows) {
         EXPECT_FALSE(notify(row.ids));
