@@ -70,7 +70,7 @@ echo "  The other $kept lines are the same, byte for byte."
 
 echo
 echo "In the queues, in $out/spool:"
-for queue in quarantine archive; do
+for queue in quarantine archive outgoing; do
     echo
     echo "  quzo queue list -c $out/quzo.ini $queue"
     "$quzo" queue list -c "$out/quzo.ini" "$queue" | sed 's/^/  /'
