@@ -21,7 +21,7 @@ public:
     template <typename Target>
     bool find(const char* name, Target*& target) const {
         void* found = address(name);
-        static_assert(sizeof target == sizeof found);
+        static_assert(sizeof(Target*) == sizeof(void*));
         if (found != nullptr) {
             std::memcpy(&target, &found, sizeof found);
         }
