@@ -14,6 +14,7 @@
 #include "host/base/exit_code.h"
 #include "host/cli/apply/apply_command_line.h"
 #include "host/cli/commands.h"
+#include "host/cli/milter/milter.h"
 #include "host/cli/object/object_command_line.h"
 #include "host/cli/queue/queue_command_line.h"
 #include "platform/base/nearest.h"
@@ -75,17 +76,23 @@ void addAction(CLI::App& app, Chosen& chosen) {
         [text, &chosen] { chosen = [text](Console& console) { return runDecode(*text, console); }; });
 }
 
-// Commands of other builds: named, so that nobody takes them for a typing error.
-void addMissing(CLI::App& app, Chosen& chosen) {
-    for (const char* name : {"milter"}) {
-        CLI::App* command = app.add_subcommand(name, "")->group("");
-        command->allow_extras()->set_help_flag();
-        command->callback([name, &chosen] {
-            chosen = [name](Console& console) {
-                return console.err.say({kExitUsage, name, "is not in this build", "see quzo --help"});
-            };
-        });
-    }
+void addMilter(CLI::App& app, Chosen& chosen) {
+    CLI::App* command =
+        app.add_subcommand("milter", "Apply the policy to the mail of a running mail server.");
+    command->footer(
+        "Serves the milter protocol until SIGTERM or SIGINT; SIGUSR1 loads policy and objects anew.\n"
+        "Exit codes: 0 ended by a signal, 64 wrong usage, 66 no such policy, 73 the socket cannot be "
+        "opened,\n"
+        "78 wrong settings or policy.");
+    const auto options = std::make_shared<MilterCommandOptions>();
+    command->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini")->type_name("FILE");
+    command->add_option("-p,--policy", options->policyFile, "Policy file")->type_name("FILE");
+    command->add_option("--socket", options->socket, "unix:PATH or inet:PORT@HOST")
+        ->required()
+        ->type_name("SOCKET");
+    command->callback([options, &chosen] {
+        chosen = [options](Console& console) { return runMilter(*options, console); };
+    });
 }
 
 // The innermost command that the line names.
@@ -185,7 +192,7 @@ void addOthers(CLI::App& app, Chosen& chosen) {
     addHelp(app, chosen);
     app.add_flag_callback(
         "--version", [&chosen] { chosen = runVersion; }, "Say which build this is");
-    addMissing(app, chosen);
+    addMilter(app, chosen);
 }
 
 } // namespace

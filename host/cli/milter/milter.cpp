@@ -1,0 +1,103 @@
+// See milter.h. SIGUSR1 has policy and objects loaded anew: libmilter leaves that signal alone, and a thread
+// waits for it here.
+#include "host/cli/milter/milter.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "host/base/exit_code.h"
+#include "host/gateway/installation.h"
+#include "host/milter/milter_server.h"
+
+namespace quzo::host {
+namespace {
+
+constexpr std::chrono::seconds kFarewell{10}; // for connections that are still there at the end
+
+// Loads policy and objects anew when SIGUSR1 comes. Make one before other threads start, so that the signal
+// comes to it alone.
+class ReloadWatch {
+public:
+    ReloadWatch(Installation& installation, Console& console)
+        : installation_(installation), console_(console) {
+        sigemptyset(&signals_);
+        sigaddset(&signals_, SIGUSR1);
+        // Signals that end the process are for libmilter's thread: here they would end it at once.
+        sigset_t all;
+        sigset_t before;
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, &before);
+        thread_ = std::thread([this] { watch(); });
+        sigaddset(&before, SIGUSR1);
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    }
+    ~ReloadWatch() {
+        over_ = true;
+        pthread_kill(thread_.native_handle(), SIGUSR1);
+        thread_.join();
+    }
+    ReloadWatch(const ReloadWatch&) = delete;
+    ReloadWatch& operator=(const ReloadWatch&) = delete;
+
+private:
+    void watch() {
+        for (int number = 0; sigwait(&signals_, &number) == 0 && !over_;) {
+            const Faults findings = installation_.reload();
+            console_.err.say(findings);
+            console_.err.line(hasErrors(findings)
+                                  ? "quzo: milter: not loaded anew: the former policy stays in force"
+                                  : "quzo: milter: loaded anew");
+        }
+    }
+
+    Installation& installation_;
+    Console& console_; // nobody else writes to it while the server runs
+    sigset_t signals_{};
+    std::atomic<bool> over_ = false;
+    std::thread thread_;
+};
+
+void waitForConnections() {
+    const auto end = std::chrono::steady_clock::now() + kFarewell;
+    while (MilterServer::connections() > 0 && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
+} // namespace
+
+int runMilter(const MilterCommandOptions& options, Console& console) {
+    // Both outlive this function: connections may, too.
+    static Installation installation;
+    static MilterContext context;
+    const bool usable = installation.open({.iniFile = options.iniFile, .policyFile = options.policyFile});
+    const int exitCode = console.err.say(installation.findings());
+    if (!usable) {
+        return exitCode;
+    }
+    if (const MaybeFault fault = installation.recordReferences(true)) {
+        console.err.say(*fault);
+    }
+    context.snapshot = [] { return installation.snapshot(); };
+    context.queues = installation.queues();
+    MilterServer server(options.socket, context);
+    if (const MaybeFault fault = server.open()) {
+        return console.err.say(*fault);
+    }
+    MaybeFault ended;
+    {
+        const ReloadWatch reloads(installation, console);
+        ended = server.run();
+    }
+    waitForConnections();
+    if (MilterServer::connections() > 0) {
+        ::_exit(ended ? ended->exitCode : kExitOk); // what they use must not go before them
+    }
+    return ended ? console.err.say(*ended) : kExitOk;
+}
+
+} // namespace quzo::host
