@@ -8,6 +8,7 @@ root, it is skipped (77).
 """
 import glob
 import os
+import re
 import smtplib
 import subprocess
 import sys
@@ -51,6 +52,10 @@ RULES = (
     ("Held", {"subject": "^held"}, [{"type": "quarantine", "object": "area"}]),
     ("Gone", {"subject": "^gone"}, [{"type": "delete"}]),
 )
+# For real mail: all of it changes.
+ALL = (("All", {"always": True}, [
+    {"type": "tag-subject", "tag": "[%SENDER%] "}, {"type": "x-header", "name": "X-Seen", "value": "by %RULENAME%"},
+    {"type": "delete-attachment", "all": True}, {"type": "stamp", "object": "legal"}]),)
 
 
 class Milter:
@@ -97,6 +102,11 @@ def without_trace(content):
     return b"\r\n".join(lines)
 
 
+def plain_form(content):
+    """Without the random part of boundaries that quzo makes up, and with the line end that Postfix adds."""
+    return re.sub(rb"=_[0-9A-Z]{24}", b"=_B", content) + (b"" if content.endswith(b"\r\n") else b"\r\n")
+
+
 def pass_all(folder, mails, milter):
     """Sends all mails through Postfix and gives what arrives: {name: mail}. The name travels as the first label of the
     sender's domain."""
@@ -120,12 +130,13 @@ def main():
         return 77
     with tempfile.TemporaryDirectory(prefix="quzo-live-") as folder:
         os.chmod(folder, 0o755)
-        installation = Installation(os.path.abspath(sys.argv[1]), os.path.join(folder, "quzo"), OBJECTS, RULES)
+        installation = Installation(os.path.abspath(sys.argv[1]), os.path.join(folder, "quzo"), OBJECTS,
+                                    ALL if len(sys.argv) > 2 else RULES)
         os.chmod(installation.folder, 0o777)
-        mails = dict(MAILS)
+        mails = {} if len(sys.argv) > 2 else dict(MAILS)
         for path in sorted(glob.glob(os.path.join(sys.argv[2], "*"))) if len(sys.argv) > 2 else ():
             with open(path, "rb") as file:
-                mails[os.path.basename(path)] = file.read()
+                mails[os.path.basename(path).removesuffix(".eml")] = file.read()
         plain = pass_all(os.path.join(folder, "plain"), mails, None)
         for name, mail in plain.items():
             installation.put(name, without_trace(mail.content))
@@ -138,11 +149,11 @@ def main():
                 check(mail is None, f"{name}: is consumed, and arrives: {mail}")
             elif check(mail is not None, f"{name}: does not arrive"):
                 wanted = installation.delivered(name)
-                check(without_trace(mail.content) == wanted, f"{name}: {mail.content[:1500]}\nin place of {wanted[:1500]}")
+                check(plain_form(without_trace(mail.content)) == plain_form(wanted), f"{name}: {mail.content[:1500]}\nin place of {wanted[:1500]}")
                 check(sorted(mail.recipients) == sorted(one.encode() for one in report["envelope"]["to"]),
                       f"{name}: went to {mail.recipients}")
         waiting = installation.waiting()
-        check(waiting == {"quarantine": 2}, f"in the queues: {waiting}")  # one of apply, one of the milter
+        check(waiting == ({} if len(sys.argv) > 2 else {"quarantine": 2}), f"in the queues: {waiting}")  # one of apply, one of the milter
         installation.check_log()
     print(f"{len(judged)} mails, {len(FAULTS)} faults")
     return 1 if FAULTS else 0

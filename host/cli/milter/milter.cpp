@@ -7,33 +7,48 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <optional>
 #include <thread>
 
 #include "host/base/exit_code.h"
+#include "host/cli/milter/background_runner.h"
 #include "host/gateway/installation.h"
 #include "host/milter/milter_server.h"
+#include "host/runner/runner_service.h"
 
 namespace quzo::host {
 namespace {
 
 constexpr std::chrono::seconds kFarewell{10}; // for connections that are still there at the end
 
+// While one lives, no signal comes to this thread, nor ever to those that it starts meanwhile: those that end
+// the process are for libmilter's thread, and anywhere else they would end it at once.
+class SignalsHeld {
+public:
+    SignalsHeld() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, &before_);
+    }
+    ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    SignalsHeld(const SignalsHeld&) = delete;
+    SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+private:
+    sigset_t before_{};
+};
+
 // Loads policy and objects anew when SIGUSR1 comes. Make one before other threads start, so that the signal
 // comes to it alone.
 class ReloadWatch {
 public:
-    ReloadWatch(Installation& installation, Console& console)
-        : installation_(installation), console_(console) {
+    ReloadWatch(Installation& installation, SharedErrors& errors)
+        : installation_(installation), errors_(errors) {
         sigemptyset(&signals_);
         sigaddset(&signals_, SIGUSR1);
-        // Signals that end the process are for libmilter's thread: here they would end it at once.
-        sigset_t all;
-        sigset_t before;
-        sigfillset(&all);
-        pthread_sigmask(SIG_BLOCK, &all, &before);
+        pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+        const SignalsHeld held;
         thread_ = std::thread([this] { watch(); });
-        sigaddset(&before, SIGUSR1);
-        pthread_sigmask(SIG_SETMASK, &before, nullptr);
     }
     ~ReloadWatch() {
         over_ = true;
@@ -47,15 +62,15 @@ private:
     void watch() {
         for (int number = 0; sigwait(&signals_, &number) == 0 && !over_;) {
             const Faults findings = installation_.reload();
-            console_.err.say(findings);
-            console_.err.line(hasErrors(findings)
-                                  ? "quzo: milter: not loaded anew: the former policy stays in force"
-                                  : "quzo: milter: loaded anew");
+            errors_.say(findings);
+            errors_.line(hasErrors(findings)
+                             ? "quzo: milter: not loaded anew: the former policy stays in force"
+                             : "quzo: milter: loaded anew");
         }
     }
 
     Installation& installation_;
-    Console& console_; // nobody else writes to it while the server runs
+    SharedErrors& errors_;
     sigset_t signals_{};
     std::atomic<bool> over_ = false;
     std::thread thread_;
@@ -90,7 +105,13 @@ int runMilter(const MilterCommandOptions& options, Console& console) {
     }
     MaybeFault ended;
     {
-        const ReloadWatch reloads(installation, console);
+        SharedErrors errors(console.err);
+        const ReloadWatch reloads(installation, errors);
+        std::optional<BackgroundRunner> runner;
+        if (!RunnerService::settingsFault(installation, options.iniFile)) {
+            const SignalsHeld held; // they are not for the runner's thread
+            runner.emplace(installation, errors);
+        }
         ended = server.run();
     }
     waitForConnections();
