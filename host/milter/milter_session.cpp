@@ -14,6 +14,7 @@
 #include "platform/base/visible_text.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/log.h"
+#include "quzo/core/reprocess_mark.h"
 
 namespace quzo::host {
 namespace {
@@ -49,6 +50,12 @@ std::string findingIn(const std::vector<MailField>& fields, const std::string& n
         }
     }
     return {};
+}
+
+// The marks of another pass are between us and ourselves, and forged ones between nobody.
+bool isMark(const MailField& field) {
+    return platform::equalsNoCase(field.name, kReprocessRulesHeader) ||
+           platform::equalsNoCase(field.name, kReprocessTypeHeader);
 }
 
 } // namespace
@@ -192,8 +199,10 @@ MilterVerdict MilterSession::verdictOn(const MessageResult& result, std::size_t 
 bool MilterSession::carryOut(const MessageResult& result, std::size_t receivedBody,
                              MailEditor& editor) const {
     const bool changed = result.scan.outcome == Outcome::Modified;
-    if ((changed || mail_->hidesFields()) && !mail_->tooLarge()) {
-        const DeliveredMail delivered = deliveredMail(result, receivedBody);
+    const bool marked = std::any_of(mail_->fields().begin(), mail_->fields().end(), isMark);
+    if ((changed || marked || mail_->hidesFields()) && !mail_->tooLarge()) {
+        DeliveredMail delivered = deliveredMail(result, receivedBody);
+        std::erase_if(delivered.fields, isMark);
         for (const HeaderEdit& edit : headerEdits(mail_->fields(), delivered.fields)) {
             if (!editor.editHeader(edit)) {
                 return false;
