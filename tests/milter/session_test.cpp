@@ -166,6 +166,7 @@ TEST_F(SessionTest, MarksCountOnTheWayBackAlone) {
         EXPECT_EQ(pass(header, "x\r\n", row.client, row.daemon).kind, Kind::Accept);
         EXPECT_EQ(testing::Matches(testing::Contains("change 1 Subject: [t] tag"))(editor.notes),
                   !row.skipped);
+        EXPECT_THAT(editor.notes, testing::Contains("remove 1 X-quzo-reprocess-rules: 1"));
     }
 }
 
