@@ -150,7 +150,7 @@ TEST(HeaderEdits, AnyListBecomesAnyOther) {
         expectMade(before, after, before.size() + after.size());
     }
     // Far more differences than are looked for.
-    expectMade(fieldsNamed(std::string(3000, 'a')), fieldsNamed(std::string(3000, 'b')), 6000);
+    expectMade(fieldsNamed(std::string(600, 'a')), fieldsNamed(std::string(600, 'b')), 1200);
     std::string many;
     for (int i = 0; i < 20000; ++i) {
         many += static_cast<char>('a' + i % 26);
