@@ -60,7 +60,7 @@ class Postfix:
             "relayhost": f"[127.0.0.1]:{relay}", "smtp_dns_support_level": "disabled", "smtpd_peername_lookup": "no",
             "smtpd_relay_restrictions": "permit_mynetworks,reject", "maillog_file": self.log,
             "maillog_file_prefixes": f"{folder}/log", "local_header_rewrite_clients": "", "smtp_line_length_limit": "0",
-            "message_size_limit": "0", "queue_run_delay": "2s", "minimal_backoff_time": "2s",
+            "message_size_limit": "0", "hopcount_limit": "1000", "queue_run_delay": "2s", "minimal_backoff_time": "2s",
             "maximal_backoff_time": "4s", "smtpd_client_connection_count_limit": "0", "header_size_limit": "1000000",
         }
         with open(os.path.join(etc, "main.cf"), "w", encoding="ascii") as file:
