@@ -14,6 +14,7 @@
 #include "host/base/exit_code.h"
 #include "host/cli/apply/apply_command_line.h"
 #include "host/cli/commands.h"
+#include "host/cli/files/file_options.h"
 #include "host/cli/object/object_command_line.h"
 #include "host/cli/queue/queue_command_line.h"
 #include "platform/base/nearest.h"
@@ -30,10 +31,12 @@ void addCheck(CLI::App& app, Chosen& chosen) {
         "Every key, rule, action and object reference is checked; one line a fault.\n"
         "Exit codes: 0 in order (warnings included), 64 wrong usage, 66 no such policy, 78 faults.");
     const auto options = std::make_shared<CheckOptions>();
-    command->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini")->type_name("FILE");
-    command->add_option("-p,--policy", options->policyFile, "Policy file")->type_name("FILE");
-    command->callback(
-        [options, &chosen] { chosen = [options](Console& console) { return runCheck(*options, console); }; });
+    addConfigOption(*command, options->iniFile);
+    addPolicyOption(*command, options->policyFile, "Policy file");
+    command->callback([options, command, &chosen] {
+        useStandardFiles(*command, options->iniFile, options->policyFile);
+        chosen = [options](Console& console) { return runCheck(*options, console); };
+    });
 }
 
 void addTokens(CLI::App& app, Chosen& chosen) {

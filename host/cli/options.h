@@ -7,8 +7,8 @@
 namespace quzo::host {
 
 struct CheckOptions {
-    std::string iniFile;
-    std::string policyFile;
+    std::string iniFile;    // empty: none
+    std::string policyFile; // empty: none
 };
 
 struct TokensOptions {

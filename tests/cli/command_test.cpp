@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <filesystem>
 #include <sstream>
 #include <string>
 
+#include "host/gateway/standard_files.h"
 #include "tests/cli/program.h"
 
 namespace quzo::test {
@@ -137,6 +139,31 @@ TEST(Check, FaultsAreVisibleAndHoldNoPassword) {
     EXPECT_THAT(turned.err, HasSubstr("rule 2: \\xE2\\x80\\xAEgnp: "));
     EXPECT_THAT(dir.quzo({"check", "-p", "\xE2\x80\xAE.toml"}).err,
                 StartsWith("quzo: \\xE2\\x80\\xAE.toml: "));
+}
+
+// Where the folder of the standard files is, which tests cannot make, the rows would be about those.
+TEST(Check, WithoutFilesSaysWhatToGive) {
+    if (std::filesystem::exists(host::standardFolder())) {
+        GTEST_SKIP() << host::standardFolder() << " is there";
+    }
+    const TemporaryDirectory dir;
+    const std::string folder = host::standardFolder();
+    const struct {
+        std::vector<std::string> words;
+        std::string fault;
+    } rows[] = {{{"check"},
+                 "quzo: check: there is nothing to check: give -c FILE, -p FILE or both, or keep them in " +
+                     folder + "\n"},
+                {{"apply", "-"}, "quzo: apply: there is no policy: name one with -p FILE\n"},
+                {{"object", "list"}, "quzo: object: there are no settings: name them with -c FILE\n"},
+                {{"queue", "run", "scan"}, "name it with -p FILE, or name the queues that are to be run\n"}};
+    for (const auto& row : rows) {
+        const ProgramRun run = dir.quzo(row.words);
+        EXPECT_EQ(run.exitCode, 64) << row.words[0];
+        EXPECT_THAT(run.err, testing::EndsWith(row.fault));
+        EXPECT_THAT(dir.quzo({row.words[0], "--help"}).out + dir.quzo({"queue", "list", "--help"}).out,
+                    HasSubstr(folder + "/quzo.ini"));
+    }
 }
 
 // Looking makes nothing: neither the store nor the log, and a store that is not there has no objects.
