@@ -39,6 +39,24 @@ void addCheck(CLI::App& app, Chosen& chosen) {
     });
 }
 
+void addConfig(CLI::App& app, Chosen& chosen) {
+    CLI::App* config = app.add_subcommand("config", "Look at settings.");
+    config->require_subcommand(1);
+    CLI::App* show = config->add_subcommand(
+        "show", "Show every setting with its value, its default, and the line that set it.");
+    show->footer(
+        "What may hold a password is not shown. Exit codes: 0 done, 64 wrong usage, 78 faults in the "
+        "settings.");
+    const auto options = std::make_shared<ConfigShowOptions>();
+    addConfigOption(*show, options->iniFile);
+    show->add_flag("--json", options->json, "One JSON object a setting");
+    show->callback([options, show, &chosen] {
+        std::string none;
+        useStandardFiles(*show, options->iniFile, none);
+        chosen = [options](Console& console) { return runConfigShow(*options, console); };
+    });
+}
+
 void addTokens(CLI::App& app, Chosen& chosen) {
     CLI::App* command = app.add_subcommand("tokens", "List the tokens that texts may contain.");
     const auto options = std::make_shared<TokensOptions>();
@@ -180,6 +198,7 @@ int refuse(const CLI::App& command, const CLI::ParseError& error, Console& conso
 
 void addOthers(CLI::App& app, Chosen& chosen) {
     addCheck(app, chosen);
+    addConfig(app, chosen);
     addTokens(app, chosen);
     addAction(app, chosen);
     addQueueCommand(app, chosen);

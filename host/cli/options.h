@@ -11,6 +11,11 @@ struct CheckOptions {
     std::string policyFile; // empty: none
 };
 
+struct ConfigShowOptions {
+    std::string iniFile; // empty: none
+    bool json = false;
+};
+
 struct TokensOptions {
     bool json = false;
 };

@@ -1,4 +1,4 @@
-// Every key of quzo.ini that somebody reads, with what its value has to be.
+// Every key of quzo.ini that somebody reads, with what its value has to be and its default.
 #pragma once
 
 #include <cstddef>
@@ -31,7 +31,9 @@ struct KnownKey {
     std::string_view section;
     std::string_view key;
     KeyType type = KeyType::Text;
+    std::string_view usual = {};   // what it is where the file does not say, as it would stand there; or none
     std::string_view choices = {}; // separated by '|'
+    std::string_view made = {};    // where `usual` is none: what then stands in its place, in words
     bool secret = false;           // may hold a password: its value is never shown
     std::size_t most = 0;          // of a Size; 0: whatever fits
 };

@@ -44,6 +44,8 @@ struct PlatformSettings {
     bool notifyAutoSubmitted = true; // notifications say that a program wrote them
     std::string log = "stderr";      // or the path of a file
     int logLevel = 1;                // 0 to 3
+
+    friend bool operator==(const PlatformSettings&, const PlatformSettings&) = default;
 };
 
 // What the section [runner] says, with its defaults; seconds.
@@ -52,12 +54,14 @@ struct RunnerSettings {
     std::int64_t retryLongest = std::int64_t{4} * 3600;     // and never longer than this
     std::int64_t giveUpAfter = std::int64_t{5} * 24 * 3600; // in the queue
     std::int64_t poll = 10;                                 // between two looks at the queues
+
+    friend bool operator==(const RunnerSettings&, const RunnerSettings&) = default;
 };
 
-// The settings of an installation: the file, and below it the host's own defaults (utf-8 as the charset of
-// texts, queue directories below the spool). Relative paths in the file count from the file's folder on, and
-// come out so that the program's current folder leads to them. Immutable once loaded, and then usable from
-// several threads.
+// The settings of an installation: the file, and below it the host's own defaults (charsets and
+// numbers of the table of known keys, queue directories below the spool). Relative paths in the file count
+// from the file's folder on, and come out so that the program's current folder leads to them. Immutable once
+// loaded, and then usable from several threads.
 class IniSettings final : public GlobalSetting {
 public:
     IniSettings() = default; // the defaults alone
