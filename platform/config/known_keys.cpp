@@ -20,6 +20,7 @@ constexpr std::string_view kNotification = "General-Notification";
 constexpr std::string_view kPlatform = "platform";
 constexpr std::string_view kSnmp = "snmp";
 constexpr std::string_view kRunner = "runner";
+constexpr std::string_view kMilter = "milter";
 
 template <typename Test>
 bool anyChoice(std::string_view choices, Test&& test) {
@@ -98,6 +99,12 @@ const std::vector<KnownKey>& knownKeys() {
         {kRunner, "retry_longest", KeyType::Duration, "4h"},
         {kRunner, "give_up_after", KeyType::Duration, "5d"},
         {kRunner, "poll", KeyType::Duration, "10s"},
+        {kMilter, "socket", KeyType::Milter, "unix:/run/quzo/milter.sock"},
+        {kMilter, "trusted_addresses", KeyType::Milter},
+        {kMilter, "rescan_daemon_name", KeyType::Text},
+        {kMilter, "header_virus_name", KeyType::Milter},
+        {kMilter, "header_whole_mail", KeyType::Milter},
+        {kMilter, "header_delete_all", KeyType::Milter},
     };
     return keys;
 }

@@ -25,6 +25,7 @@ enum class KeyType : std::uint8_t {
     NextHop,  // the URL of a mail server
     Prefix,   // begins with one of `choices`
     Snmp,     // what platform/config/snmp_settings.h says of the key
+    Milter,   // what platform/config/milter_settings.h says of the key
 };
 
 struct KnownKey {

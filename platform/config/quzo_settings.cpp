@@ -177,6 +177,8 @@ PlatformSettings IniSettings::platform() const {
 
 SnmpSettings IniSettings::snmp() const { return readSnmpSettings(file_, ownHostName(platform().hostname)); }
 
+MilterSettings IniSettings::milter() const { return readMilterSettings(file_); }
+
 RunnerSettings IniSettings::runner() const {
     RunnerSettings settings;
     const auto read = [&](std::string_view key, std::int64_t& into) {

@@ -10,6 +10,7 @@
 
 #include "platform/base/next_hop.h"
 #include "platform/config/ini_file.h"
+#include "platform/config/milter_settings.h"
 #include "platform/config/snmp_settings.h"
 #include "platform/message/edit/raw_values.h"
 #include "platform/message/structure/limits.h"
@@ -24,6 +25,7 @@ struct PlatformSettings {
     enum class Tls : std::uint8_t { Off, Try, Require };
     // What becomes of a message beyond a limit: tried later, judged by what could be read of it, or failed.
     enum class OnLimit : std::uint8_t { Defer, Pass, Refuse };
+    enum class LogMessages : std::uint8_t { Off, Text, Json }; // a line in the log for each message
 
     std::string hostname;           // under which this host writes mail; empty: the settings do not say
     std::string store;              // connection string; empty: no named objects
@@ -42,8 +44,9 @@ struct PlatformSettings {
     // Whether notifications may go to the senders of automatic and bulk mail.
     bool notifyAutomatic = false;
     bool notifyAutoSubmitted = true; // notifications say that a program wrote them
-    std::string log = "stderr";      // or the path of a file
+    std::string log = "stderr";      // "syslog", "journal" or the path of a file
     int logLevel = 1;                // 0 to 3
+    LogMessages logMessages = LogMessages::Off;
 
     friend bool operator==(const PlatformSettings&, const PlatformSettings&) = default;
 };
@@ -83,6 +86,7 @@ public:
     SnmpSettings snmp() const;
 
     RunnerSettings runner() const;
+    MilterSettings milter() const;
 
     const IniFile& file() const { return file_; }
 

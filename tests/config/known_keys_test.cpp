@@ -37,6 +37,7 @@ TEST(KnownKeys, DefaultsSpelledOutChangeNothing) {
     EXPECT_THAT(all.check(), IsEmpty());
     EXPECT_TRUE(all.platform() == PlatformSettings());
     EXPECT_TRUE(all.runner() == RunnerSettings());
+    EXPECT_TRUE(all.milter() == MilterSettings());
     EXPECT_TRUE(all.snmp() == none.snmp());
     SnmpSettings snmp;
     snmp.engineId = none.snmp().engineId;
