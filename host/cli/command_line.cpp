@@ -14,7 +14,8 @@
 #include "host/base/exit_code.h"
 #include "host/cli/apply/apply_command_line.h"
 #include "host/cli/commands.h"
-#include "host/cli/milter/milter.h"
+#include "host/cli/files/file_options.h"
+#include "host/cli/milter/milter_command_line.h"
 #include "host/cli/object/object_command_line.h"
 #include "host/cli/queue/queue_command_line.h"
 #include "platform/base/nearest.h"
@@ -31,10 +32,30 @@ void addCheck(CLI::App& app, Chosen& chosen) {
         "Every key, rule, action and object reference is checked; one line a fault.\n"
         "Exit codes: 0 in order (warnings included), 64 wrong usage, 66 no such policy, 78 faults.");
     const auto options = std::make_shared<CheckOptions>();
-    command->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini")->type_name("FILE");
-    command->add_option("-p,--policy", options->policyFile, "Policy file")->type_name("FILE");
-    command->callback(
-        [options, &chosen] { chosen = [options](Console& console) { return runCheck(*options, console); }; });
+    addConfigOption(*command, options->iniFile);
+    addPolicyOption(*command, options->policyFile, "Policy file");
+    command->callback([options, command, &chosen] {
+        useStandardFiles(*command, options->iniFile, options->policyFile);
+        chosen = [options](Console& console) { return runCheck(*options, console); };
+    });
+}
+
+void addConfig(CLI::App& app, Chosen& chosen) {
+    CLI::App* config = app.add_subcommand("config", "Look at settings.");
+    config->require_subcommand(1);
+    CLI::App* show = config->add_subcommand(
+        "show", "Show every setting with its value, its default, and the line that set it.");
+    show->footer(
+        "What may hold a password is not shown. Exit codes: 0 done, 64 wrong usage, 78 faults in the "
+        "settings.");
+    const auto options = std::make_shared<ConfigShowOptions>();
+    addConfigOption(*show, options->iniFile);
+    show->add_flag("--json", options->json, "One JSON object a setting");
+    show->callback([options, show, &chosen] {
+        std::string none;
+        useStandardFiles(*show, options->iniFile, none);
+        chosen = [options](Console& console) { return runConfigShow(*options, console); };
+    });
 }
 
 void addTokens(CLI::App& app, Chosen& chosen) {
@@ -74,25 +95,6 @@ void addAction(CLI::App& app, Chosen& chosen) {
         ->type_name("");
     decode->callback(
         [text, &chosen] { chosen = [text](Console& console) { return runDecode(*text, console); }; });
-}
-
-void addMilter(CLI::App& app, Chosen& chosen) {
-    CLI::App* command =
-        app.add_subcommand("milter", "Apply the policy to the mail of a running mail server.");
-    command->footer(
-        "Serves the milter protocol until SIGTERM or SIGINT; SIGUSR1 loads policy and objects anew.\n"
-        "Exit codes: 0 ended by a signal, 64 wrong usage, 66 no such policy, 73 the socket cannot be "
-        "opened,\n"
-        "78 wrong settings or policy.");
-    const auto options = std::make_shared<MilterCommandOptions>();
-    command->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini")->type_name("FILE");
-    command->add_option("-p,--policy", options->policyFile, "Policy file")->type_name("FILE");
-    command->add_option("--socket", options->socket, "unix:PATH or inet:PORT@HOST")
-        ->required()
-        ->type_name("SOCKET");
-    command->callback([options, &chosen] {
-        chosen = [options](Console& console) { return runMilter(*options, console); };
-    });
 }
 
 // The innermost command that the line names.
@@ -184,6 +186,7 @@ int refuse(const CLI::App& command, const CLI::ParseError& error, Console& conso
 
 void addOthers(CLI::App& app, Chosen& chosen) {
     addCheck(app, chosen);
+    addConfig(app, chosen);
     addTokens(app, chosen);
     addAction(app, chosen);
     addQueueCommand(app, chosen);
@@ -192,7 +195,7 @@ void addOthers(CLI::App& app, Chosen& chosen) {
     addHelp(app, chosen);
     app.add_flag_callback(
         "--version", [&chosen] { chosen = runVersion; }, "Say which build this is");
-    addMilter(app, chosen);
+    addMilterCommand(app, chosen);
 }
 
 } // namespace

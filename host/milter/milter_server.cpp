@@ -188,9 +188,18 @@ sfsistat onClose(SMFICTX* context) noexcept {
     return SMFIS_CONTINUE;
 }
 
+std::string connectionOf(const platform::MilterSocket& socket) {
+    if (socket.family == platform::MilterSocket::Family::Unix) {
+        return "unix:" + socket.place;
+    }
+    const bool v6 = socket.family == platform::MilterSocket::Family::Inet6;
+    return (v6 ? "inet6:" : "inet:") + std::to_string(socket.port) + "@" + socket.place;
+}
+
 } // namespace
 
-MilterServer::MilterServer(std::string socket, const MilterContext& context) : socket_(std::move(socket)) {
+MilterServer::MilterServer(const platform::MilterSocket& socket, const MilterContext& context)
+    : socket_(connectionOf(socket)) {
     theContext = &context;
 }
 

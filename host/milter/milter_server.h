@@ -5,15 +5,16 @@
 
 #include "host/base/fault.h"
 #include "host/milter/milter_session.h"
+#include "platform/config/milter_settings.h"
 
 namespace quzo::host {
 
 // One in a process: libmilter's state is the process's.
 class MilterServer {
 public:
-    // `socket`: "unix:PATH" or "inet:PORT@HOST". The context outlives the process's connections, which may be
+    // The context outlives the process's connections, which may be
     // there when run() has come back: never let it go before the process ends.
-    MilterServer(std::string socket, const MilterContext& context);
+    MilterServer(const platform::MilterSocket& socket, const MilterContext& context);
     MilterServer(const MilterServer&) = delete;
     MilterServer& operator=(const MilterServer&) = delete;
 
@@ -31,7 +32,7 @@ public:
     static int connections();
 
 private:
-    std::string socket_;
+    std::string socket_; // as libmilter writes it
 };
 
 } // namespace quzo::host

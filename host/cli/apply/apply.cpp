@@ -37,7 +37,9 @@ MaybeFault checkOptions(const ApplyOptions& options) {
         return Fault{kExitUsage, std::move(where), std::move(what), std::move(advice)};
     };
     if (options.policyFile.empty()) {
-        return usage("apply", "there is no policy", "name one with -p FILE");
+        return usage("apply", "there is no policy",
+                     "name one with -p FILE" +
+                         (options.iniFile.empty() ? "" : ", and the settings with -c " + options.iniFile));
     }
     if (options.diff && options.json) {
         return usage("--diff", "cannot be shown in JSON", "leave out --diff or --json");

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -76,6 +77,20 @@ private:
     std::thread thread_;
 };
 
+void fillContext(MilterContext& context, Installation& installation,
+                 const platform::MilterSettings& settings) {
+    context.snapshot = [&installation] { return installation.snapshot(); };
+    context.queues = installation.queues();
+    context.isTrusted = [networks = settings.trustedAddresses](std::string_view address) {
+        return std::any_of(networks.begin(), networks.end(),
+                           [address](const platform::Network& network) { return network.contains(address); });
+    };
+    context.rescanDaemonName = settings.rescanDaemonName;
+    context.headerVirusName = settings.headerVirusName;
+    context.headerWholeMail = settings.headerWholeMail;
+    context.headerDeleteAll = settings.headerDeleteAll;
+}
+
 void waitForConnections() {
     const auto end = std::chrono::steady_clock::now() + kFarewell;
     while (MilterServer::connections() > 0 && std::chrono::steady_clock::now() < end) {
@@ -97,9 +112,18 @@ int runMilter(const MilterCommandOptions& options, Console& console) {
     if (const MaybeFault fault = installation.recordReferences(true)) {
         console.err.say(*fault);
     }
-    context.snapshot = [] { return installation.snapshot(); };
-    context.queues = installation.queues();
-    MilterServer server(options.socket, context);
+    platform::MilterSettings settings = installation.settings().milter();
+    if (!options.socket.empty()) {
+        const auto socket = platform::MilterSocket::parse(options.socket);
+        if (!socket) {
+            return console.err.say(
+                Fault{kExitUsage, "--socket", "it is no socket",
+                      "write unix:/absolute/path, inet:PORT@HOST or inet6:PORT@[ADDRESS]"});
+        }
+        settings.socket = *socket;
+    }
+    fillContext(context, installation, settings);
+    MilterServer server(settings.socket, context);
     if (const MaybeFault fault = server.open()) {
         return console.err.say(*fault);
     }

@@ -10,7 +10,7 @@ namespace quzo::host {
 struct MilterCommandOptions {
     std::string iniFile;    // empty: the built-in settings
     std::string policyFile; // empty: a policy without rules
-    std::string socket;     // "unix:PATH" or "inet:PORT@HOST"; empty: as the settings say
+    std::string socket;     // as in the settings; empty: that of the settings
 };
 
 // Serves until SIGTERM or SIGINT. Returns the exit code.
