@@ -86,6 +86,7 @@ const std::vector<KnownKey>& knownKeys() {
         {kPlatform, "notify_auto_submitted", KeyType::YesNo, "yes"},
         {kPlatform, "log", KeyType::Path, "stderr"},
         {kPlatform, "log_level", KeyType::Choice, "1", "0|1|2|3"},
+        {kPlatform, "log_messages", KeyType::Choice, "off", "off|text|json"},
         {kSnmp, "version", KeyType::Choice, "2c", "1|2c|3"},
         {kSnmp, "enterprise", KeyType::Snmp, "1.3.6.1.4.1.8072.9999.9999"},
         {kSnmp, "user", KeyType::Snmp},

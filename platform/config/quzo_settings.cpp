@@ -8,6 +8,7 @@
 #include "platform/base/host_name.h"
 #include "platform/base/numbers.h"
 #include "platform/config/known_keys.h"
+#include "platform/log/file_log.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
@@ -59,7 +60,7 @@ std::string IniSettings::placed(const KnownKey* known, const std::string& value)
     if (known == nullptr || folder_.empty()) {
         return value;
     }
-    const bool file = known->type == KeyType::Path && !(known->key == "log" && value == "stderr");
+    const bool file = known->type == KeyType::Path && !(known->key == "log" && FileLog::isWord(value));
     std::size_t at = 0;
     if (!file) {
         if (known->key != "store" || !value.starts_with(kSqlite)) {
@@ -166,6 +167,10 @@ PlatformSettings IniSettings::platform() const {
         settings.tls = tls == "off" ? PlatformSettings::Tls::Off : PlatformSettings::Tls::Try;
         settings.tls = tls == "require" ? PlatformSettings::Tls::Require : settings.tls;
     }
+    const std::string messages = text("log_messages").value_or("off");
+    settings.logMessages = messages == "text"   ? PlatformSettings::LogMessages::Text
+                           : messages == "json" ? PlatformSettings::LogMessages::Json
+                                                : PlatformSettings::LogMessages::Off;
     const std::string onLimit = text("on_limit").value_or("");
     if (!onLimit.empty()) {
         settings.onLimit =

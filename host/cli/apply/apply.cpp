@@ -197,7 +197,7 @@ int runApply(const ApplyOptions& options, Console& console) {
     }
     const MessageProcessor processor(*snapshot, installation.queues(), options, tokens,
                                      storing ? &directory : nullptr, interrupt, show,
-                                     StandardOutput::colours());
+                                     StandardOutput::colours(), installation.messageLog());
     ApplyResults results(console);
     work(options, inputs, processor, console, results);
     if (storing) {
