@@ -14,6 +14,7 @@
 #include "host/base/exit_code.h"
 #include "host/cli/apply/apply_command_line.h"
 #include "host/cli/commands.h"
+#include "host/cli/filter/filter_command_line.h"
 #include "host/cli/object/object_command_line.h"
 #include "host/cli/queue/queue_command_line.h"
 #include "platform/base/nearest.h"
@@ -195,19 +196,30 @@ int runCommandLine(int argc, char** argv, Console& console) {
     app.name("quzo");
     app.require_subcommand(0, 1);
     Chosen chosen;
-    addApplyCommand(app, chosen);
-    // A filter is started for each message, and making all the options of all commands takes its time.
-    if (argc < 2 || std::string_view(argv[1]) != "apply") {
-        addOthers(app, chosen);
+    // Two are started for each message, and making all the options of all commands takes its time.
+    const bool filter = isFilterCall(argc, argv);
+    if (filter) {
+        app.set_help_flag();
+        addFilterCommand(app, chosen, takeRecipients(argc, argv));
+    } else {
+        addApplyCommand(app, chosen);
+        if (argc < 2 || std::string_view(argv[1]) != "apply") {
+            addFilterCommand(app, chosen);
+            addOthers(app, chosen);
+        }
     }
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
+        if (filter && argc > 3) { // a line for a message, which help would leave lying
+            return console.err.say({kExitTryAgain, "filter", "--help stands alone", "leave it out"});
+        }
         const CLI::App* command = namedCommand(app);
         console.out.write(command->help(wordsBefore(*command)));
         return kExitOk;
     } catch (const CLI::ParseError& error) {
-        return refuse(*namedCommand(app), error, console);
+        const int exitCode = refuse(*namedCommand(app), error, console);
+        return filter ? kExitTryAgain : exitCode;
     }
     return chosen ? chosen(console)
                   : console.err.say({kExitUsage, "", "there is no command", "see quzo --help"});
