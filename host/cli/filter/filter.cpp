@@ -12,10 +12,10 @@
 #include "host/cli/filter/taken_message.h"
 #include "host/gateway/installation.h"
 #include "host/gateway/leaving_mail.h"
-#include "platform/base/identifiers.h"
 #include "platform/base/visible_text.h"
 #include "platform/message/values/mailbox.h"
 #include "platform/queue/leaving_message.h"
+#include "platform/queue/queue_names.h"
 #include "platform/queue/shown_subject.h"
 #include "quzo/core/error_text.h"
 
@@ -23,6 +23,8 @@ namespace quzo::host {
 namespace {
 
 using platform::QueueKind;
+
+constexpr int kMostHalves = 100; // that attempts which were killed have left
 
 Fault later(std::string what, std::string advice = {}) {
     return {kExitTryAgain, "filter", std::move(what), std::move(advice)};
@@ -57,14 +59,13 @@ MaybeFault putOut(platform::QueueStore& store, const MessageResult& result, Leav
     entry.recipients = std::move(mail.recipients);
     entry.subject = platform::shownSubject(*result.message);
     entry.stored = std::time(nullptr);
-    if (isThere(store, entry.id)) {
-        return std::nullopt;
-    }
-    int error = store.store(entry, platform::writerOf(mail.message));
-    if (error == kErrorExists) {
-        // A killed attempt has left half of one, which is in the way until it is tidied up.
-        entry.id = platform::newIdentifier();
-        error = store.store(entry, platform::writerOf(mail.message));
+    int error = kErrorExists;
+    for (int tries = 0; error == kErrorExists && tries < kMostHalves; ++tries) {
+        error =
+            isThere(store, entry.id) ? int{kErrorNone} : store.store(entry, platform::writerOf(mail.message));
+        if (error == kErrorExists) { // one half of it is there, and in the way until it is tidied up
+            entry.id = platform::derivedIdentifier("filter/again", entry.id);
+        }
     }
     if (error != kErrorNone) {
         return later(std::string("the outgoing queue does not take the message: ") + KVMSGERR::I2A(error),
