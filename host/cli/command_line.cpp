@@ -198,6 +198,7 @@ int runCommandLine(int argc, char** argv, Console& console) {
     Chosen chosen;
     // Two are started for each message, and making all the options of all commands takes its time.
     const bool filter = isFilterCall(argc, argv);
+    const bool forMessage = filter && argc > 3;
     if (filter) {
         app.set_help_flag();
         addFilterCommand(app, chosen, takeRecipients(argc, argv));
@@ -211,7 +212,7 @@ int runCommandLine(int argc, char** argv, Console& console) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
-        if (filter && argc > 3) { // a line for a message, which help would leave lying
+        if (forMessage) { // which would be taken for one that has gone on
             return console.err.say({kExitTryAgain, "filter", "--help stands alone", "leave it out"});
         }
         const CLI::App* command = namedCommand(app);
