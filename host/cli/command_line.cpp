@@ -15,6 +15,7 @@
 #include "host/cli/apply/apply_command_line.h"
 #include "host/cli/commands.h"
 #include "host/cli/files/file_options.h"
+#include "host/cli/filter/filter_command_line.h"
 #include "host/cli/milter/milter_command_line.h"
 #include "host/cli/object/object_command_line.h"
 #include "host/cli/queue/queue_command_line.h"
@@ -205,19 +206,31 @@ int runCommandLine(int argc, char** argv, Console& console) {
     app.name("quzo");
     app.require_subcommand(0, 1);
     Chosen chosen;
-    addApplyCommand(app, chosen);
-    // A filter is started for each message, and making all the options of all commands takes its time.
-    if (argc < 2 || std::string_view(argv[1]) != "apply") {
-        addOthers(app, chosen);
+    // Two are started for each message, and making all the options of all commands takes its time.
+    const bool filter = isFilterCall(argc, argv);
+    const bool forMessage = filter && argc > 3;
+    if (filter) {
+        app.set_help_flag();
+        addFilterCommand(app, chosen, takeRecipients(argc, argv));
+    } else {
+        addApplyCommand(app, chosen);
+        if (argc < 2 || std::string_view(argv[1]) != "apply") {
+            addFilterCommand(app, chosen);
+            addOthers(app, chosen);
+        }
     }
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
+        if (forMessage) { // which would be taken for one that has gone on
+            return console.err.say({kExitTryAgain, "filter", "--help stands alone", "leave it out"});
+        }
         const CLI::App* command = namedCommand(app);
         console.out.write(command->help(wordsBefore(*command)));
         return kExitOk;
     } catch (const CLI::ParseError& error) {
-        return refuse(*namedCommand(app), error, console);
+        const int exitCode = refuse(*namedCommand(app), error, console);
+        return filter ? kExitTryAgain : exitCode;
     }
     return chosen ? chosen(console)
                   : console.err.say({kExitUsage, "", "there is no command", "see quzo --help"});

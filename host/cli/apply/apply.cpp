@@ -30,7 +30,6 @@ using Show = MessageProcessor::Show;
 
 // Messages that wait for their turn at most take this much memory, beside the ones that are worked on.
 constexpr std::size_t kMaxWaitingBytes = std::size_t{128} << 20U;
-using platform::kMaxMessageBytes;
 
 MaybeFault checkOptions(const ApplyOptions& options) {
     const auto usage = [](std::string where, std::string what, std::string advice) {
@@ -113,12 +112,6 @@ unsigned threadsOf(const ApplyOptions& options) {
     return options.jobs != 0 ? options.jobs : std::max(1U, std::thread::hardware_concurrency());
 }
 
-std::size_t readLimit(const ScannerOptions& scanner) {
-    const std::size_t limit = scanner.limits.messageBytes;
-    const bool none = limit == 0 || scanner.onLimit == OnLimit::Pass;
-    return none ? kMaxMessageBytes : std::min(limit, kMaxMessageBytes);
-}
-
 void work(const ApplyOptions& options, LookAhead& inputs, const MessageProcessor& processor, Console& console,
           ApplyResults& results) {
     const unsigned threads = threadsOf(options);
@@ -172,7 +165,7 @@ int runApply(const ApplyOptions& options, Console& console) {
         sayIf(installation.recordReferences(show != Show::Message), console);
     }
     InputReader reader(
-        options.paths, readLimit(snapshot->options()),
+        options.paths, snapshot->options().mostBytes(),
         [&](const std::string& file, const char* why) {
             if (options.verbose) {
                 console.err.say({0, file, why, "passed over"});
