@@ -30,7 +30,10 @@ Fault later(std::string what, std::string advice = {}) {
     return {kExitTryAgain, "filter", std::move(what), std::move(advice)};
 }
 
-MaybeFault checkEnvelope(const FilterOptions& options) {
+MaybeFault checkOptions(const FilterOptions& options) {
+    if (options.policyFile.empty()) {
+        return later("there is no policy", "name one with -p FILE");
+    }
     if (options.recipients.empty()) {
         return later("there are no recipients", "name them behind --");
     }
@@ -155,7 +158,7 @@ int runFilter(const FilterOptions& options, Console& console) noexcept {
         if (asked.sender == "<>") {
             asked.sender.clear();
         }
-        const MaybeFault fault = checkEnvelope(asked);
+        const MaybeFault fault = checkOptions(asked);
         return fault ? console.err.say(*fault) : handle(asked, console);
     } catch (const std::exception&) { // the standard library's, of what needs memory
         writeAll(STDERR_FILENO,

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/cli/files/file_options.h"
 #include "host/cli/filter/filter_command.h"
 
 namespace quzo::host {
@@ -35,10 +36,8 @@ void addFilterCommand(CLI::App& app, std::function<int(Console&)>& chosen,
     command->footer(kFilterFooter);
     // No short form: in a line without "--" a recipient could begin so, and help is no delivery.
     command->set_help_flag("--help", "Print this help message and exit");
-    command
-        ->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini (default: built-in settings)")
-        ->type_name("FILE");
-    command->add_option("-p,--policy", options->policyFile, "Policy file")->required()->type_name("FILE");
+    addConfigOption(*command, options->iniFile);
+    addPolicyOption(*command, options->policyFile, "Policy file");
     command->add_option("-f,--from", options->sender, "Envelope sender; '' and '<>' are the null sender")
         ->required()
         ->type_name("SENDER");
@@ -46,7 +45,8 @@ void addFilterCommand(CLI::App& app, std::function<int(Console&)>& chosen,
         ->add_option("--sendmail", options->sendmail,
                      "Give what goes on to this program (default: the outgoing queue)")
         ->type_name("PROGRAM");
-    command->callback([options, &chosen] {
+    command->callback([command, options, &chosen] {
+        useStandardFiles(*command, options->iniFile, options->policyFile);
         chosen = [options](Console& console) { return runFilter(*options, console); };
     });
 }

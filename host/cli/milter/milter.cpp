@@ -101,6 +101,10 @@ void waitForConnections() {
 } // namespace
 
 int runMilter(const MilterCommandOptions& options, Console& console) {
+    if (options.policyFile.empty()) {
+        return console.err.say(Fault{kExitUsage, "milter", "there is no policy",
+                                     "name one with -p FILE, and the settings with -c FILE"});
+    }
     // Both outlive this function: connections may, too.
     static Installation installation;
     static MilterContext context;
