@@ -128,10 +128,10 @@ TEST_F(Traps, KnowNoConfigurationOfNetSnmp) {
     std::string folder = fs::path(testing::TempDir()) / "quzo-snmp-XXXXXX";
     ASSERT_NE(::mkdtemp(folder.data()), nullptr);
     std::ofstream(folder + "/snmp.conf") << "clientaddr 203.0.113.1\ndefVersion 1\ndoDebugging 1\nmibs ALL\n";
-    ::setenv("SNMPCONFPATH", folder.c_str(), 1);
-    ::setenv("SNMP_PERSISTENT_DIR", (folder + "/state").c_str(), 1);
-    ::setenv("MIBS", "ALL", 1);
-    ::setenv("MIBDIRS", "/no/such/folder", 1);
+    ::setenv("SNMPCONFPATH", folder.c_str(), 1);                     // NOLINT(concurrency-mt-unsafe)
+    ::setenv("SNMP_PERSISTENT_DIR", (folder + "/state").c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+    ::setenv("MIBS", "ALL", 1);                                      // NOLINT(concurrency-mt-unsafe)
+    ::setenv("MIBDIRS", "/no/such/folder", 1);                       // NOLINT(concurrency-mt-unsafe)
     const TrapReceiver receiver;
     testing::internal::CaptureStderr();
     SnmpSettings settings = ofVersion(SnmpSettings::Version::V3);
@@ -156,7 +156,7 @@ TEST_F(Traps, OfVersion3AreAuthenticAndSecret) {
     const std::string create =
         "createUser -e 0x8001"
         "71757a6f2d74657374 ";
-    const struct {
+    const struct { // NOLINT(clang-analyzer-optin.performance.Padding): in the order of reading
         const char* user;
         Level level;
         const char* auth;
