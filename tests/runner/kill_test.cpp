@@ -39,17 +39,8 @@ private:
 class KillTest : public RunnerTest {
 protected:
     int runWith(platform::Queues& queues, platform::MailSender& sender) {
-        QueueRunner runner({.queues = queues,
-                            .sender = sender,
-                            .clock = clock_,
-                            .plan = RetryPlan(settings_),
-                            .nextHop = nextHop_,
-                            .snapshot = nullptr,
-                            .stopping = nullptr,
-                            .told = nullptr,
-                            .say = nullptr});
         RunFigures figures;
-        return runner.run(QueueKind::Outgoing, figures);
+        return runner(queues, sender).run(QueueKind::Outgoing, figures);
     }
 
     // How often each recipient was accepted, and the first runner's system calls before the last of them.

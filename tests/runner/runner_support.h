@@ -75,9 +75,10 @@ protected:
         ASSERT_EQ(queues_.find(kind)->store(entry, platform::writerOf(message)), 0);
     }
 
-    QueueRunner runner(platform::Queues& queues) {
+    QueueRunner runner(platform::Queues& queues) { return runner(queues, sender_); }
+    QueueRunner runner(platform::Queues& queues, platform::MailSender& sender) {
         return QueueRunner({.queues = queues,
-                            .sender = sender_,
+                            .sender = sender,
                             .clock = clock_,
                             .plan = RetryPlan(settings_),
                             .nextHop = nextHop_,
