@@ -2,8 +2,6 @@
 // checked only then, and a person wants to see the faults of both files at once.
 #include "host/gateway/installation.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <utility>
 
 #include "host/base/exit_code.h"
@@ -13,8 +11,6 @@
 #include "host/policy/policy_objects.h"
 #include "platform/config/resources.h"
 #include "platform/log/file_log.h"
-#include "platform/mta/notice_summary.h"
-#include "platform/queue/tidy_turn.h"
 #include "platform/snmp/snmp.h"
 #include "platform/store/connection_target.h"
 #include "quzo/core/init_action_lib.h"
@@ -43,13 +39,6 @@ std::shared_ptr<platform::NoticeLedger> noticeLedger(std::string spool) {
     }
     spool += spool.ends_with('/') ? "notices" : "/notices";
     return std::make_shared<platform::NoticeLedger>(std::move(spool));
-}
-
-bool usesQueues(const Policy& policy) {
-    return std::any_of(policy.rules.begin(), policy.rules.end(), [](const Rule& rule) {
-        return std::any_of(rule.actions.begin(), rule.actions.end(),
-                           [](const RuleAction& action) { return !queuesOf(*action.type).empty(); });
-    });
 }
 
 // Reads the file, if there is one, and gives what is wrong with it.
@@ -268,64 +257,6 @@ Faults Installation::reload() {
 std::shared_ptr<const Snapshot> Installation::snapshot() const {
     const std::scoped_lock lock(mutex_);
     return snapshot_;
-}
-
-MaybeFault Installation::tidyQueuesIfDue(std::time_t now) {
-    MaybeFault fault;
-    if (usesQueues(snapshot()->policy()) && queues_->startIfDue(now) != 0) {
-        fault = Fault::warning("queues", "not everything could be tidied up: see the log");
-    }
-    if (notices_ != nullptr) {
-        // Whatever the policy says by now: what was held back is owed.
-        platform::TidyTurn turn(notices_->files(), "notices", notices_->directory());
-        if (turn.take(now)) {
-            const MaybeFault summaries = sendNoticeSummaries(now);
-            turn.finish(now);
-            fault = fault ? fault : summaries;
-        }
-    }
-    return fault;
-}
-
-MaybeFault Installation::sendNoticeSummaries(std::time_t now) {
-    if (notices_ == nullptr) {
-        return std::nullopt;
-    }
-    platform::SummarySender sender{.mailFrom = {}, .hostname = snapshot()->hostname()};
-    settings_.getValue("MailFrom", sender.mailFrom, "General-Notification", 0);
-    std::size_t composed = 0;
-    if (platform::composeDueSummaries(*notices_, *queues_, sender, now, composed) != 0) {
-        return Fault::warning("notices", "not all that was held back could be summed up: see the log");
-    }
-    return std::nullopt;
-}
-
-MaybeFault Installation::recordReferences(bool alsoNone) {
-    const platform::PlatformSettings platform = settings_.platform();
-    if (needs_.policyFile.empty() || platform.store.empty() || (!store_ && !alsoNone)) {
-        return std::nullopt;
-    }
-    std::optional<StoreFault> fault;
-    if (!store_) {
-        auto opened = ObjectStore::open({.connection = platform.store, .author = {}, .make = false});
-        if (opened) {
-            store_ = std::move(*opened);
-        } else {
-            fault = opened.fault();
-        }
-    }
-    if (store_) {
-        const auto done = store_->setReferences(tenant(), objectReferences(snapshot()->policy()));
-        fault = done ? std::nullopt : std::optional(done.fault());
-    }
-    if (needs_.store != Needs::Store::Open) {
-        store_.reset();
-    }
-    if (!fault || fault->trouble == StoreTrouble::Absent) {
-        return std::nullopt;
-    }
-    return Fault::warning("store",
-                          "the policy's references to objects are not recorded (" + fault->text + ")");
 }
 
 } // namespace quzo::host
