@@ -1,14 +1,5 @@
 // One message against a server that takes, refuses, hangs up, says nonsense or nothing.
-#include "platform/mta/smtp/smtp_sender.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <random>
-
-#include "platform/mta/smtp/wire_message.h"
-#include "platform/queue/leaving_message.h"
-#include "tests/smtp/fake_server.h"
+#include "tests/smtp/sender_fixture.h"
 
 namespace quzo::platform::test {
 namespace {
@@ -16,38 +7,6 @@ namespace {
 using Fate = RecipientAnswer::Fate;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-const std::string kMessage = "Subject: x\r\n\r\nbody\r\n";
-
-class Sender : public testing::Test {
-protected:
-    SendJob job(std::vector<std::string> recipients, std::string_view message = kMessage) const {
-        return {NextHop{"127.0.0.1", server_.port()}, "from@example.com", std::move(recipients),
-                writerOf(message)};
-    }
-
-    // "A" accepted, "R" refused, "L" later, for each recipient.
-    static std::string fates(const SendResult& result) {
-        std::string text;
-        for (const RecipientAnswer& answer : result.answers) {
-            text += answer.fate == Fate::Accepted ? 'A' : answer.fate == Fate::Refused ? 'R' : 'L';
-        }
-        return text;
-    }
-
-    // The server's answer to the first of these, the usual one to everything else.
-    static FakeServer::Script answering(const std::string& verb, const std::string& argument,
-                                        const std::string& answer) {
-        return [=](const ServerStep& step) {
-            const bool hit = step.verb == verb && step.argument.find(argument) != std::string::npos;
-            return hit ? answer : std::string();
-        };
-    }
-
-    FakeServer server_;
-    SmtpOptions options_{
-        .hostname = "gw.example.com", .tls = SmtpTls::Off, .timeout = std::chrono::seconds(5)};
-};
 
 TEST_F(Sender, TakesEachAnswerForWhatItIs) {
     struct Row {
@@ -256,82 +215,6 @@ TEST_F(Sender, HalfAMessageIsNone) {
     EXPECT_EQ(fates(sender.send(job({"b@x"}))), "A");
     ASSERT_EQ(server_.messageCount(), 1U);
     EXPECT_EQ(server_.messages()[0].text, kMessage);
-}
-
-// Addresses and messages made to break out: each command is one of ours, and the server gets the messages
-// that were taken, one each, line for line.
-TEST_F(Sender, NothingBreaksOutOfItsCommandOrItsMessage) {
-    std::mt19937 random(11);
-    const std::vector<std::string> pieces = {"a",
-                                             "b@x",
-                                             "\r\n",
-                                             "\r",
-                                             "\n",
-                                             std::string(1, '\0'),
-                                             " ",
-                                             "<",
-                                             ">",
-                                             "\"",
-                                             "@",
-                                             "RSET",
-                                             "\t",
-                                             "\x7f",
-                                             "\xc3\xa4",
-                                             "\xff",
-                                             "DATA",
-                                             ">\r\nRCPT TO:<e@x",
-                                             "\\",
-                                             ",",
-                                             "\r\n.\r\n",
-                                             "QUIT",
-                                             "\xe2\x80\xa8",
-                                             "> SIZE=1",
-                                             "postmaster",
-                                             "[1.2.3.4]",
-                                             "\x1b"};
-    const std::vector<std::string> parts = {
-        "\r\n.\r\n",           "\n.\n", "\r.\r", "\n.\r\n", "\r\n.\n", ".",       "..",
-        "MAIL FROM:<e@x>\r\n", "\r\n",  "\r",    "\n",      "text",    "\r\n.\r", std::string("\0", 1)};
-    const auto made = [&](const std::vector<std::string>& from, std::size_t most) {
-        std::string text;
-        for (std::size_t left = 1 + random() % most; left > 0; --left) {
-            text += from[random() % from.size()];
-        }
-        return text;
-    };
-    server_.setExtensions({"PIPELINING", "SMTPUTF8"});
-    SmtpSender sender(options_);
-    std::vector<std::string> sent;
-    for (int round = 0; round < 400; ++round) {
-        const std::string message = made(parts, 12);
-        SendJob wanted = job({made(pieces, 4), "good@x", made(pieces, 4)}, message);
-        wanted.sender = random() % 4 == 0 ? made(pieces, 4) : "f@x";
-        const SendResult result = sender.send(wanted);
-        const bool senderUsed = fates(result) != "RRR";
-        EXPECT_EQ(result.answers[1].fate, senderUsed ? Fate::Accepted : Fate::Refused);
-        if (senderUsed) {
-            WireEncoder encoder;
-            std::string wire;
-            encoder.add(message, wire);
-            encoder.finish(wire);
-            sent.push_back(wire);
-        }
-    }
-    const std::vector<ServerMessage> messages = server_.messages();
-    ASSERT_EQ(messages.size(), sent.size());
-    EXPECT_GT(sent.size(), 300U);
-    for (std::size_t i = 0; i < sent.size(); ++i) {
-        WireEncoder encoder;
-        std::string wire;
-        encoder.add(messages[i].text, wire);
-        encoder.finish(wire);
-        EXPECT_EQ(wire, sent[i]);
-        EXPECT_THAT(messages[i].recipients, testing::Contains("<good@x>"));
-    }
-    for (const std::string& line : server_.commands()) {
-        EXPECT_THAT(line, testing::MatchesRegex("(EHLO gw.example.com|MAIL FROM:<[^<> ]*>( SMTPUTF8)?|"
-                                                "RCPT TO:<[^<> ]*>|DATA|RSET|QUIT)\r\n"));
-    }
 }
 
 } // namespace
