@@ -7,6 +7,7 @@
 #include "host/base/exit_code.h"
 #include "host/cli/commands.h"
 #include "host/gateway/installation.h"
+#include "host/gateway/standard_files.h"
 
 namespace quzo::host {
 namespace {
@@ -28,7 +29,8 @@ std::size_t actionsOf(const Policy& policy) {
 int runCheck(const CheckOptions& options, Console& console) {
     if (options.iniFile.empty() && options.policyFile.empty()) {
         return console.err.say(
-            {kExitUsage, "check", "there is nothing to check", "give -c FILE, -p FILE or both"});
+            {kExitUsage, "check", "there is nothing to check",
+             std::string("give -c FILE, -p FILE or both, or keep them in ") + standardFolder()});
     }
     Installation installation;
     const bool usable = installation.open({.iniFile = options.iniFile,

@@ -14,6 +14,9 @@
 #include "host/base/exit_code.h"
 #include "host/cli/apply/apply_command_line.h"
 #include "host/cli/commands.h"
+#include "host/cli/files/file_options.h"
+#include "host/cli/filter/filter_command_line.h"
+#include "host/cli/milter/milter_command_line.h"
 #include "host/cli/object/object_command_line.h"
 #include "host/cli/queue/queue_command_line.h"
 #include "platform/base/nearest.h"
@@ -30,10 +33,30 @@ void addCheck(CLI::App& app, Chosen& chosen) {
         "Every key, rule, action and object reference is checked; one line a fault.\n"
         "Exit codes: 0 in order (warnings included), 64 wrong usage, 66 no such policy, 78 faults.");
     const auto options = std::make_shared<CheckOptions>();
-    command->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini")->type_name("FILE");
-    command->add_option("-p,--policy", options->policyFile, "Policy file")->type_name("FILE");
-    command->callback(
-        [options, &chosen] { chosen = [options](Console& console) { return runCheck(*options, console); }; });
+    addConfigOption(*command, options->iniFile);
+    addPolicyOption(*command, options->policyFile, "Policy file");
+    command->callback([options, command, &chosen] {
+        useStandardFiles(*command, options->iniFile, options->policyFile);
+        chosen = [options](Console& console) { return runCheck(*options, console); };
+    });
+}
+
+void addConfig(CLI::App& app, Chosen& chosen) {
+    CLI::App* config = app.add_subcommand("config", "Look at settings.");
+    config->require_subcommand(1);
+    CLI::App* show = config->add_subcommand(
+        "show", "Show every setting with its value, its default, and the line that set it.");
+    show->footer(
+        "What may hold a password is not shown. Exit codes: 0 done, 64 wrong usage, 78 faults in the "
+        "settings.");
+    const auto options = std::make_shared<ConfigShowOptions>();
+    addConfigOption(*show, options->iniFile);
+    show->add_flag("--json", options->json, "One JSON object a setting");
+    show->callback([options, show, &chosen] {
+        std::string none;
+        useStandardFiles(*show, options->iniFile, none);
+        chosen = [options](Console& console) { return runConfigShow(*options, console); };
+    });
 }
 
 void addTokens(CLI::App& app, Chosen& chosen) {
@@ -73,19 +96,6 @@ void addAction(CLI::App& app, Chosen& chosen) {
         ->type_name("");
     decode->callback(
         [text, &chosen] { chosen = [text](Console& console) { return runDecode(*text, console); }; });
-}
-
-// Commands of other builds: named, so that nobody takes them for a typing error.
-void addMissing(CLI::App& app, Chosen& chosen) {
-    for (const char* name : {"milter"}) {
-        CLI::App* command = app.add_subcommand(name, "")->group("");
-        command->allow_extras()->set_help_flag();
-        command->callback([name, &chosen] {
-            chosen = [name](Console& console) {
-                return console.err.say({kExitUsage, name, "is not in this build", "see quzo --help"});
-            };
-        });
-    }
 }
 
 // The innermost command that the line names.
@@ -177,6 +187,7 @@ int refuse(const CLI::App& command, const CLI::ParseError& error, Console& conso
 
 void addOthers(CLI::App& app, Chosen& chosen) {
     addCheck(app, chosen);
+    addConfig(app, chosen);
     addTokens(app, chosen);
     addAction(app, chosen);
     addQueueCommand(app, chosen);
@@ -185,7 +196,7 @@ void addOthers(CLI::App& app, Chosen& chosen) {
     addHelp(app, chosen);
     app.add_flag_callback(
         "--version", [&chosen] { chosen = runVersion; }, "Say which build this is");
-    addMissing(app, chosen);
+    addMilterCommand(app, chosen);
 }
 
 } // namespace
@@ -195,19 +206,31 @@ int runCommandLine(int argc, char** argv, Console& console) {
     app.name("quzo");
     app.require_subcommand(0, 1);
     Chosen chosen;
-    addApplyCommand(app, chosen);
-    // A filter is started for each message, and making all the options of all commands takes its time.
-    if (argc < 2 || std::string_view(argv[1]) != "apply") {
-        addOthers(app, chosen);
+    // Two are started for each message, and making all the options of all commands takes its time.
+    const bool filter = isFilterCall(argc, argv);
+    const bool forMessage = filter && argc > 3;
+    if (filter) {
+        app.set_help_flag();
+        addFilterCommand(app, chosen, takeRecipients(argc, argv));
+    } else {
+        addApplyCommand(app, chosen);
+        if (argc < 2 || std::string_view(argv[1]) != "apply") {
+            addFilterCommand(app, chosen);
+            addOthers(app, chosen);
+        }
     }
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
+        if (forMessage) { // which would be taken for one that has gone on
+            return console.err.say({kExitTryAgain, "filter", "--help stands alone", "leave it out"});
+        }
         const CLI::App* command = namedCommand(app);
         console.out.write(command->help(wordsBefore(*command)));
         return kExitOk;
     } catch (const CLI::ParseError& error) {
-        return refuse(*namedCommand(app), error, console);
+        const int exitCode = refuse(*namedCommand(app), error, console);
+        return filter ? kExitTryAgain : exitCode;
     }
     return chosen ? chosen(console)
                   : console.err.say({kExitUsage, "", "there is no command", "see quzo --help"});

@@ -8,6 +8,7 @@
 namespace quzo::host {
 
 int runCheck(const CheckOptions& options, Console& console);
+int runConfigShow(const ConfigShowOptions& options, Console& console);
 int runTokens(const TokensOptions& options, Console& console);
 int runEncode(const EncodeOptions& options, Console& console);
 int runDecode(const DecodeOptions& options, Console& console);

@@ -9,6 +9,7 @@
 
 #include "host/base/exit_code.h"
 #include "host/cli/command_line.h"
+#include "host/cli/console/file_io.h"
 #include "host/cli/console/interrupt.h"
 
 namespace {
@@ -67,7 +68,10 @@ int main(int argc, char** argv) {
         }
         return code;
     } catch (const std::exception& problem) {
-        console.err.line(std::string("quzo: gave up (") + problem.what() + "): run it again");
+        // In pieces, since it may be memory that is missing.
+        for (const char* piece : {"quzo: gave up (", problem.what(), "): run it again\n"}) {
+            quzo::host::writeAll(STDERR_FILENO, piece);
+        }
         return quzo::host::kExitTryAgain;
     }
 }

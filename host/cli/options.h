@@ -7,8 +7,13 @@
 namespace quzo::host {
 
 struct CheckOptions {
-    std::string iniFile;
-    std::string policyFile;
+    std::string iniFile;    // empty: none
+    std::string policyFile; // empty: none
+};
+
+struct ConfigShowOptions {
+    std::string iniFile; // empty: none
+    bool json = false;
 };
 
 struct TokensOptions {

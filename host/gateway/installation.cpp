@@ -106,6 +106,9 @@ bool Installation::startLibrary() {
                              "see to log in [platform]"});
         return false;
     }
+    if (needs_.make && platform.logMessages != platform::PlatformSettings::LogMessages::Off) {
+        messageLog_.emplace(*log_, platform.logMessages);
+    }
     std::string locale;
     settings_.getValue("locale", locale, "general", 0);
     platform::setResourceLocale(locale);

@@ -9,12 +9,12 @@
 #include <string>
 
 #include "host/base/fault.h"
+#include "host/gateway/message_line.h"
 #include "host/gateway/snapshot.h"
 #include "platform/config/quzo_settings.h"
 #include "platform/mta/notice_ledger.h"
 #include "platform/queue/queues.h"
 #include "platform/store/object_store.h"
-#include "quzo/core/log.h"
 
 namespace quzo::host {
 
@@ -92,6 +92,9 @@ public:
     platform::ObjectStore& store() { return *store_; }
     unsigned tenant() const;
 
+    // Where messages are told of; null when the settings do not ask for it, and with Needs::make off.
+    const MessageLog* messageLog() const { return messageLog_ ? &*messageLog_ : nullptr; }
+
     // Those of open().
     const platform::IniSettings& settings() const { return settings_; }
 
@@ -109,7 +112,8 @@ private:
     Needs needs_;
     Faults findings_;
     platform::IniSettings settings_;
-    std::unique_ptr<LogMsg> log_;
+    std::unique_ptr<platform::FileLog> log_;
+    std::optional<MessageLog> messageLog_;
     std::unique_ptr<platform::Queues> queues_;
     std::shared_ptr<platform::NoticeLedger> notices_; // null without a spool
     std::optional<platform::ObjectStore> store_;      // when it has been opened

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "host/gateway/leaving_mail.h"
 #include "host/gateway/message_pipeline.h"
 #include "platform/queue/leaving_message.h"
 #include "platform/queue/queue_names.h"
@@ -50,22 +51,14 @@ MessageJob jobOf(const QueueEntry& entry, std::string bytes) {
 WorkDone goOn(const Snapshot& snapshot, const EntryMoves& moves, platform::QueueClaim& claim,
               const MessageResult& result, std::int64_t now) {
     QueueEntry entry = claim.entry();
-    entry.sender = platform::leavingSender(result.envelope.sender, snapshot.hostname());
-    entry.recipients = result.envelope.recipients;
-    if (entry.recipients.empty()) {
-        return moves.fail(claim, claim.entry(), "the policy left no recipients", now);
+    LeavingMail mail = leavingMailOf(result, snapshot.hostname(), entry.markEnd);
+    if (mail.recipients.empty()) {
+        return moves.fail(claim, std::move(entry), "the policy left no recipients", now);
     }
-    std::string text;
-    text.reserve(result.size());
-    result.write([&text](std::string_view piece) {
-        text.append(piece);
-        return true;
-    });
-    // The line break behind a header without an end is the mark's only where nothing else has come there.
-    const bool unchanged = result.scan.outcome == Outcome::Unchanged;
-    text = platform::withoutMarks(std::move(text), unchanged ? entry.markEnd : 0);
+    entry.sender = std::move(mail.sender);
+    entry.recipients = std::move(mail.recipients);
     entry.markEnd = 0;
-    return moves.send(claim, std::move(entry), platform::writerOf(text), now);
+    return moves.send(claim, std::move(entry), platform::writerOf(mail.message), now);
 }
 
 } // namespace

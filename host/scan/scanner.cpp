@@ -2,6 +2,7 @@
 // here, with a result that keeps the message.
 #include "host/scan/scanner.h"
 
+#include <algorithm>
 #include <new>
 
 #include "host/scan/scan_run.h"
@@ -17,6 +18,11 @@ constexpr const char* kNoMemoryText = "out of memory";
 constexpr const char* kInternalText = "internal error";
 
 } // namespace
+
+std::size_t ScannerOptions::mostBytes() const {
+    const bool none = limits.messageBytes == 0 || onLimit == OnLimit::Pass;
+    return none ? platform::kMaxMessageBytes : std::min(limits.messageBytes, platform::kMaxMessageBytes);
+}
 
 Scanner::Scanner(std::shared_ptr<const Policy> policy, ScannerOptions options)
     : policy_(std::move(policy)), options_(std::move(options)) {

@@ -1,6 +1,7 @@
 // Runs messages through a policy.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -30,6 +31,9 @@ struct ScannerOptions {
     bool stampOnce = false;       // a stamp that a text shows already is not put into it again
     bool removalNote = false;     // a text stands where an attachment was removed
     bool notifyAutomatic = false; // also the sender of an automatic message is notified
+
+    // The size of the largest message that need be read whole.
+    std::size_t mostBytes() const;
 };
 
 // What one scan works with beside the message. All of it is the caller's and outlives the scan.

@@ -7,6 +7,7 @@
 #include "platform/base/visible_text.h"
 #include "platform/charset/converter.h"
 #include "platform/config/known_keys.h"
+#include "platform/config/milter_settings.h"
 #include "platform/config/quzo_settings.h"
 #include "platform/config/snmp_settings.h"
 
@@ -84,6 +85,8 @@ std::string expectedInstead(const KnownKey& known, const std::string& value) {
                        : "a text beginning with " + listed(known.choices);
         case KeyType::Snmp:
             return expectedOfSnmp(known.key, value);
+        case KeyType::Milter:
+            return expectedOfMilter(known.key, value);
     }
     return {};
 }
@@ -139,8 +142,9 @@ Findings IniSettings::check() const {
             }
         }
     }
-    const Findings snmp = checkSnmpSettings(file_);
-    findings.insert(findings.end(), snmp.begin(), snmp.end());
+    for (const Findings& more : {checkSnmpSettings(file_), checkMilterSettings(file_)}) {
+        findings.insert(findings.end(), more.begin(), more.end());
+    }
     std::stable_sort(findings.begin(), findings.end(),
                      [](const Finding& a, const Finding& b) { return a.line < b.line; });
     return findings;

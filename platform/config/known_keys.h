@@ -1,4 +1,4 @@
-// Every key of quzo.ini that somebody reads, with what its value has to be.
+// Every key of quzo.ini that somebody reads, with what its value has to be and its default.
 #pragma once
 
 #include <cstddef>
@@ -25,13 +25,16 @@ enum class KeyType : std::uint8_t {
     NextHop,  // the URL of a mail server
     Prefix,   // begins with one of `choices`
     Snmp,     // what platform/config/snmp_settings.h says of the key
+    Milter,   // what platform/config/milter_settings.h says of the key
 };
 
 struct KnownKey {
     std::string_view section;
     std::string_view key;
     KeyType type = KeyType::Text;
+    std::string_view usual = {};   // what it is where the file does not say, as it would stand there; or none
     std::string_view choices = {}; // separated by '|'
+    std::string_view made = {};    // where `usual` is none: what then stands in its place, in words
     bool secret = false;           // may hold a password: its value is never shown
     std::size_t most = 0;          // of a Size; 0: whatever fits
 };

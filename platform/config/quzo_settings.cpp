@@ -8,6 +8,7 @@
 #include "platform/base/host_name.h"
 #include "platform/base/numbers.h"
 #include "platform/config/known_keys.h"
+#include "platform/log/file_log.h"
 #include "quzo/core/error_text.h"
 
 namespace quzo::platform {
@@ -17,17 +18,15 @@ namespace {
 constexpr std::string_view kPlatform = "platform";
 constexpr std::string_view kSqlite = "sqlite3://";
 
-// Queue directories that the host names when the file does not.
-std::optional<std::string> defaultValue(std::string_view section, std::string_view key,
-                                        std::string_view spool) {
-    if ((section == "MessageModule" && key == "DefaultSourceCharset") ||
-        (section == "General-Notification" && key == "PreferredCharset")) {
-        return "utf-8";
+// What the host says when the file does not: queue directories, charsets and numbers. Of the other keys the
+// library wants to know that they are missing.
+std::optional<std::string> defaultValue(const KnownKey& known, std::string_view spool) {
+    const std::string_view key = known.key;
+    if (known.type == KeyType::Charset || known.type == KeyType::Integer) {
+        return std::string(known.usual);
     }
     constexpr std::string_view queue = "queue_";
-    const bool isQueue =
-        section == "general" && findKnownKey(section, key) != nullptr && key.substr(0, queue.size()) == queue;
-    if (isQueue && !spool.empty()) {
+    if (known.section == "general" && key.starts_with(queue) && !spool.empty()) {
         std::string path(spool);
         path += spool.back() == '/' ? "" : "/";
         path += key.substr(queue.size());
@@ -61,7 +60,7 @@ std::string IniSettings::placed(const KnownKey* known, const std::string& value)
     if (known == nullptr || folder_.empty()) {
         return value;
     }
-    const bool file = known->type == KeyType::Path && !(known->key == "log" && value == "stderr");
+    const bool file = known->type == KeyType::Path && !(known->key == "log" && FileLog::isWord(value));
     std::size_t at = 0;
     if (!file) {
         if (known->key != "store" || !value.starts_with(kSqlite)) {
@@ -76,13 +75,16 @@ std::string IniSettings::placed(const KnownKey* known, const std::string& value)
 }
 
 std::optional<std::string> IniSettings::lookUp(std::string_view section, std::string_view key) const {
+    const KnownKey* known = findKnownKey(section, key);
     if (const IniFile::Entry* entry = file_.find(section, key)) {
-        return placed(findKnownKey(section, key), entry->value);
+        return placed(known, entry->value);
+    }
+    if (known == nullptr) {
+        return std::nullopt;
     }
     const IniFile::Entry* spool = file_.find(kPlatform, "spool");
     return defaultValue(
-        section, key,
-        spool != nullptr ? placed(findKnownKey(kPlatform, "spool"), spool->value) : std::string());
+        *known, spool != nullptr ? placed(findKnownKey(kPlatform, "spool"), spool->value) : std::string());
 }
 
 int IniSettings::getValue(const char* key, std::string& value, const char* section, int /*reserved*/) {
@@ -165,6 +167,10 @@ PlatformSettings IniSettings::platform() const {
         settings.tls = tls == "off" ? PlatformSettings::Tls::Off : PlatformSettings::Tls::Try;
         settings.tls = tls == "require" ? PlatformSettings::Tls::Require : settings.tls;
     }
+    const std::string messages = text("log_messages").value_or("off");
+    settings.logMessages = messages == "text"   ? PlatformSettings::LogMessages::Text
+                           : messages == "json" ? PlatformSettings::LogMessages::Json
+                                                : PlatformSettings::LogMessages::Off;
     const std::string onLimit = text("on_limit").value_or("");
     if (!onLimit.empty()) {
         settings.onLimit =
@@ -175,6 +181,8 @@ PlatformSettings IniSettings::platform() const {
 }
 
 SnmpSettings IniSettings::snmp() const { return readSnmpSettings(file_, ownHostName(platform().hostname)); }
+
+MilterSettings IniSettings::milter() const { return readMilterSettings(file_); }
 
 RunnerSettings IniSettings::runner() const {
     RunnerSettings settings;

@@ -10,6 +10,7 @@
 
 #include "platform/base/next_hop.h"
 #include "platform/config/ini_file.h"
+#include "platform/config/milter_settings.h"
 #include "platform/config/snmp_settings.h"
 #include "platform/message/edit/raw_values.h"
 #include "platform/message/structure/limits.h"
@@ -24,6 +25,7 @@ struct PlatformSettings {
     enum class Tls : std::uint8_t { Off, Try, Require };
     // What becomes of a message beyond a limit: tried later, judged by what could be read of it, or failed.
     enum class OnLimit : std::uint8_t { Defer, Pass, Refuse };
+    enum class LogMessages : std::uint8_t { Off, Text, Json }; // a line in the log for each message
 
     std::string hostname;           // under which this host writes mail; empty: the settings do not say
     std::string store;              // connection string; empty: no named objects
@@ -42,8 +44,11 @@ struct PlatformSettings {
     // Whether notifications may go to the senders of automatic and bulk mail.
     bool notifyAutomatic = false;
     bool notifyAutoSubmitted = true; // notifications say that a program wrote them
-    std::string log = "stderr";      // or the path of a file
+    std::string log = "stderr";      // "syslog", "journal" or the path of a file
     int logLevel = 1;                // 0 to 3
+    LogMessages logMessages = LogMessages::Off;
+
+    friend bool operator==(const PlatformSettings&, const PlatformSettings&) = default;
 };
 
 // What the section [runner] says, with its defaults; seconds.
@@ -52,12 +57,14 @@ struct RunnerSettings {
     std::int64_t retryLongest = std::int64_t{4} * 3600;     // and never longer than this
     std::int64_t giveUpAfter = std::int64_t{5} * 24 * 3600; // in the queue
     std::int64_t poll = 10;                                 // between two looks at the queues
+
+    friend bool operator==(const RunnerSettings&, const RunnerSettings&) = default;
 };
 
-// The settings of an installation: the file, and below it the host's own defaults (utf-8 as the charset of
-// texts, queue directories below the spool). Relative paths in the file count from the file's folder on, and
-// come out so that the program's current folder leads to them. Immutable once loaded, and then usable from
-// several threads.
+// The settings of an installation: the file, and below it the host's own defaults (charsets and
+// numbers of the table of known keys, queue directories below the spool). Relative paths in the file count
+// from the file's folder on, and come out so that the program's current folder leads to them. Immutable once
+// loaded, and then usable from several threads.
 class IniSettings final : public GlobalSetting {
 public:
     IniSettings() = default; // the defaults alone
@@ -79,6 +86,7 @@ public:
     SnmpSettings snmp() const;
 
     RunnerSettings runner() const;
+    MilterSettings milter() const;
 
     const IniFile& file() const { return file_; }
 

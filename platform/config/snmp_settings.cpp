@@ -46,14 +46,16 @@ std::string engineIdOf(std::string_view hostname) {
     return "\x80\x00\x1F\x88\x04"s.append(hostname.substr(0, kMostEngineText));
 }
 
-// The entry's value when it is one of its key's kind.
-std::optional<std::string> valueOf(const IniFile& file, std::string_view key) {
+// The entry's value when it is one of its key's kind, else the default.
+std::string valueOf(const IniFile& file, std::string_view key) {
     const IniFile::Entry* entry = file.find(kSnmp, key);
     const KnownKey* known = findKnownKey(kSnmp, key);
-    if (entry == nullptr || known == nullptr ||
-        (known->type == KeyType::Choice && !isChoice(entry->value, known->choices)) ||
+    if (known == nullptr) {
+        return {};
+    }
+    if (entry == nullptr || (known->type == KeyType::Choice && !isChoice(entry->value, known->choices)) ||
         (known->type == KeyType::Snmp && !expectedOfSnmp(key, entry->value).empty())) {
-        return std::nullopt;
+        return std::string(known->usual);
     }
     return entry->value;
 }
@@ -76,22 +78,22 @@ std::string expectedOfSnmp(std::string_view key, std::string_view value) {
 
 SnmpSettings readSnmpSettings(const IniFile& file, const std::string& hostname) {
     SnmpSettings settings;
-    const std::string version = valueOf(file, "version").value_or("2c");
+    const std::string version = valueOf(file, "version");
     settings.version = version == "1"   ? SnmpSettings::Version::V1
                        : version == "3" ? SnmpSettings::Version::V3
                                         : SnmpSettings::Version::V2c;
-    const auto enterprise = parseObjectIdentifier(valueOf(file, "enterprise").value_or(""));
+    const auto enterprise = parseObjectIdentifier(valueOf(file, "enterprise"));
     settings.enterprise = enterprise.value_or(settings.enterprise);
-    settings.user = valueOf(file, "user").value_or("");
-    const std::string level = valueOf(file, "level").value_or("authPriv");
+    settings.user = valueOf(file, "user");
+    const std::string level = valueOf(file, "level");
     settings.level = level == "noAuthNoPriv" ? SnmpSettings::Level::NoAuthNoPriv
                      : level == "authNoPriv" ? SnmpSettings::Level::AuthNoPriv
                                              : SnmpSettings::Level::AuthPriv;
-    settings.authProtocol = valueOf(file, "auth_protocol").value_or(settings.authProtocol);
-    settings.authPassphrase = valueOf(file, "auth_passphrase").value_or("");
-    settings.privProtocol = valueOf(file, "priv_protocol").value_or(settings.privProtocol);
-    settings.privPassphrase = valueOf(file, "priv_passphrase").value_or("");
-    settings.engineId = bytesOfHex(valueOf(file, "engine_id").value_or("")).value_or("");
+    settings.authProtocol = valueOf(file, "auth_protocol");
+    settings.authPassphrase = valueOf(file, "auth_passphrase");
+    settings.privProtocol = valueOf(file, "priv_protocol");
+    settings.privPassphrase = valueOf(file, "priv_passphrase");
+    settings.engineId = bytesOfHex(valueOf(file, "engine_id")).value_or("");
     if (settings.engineId.empty()) {
         settings.engineId = engineIdOf(hostname);
     }
@@ -114,7 +116,7 @@ Findings checkSnmpSettings(const IniFile& file) {
                                 std::string("give ") + key + " or a lower level"});
         }
     };
-    const std::string level = valueOf(file, "level").value_or("authPriv");
+    const std::string level = valueOf(file, "level");
     need("user");
     if (level != "noAuthNoPriv") {
         need("auth_passphrase");

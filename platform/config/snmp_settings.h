@@ -24,6 +24,8 @@ struct SnmpSettings {
     std::string privProtocol = "AES";
     std::string privPassphrase;
     std::string engineId; // bytes
+
+    friend bool operator==(const SnmpSettings&, const SnmpSettings&) = default;
 };
 
 // What the file says, with the defaults for what it leaves out or says wrongly. Without an engine

@@ -7,6 +7,8 @@
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/null_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/sinks/syslog_sink.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,6 +30,25 @@ constexpr const char* kPattern = "%Y-%m-%dT%H:%M:%S.%e%z [%P] %v";
 constexpr int kMaxLevel = 3;
 constexpr std::size_t kMaxSubject = 1024; // bytes
 constexpr mode_t kLogMode = 0640;         // subjects and addresses are nobody else's business
+
+constexpr const char* kStderr = "stderr";
+constexpr const char* kSyslog = "syslog";
+constexpr const char* kJournal = "journal";
+
+spdlog::level::level_enum priorityOf(int level) {
+    if (level <= 1) {
+        return spdlog::level::err;
+    }
+    return level == 2 ? spdlog::level::info : spdlog::level::debug;
+}
+
+// As systemd reads it before a line: the numbers of syslog(3).
+const char* priorityMark(spdlog::level::level_enum priority) {
+    if (priority == spdlog::level::err) {
+        return "<3>";
+    }
+    return priority == spdlog::level::info ? "<6>" : "<7>";
+}
 
 const char* levelName(int level) {
     if (level <= 1) {
@@ -63,7 +84,10 @@ spdlog::sink_ptr makeSink(const std::string& target, Place place) {
     if (place == Place::Absent) {
         return std::make_shared<spdlog::sinks::null_sink_mt>();
     }
-    if (target == "stderr") {
+    if (target == kSyslog) {
+        return std::make_shared<spdlog::sinks::syslog_sink_mt>("quzo", LOG_PID, LOG_MAIL, false);
+    }
+    if (FileLog::isWord(target)) {
         return std::make_shared<spdlog::sinks::stderr_sink_mt>();
     }
     return std::make_shared<spdlog::sinks::basic_file_sink_mt>(target);
@@ -73,17 +97,17 @@ spdlog::sink_ptr makeSink(const std::string& target, Place place) {
 
 std::unique_ptr<FileLog> FileLog::open(const std::string& target, int maxLevel, std::string& problem,
                                        bool make) {
-    const Place place = target == "stderr" ? Place::Ready : prepareFile(target, make, problem);
+    const Place place = isWord(target) ? Place::Ready : prepareFile(target, make, problem);
     if (place == Place::Unusable) {
         return nullptr;
     }
     try {
         auto logger = std::make_shared<spdlog::logger>("quzo", makeSink(target, place));
-        logger->set_pattern(kPattern);
+        logger->set_pattern(target == kJournal ? "%v" : kPattern);
         logger->set_level(spdlog::level::trace);
         logger->flush_on(spdlog::level::trace);
         std::unique_ptr<FileLog> log(
-            new FileLog(std::move(logger))); // NOLINT(cppcoreguidelines-owning-memory)
+            new FileLog(std::move(logger), target == kJournal)); // NOLINT(cppcoreguidelines-owning-memory)
         log->level = std::clamp(maxLevel, 0, kMaxLevel);
         return log;
     } catch (const std::exception& failure) {
@@ -92,7 +116,8 @@ std::unique_ptr<FileLog> FileLog::open(const std::string& target, int maxLevel, 
     }
 }
 
-FileLog::FileLog(std::shared_ptr<spdlog::logger> logger) : logger_(std::move(logger)) {
+FileLog::FileLog(std::shared_ptr<spdlog::logger> logger, bool priorities)
+    : logger_(std::move(logger)), priorities_(priorities) {
     logger_->set_error_handler([this](const std::string& /*what*/) { ++lost_; });
 }
 
@@ -117,11 +142,27 @@ void FileLog::write(int lineLevel, const char* format, ...) {
 void FileLog::writeLine(int lineLevel, std::string_view line) noexcept {
     try {
         const std::string_view subject = LogSubject::current().substr(0, kMaxSubject);
-        logger_->log(spdlog::level::info, "{}: {}{}{}", levelName(lineLevel), visibleText(subject),
-                     subject.empty() ? "" : ": ", visibleText(line));
+        const spdlog::level::level_enum priority = priorityOf(lineLevel);
+        logger_->log(priority, "{}{}: {}{}{}", priorities_ ? priorityMark(priority) : "",
+                     levelName(lineLevel), visibleText(subject), subject.empty() ? "" : ": ",
+                     visibleText(line));
     } catch (...) {
         ++lost_;
     }
+}
+
+void FileLog::tell(std::string_view line) noexcept {
+    try {
+        constexpr auto kPriority = spdlog::level::info;
+        logger_->log(kPriority, "{}message: {}", priorities_ ? priorityMark(kPriority) : "",
+                     visibleText(line));
+    } catch (...) {
+        ++lost_;
+    }
+}
+
+bool FileLog::isWord(std::string_view target) {
+    return target == kStderr || target == kSyslog || target == kJournal;
 }
 
 } // namespace quzo::platform

@@ -1,4 +1,4 @@
-// The log of the programs: one line a record, to standard error or to a file.
+// The log of the programs: one line a record, to standard error, a file, the system log or the journal.
 #pragma once
 
 #include <atomic>
@@ -20,13 +20,18 @@ namespace quzo::platform {
 // for levels 1, 2 and 3 are error, notice and detail. Every line is flushed, since the last ones before a
 // crash are the ones that count.
 //
+// The system log (syslog(3), facility mail, identity quzo) and the journal have time and process themselves:
+// there lines begin with the word. Levels 1, 2 and 3 have the priorities err, info and debug; for the journal
+// they stand before the line on standard error as "<3>", "<6>" and "<7>", as systemd reads them of a service.
+//
 // write() may be called from any thread. It never throws, whatever happens to the file: lines that could not
 // be written are counted.
 class FileLog final : public LogMsg {
 public:
-    // `target` is "stderr" or the path of a file, which is appended to (and made with mode 0640); `maxLevel`
-    // is 0 (nothing) to 3. Without `make` a file that is not there is not made, and the lines go nowhere.
-    // Null when the file cannot be opened, or could not be made, with the reason in `problem`.
+    // `target` is "stderr", "syslog", "journal" or the path of a file, which is appended to (and made with
+    // mode 0640); `maxLevel` is 0 (nothing) to 3. Without `make` a file that is not there is not made, and
+    // the lines go nowhere. Null when the file cannot be opened, or could not be made, with the reason in
+    // `problem`.
     static std::unique_ptr<FileLog> open(const std::string& target, int maxLevel, std::string& problem,
                                          bool make = true);
 
@@ -37,16 +42,24 @@ public:
     // What visibleText() would not leave alone is escaped. A line is cut at kMaxLine bytes.
     void write(int lineLevel, const char* format, ...) override __attribute__((format(printf, 3, 4)));
 
+    // A line of its own kind, "message: LINE", whatever the level is, and not cut. It tells itself what it is
+    // about. With priority info.
+    void tell(std::string_view line) noexcept;
+
+    // Whether the target is one of the words above and no path.
+    static bool isWord(std::string_view target);
+
     // Lines that could not be written.
     std::uint64_t lost() const { return lost_.load(); }
 
     static constexpr unsigned kMaxLine = 8191;
 
 private:
-    explicit FileLog(std::shared_ptr<spdlog::logger> logger);
+    FileLog(std::shared_ptr<spdlog::logger> logger, bool priorities);
     void writeLine(int lineLevel, std::string_view line) noexcept;
 
     std::shared_ptr<spdlog::logger> logger_;
+    bool priorities_; // each line begins with its own
     std::atomic<std::uint64_t> lost_{0};
 };
 

@@ -12,9 +12,9 @@
 #include <utility>
 
 #include "platform/base/host_name.h"
-#include "platform/base/utf8.h"
 #include "platform/mta/notice_round.h"
 #include "platform/queue/leaving_message.h"
+#include "platform/queue/shown_subject.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/guard.h"
 #include "quzo/core/log.h"
@@ -24,7 +24,6 @@
 namespace quzo::platform {
 namespace {
 
-constexpr std::size_t kMaxSubject = 512;
 constexpr const char* kFeedbackSender = "QUZO"; // of the envelope of samples, which are no notifications
 constexpr unsigned kMaxArchived = 1000;         // entries of one identifier
 
@@ -45,19 +44,6 @@ std::optional<std::uint32_t> numberOf(const std::string& text) {
         return std::nullopt;
     }
     return read.ec == std::errc::result_out_of_range ? std::numeric_limits<std::uint32_t>::max() : number;
-}
-
-std::string subjectOf(MailMessage& msg) {
-    std::string subject;
-    if (!msgu::getSubject(&msg, "utf-8", nullptr, subject)) {
-        return {};
-    }
-    if (subject.size() > kMaxSubject) {
-        const std::string_view cut = std::string_view(subject).substr(0, kMaxSubject);
-        const std::size_t whole = validUtf8Prefix(cut);
-        subject.resize(kMaxSubject - whole < 4 ? whole : kMaxSubject);
-    }
-    return subject;
 }
 
 bool isSameWork(const QueueStore& store, const QueueEntry& entry) {
@@ -102,7 +88,7 @@ QueueEntry QueueAdapter::entryOf(MailMessage& msg) const {
     entry.id = msg.getIdentifier();
     entry.sender = msg.sender();
     entry.recipients = msg.recipients();
-    entry.subject = subjectOf(msg);
+    entry.subject = shownSubject(msg);
     entry.rule = numberOf(token(ScanToken::RuleId));
     entry.ruleName = token(ScanToken::RuleName);
     entry.stored = std::time(nullptr);

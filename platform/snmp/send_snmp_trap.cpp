@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/config/known_keys.h"
 #include "platform/snmp/host_addresses.h"
 #include "platform/snmp/snmp.h"
 #include "platform/snmp/trap_sender.h"
@@ -20,10 +21,13 @@ namespace {
 
 using platform::TrapSender;
 
-constexpr const char* kDefaultCommunity = "xq7amb";
 constexpr std::size_t kMostCommunity = 255;
 
 thread_local bool trapsHeld = false;
+
+std::string defaultCommunity() {
+    return std::string(platform::findKnownKey("General-Notification", "Community")->usual);
+}
 
 struct Configured {
     std::mutex mutex;
@@ -57,7 +61,7 @@ int sendTrap(const char* server, unsigned type, const char* community, const cha
     const auto target = server != nullptr ? platform::parseTrapServer(server) : std::nullopt;
     platform::Trap trap;
     trap.type = type;
-    trap.community = community != nullptr && *community != '\0' ? community : kDefaultCommunity;
+    trap.community = community != nullptr && *community != '\0' ? std::string(community) : defaultCommunity();
     if (!target || text == nullptr || !isCommunity(trap.community)) {
         return kErrorInvalidArgument;
     }

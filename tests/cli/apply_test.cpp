@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -49,6 +50,38 @@ TEST_F(Apply, TakesTheEnvelopeFromTheCommandLine) {
     EXPECT_EQ(
         apply({"--from", "", "--to", "y@c.example", "--to", "x@gone.example", "-"}, {.input = bytes}).out,
         "");
+}
+
+TEST_F(Apply, TellsTheLogOfEachMessageWhenAsked) {
+    dir_.write("in/a\nid=x.eml", mail("x@b.example", "\x1B" + std::string(300, 'x')));
+    dir_.write("in/b.eml", mail("x@gone.example"));
+    dir_.write("in/c.eml", "");
+    const auto run = [&](const char* form, std::vector<std::string> words) {
+        dir_.write("q.ini", "[platform]\nlog = log\nlog_level = 0\nlog_messages = "s + form + "\n");
+        dir_.write("log", "");
+        words.insert(words.end(), {"-c", "q.ini", "in"});
+        apply(words);
+        return readFile(dir_.path("log"));
+    };
+    const std::string text = run("text", {"-j", "2", "-o", "out"});
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3) << text;
+    for (const char* part :
+         {"file=\"in/a\\x0Aid=x.eml\" ",
+          "rules=10 actions=tag-subject,x-header failed=\"\" outcome=modified ",
+          "rules=20 actions=delete failed=\"\" outcome=consumed ", "outcome=failed error=\"is empty"}) {
+        EXPECT_THAT(text, HasSubstr(part));
+    }
+    const std::string json = run("json", {"-o", "out"});
+    std::istringstream lines(json);
+    std::vector<std::string> outcomes;
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t at = line.find("] message: {");
+        ASSERT_NE(at, std::string::npos) << line;
+        outcomes.push_back(nlohmann::json::parse(line.substr(line.find('{', at)))["outcome"]);
+    }
+    EXPECT_THAT(outcomes, testing::ElementsAre("modified", "consumed", "failed"));
+    EXPECT_EQ(run("off", {"-o", "out"}), "");
+    EXPECT_EQ(run("json", {"--dry-run"}), "");
 }
 
 // Everything below a directory that is mail, and nothing else.

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <filesystem>
+#include <map>
 #include <sstream>
 #include <string>
 
+#include "host/gateway/standard_files.h"
 #include "tests/cli/program.h"
 
 namespace quzo::test {
@@ -137,6 +140,64 @@ TEST(Check, FaultsAreVisibleAndHoldNoPassword) {
     EXPECT_THAT(turned.err, HasSubstr("rule 2: \\xE2\\x80\\xAEgnp: "));
     EXPECT_THAT(dir.quzo({"check", "-p", "\xE2\x80\xAE.toml"}).err,
                 StartsWith("quzo: \\xE2\\x80\\xAE.toml: "));
+}
+
+TEST(Config, ShowsEverySettingAndWhereItIsSet) {
+    const TemporaryDirectory dir;
+    dir.write("q.ini",
+              "[platform]\nstore = postgresql://u:s3cret@h/d\nlog = x\xE2\x80\xAE.log\ntimeout = 7\n");
+    const ProgramRun table = dir.quzo({"config", "show", "-c", "q.ini"});
+    EXPECT_EQ(table.exitCode, 0) << table.err;
+    EXPECT_THAT(table.out,
+                testing::ContainsRegex("\n\\[platform\\]\nstore +\\(set, not shown\\) +none +q.ini:2\n"));
+    EXPECT_THAT(table.out, testing::ContainsRegex("\ntimeout +7 +300 +q.ini:4\n"));
+    EXPECT_THAT(table.out, testing::ContainsRegex("\nlog_level +1 +1 +default\n"));
+    EXPECT_THAT(table.out, HasSubstr("x\\xE2\\x80\\xAE.log"));
+
+    const ProgramRun json = dir.quzo({"config", "show", "--json", "-c", "q.ini"});
+    std::map<std::string, nlohmann::json> lines;
+    std::istringstream stream(json.out);
+    for (std::string line; std::getline(stream, line);) {
+        const auto setting = nlohmann::json::parse(line);
+        lines[setting["key"]] = setting;
+    }
+    EXPECT_EQ(lines["store"], nlohmann::json::parse(R"({"section": "platform", "key": "store", "value": null,
+        "hidden": true, "default": null, "set_at": "q.ini:2"})"));
+    EXPECT_EQ(lines["poll"], nlohmann::json::parse(R"({"section": "runner", "key": "poll", "value": "10s",
+        "hidden": false, "default": "10s", "set_at": null})"));
+    EXPECT_THAT(table.out + json.out, Not(HasSubstr("s3cret")));
+
+    dir.write("q.ini", "[platform]\ntimeout = soon\n[runner]\npoll = x\n");
+    const ProgramRun wrong = dir.quzo({"config", "show", "-c", "q.ini"});
+    EXPECT_EQ(wrong.exitCode, 78);
+    EXPECT_EQ(wrong.err, dir.quzo({"check", "-c", "q.ini"}).err);
+    EXPECT_THAT(wrong.err, HasSubstr("q.ini:4: "));
+    EXPECT_THAT(wrong.out, IsEmpty());
+}
+
+// Where the folder of the standard files is, which tests cannot make, the rows would be about those.
+TEST(Check, WithoutFilesSaysWhatToGive) {
+    if (std::filesystem::exists(host::standardFolder())) {
+        GTEST_SKIP() << host::standardFolder() << " is there";
+    }
+    const TemporaryDirectory dir;
+    const std::string folder = host::standardFolder();
+    const struct {
+        std::vector<std::string> words;
+        std::string fault;
+    } rows[] = {{{"check"},
+                 "quzo: check: there is nothing to check: give -c FILE, -p FILE or both, or keep them in " +
+                     folder + "\n"},
+                {{"apply", "-"}, "quzo: apply: there is no policy: name one with -p FILE\n"},
+                {{"object", "list"}, "quzo: object: there are no settings: name them with -c FILE\n"},
+                {{"queue", "run", "scan"}, "name it with -p FILE, or name the queues that are to be run\n"}};
+    for (const auto& row : rows) {
+        const ProgramRun run = dir.quzo(row.words);
+        EXPECT_EQ(run.exitCode, 64) << row.words[0];
+        EXPECT_THAT(run.err, testing::EndsWith(row.fault));
+        EXPECT_THAT(dir.quzo({row.words[0], "--help"}).out + dir.quzo({"queue", "list", "--help"}).out,
+                    HasSubstr(folder + "/quzo.ini"));
+    }
 }
 
 // Looking makes nothing: neither the store nor the log, and a store that is not there has no objects.

@@ -137,7 +137,7 @@ TEST_F(ObjectCommand, RefusesWithOneLineThatSaysWhatToDo) {
     for (const auto& row : rows) {
         refused(row.words, row.exitCode, row.parts);
     }
-    EXPECT_EQ(dir.quzo({"object", "list"}).exitCode, 64) << "no settings";
+    EXPECT_EQ(dir.quzo({"object", "list", "-c", ""}).exitCode, 64) << "no settings";
     for (const char* settings : {"", "[platform]\nstore = sqlite3://x.db\ntenant = -1\n"}) {
         dir.write("bad.ini", settings);
         EXPECT_EQ(dir.quzo({"object", "list", "-c", "bad.ini"}).exitCode, 78);

@@ -106,6 +106,10 @@ ProgramRun TemporaryDirectory::quzo(const std::vector<std::string>& arguments,
         ::execv(argv[0], argv.data());
         ::_exit(127);
     }
+    if (surroundings.killAfter != 0) {
+        ::usleep(surroundings.killAfter);
+        ::kill(child, SIGKILL); // it is still ours, dead or alive
+    }
     int status = 0;
     EXPECT_EQ(::waitpid(child, &status, 0), child);
     const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);

@@ -22,6 +22,7 @@ struct Surroundings {
     bool closeOutput = false;       // standard output is closed
     bool brokenPipe = false;        // standard output is a pipe that nobody reads
     unsigned long maxFileBytes = 0; // limit on the size of files; 0: none
+    unsigned killAfter = 0;         // microseconds after which it is killed; 0: never
     unsigned long maxMemory = 0;    // limit on the address space in bytes; 0: none
 };
 

@@ -4,15 +4,63 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <syslog.h>
 
+#include <cstdarg>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/log/file_log.h"
 #include "platform/log/log_subject.h"
+
+namespace {
+
+// What the system log was given, in the place of the real one.
+struct SystemLog {
+    std::string identity;
+    int facility = 0;
+    std::vector<std::pair<int, std::string>> lines; // with their priorities
+};
+
+SystemLog& systemLog() {
+    static SystemLog log;
+    return log;
+}
+
+void addToSystemLog(int priority, const char* format, std::va_list arguments) {
+    char line[1024];
+    std::vsnprintf(line, sizeof line, format, arguments);
+    systemLog().lines.emplace_back(priority, line);
+}
+
+} // namespace
+
+// The C library's functions, as far as the log calls them; the second one with checked formats.
+extern "C" {
+void openlog(const char* identity, int /*options*/, int facility) {
+    systemLog().identity = identity;
+    systemLog().facility = facility;
+}
+
+void syslog(int priority, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    addToSystemLog(priority, format, arguments);
+    va_end(arguments);
+}
+
+void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    addToSystemLog(priority, format, arguments);
+    va_end(arguments);
+}
+}
 
 namespace {
 
@@ -135,6 +183,40 @@ TEST_F(LogFile, SaysWhyItCannotBeOpened) {
         EXPECT_EQ(FileLog::open(target, 1, problem), nullptr);
         EXPECT_NE(problem, "");
     }
+}
+
+// Time and process are the journal's and the system log's own.
+TEST(Log, HasPrioritiesOfTheSystem) {
+    const char* const expected[] = {"error: a/b: one\\x0Atwo", "notice: a/b: x", "detail: a/b: y",
+                                    "message: id=1"};
+    const int numbers[] = {LOG_ERR, LOG_INFO, LOG_DEBUG, LOG_INFO};
+    const auto writeAll = [](const char* target) {
+        std::string problem;
+        const auto log = FileLog::open(target, 3, problem);
+        ASSERT_NE(log, nullptr) << problem;
+        const LogSubject subject("a/b");
+        log->write(1, "one\ntwo");
+        log->write(2, "x");
+        log->write(3, "y");
+        log->tell("id=1");
+        EXPECT_EQ(log->lost(), 0U);
+    };
+    std::string journal;
+    for (std::size_t i = 0; i < std::size(expected); ++i) {
+        journal += "<" + std::to_string(numbers[i]) + ">" + expected[i] + "\n";
+    }
+    testing::internal::CaptureStderr();
+    writeAll("journal");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), journal);
+
+    writeAll("syslog");
+    EXPECT_EQ(systemLog().identity, "quzo");
+    EXPECT_EQ(systemLog().facility, LOG_MAIL);
+    ASSERT_EQ(systemLog().lines.size(), std::size(expected));
+    for (std::size_t i = 0; i < std::size(expected); ++i) {
+        EXPECT_EQ(systemLog().lines[i], std::pair(numbers[i], std::string(expected[i])));
+    }
+    EXPECT_FALSE(std::filesystem::exists("syslog") || std::filesystem::exists("journal"));
 }
 
 TEST_F(LogFile, ClampsItsLevelAndWritesNothingAtNought) {

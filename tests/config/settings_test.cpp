@@ -83,7 +83,8 @@ TEST(Settings, ReadsThePlatformSection) {
         "timeout = 20\nlimit_message = 100M\nlimit_nesting = 5\nlimit_parts = 7\nlimit_fields = 9\n"
         "limit_recipients = 0\nstamp_once = yes\nremoval_note = yes\n"
         "notify_limit = 0\nnotify_automatic = yes\nnotify_auto_submitted = no\n"
-        "limit_header = 2k\non_limit = refuse\nlog = /var/log/quzo.log\nlog_level = 3\ntenant = 12\n"));
+        "limit_header = 2k\non_limit = refuse\nlog = /var/log/quzo.log\nlog_level = 3\nlog_messages = "
+        "json\ntenant = 12\n"));
     PlatformSettings platform = settings.platform();
     EXPECT_EQ(platform.rawValues, quzo::platform::RawValues::WithCharset);
     EXPECT_EQ(platform.store, "sqlite3:///x.db");
@@ -99,6 +100,7 @@ TEST(Settings, ReadsThePlatformSection) {
     EXPECT_EQ(platform.onLimit, PlatformSettings::OnLimit::Refuse);
     EXPECT_EQ(platform.log, "/var/log/quzo.log");
     EXPECT_EQ(platform.logLevel, 3);
+    EXPECT_EQ(platform.logMessages, PlatformSettings::LogMessages::Json);
     EXPECT_EQ(platform.tenant, 12U);
     EXPECT_TRUE(platform.stampOnce && platform.removalNote);
     EXPECT_EQ(platform.notifyLimit, 0U);
@@ -143,6 +145,9 @@ TEST(Settings, PlacesPathsBesideTheFile) {
     EXPECT_EQ(settings.platform().spool, at + "sp/ool");
     EXPECT_EQ(settings.platform().store, "sqlite3://" + at + "o.db");
     EXPECT_EQ(settings.platform().log, at + "q.log");
+    for (const std::string word : {"stderr", "syslog", "journal"}) {
+        EXPECT_EQ(load(("[platform]\nlog = " + word + "\n").c_str()).platform().log, word);
+    }
     const auto value = [&](const char* key) {
         std::string text;
         settings.getValue(key, text, "general", 0);

@@ -30,14 +30,15 @@ using Show = MessageProcessor::Show;
 
 // Messages that wait for their turn at most take this much memory, beside the ones that are worked on.
 constexpr std::size_t kMaxWaitingBytes = std::size_t{128} << 20U;
-using platform::kMaxMessageBytes;
 
 MaybeFault checkOptions(const ApplyOptions& options) {
     const auto usage = [](std::string where, std::string what, std::string advice) {
         return Fault{kExitUsage, std::move(where), std::move(what), std::move(advice)};
     };
     if (options.policyFile.empty()) {
-        return usage("apply", "there is no policy", "name one with -p FILE");
+        return usage("apply", "there is no policy",
+                     "name one with -p FILE" +
+                         (options.iniFile.empty() ? "" : ", and the settings with -c " + options.iniFile));
     }
     if (options.diff && options.json) {
         return usage("--diff", "cannot be shown in JSON", "leave out --diff or --json");
@@ -111,12 +112,6 @@ unsigned threadsOf(const ApplyOptions& options) {
     return options.jobs != 0 ? options.jobs : std::max(1U, std::thread::hardware_concurrency());
 }
 
-std::size_t readLimit(const ScannerOptions& scanner) {
-    const std::size_t limit = scanner.limits.messageBytes;
-    const bool none = limit == 0 || scanner.onLimit == OnLimit::Pass;
-    return none ? kMaxMessageBytes : std::min(limit, kMaxMessageBytes);
-}
-
 void work(const ApplyOptions& options, LookAhead& inputs, const MessageProcessor& processor, Console& console,
           ApplyResults& results) {
     const unsigned threads = threadsOf(options);
@@ -170,7 +165,7 @@ int runApply(const ApplyOptions& options, Console& console) {
         sayIf(installation.recordReferences(show != Show::Message), console);
     }
     InputReader reader(
-        options.paths, readLimit(snapshot->options()),
+        options.paths, snapshot->options().mostBytes(),
         [&](const std::string& file, const char* why) {
             if (options.verbose) {
                 console.err.say({0, file, why, "passed over"});
@@ -195,7 +190,7 @@ int runApply(const ApplyOptions& options, Console& console) {
     }
     const MessageProcessor processor(*snapshot, installation.queues(), options, tokens,
                                      storing ? &directory : nullptr, interrupt, show,
-                                     StandardOutput::colours());
+                                     StandardOutput::colours(), installation.messageLog());
     ApplyResults results(console);
     work(options, inputs, processor, console, results);
     if (storing) {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/cli/apply/apply_command.h"
+#include "host/cli/files/file_options.h"
 
 namespace quzo::host {
 namespace {
@@ -45,10 +46,8 @@ void addApplyCommand(CLI::App& app, std::function<int(Console&)>& chosen) {
     CLI::App* command = app.add_subcommand("apply", "Apply a policy to messages.");
     const auto options = std::make_shared<ApplyOptions>();
     command->footer(kApplyFooter);
-    command
-        ->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini (default: built-in settings)")
-        ->type_name("FILE");
-    command->add_option("-p,--policy", options->policyFile, "Policy file; required")->type_name("FILE");
+    addConfigOption(*command, options->iniFile);
+    addPolicyOption(*command, options->policyFile, "Policy file; required");
     command
         ->add_option("--from", options->from,
                      "Envelope sender; '' is the null sender (default: Return-Path, else From)")
@@ -80,8 +79,10 @@ void addApplyCommand(CLI::App& app, std::function<int(Console&)>& chosen) {
                       "Say a summary of several messages, not on a terminal only, and name each file\n"
                       "that is passed over");
     command->add_option("PATH", options->paths, "Messages; see below")->required()->type_name("");
-    command->callback(
-        [options, &chosen] { chosen = [options](Console& console) { return runApply(*options, console); }; });
+    command->callback([options, command, &chosen] {
+        useStandardFiles(*command, options->iniFile, options->policyFile);
+        chosen = [options](Console& console) { return runApply(*options, console); };
+    });
 }
 
 } // namespace quzo::host

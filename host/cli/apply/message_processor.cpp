@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <chrono>
 #include <exception>
 #include <string_view>
 #include <utility>
@@ -92,7 +93,7 @@ std::string addressList(const std::vector<std::string>& addresses) {
 MessageProcessor::MessageProcessor(const Snapshot& snapshot, platform::Queues* queues,
                                    const ApplyOptions& options, const TokenMap<ScanToken>& tokens,
                                    OutputDirectory* output, const InterruptWatch& interrupt, Show show,
-                                   bool colours)
+                                   bool colours, const MessageLog* log)
     : snapshot_(snapshot),
       queues_(queues),
       options_(options),
@@ -100,7 +101,8 @@ MessageProcessor::MessageProcessor(const Snapshot& snapshot, platform::Queues* q
       output_(output),
       interrupt_(interrupt),
       show_(show),
-      colours_(colours) {}
+      colours_(colours),
+      log_(log) {}
 
 Processed MessageProcessor::process(Input input) const noexcept {
     const std::string file = input.file;
@@ -127,6 +129,7 @@ Processed MessageProcessor::processMessage(Input input) const {
     job.recipients = options_.to;
     job.tokens = tokens_;
     job.dryRun = options_.dryRun || options_.diff;
+    const auto start = std::chrono::steady_clock::now();
     MessageReport report{input.file, {}, passMessage(snapshot_, queues_, std::move(job))};
     done.exitCode = exitCodeOf(report.result.scan);
     complain(report, done);
@@ -136,6 +139,8 @@ Processed MessageProcessor::processMessage(Input input) const {
     if (report.result.scan.goesOn()) {
         sayUnseen(report, done);
     }
+    const auto taken = std::chrono::steady_clock::now() - start;
+    report.milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(taken).count();
     finish(std::move(report), done);
     return done;
 }
@@ -211,6 +216,9 @@ void MessageProcessor::finish(MessageReport report, Processed& done) const {
     MessageResult& result = report.result;
     done.outcome = result.scan.outcome;
     done.queued = result.queued;
+    if (log_ != nullptr && done.isMessage) {
+        log_->tell(result, {.name = report.file, .milliseconds = report.milliseconds});
+    }
     if (show_ == Show::Json && done.isMessage) {
         done.text = jsonLine(report);
     } else if ((show_ == Show::Text || show_ == Show::Diff) && result.message != nullptr) {

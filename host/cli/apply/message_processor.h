@@ -11,6 +11,7 @@
 #include "host/cli/console/interrupt.h"
 #include "host/cli/files/inputs.h"
 #include "host/cli/files/output_directory.h"
+#include "host/gateway/message_line.h"
 #include "host/gateway/message_pipeline.h"
 #include "platform/queue/queues.h"
 #include "quzo/core/token_map.h"
@@ -37,10 +38,11 @@ public:
     enum class Show { Nothing, Message, Json, Text, Diff };
 
     // All of it is the caller's and outlives the processor. `queues` may be null: there are none; so may
-    // `output`: nothing is stored.
+    // `output`: nothing is stored; and `log`: it is told nowhere.
     MessageProcessor(const Snapshot& snapshot, platform::Queues* queues, const ApplyOptions& options,
                      const TokenMap<ScanToken>& tokens, OutputDirectory* output,
-                     const InterruptWatch& interrupt, Show show, bool colours);
+                     const InterruptWatch& interrupt, Show show, bool colours,
+                     const MessageLog* log = nullptr);
 
     // Never throws: a message for which memory runs out is deferred.
     Processed process(Input input) const noexcept;
@@ -65,6 +67,7 @@ private:
     const InterruptWatch& interrupt_;
     Show show_;
     bool colours_;
+    const MessageLog* log_;
     mutable std::atomic<bool> stopping_ = false;
 };
 

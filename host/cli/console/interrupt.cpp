@@ -11,7 +11,7 @@
 
 namespace quzo::host {
 
-InterruptWatch::InterruptWatch() : wakeUp_(::eventfd(0, EFD_CLOEXEC)) {
+InterruptWatch::InterruptWatch(int secondExit) : secondExit_(secondExit), wakeUp_(::eventfd(0, EFD_CLOEXEC)) {
     sigemptyset(&signals_);
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction current {};
@@ -49,8 +49,11 @@ void InterruptWatch::watch() {
     }
 }
 
-void InterruptWatch::endNow(int number) {
+void InterruptWatch::endNow(int number) const {
     removeTemporariesForGood();
+    if (secondExit_ != 0) {
+        ::_exit(secondExit_);
+    }
     endBySignal(number);
 }
 

@@ -15,7 +15,8 @@ namespace quzo::host {
 // other threads start.
 class InterruptWatch {
 public:
-    InterruptWatch();
+    // `secondExit`: the exit code with which the second one ends the process; 0: by the signal.
+    explicit InterruptWatch(int secondExit = 0);
     ~InterruptWatch();
     InterruptWatch(const InterruptWatch&) = delete;
     InterruptWatch& operator=(const InterruptWatch&) = delete;
@@ -29,8 +30,9 @@ public:
 
 private:
     void watch();
-    void endNow(int number);
+    void endNow(int number) const;
 
+    const int secondExit_;
     sigset_t signals_{};
     sigset_t before_{};
     FileDescriptor wakeUp_;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "host/admin/object_field.h"
+#include "host/cli/files/file_options.h"
 #include "host/cli/object/object_commands.h"
 
 namespace quzo::host {
@@ -37,11 +38,11 @@ CLI::App* addOne(CLI::App& object, Chosen& chosen, const Options& options, const
                  Run run) {
     CLI::App* command = object.add_subcommand(name, help);
     command->footer(kFooter);
-    command->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini; required")
-        ->type_name("FILE");
+    addConfigOption(*command, options->iniFile);
     command->add_option("--tenant", options->tenant, "Whose objects (default: tenant in [platform])")
         ->type_name("N");
-    command->callback([options, &chosen, run] {
+    command->callback([options, command, &chosen, run] {
+        useStandardFiles(*command, options->iniFile, options->policyFile);
         chosen = [options, run](Console& console) { return run(*options, console); };
     });
     return command;
@@ -57,7 +58,7 @@ void addRevision(CLI::App& command, const Options& options, const char* help) {
 }
 
 void addPolicy(CLI::App& command, const Options& options, const char* help) {
-    command.add_option("-p,--policy", options->policyFile, help)->type_name("FILE");
+    addPolicyOption(command, options->policyFile, help);
 }
 
 const char* groupOf(ObjectKind kind) {

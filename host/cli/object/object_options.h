@@ -17,7 +17,7 @@ struct FieldArgument {
 
 // Of all its subcommands; each uses what it offers.
 struct ObjectOptions {
-    std::string iniFile;
+    std::string iniFile;    // empty: none
     std::string policyFile; // empty: none
     std::optional<std::uint32_t> tenant;
     std::string kind; // empty, where it may be left out: every kind

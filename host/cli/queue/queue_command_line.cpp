@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "host/cli/files/file_options.h"
 #include "host/cli/queue/queue_commands.h"
 
 namespace quzo::host {
@@ -26,9 +27,9 @@ CLI::App* addAny(CLI::App& queue, std::function<int(Console&)>& chosen, const Op
                  const char* name, const char* help, Run run) {
     CLI::App* command = queue.add_subcommand(name, help);
     command->footer(kFooter);
-    command->add_option("-c,--config", options->iniFile, "Settings file, quzo.ini; required")
-        ->type_name("FILE");
-    command->callback([options, &chosen, run] {
+    addConfigOption(*command, options->iniFile);
+    command->callback([options, command, &chosen, run] {
+        useStandardFiles(*command, options->iniFile, options->policyFile);
         chosen = [options, run](Console& console) { return run(*options, console); };
     });
     return command;
@@ -83,8 +84,7 @@ void addRun(CLI::App& queue, std::function<int(Console&)>& chosen, const Options
     run->footer(kRunFooter);
     run->add_option("QUEUE", options->queues, "outgoing, scan, postponed; all three without a name")
         ->type_name("");
-    run->add_option("-p,--policy", options->policyFile, "Policy file; required for the scan queue")
-        ->type_name("FILE");
+    addPolicyOption(*run, options->policyFile, "Policy file; required for the scan queue");
     run->add_flag("--forever", options->forever, "Go on until a signal asks for the end");
     run->add_flag("-v,--verbose", options->verbose, "A line for each entry, also of those that are done");
 }
@@ -136,10 +136,8 @@ void addQueueCommand(CLI::App& app, std::function<int(Console&)>& chosen) {
         ->add_flag("--rescan", options->rescan,
                    "Through the scan queue, where rules that have acted on it are skipped")
         ->excludes(attached);
-    release
-        ->add_option("-p,--policy", options->policyFile,
-                     "Its host name stands in messages of our own, where the settings give none")
-        ->type_name("FILE");
+    addPolicyOption(*release, options->policyFile,
+                    "Policy whose host name stands in messages of our own, where the settings give none");
     release->add_flag("--json", options->json, "One JSON object an entry");
 
     CLI::App* remove = addOne(*queue, chosen, options, "remove", "Remove entries for good.", runQueueRemove);

@@ -12,13 +12,12 @@
 #include "host/cli/queue/runner_clock.h"
 #include "host/gateway/installation.h"
 #include "host/runner/queue_runner.h"
+#include "host/runner/runner_service.h"
 #include "platform/base/visible_text.h"
-#include "platform/mta/smtp/smtp_sender.h"
 
 namespace quzo::host {
 namespace {
 
-using platform::PlatformSettings;
 using platform::QueueKind;
 
 bool has(const std::vector<QueueKind>& kinds, QueueKind kind) {
@@ -49,40 +48,6 @@ Result<std::vector<QueueKind>> queuesOf(const QueueOptions& options) {
     return kinds;
 }
 
-MaybeFault checkSettings(const Installation& installation, const QueueOptions& options) {
-    const PlatformSettings platform = installation.settings().platform();
-    if (installation.queues()->find(QueueKind::Outgoing) == nullptr) {
-        return Fault{kExitConfiguration, options.iniFile, "the settings name no directory for the queues",
-                     "set spool in [platform], and name the settings with -c FILE"};
-    }
-    if (platform.nextHop && !platform.nextHop->user.empty() &&
-        platform.tls != PlatformSettings::Tls::Require) {
-        return Fault{kExitConfiguration, options.iniFile,
-                     "next_hop has a password, and nothing makes sure of who would get it",
-                     "set tls = require in [platform]"};
-    }
-    return std::nullopt;
-}
-
-platform::SmtpOptions smtpOptionsOf(const PlatformSettings& platform, const std::string& hostname) {
-    platform::SmtpOptions options;
-    options.hostname = hostname;
-    options.caFile = platform.tlsCa;
-    options.timeout = std::chrono::seconds(platform.timeout);
-    switch (platform.tls) {
-        case PlatformSettings::Tls::Off:
-            options.tls = platform::SmtpTls::Off;
-            break;
-        case PlatformSettings::Tls::Try:
-            options.tls = platform::SmtpTls::Try;
-            break;
-        case PlatformSettings::Tls::Require:
-            options.tls = platform::SmtpTls::Require;
-            break;
-    }
-    return options;
-}
-
 // "" for what is not worth a line.
 std::string lineOf(QueueKind queue, const std::string& id, const WorkDone& done, bool verbose) {
     const std::string place = fmt::format("{}/{}: ", platform::queueName(queue), id);
@@ -106,50 +71,6 @@ std::string summaryOf(QueueKind queue, const RunFigures& figures) {
         figures.waiting, figures.busy != 0 ? fmt::format(", {} in other hands", figures.busy) : "");
 }
 
-int exitCodeOf(const RunFigures& figures) {
-    return worseExit(figures.failed != 0 ? kExitData : kExitOk,
-                     figures.later + figures.busy != 0 ? kExitTryAgain : kExitOk);
-}
-
-// Mails that sum up notifications go out with the others. A fault is said once.
-class NoticeSummaries {
-public:
-    NoticeSummaries(Installation& installation, const std::vector<QueueKind>& kinds, Console& console)
-        : installation_(installation), wanted_(has(kinds, QueueKind::Outgoing)), console_(console) {}
-
-    void send(std::int64_t now) {
-        const MaybeFault fault = wanted_ ? installation_.sendNoticeSummaries(now) : std::nullopt;
-        if (fault && !said_) {
-            said_ = true;
-            console_.err.say(*fault);
-        }
-    }
-
-private:
-    Installation& installation_;
-    bool wanted_;
-    Console& console_;
-    bool said_ = false;
-};
-
-int runOnce(QueueRunner& runner, const std::vector<QueueKind>& kinds, bool quiet,
-            const InterruptWatch& interrupt, Console& console) {
-    int exitCode = kExitOk;
-    for (const QueueKind kind : kinds) {
-        if (interrupt.signal() != 0) {
-            break;
-        }
-        RunFigures figures;
-        exitCode = worseExit(exitCode, runner.run(kind, figures));
-        exitCode = worseExit(exitCode, exitCodeOf(figures));
-        if (!quiet) {
-            console.out.write(summaryOf(kind, figures));
-        }
-    }
-    console.out.flush();
-    return exitCode;
-}
-
 } // namespace
 
 int runQueueRun(const QueueOptions& options, Console& console) {
@@ -164,36 +85,31 @@ int runQueueRun(const QueueOptions& options, Console& console) {
     if (!usable) {
         return exitCode;
     }
-    if (const MaybeFault fault = checkSettings(installation, options)) {
+    if (const MaybeFault fault = RunnerService::settingsFault(installation, options.iniFile)) {
         return console.err.say(*fault);
     }
-    const PlatformSettings platform = installation.settings().platform();
-    const platform::RunnerSettings settings = installation.settings().runner();
-    platform::Queues& queues = *installation.queues();
-    platform::SmtpSender sender(smtpOptionsOf(platform, installation.snapshot()->hostname()));
     RunnerClock clock(interrupt);
-    QueueRunner runner(
-        {.queues = queues,
-         .sender = sender,
+    RunnerService service(
+        {.installation = installation,
          .clock = clock,
-         .plan = RetryPlan(settings),
-         .nextHop = platform.nextHop,
-         .snapshot = [&] { return installation.snapshot(); },
          .stopping = [&] { return interrupt.signal() != 0; },
          .told = [&](QueueKind queue, const std::string& id,
                      const WorkDone& done) { console.out.write(lineOf(queue, id, done, options.verbose)); },
          .say = [&](const Fault& fault) { console.err.say(fault); }});
-    if (queues.start(clock.now()) != 0) {
-        console.err.say(Fault::warning("queues", "not everything could be tidied up: see the log"));
-    }
-    NoticeSummaries summaries(installation, *kinds, console);
-    summaries.send(clock.now());
-    int result = runOnce(runner, *kinds, options.forever, interrupt, console);
+    service.tidy(true);
+    const std::int64_t poll = installation.settings().runner().poll;
+    const auto tell = [&](QueueKind queue, const RunFigures& figures) {
+        if (!options.forever) {
+            console.out.write(summaryOf(queue, figures));
+        }
+    };
+    const int result = service.run(*kinds, tell);
+    console.out.flush();
     while (options.forever && interrupt.signal() == 0) {
-        clock.wait(settings.poll);
-        queues.startIfDue(clock.now());
-        summaries.send(clock.now());
-        runOnce(runner, *kinds, true, interrupt, console);
+        clock.wait(poll);
+        service.tidy(false);
+        service.run(*kinds, tell);
+        console.out.flush();
     }
     if (options.forever) {
         return kExitOk;

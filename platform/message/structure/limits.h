@@ -17,6 +17,8 @@ struct Limits {
     std::size_t parts = 10000;            // entities of one message
     std::size_t headerFields = 100000;    // of one header block, and of all before a part is added
     std::size_t recipients = 50000;       // that a header may name, where there is no envelope beside it
+
+    friend bool operator==(const Limits&, const Limits&) = default;
 };
 
 } // namespace quzo::platform

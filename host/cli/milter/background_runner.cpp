@@ -1,0 +1,67 @@
+// See background_runner.h.
+#include "host/cli/milter/background_runner.h"
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <exception>
+
+#include "host/base/exit_code.h"
+#include "host/runner/runner_service.h"
+
+namespace quzo::host {
+namespace {
+
+class SystemClock final : public Clock {
+public:
+    std::int64_t now() override { return std::time(nullptr); }
+};
+
+} // namespace
+
+BackgroundRunner::BackgroundRunner(Installation& installation, SharedErrors& errors)
+    : installation_(installation), errors_(errors), thread_([this] { work(); }) {}
+
+BackgroundRunner::~BackgroundRunner() {
+    {
+        const std::scoped_lock lock(mutex_);
+        over_ = true;
+    }
+    change_.notify_all();
+    thread_.join();
+}
+
+bool BackgroundRunner::over() {
+    const std::scoped_lock lock(mutex_);
+    return over_;
+}
+
+bool BackgroundRunner::overAfter(std::chrono::seconds pause) {
+    std::unique_lock lock(mutex_);
+    return change_.wait_for(lock, pause, [this] { return over_; });
+}
+
+// What goes wrong with memory in one round may go right in the next.
+void BackgroundRunner::work() {
+    constexpr std::int64_t kLongest = 86400;
+    const std::chrono::seconds poll(std::min(installation_.settings().runner().poll, kLongest));
+    SystemClock clock;
+    RunnerService service({.installation = installation_,
+                           .clock = clock,
+                           .stopping = [this] { return over(); },
+                           .told = nullptr,
+                           .say = [this](const Fault& fault) { errors_.say(fault); }});
+    for (bool first = true; !over(); first = false) {
+        try {
+            service.tidy(first);
+            service.run(QueueRunner::queues(), nullptr);
+        } catch (const std::exception&) {
+            errors_.say(Fault::warning("queues", "a round over them was given up: out of memory"));
+        }
+        if (overAfter(poll)) {
+            return;
+        }
+    }
+}
+
+} // namespace quzo::host

@@ -1,0 +1,59 @@
+// One message as a mail server hands it over, piece by piece.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/milter/header_edits.h"
+
+namespace quzo::host {
+
+struct ReceivedRecipient {
+    std::string received; // with angle brackets, as it came
+    std::string address;  // without
+};
+
+// Of one transaction; used by one thread. What was collected has line ends of CRLF. Throws std::bad_alloc.
+class ReceivedMail {
+public:
+    // One byte more than `mostBytes` is kept of a larger message: enough to see that it is larger.
+    explicit ReceivedMail(std::size_t mostBytes) : most_(mostBytes) {}
+
+    // `argument`: "<a@b>" or "<>"; `parameters` behind it, such as "SIZE=1000", which makes room in time.
+    void setSender(std::string_view argument, const std::vector<std::string_view>& parameters);
+    void addRecipient(std::string_view argument);
+    // `hidden`: it is among fields(), since the server has it, and not in the message.
+    void addField(std::string_view name, std::string_view value, bool hidden);
+    void addBody(std::string_view piece);
+
+    bool tooLarge() const { return tooLarge_; }
+    bool hidesFields() const { return hidesFields_; }
+
+    const std::string& sender() const { return sender_; }
+    const std::vector<ReceivedRecipient>& recipients() const { return recipients_; }
+    const std::vector<MailField>& fields() const { return fields_; }
+
+    // Where the body begins in bytes().
+    std::size_t bodyBegin() const { return bodyBegin_; }
+
+    // The message, which it gives away.
+    std::string takeBytes();
+
+private:
+    void endHeader();
+    void add(std::string_view piece);
+
+    std::size_t most_;
+    bool tooLarge_ = false;
+    bool hidesFields_ = false;
+    bool headerEnded_ = false;
+    std::size_t bodyBegin_ = 0;
+    std::string sender_;
+    std::vector<ReceivedRecipient> recipients_;
+    std::vector<MailField> fields_;
+    std::string bytes_;
+};
+
+} // namespace quzo::host

@@ -1,0 +1,329 @@
+// quzo filter: what it passes on, both ways, and that no trouble of ours ends with anything but 75.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <random>
+
+#include "tests/cli/installation.h"
+
+namespace quzo::test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+using Words = std::vector<std::string>;
+
+// What stands behind the Subject: dots, 8 bit, a lone CR, half a line at the end.
+constexpr const char* kMail =
+    "Received: from a by b\nFrom: a@a\nTo: b@b\nSubject: x\n\n.\n..\xff\ra\n\nFrom b";
+constexpr const char* kTag = R"({ type = "tag-subject", tag = "[T]" })";
+
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
+class Filter : public testing::Test {
+protected:
+    Filter() {
+        fs::permissions(installation_.dir().write("sendmail", R"(#!/bin/sh
+cat >stdin
+for word; do printf '%s\n' "$word"; done >argv
+printf '5.1.1 no such user\nmore\n'
+[ ! -f how ] || . ./how
+)"),
+                        fs::perms::owner_all);
+        fs::create_directory(installation_.dir().path("empty"));
+    }
+
+    // The words of the command line behind its name; the ordinary ones are put in front.
+    ProgramRun filter(const Words& envelope, const std::string& mail, const Words& options = {},
+                      Surroundings surroundings = {}) const {
+        Words all = {"filter"};
+        for (const auto& [option, file] : {std::pair("-c", "quzo.ini"), {"-p", "p.toml"}}) {
+            if (std::find(options.begin(), options.end(), option) == options.end()) {
+                all.insert(all.end(), {option, file});
+            }
+        }
+        all.insert(all.end(), options.begin(), options.end());
+        all.insert(all.end(), envelope.begin(), envelope.end());
+        surroundings.input = mail;
+        fs::remove(installation_.dir().path("argv"));
+        ProgramRun run = installation_.dir().quzo(all, surroundings);
+        EXPECT_THAT(run.out, IsEmpty());
+        return run;
+    }
+
+    ProgramRun toSendmail(const Words& envelope, const std::string& mail) const {
+        return filter(envelope, mail, {"--sendmail", "./sendmail"});
+    }
+
+    std::string made(const char* name) const { return readFile(installation_.dir().path(name)); }
+
+    std::size_t stored() const {
+        const auto files = installation_.dir().files("spool");
+        return static_cast<std::size_t>(std::count_if(
+            files.begin(), files.end(), [](const auto& file) { return !file.first.ends_with(".tidied"); }));
+    }
+
+    Installation installation_;
+};
+
+TEST_F(Filter, PassesOnWhatThePolicyMadeOfMessageAndEnvelope) {
+    const std::string tagged = replaced(kMail, "Subject: x", "Subject: [T]x");
+    const struct {
+        std::string actions;
+        std::string sender;
+        Words recipients;
+        std::string expected;
+        Words added = {};
+    } rows[] = {
+        {R"({ type = "decrypt" })", "a@a.example", {"b@b.example"}, kMail},
+        {kTag, "a@a.example", {"b@b.example", "c@c.example"}, tagged},
+        {R"({ type = "bcc", to = ["boss@x"] })", "a@a", {"b@b"}, kMail, {"boss@x"}},
+        {kTag, "", {"b@b"}, tagged},
+        {kTag, "<>", {"b@b"}, tagged},
+        {kTag, "-f", {"-oQ/tmp@x", "--help", "--", "[a,b]", "%%", "\"a b\"@x", "g\xc3\xbcnter@x"}, tagged},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.actions + row.sender);
+        installation_.rule(row.actions);
+        const std::string sender = row.sender == "<>" ? "" : row.sender;
+        Words envelope = {"-f", row.sender, "--"};
+        envelope.insert(envelope.end(), row.recipients.begin(), row.recipients.end());
+        Words recipients = row.recipients;
+        recipients.insert(recipients.end(), row.added.begin(), row.added.end());
+
+        for (const char* lineEnd : {"\n", "\r\n"}) {
+            const std::string mail = replaced(kMail, "\n", lineEnd);
+            ProgramRun run = filter(envelope, mail);
+            EXPECT_EQ(run.exitCode, 0);
+            EXPECT_THAT(run.err, IsEmpty());
+            const platform::QueueEntry entry = installation_.only("outgoing");
+            EXPECT_EQ(entry.sender, sender);
+            EXPECT_EQ(entry.recipients, recipients);
+            EXPECT_EQ(entry.subject, row.expected == tagged ? "[T]x" : "x");
+            EXPECT_EQ(installation_.entries("outgoing").begin()->second,
+                      replaced(row.expected, "\n", lineEnd));
+            fs::remove_all(installation_.spool());
+
+            run = toSendmail(envelope, mail);
+            EXPECT_EQ(run.exitCode, 0);
+            EXPECT_THAT(run.err, IsEmpty());
+            std::string argv = "-G\n-i\n-f\n" + sender + "\n--\n";
+            for (const std::string& recipient : recipients) {
+                argv += recipient + "\n";
+            }
+            EXPECT_EQ(made("argv"), argv);
+            EXPECT_EQ(made("stdin"), row.expected);
+            EXPECT_EQ(stored(), 0U);
+        }
+    }
+}
+
+TEST_F(Filter, WhatAnActionTookIsTaken) {
+    const struct {
+        const char* actions;
+        const char* queue; // null: it is gone
+    } rows[] = {
+        {R"({ type = "delete" })", nullptr},
+        {R"({ type = "quarantine", object = "held" })", "quarantine"},
+        {R"({ type = "readdress", to = ["boss@x"] })", "scan"},
+        {R"({ type = "handoff", host = "mx.example", port = 25 })", "outgoing"},
+        {R"({ type = "postpone", at = "00:00" })", "postponed"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.actions);
+        installation_.rule(row.actions);
+        for (const bool sendmail : {false, true}) {
+            const Words envelope = {"-f", "a@a", "--", "b@b"};
+            const ProgramRun run = sendmail ? toSendmail(envelope, kMail) : filter(envelope, kMail);
+            EXPECT_EQ(run.exitCode, 0);
+            EXPECT_THAT(run.err, IsEmpty());
+            EXPECT_EQ(stored(), row.queue == nullptr ? 0U : 2U);
+            if (row.queue != nullptr) {
+                EXPECT_EQ(installation_.only(row.queue).sender, "a@a");
+            }
+            EXPECT_FALSE(fs::exists(installation_.dir().path("argv")));
+            fs::remove_all(installation_.spool());
+        }
+    }
+}
+
+TEST_F(Filter, EveryTroubleOfOursIsTriedAgain) {
+    const Words good = {"-f", "a@a", "--", "b@b"};
+    const std::string big = std::string(kMail) + "\n" + std::string(1 << 20, 'x');
+    struct Row {
+        const char* fault;
+        std::string settings = {};
+        std::string spool = "spool";
+        std::string log = "log";
+        std::string store = "objects.db";
+        std::string policy = {};
+        Words words = {"-f", "a@a", "--", "b@b"};
+        std::string mail = kMail;
+        Words options = {};
+        Surroundings surroundings = {};
+        int exitCode = 75;
+        int lines = 1;
+    };
+    const Row rows[] = {
+        {.fault = "the file cannot be read", .options = {"-c", "no.ini"}},
+        {.fault = "write a number of bytes", .settings = "limit_message = many\n"},
+        {.fault = "no.toml", .options = {"-p", "no.toml"}},
+        {.fault = "p.toml:1", .policy = "[[rule"},
+        {.fault = "is no database",
+         .store = "quzo.ini",
+         .policy = "[[rule]]\nid = 1\nwhen = { always = true }\n"
+                   "actions = [{ type = \"quarantine\", object = \"held\" }]\n"},
+        {.fault = "no directory for the queues", .options = {"-c", "bare.ini"}},
+        {.fault = "the log no/log cannot be opened", .log = "no/log"},
+        {.fault = "does not take the message", .spool = "quzo.ini", .lines = 2},
+        {.fault = "does not take the message", .mail = big, .surroundings = {.maxFileBytes = 1 << 19}},
+        {.fault = "cannot be given the message",
+         .mail = big,
+         .options = {"--sendmail", "./sendmail"},
+         .surroundings = {.maxFileBytes = 1 << 19}},
+        {.fault = "enough memory",
+         .mail = std::string(kMail) + std::string(100 << 20, 'x'),
+         .surroundings = {.maxMemory = 200 << 20}},
+        {.fault = "is required", .words = {"--", "b@b"}},
+        {.fault = "there are no recipients", .words = {"-f", "a@a"}},
+        {.fault = "not expected", .words = {"-f", "a@a", "b@b"}},
+        {.fault = "not expected", .words = {"-f", "a@a", "-h@x"}},
+        {.fault = "not expected", .words = {"--bogus", "-f", "a@a", "--", "b@b"}},
+        {.fault = "stands alone", .words = {"--help", "-f", "a@a", "--", "b@b"}},
+        {.fault = "is no address", .words = {"-f", "a b@a", "--", "b@b"}},
+        {.fault = "is no address", .words = {"-f", "a@a", "--", "b@b\nRCPT TO:<c@c>"}},
+        {.fault = "is no address", .words = {"-f", "a@a", "--", "b@b", ""}},
+        {.fault = "is empty", .mail = ""},
+        {.fault = "is empty", .settings = "on_limit = refuse\n", .mail = ""},
+        {.fault = "line 'From '", .mail = std::string("From a@a Thu Jan  1 00:00:00 1970\n") + kMail},
+        {.fault = "limit of 20 bytes", .settings = "limit_message = 20\n"},
+        {.fault = "limit of 20 bytes", .settings = "limit_message = 20\non_limit = refuse\n", .exitCode = 65},
+        {.fault = "limit_nesting",
+         .settings = "limit_nesting = 1\non_limit = refuse\n",
+         .policy = "[[rule]]\nid = 1\nwhen = { body = 'x' }\nactions = [{ type = \"delete\" }]\n",
+         .mail = "Content-Type: message/rfc822\n\nContent-Type: message/rfc822\n\nSubject: y\n\ny\n",
+         .exitCode = 65},
+        {.fault = "header field", .mail = "\x1f\x8b no mail"},
+        {.fault = "header field",
+         .settings = "on_limit = refuse\n",
+         .mail = "\x1f\x8b no mail",
+         .exitCode = 65},
+        {.fault = "./no: cannot be run", .options = {"--sendmail", "./no"}},
+        {.fault = "./quzo.ini: cannot be run", .options = {"--sendmail", "./quzo.ini"}},
+    };
+    installation_.dir().write("bare.ini", "[platform]\nlog = log\n");
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.fault);
+        installation_.dir().write("quzo.ini", "[platform]\nspool = " + row.spool + "\nlog = " + row.log +
+                                                  "\nstore = sqlite3://" + row.store + "\n" + row.settings);
+        installation_.rule(kTag);
+        if (!row.policy.empty()) {
+            installation_.policy(row.policy);
+        }
+        const ProgramRun run = filter(row.words, row.mail, row.options, row.surroundings);
+        EXPECT_EQ(run.exitCode, row.exitCode);
+        EXPECT_THAT(run.err, HasSubstr(row.fault));
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), row.lines) << run.err;
+        EXPECT_THAT(run.err, testing::StartsWith("quzo: "));
+        EXPECT_THAT(installation_.dir().files("spool"), IsEmpty());
+        EXPECT_FALSE(fs::exists(installation_.dir().path("argv")));
+    }
+    for (const Words& words : {Words{"-x", "filter"},
+                               {"--version", "filter"},
+                               {"-c", "quzo.ini", "filter"},
+                               {"filter", "--help", "--", "b@b"}}) {
+        EXPECT_EQ(installation_.dir().quzo(words).exitCode, 75) << words[0];
+    }
+    installation_.dir().write("quzo.ini", "[platform]\nspool = spool\nlimit_message = 20\non_limit = pass\n");
+    EXPECT_EQ(filter(good, kMail).exitCode, 0);
+}
+
+TEST_F(Filter, SendmailIsNotBelievedUnlessItEndsWell) {
+    installation_.rule(std::string(R"({ type = "archive", object = "copies" }, )") + kTag);
+    Words hows = {"kill -TERM $$", "kill -KILL $$", "kill -SEGV $$"};
+    for (int code : {1, 2, 127, 255, 64, 65, 66, 67, 68, 69, 70, 71, 72, 73, 74, 75, 76, 77, 78}) {
+        hows.push_back("exit " + std::to_string(code));
+    }
+    for (const std::string& how : hows) {
+        SCOPED_TRACE(how);
+        installation_.dir().write("how", how);
+        const ProgramRun run = toSendmail({"-f", "a@a", "--", "b@b"}, kMail);
+        EXPECT_EQ(run.exitCode, 75);
+        // Never at the beginning, where a mail server would take it for an answer.
+        EXPECT_THAT(run.err, testing::MatchesRegex("quzo: ./sendmail: .*: 5.1.1 no such user: [^\n]*\n"));
+        // However often it is tried, there is one copy.
+        EXPECT_EQ(installation_.entries("archive").size(), 1U);
+    }
+}
+
+TEST_F(Filter, ASecondAttemptFindsWhatTheFirstHasStored) {
+    const Words envelope = {"-f", "a@a", "--", "b@b"};
+    const auto attempts = [&](const char* queue, const std::string& mail) {
+        for (int i = 0; i < 2; ++i) {
+            const ProgramRun run = filter(envelope, mail);
+            EXPECT_EQ(run.exitCode, 0) << run.err;
+        }
+        const std::size_t count = installation_.entries(queue).size();
+        fs::remove_all(installation_.spool());
+        return count;
+    };
+    installation_.rule(R"({ type = "quarantine", object = "held" })");
+    EXPECT_EQ(attempts("quarantine", kMail), 1U);
+    installation_.rule(kTag);
+    EXPECT_EQ(attempts("outgoing", kMail), 1U);
+    // Nothing tells two of these apart from one that comes again.
+    EXPECT_EQ(attempts("outgoing", "Subject: x\n\nx\n"), 2U);
+
+    // Others, and others' copies of it, are messages of their own.
+    EXPECT_EQ(filter(envelope, kMail).exitCode, 0);
+    EXPECT_EQ(filter({"-f", "a@a", "--", "c@c"}, kMail).exitCode, 0);
+    EXPECT_EQ(filter({"-f", "", "--", "b@b"}, kMail).exitCode, 0);
+    EXPECT_EQ(filter(envelope, std::string(kMail) + "x").exitCode, 0);
+    EXPECT_EQ(installation_.entries("outgoing").size(), 4U);
+}
+
+TEST_F(Filter, KilledAtAnyMomentTheMessageIsThereOnce) {
+    installation_.rule(kTag);
+    const Words envelope = {"-f", "a@a", "--", "b@b"};
+    const std::string expected = replaced(kMail, "Subject: x", "Subject: [T]x");
+    std::mt19937 random(7); // NOLINT(cert-msc51-cpp): the same each time
+    int killed = 0;
+    for (int message = 0; message < 8; ++message) {
+        for (int attempt = 0; attempt < 12; ++attempt) {
+            const unsigned when = std::uniform_int_distribution<unsigned>(1000, 60000)(random);
+            const ProgramRun run = filter(envelope, kMail, {}, {.killAfter = when});
+            EXPECT_TRUE(run.exitCode == 0 || run.exitCode == 128 + SIGKILL) << run.exitCode << run.err;
+            killed += run.exitCode != 0 ? 1 : 0;
+        }
+        EXPECT_EQ(filter(envelope, kMail).exitCode, 0);
+        EXPECT_THAT(installation_.entries("outgoing"), ElementsAre(testing::Pair(testing::_, expected)));
+        fs::remove_all(installation_.spool());
+    }
+    EXPECT_GT(killed, 0);
+
+    // The worst moment: the message has its name, and what is known of it has not.
+    EXPECT_EQ(filter(envelope, kMail).exitCode, 0);
+    for (const auto& [name, content] : installation_.dir().files("spool")) {
+        if (name.ends_with(".json")) {
+            fs::remove(installation_.dir().path("spool/" + name));
+        }
+    }
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const ProgramRun run = filter(envelope, kMail);
+        EXPECT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_EQ(installation_.only("outgoing").recipients, Words{"b@b"});
+    }
+}
+
+} // namespace
+} // namespace quzo::test

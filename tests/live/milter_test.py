@@ -1,0 +1,163 @@
+#!/usr/bin/env python3
+"""The milter beside a real Postfix: what comes out at the other end is what `quzo apply` makes of what went in.
+
+    milter_test.py PROGRAM [MAIL_FOLDER]
+
+Everything listens on 127.0.0.1 or on a socket in the test's folder, and ends with it. Without Postfix, or without being
+root, it is skipped (77).
+"""
+import glob
+import os
+import re
+import smtplib
+import subprocess
+import sys
+import tempfile
+import time
+
+os.environ["PATH"] += ":/usr/sbin"
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "flow"))
+from installation import FAULTS, Installation, check  # noqa: E402
+from mail_server import MailServer  # noqa: E402
+from postfix_instance import Postfix, missing  # noqa: E402
+
+PART = (b'--b\r\nContent-Type: application/octet-stream; name="tool.exe"\r\nContent-Disposition: attachment; '
+        b'filename="tool.exe"\r\nContent-Transfer-Encoding: base64\r\n\r\nTVqQAAM=\r\n')
+HEAD = b"From: a@out.example\r\nTo: b@in.example\r\n"
+MIXED = b"MIME-Version: 1.0\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\n\r\ntext\r\n"
+MAILS = {
+    "plain": HEAD + b"Subject: plain\r\n\r\n.dot\r\n\r\nbody\r\n",
+    "tag": HEAD + b"Subject: tag\r\nX-Tight:v\r\nX-Fold: a\r\n\tb\r\n  c\r\nX-Two:   v \r\n\r\n\xff 8 bit\r\n",
+    "first": b"Subject: tag first\r\n" + HEAD + b"\r\nbody\r\n",
+    "twice": HEAD + b"Subject: tag\r\nsubject: tag again\r\nX-A: 1\r\nx-a: 2\r\nX-A: 1\r\n\r\nbody\r\n",
+    "stamp": HEAD + b"Subject: stamp\r\n\r\nshort\r\n",
+    "long": HEAD + b"Subject: stamp\r\n\r\n" + b"0123456789abcde\r\n" * 20000,
+    "tool": HEAD + b"Subject: tool\r\n" + MIXED + PART + b"--b--\r\n",
+    "alone": HEAD + b"Subject: tool\r\nContent-Type: application/x; name=tool.exe\r\n\r\n" + b"MZ\r\n" * 9,
+    "copy": HEAD + b"Subject: copy\r\n\r\nbody\r\n",
+    "held": HEAD + b"Subject: held\r\n\r\nbody\r\n",
+    "gone": HEAD + b"Subject: gone\r\n\r\nbody\r\n",
+    "nobody": HEAD + b"Subject: tag nobody\r\n\r\n",
+    "forged": b"X-quzo-reprocess-rules: 10 11\r\nX-quzo-reprocess-type: quarantine\r\n" + HEAD +
+              b"Subject: tag forged\r\n\r\nbody\r\n",
+}
+OBJECTS = {"stamp": {"legal": {"text": "The stamp of %RULENAME%"}},
+           "quarantine": {"area": {"description": "area", "days": 1}}}
+RULES = (
+    ("Tag", {"subject": "^tag"}, [{"type": "tag-subject", "tag": "[%SENDER%] "},
+                                  {"type": "x-header", "name": "X-Seen", "value": "by %RULENAME%"}]),
+    ("Stamp", {"subject": "^stamp"}, [{"type": "stamp", "object": "legal"}]),
+    ("Tool", {"attachment": "*.exe"}, [{"type": "delete-attachment"}]),
+    ("Copy", {"subject": "^copy"}, [{"type": "bcc", "to": ["boss@in.example"]}]),
+    ("Held", {"subject": "^held"}, [{"type": "quarantine", "object": "area"}]),
+    ("Gone", {"subject": "^gone"}, [{"type": "delete"}]),
+)
+# For real mail: all of it changes.
+ALL = (("All", {"always": True}, [
+    {"type": "tag-subject", "tag": "[%SENDER%] "}, {"type": "x-header", "name": "X-Seen", "value": "by %RULENAME%"},
+    {"type": "delete-attachment", "all": True}, {"type": "stamp", "object": "legal"}]),)
+
+
+class Milter:
+    """quzo milter, inside its block."""
+
+    def __init__(self, installation):
+        self.socket = os.path.join(installation.folder, "milter.sock")
+        self._installation = installation
+
+    def __enter__(self):
+        one = self._installation
+        self.process = subprocess.Popen([one.program, "milter", "-c", "quzo.ini", "-p", "policy.toml", "--socket",
+                                         "unix:" + self.socket], cwd=one.folder, umask=0)
+        wait_until(lambda: os.path.exists(self.socket))
+        return self
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        check(self.process.wait(30) == 0, f"the milter ended with {self.process.returncode}")
+
+
+def wait_until(holds, seconds=60):
+    for _ in range(20 * seconds):
+        if holds():
+            return True
+        time.sleep(0.05)
+    return False
+
+
+def send(port, name, content):
+    with smtplib.SMTP("127.0.0.1", port, "client.example", timeout=60) as client:
+        try:
+            client.sendmail("a@out.example", ["b@in.example", "c@in.example"], content)
+        except smtplib.SMTPException as error:
+            check(False, f"{name}: {error}")
+
+
+def without_trace(content):
+    """The message without the fields that servers put in front of it."""
+    lines = content.split(b"\r\n")
+    while lines and (lines[0].lower().startswith((b"received:", b"delivered-to:", b"return-path:")) or
+                     lines[0][:1] in (b" ", b"\t")):
+        del lines[0]
+    return b"\r\n".join(lines)
+
+
+def plain_form(content):
+    """Without the random part of boundaries that quzo makes up, and with the line end that Postfix adds."""
+    return re.sub(rb"=_[0-9A-Z]{24}", b"=_B", content) + (b"" if content.endswith(b"\r\n") else b"\r\n")
+
+
+def pass_all(folder, mails, milter):
+    """Sends all mails through Postfix and gives what arrives: {name: mail}. The name travels as the first label of the
+    sender's domain."""
+    arrived = {}
+    with MailServer() as server:
+        options = f"smtpd_milters = unix:{milter.socket}\nmilter_default_action = tempfail\n" if milter else ""
+        with Postfix(folder, server.port, options) as postfix:
+            for name, content in mails.items():
+                count = len(server.mails)
+                send(postfix.port, name, content)
+                wait_until(lambda: postfix.queued() == 0)
+                new = server.mails[count:]
+                check(len(new) <= 1, f"{name}: {len(new)} arrived")
+                arrived[name] = new[0] if new else None
+    return arrived
+
+
+def main():
+    if reason := missing():
+        print("SKIP:", reason)
+        return 77
+    with tempfile.TemporaryDirectory(prefix="quzo-live-") as folder:
+        os.chmod(folder, 0o755)
+        installation = Installation(os.path.abspath(sys.argv[1]), os.path.join(folder, "quzo"), OBJECTS,
+                                    ALL if len(sys.argv) > 2 else RULES)
+        os.chmod(installation.folder, 0o777)
+        mails = {} if len(sys.argv) > 2 else dict(MAILS)
+        for path in sorted(glob.glob(os.path.join(sys.argv[2], "*"))) if len(sys.argv) > 2 else ():
+            with open(path, "rb") as file:
+                mails[os.path.basename(path).removesuffix(".eml")] = file.read()
+        plain = pass_all(os.path.join(folder, "plain"), mails, None)
+        for name, mail in plain.items():
+            installation.put(name, without_trace(mail.content))
+        reports = installation.apply("--from", "a@out.example", "--to", "b@in.example", "--to", "c@in.example")
+        with Milter(installation) as milter:
+            judged = pass_all(os.path.join(folder, "milter"), mails, milter)
+        for name, mail in judged.items():
+            report = reports[name]
+            if report["outcome"] == "consumed":
+                check(mail is None, f"{name}: is consumed, and arrives: {mail}")
+            elif check(mail is not None, f"{name}: does not arrive"):
+                wanted = installation.delivered(name)
+                check(plain_form(without_trace(mail.content)) == plain_form(wanted), f"{name}: {mail.content[:1500]}\nin place of {wanted[:1500]}")
+                check(sorted(mail.recipients) == sorted(one.encode() for one in report["envelope"]["to"]),
+                      f"{name}: went to {mail.recipients}")
+        waiting = installation.waiting()
+        check(waiting == ({} if len(sys.argv) > 2 else {"quarantine": 2}), f"in the queues: {waiting}")  # one of apply, one of the milter
+        installation.check_log()
+    print(f"{len(judged)} mails, {len(FAULTS)} faults")
+    return 1 if FAULTS else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

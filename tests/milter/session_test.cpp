@@ -1,0 +1,174 @@
+// What a mail server is told about each message, and what it is asked to change.
+#include "host/milter/milter_session.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/gateway/installation.h"
+#include "tests/cli/program.h"
+
+namespace quzo::host::test {
+namespace {
+
+using Kind = MilterVerdict::Kind;
+using Strings = std::vector<std::string>;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// Notes what is asked for; takes so many edits.
+class NotingEditor : public MailEditor {
+public:
+    bool editHeader(const HeaderEdit& edit) override {
+        static constexpr const char* kKinds[] = {"insert", "append", "change", "remove"};
+        return note(std::string(kKinds[static_cast<int>(edit.kind)]) + " " + std::to_string(edit.place) +
+                    " " + edit.field->name + ":" + edit.field->value);
+    }
+    bool replaceBody(std::string_view piece) override { return note("body " + std::string(piece)); }
+    bool changeSender(const std::string& address) override { return note("sender " + address); }
+    bool addRecipient(const std::string& address) override { return note("add " + address); }
+    bool removeRecipient(const std::string& received) override { return note("remove " + received); }
+
+    Strings notes;
+    std::size_t most = 100;
+
+private:
+    bool note(std::string text) {
+        notes.push_back(std::move(text));
+        return notes.size() <= most;
+    }
+};
+
+class SessionTest : public ::testing::Test {
+protected:
+    SessionTest() {
+        dir.write("quzo.ini", "[platform]\nspool = sp\nlimit_message = 400\non_limit = refuse\n");
+        dir.write("p.toml", R"([[rule]]
+id = 1
+when = { subject = "tag" }
+actions = [{ type = "tag-subject", tag = "[t] " }, { type = "x-header", name = "X-S", value = "yes" }]
+[[rule]]
+id = 2
+when = { subject = "move" }
+actions = [{ type = "readdress", to = ["new@x"] }]
+[[rule]]
+id = 3
+when = { subject = "copy" }
+actions = [{ type = "bcc", to = ["boss@x", "B@x"] }]
+[[rule]]
+id = 4
+when = { token = { VIRUSNAME = "^Eicar$" } }
+actions = [{ type = "delete" }]
+[[rule]]
+id = 5
+when = { header = { X-Virus = "." } }
+actions = [{ type = "tag-subject", tag = "[virus] " }]
+)");
+        EXPECT_TRUE(installation.open({.iniFile = dir.path("quzo.ini"), .policyFile = dir.path("p.toml")}))
+            << installation.findings().at(0).line();
+        context.snapshot = [this] { return installation.snapshot(); };
+        context.queues = installation.queues();
+        context.isTrusted = [](std::string_view address) { return address == "127.0.0.1"; };
+        context.headerVirusName = "X-Virus";
+        context.rescanDaemonName = "again";
+    }
+
+    // The header comes as "Name:value|Name:value".
+    MilterVerdict pass(const std::string& header, const std::string& body, const char* client = "192.0.2.1",
+                       const char* daemon = "smtpd") {
+        MilterSession session(context);
+        session.connected(client);
+        session.sender("<from@x>", {"SIZE=10", "BODY=8BITMIME"});
+        session.recipient("<b@x>");
+        session.recipient("<c@x>");
+        for (const MailField& field : fieldsOf(header)) {
+            EXPECT_EQ(session.field(field.name, field.value).kind, Kind::GoOn);
+        }
+        if (!body.empty()) {
+            EXPECT_EQ(session.body(body).kind, Kind::GoOn);
+        }
+        return session.endOfMessage(editor, {"QUEUEID", daemon});
+    }
+
+    std::size_t queued(platform::QueueKind kind) {
+        std::size_t count = 0;
+        installation.queues()->find(kind)->forEach([&](platform::ListedEntry&&) {
+            ++count;
+            return true;
+        });
+        return count;
+    }
+
+    quzo::test::TemporaryDirectory dir;
+    Installation installation;
+    MilterContext context;
+    NotingEditor editor;
+};
+
+TEST_F(SessionTest, EachOutcomeIsOneAnswer) {
+    struct Row {
+        const char* header;
+        std::string body;
+        Kind kind;
+        Strings notes;
+    };
+    const Row rows[] = {
+        {"Subject: other\nX-Two:  v \n", "x\r\n", Kind::Accept, {}},
+        {"Subject: tag\nTo:b\n", "x\r\n", Kind::Accept, {"append 0 X-S: yes", "change 1 Subject: [t] tag"}},
+        {"To: b\n", "", Kind::Accept, {}},
+        {"Subject: copy\n", "x\r\n", Kind::Accept, {"add boss@x"}},
+        {"Subject: move\n", "x\r\n", Kind::Discard, {}},
+        {"Subject: large\n", std::string(500, 'x'), Kind::Refuse, {}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.header);
+        editor.notes.clear();
+        const MilterVerdict verdict = pass(row.header, row.body);
+        EXPECT_EQ(verdict.kind, row.kind) << verdict.text;
+        EXPECT_EQ(editor.notes, row.notes);
+        if (row.kind == Kind::Refuse) {
+            EXPECT_EQ(std::string(verdict.code) + " " + verdict.status, "552 5.3.4");
+            EXPECT_THAT(verdict.text, HasSubstr("limit_message"));
+        }
+    }
+    EXPECT_EQ(queued(platform::QueueKind::Scan), 1U);
+}
+
+TEST_F(SessionTest, WhatGoesWrongIsTriedAgain) {
+    editor.most = 1; // of two edits
+    EXPECT_EQ(pass("Subject: tag\n", "x\r\n").kind, Kind::Later);
+    dir.write("sp/scan", "no directory");
+    const MilterVerdict verdict = pass("Subject: move\n", "x\r\n");
+    EXPECT_EQ(verdict.kind, Kind::Later);
+    EXPECT_EQ(std::string(verdict.code), "451");
+    MilterSession session(context);
+    EXPECT_EQ(session.body("x").kind, Kind::Later) << "without a sender";
+    EXPECT_EQ(session.endOfMessage(editor, {}).kind, Kind::Later);
+}
+
+TEST_F(SessionTest, OnlyTrustedClientsTellOfViruses) {
+    EXPECT_EQ(pass("X-Virus: Eicar\nSubject: s\n", "x\r\n", "127.0.0.1").kind, Kind::Discard);
+    EXPECT_EQ(pass("Subject: s\nX-VIRUS: Eicar\nX-Virus: b\n", "x\r\n").kind, Kind::Accept);
+    // Neither the token nor the condition on the field has seen it, and nobody behind us will.
+    EXPECT_THAT(editor.notes, ElementsAre("remove 2 X-Virus: b", "remove 1 X-VIRUS: Eicar"));
+}
+
+TEST_F(SessionTest, MarksCountOnTheWayBackAlone) {
+    const char* header = "X-quzo-reprocess-rules: 1\nX-quzo-reprocess-type: readdress\nSubject: tag\n";
+    struct Row {
+        const char* client;
+        const char* daemon;
+        bool skipped;
+    };
+    for (const Row& row : {Row{"127.0.0.1", "again", true}, Row{"127.0.0.1", "smtpd", false},
+                           Row{"192.0.2.1", "again", false}, Row{"", "again", false}}) {
+        editor.notes.clear();
+        EXPECT_EQ(pass(header, "x\r\n", row.client, row.daemon).kind, Kind::Accept);
+        EXPECT_EQ(testing::Matches(testing::Contains("change 1 Subject: [t] tag"))(editor.notes),
+                  !row.skipped);
+        EXPECT_THAT(editor.notes, testing::Contains("remove 1 X-quzo-reprocess-rules: 1"));
+    }
+}
+
+} // namespace
+} // namespace quzo::host::test
