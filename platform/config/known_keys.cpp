@@ -103,6 +103,7 @@ const std::vector<KnownKey>& knownKeys() {
         {kMilter, "socket", KeyType::Milter, "unix:/run/quzo/milter.sock"},
         {kMilter, "trusted_addresses", KeyType::Milter},
         {kMilter, "rescan_daemon_name", KeyType::Text},
+        {kMilter, "rescan_hop", KeyType::NextHop, {}, {}, {}, true},
         {kMilter, "header_virus_name", KeyType::Milter},
         {kMilter, "header_whole_mail", KeyType::Milter},
         {kMilter, "header_delete_all", KeyType::Milter},
