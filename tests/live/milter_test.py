@@ -13,13 +13,11 @@ import smtplib
 import subprocess
 import sys
 import tempfile
-import time
 
-os.environ["PATH"] += ":/usr/sbin"
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "flow"))
 from installation import FAULTS, Installation, check  # noqa: E402
 from mail_server import MailServer  # noqa: E402
-from postfix_instance import Postfix, missing  # noqa: E402
+from postfix_instance import Postfix, missing, wait_until  # noqa: E402
 
 PART = (b'--b\r\nContent-Type: application/octet-stream; name="tool.exe"\r\nContent-Disposition: attachment; '
         b'filename="tool.exe"\r\nContent-Transfer-Encoding: base64\r\n\r\nTVqQAAM=\r\n')
@@ -75,14 +73,6 @@ class Milter:
     def __exit__(self, *_):
         self.process.terminate()
         check(self.process.wait(30) == 0, f"the milter ended with {self.process.returncode}")
-
-
-def wait_until(holds, seconds=60):
-    for _ in range(20 * seconds):
-        if holds():
-            return True
-        time.sleep(0.05)
-    return False
 
 
 def send(port, name, content):
@@ -149,11 +139,13 @@ def main():
                 check(mail is None, f"{name}: is consumed, and arrives: {mail}")
             elif check(mail is not None, f"{name}: does not arrive"):
                 wanted = installation.delivered(name)
-                check(plain_form(without_trace(mail.content)) == plain_form(wanted), f"{name}: {mail.content[:1500]}\nin place of {wanted[:1500]}")
+                check(plain_form(without_trace(mail.content)) == plain_form(wanted),
+                      f"{name}: {mail.content[:1500]}\nin place of {wanted[:1500]}")
                 check(sorted(mail.recipients) == sorted(one.encode() for one in report["envelope"]["to"]),
                       f"{name}: went to {mail.recipients}")
         waiting = installation.waiting()
-        check(waiting == ({} if len(sys.argv) > 2 else {"quarantine": 2}), f"in the queues: {waiting}")  # one of apply, one of the milter
+        # One of apply, one of the milter.
+        check(waiting == ({} if len(sys.argv) > 2 else {"quarantine": 2}), f"in the queues: {waiting}")
         installation.check_log()
     print(f"{len(judged)} mails, {len(FAULTS)} faults")
     return 1 if FAULTS else 0

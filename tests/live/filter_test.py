@@ -13,11 +13,11 @@ import subprocess
 import sys
 import tempfile
 
-from installation import FAULTS, check
-from mail_server import MailServer
-from postfix import Postfix, free_port, missing, wait_until
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "flow"))
+from installation import FAULTS, check  # noqa: E402
+from mail_server import MailServer  # noqa: E402
+from postfix_instance import Postfix, free_port, missing, wait_until  # noqa: E402
 
-os.environ["PATH"] += ":/usr/sbin"
 USER = "nobody"
 TAG = '[[rule]]\nid = 10\nwhen = { always = true }\nactions = [{ type = "tag-subject", tag = "[T] " }]\n'
 LARGE = b"x" * 70 + b"\r\n"  # of it more than a pipe holds
@@ -52,7 +52,8 @@ class Place:
                               capture_output=True, text=True, check=False, user=self._user, cwd="/")
 
     def stored(self):
-        return [name for _, _, names in os.walk(f"{self.folder}/spool/outgoing") for name in names if name.endswith(".json")]
+        return [name for _, _, names in os.walk(f"{self.folder}/spool/outgoing") for name in names
+                if name.endswith(".json")]
 
 
 def test_cut_off(program, folder):
@@ -86,13 +87,14 @@ def test_postfix(program, folder):
     # Where everybody can run it.
     program = shutil.copy(program, f"{folder}/quzo")
     place = Place(program, f"{folder}/filter", USER)
-    outside, inside = free_port(), free_port()
+    inside = free_port()
     command = " ".join(place.command("-f", "${sender}", "--", "${recipient}"))
-    services = (f"127.0.0.1:{outside} inet n - n - - smtpd\n  -o content_filter=quzo:dummy\n"
-                f"127.0.0.1:{inside} inet n - n - - smtpd\n  -o content_filter=\n"
+    services = (f"127.0.0.1:{inside} inet n - n - - smtpd\n  -o content_filter=\n"
                 "  -o receive_override_options=no_header_body_checks,no_unknown_recipient_checks\n"
                 f"quzo unix - n n - 10 pipe\n  flags=q user={USER} null_sender=\n  argv={command}\n")
-    with MailServer() as sink, Postfix(f"{folder}/postfix", sink.port, services, (outside, inside)) as postfix:
+    # It tries again when it is told to.
+    with MailServer() as sink, Postfix(f"{folder}/postfix", sink.port, "queue_run_delay = 300s\n", services,
+                                       door="-o content_filter=quzo:dummy") as postfix:
         place.settings(f"next_hop = smtp://127.0.0.1:{inside}\n")
 
         def arrived(count, what):
@@ -103,13 +105,13 @@ def test_postfix(program, folder):
                     check(run.returncode == 0, f"{what}: {run.stdout}{run.stderr}")
                 return len(sink.mails) >= count and not place.stored() and not postfix.waiting()
             wait_until(there)
-            check(len(sink.mails) == count, f"{what}: {len(sink.mails)} mails in place of {count}\n{postfix.log()}")
+            check(len(sink.mails) == count, f"{what}: {len(sink.mails)} mails, not {count}\n{postfix.log_text()}")
             return [(mail.sender, sorted(mail.recipients)) for mail in sink.mails]
 
         text = b"From: a@out.example\r\nSubject: hello\r\n\r\n.dot\r\n\xff 8 bit\r\n"
-        send(outside, "a@out.example", ["b@in.example", '"o,dd"@in.example'], text)
+        send(postfix.port, "a@out.example", ["b@in.example", '"o,dd"@in.example'], text)
         arrived(1, "tagged")
-        send(outside, "", ["c@in.example"], text)
+        send(postfix.port, "", ["c@in.example"], text)
         envelopes = arrived(2, "null sender")
         check(envelopes == [(b"a@out.example", [b'"o,dd"@in.example', b"b@in.example"]), (b"", [b"c@in.example"])],
               f"envelopes: {envelopes}")
@@ -119,13 +121,13 @@ def test_postfix(program, folder):
 
         # A wrong policy: more than a pipe holds is given to a program that does not read it.
         place.policy("[[rule")
-        send(outside, "a@out.example", ["d@in.example"], text + LARGE * 3000)
+        send(postfix.port, "a@out.example", ["d@in.example"], text + LARGE * 3000)
         wait_until(lambda: [one["queue_name"] for one in postfix.waiting()] == ["deferred"])
         waiting = postfix.waiting()
-        check([one["queue_name"] for one in waiting] == ["deferred"], f"deferred: {waiting}\n{postfix.log()}")
+        check([one["queue_name"] for one in waiting] == ["deferred"], f"deferred: {waiting}\n{postfix.log_text()}")
         reason = waiting[0]["recipients"][0].get("delay_reason", "") if waiting else ""
         check("policy.toml:1" in reason and "temporary failure" in reason, f"the reason: {reason}")
-        check("status=bounced" not in postfix.log() and len(sink.mails) == 2, f"a bounce: {postfix.log()}")
+        check("status=bounced" not in postfix.log_text() and len(sink.mails) == 2, f"a bounce: {postfix.log_text()}")
         place.policy(TAG)
         postfix.flush()
         arrived(3, "mended")
@@ -133,7 +135,7 @@ def test_postfix(program, folder):
 
         # What the settings refuse goes back to its sender, and nothing else does.
         place.settings(f"next_hop = smtp://127.0.0.1:{inside}\nlimit_message = 100K\non_limit = refuse\n")
-        send(outside, "a@out.example", ["e@in.example"], text + LARGE * 3000)
+        send(postfix.port, "a@out.example", ["e@in.example"], text + LARGE * 3000)
         envelopes = arrived(4, "refused")
         check(envelopes[-1] == (b"", [b"a@out.example"]), f"the bounce: {envelopes[-1]}")
 
