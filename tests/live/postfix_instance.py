@@ -1,7 +1,7 @@
 """A Postfix of our own in a folder, on ports of 127.0.0.1, for tests of live mail.
 
-It ends with its block, and by itself after a while in any case. Only root can start one, and everybody has to be able to
-enter the folders above."""
+It ends with its block, and by itself after a while in any case. Only root can start one, and everybody has to be able
+to enter the folders above."""
 import json
 import os
 import re

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The way back into a real Postfix: what is re-addressed, released, postponed or submitted for another scan arrives once,
-judged as it is meant to be, and marks that a client has made up count for nothing.
+"""The way back into a real Postfix: what is re-addressed, released, postponed or submitted for another scan arrives
+once, judged as it is meant to be, and marks that a client has made up count for nothing.
 
     reprocess_test.py PROGRAM
 
