@@ -1,30 +1,11 @@
 """A whole gateway in a folder: Postfix, the milter with its queue runner, and a server that mail arrives at."""
 import contextlib
 import os
-import subprocess
 
 from installation import Installation, check
 from mail_server import MailServer
+from milter_process import Milter
 from postfix_instance import Postfix, free_port, wait_until
-
-
-class Milter:
-    """quzo milter of an installation, inside its block."""
-
-    def __init__(self, installation):
-        self.socket = os.path.join(installation.folder, "milter.sock")
-        self._installation = installation
-
-    def __enter__(self):
-        one = self._installation
-        self.process = subprocess.Popen([one.program, "milter", "-c", "quzo.ini", "-p", "policy.toml", "--socket",
-                                         "unix:" + self.socket], cwd=one.folder, env=one.environment, umask=0)
-        wait_until(lambda: os.path.exists(self.socket) or self.process.poll() is not None)
-        return self
-
-    def __exit__(self, *_):
-        self.process.terminate()
-        check(self.process.wait(30) == 0, f"the milter ended with {self.process.returncode}")
 
 
 class Gateway:
@@ -35,7 +16,6 @@ class Gateway:
         self.sink, hop = MailServer(), free_port()
         self.installation = Installation(program, os.path.join(folder, "quzo"), objects, rules, port=hop,
                                          platform=platform, settings=f"[runner]\npoll = 1s\n{settings}")
-        os.chmod(self.installation.folder, 0o777)
         milter = Milter(self.installation)
         options = f"smtpd_milters = unix:{milter.socket}\nmilter_default_action = tempfail\n"
         self.postfix = Postfix(os.path.join(folder, "postfix"), self.sink.port, options,

@@ -14,9 +14,9 @@ import sys
 import tempfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "flow"))
-from gateway import Milter  # noqa: E402
 from installation import FAULTS, Installation, check  # noqa: E402
 from mail_server import MailServer  # noqa: E402
+from milter_process import Milter  # noqa: E402
 from postfix_instance import Postfix, missing, wait_until  # noqa: E402
 
 PART = (b'--b\r\nContent-Type: application/octet-stream; name="tool.exe"\r\nContent-Disposition: attachment; '
@@ -103,7 +103,6 @@ def main():
         os.chmod(folder, 0o755)
         installation = Installation(os.path.abspath(sys.argv[1]), os.path.join(folder, "quzo"), OBJECTS,
                                     ALL if len(sys.argv) > 2 else RULES)
-        os.chmod(installation.folder, 0o777)
         mails = {} if len(sys.argv) > 2 else dict(MAILS)
         for path in sorted(glob.glob(os.path.join(sys.argv[2], "*"))) if len(sys.argv) > 2 else ():
             with open(path, "rb") as file:
