@@ -68,10 +68,10 @@ class Postfix:
     """Runs inside its block; mail comes in at `port` and all of it goes to the port `relay`. `options` are lines of
     main.cf, `services` those of master.cf, `door` what stands behind smtpd in the line of the front door."""
 
-    def __init__(self, folder, relay, options="", services="", *, door="", seconds=600):
+    def __init__(self, folder, relay, options="", services="", *, door="", seconds=600, environment=None):
         self.folder, self.port, self._seconds, self._process = folder, free_port(), seconds, None
         self.etc, self.log = os.path.join(folder, "etc"), os.path.join(folder, "log", "mail.log")
-        self.environment = dict(os.environ, MAIL_CONFIG=self.etc)
+        self.environment = dict(environment or os.environ, MAIL_CONFIG=self.etc)
         for name in ("etc", "log", "queue/pid"):
             os.makedirs(os.path.join(folder, name), mode=0o755)
         for name, mode in (("data", 0o700), ("queue/public", 0o710), ("queue/maildrop", 0o730),
