@@ -109,11 +109,12 @@ MaybeFault ControlSocket::open(const std::string& path) {
     };
     FileDescriptor made = unixSocket(SOCK_NONBLOCK);
     if (!bound(made)) {
-        if (errno == EADDRINUSE && !removeStale(path, address)) {
+        const bool taken = errno == EADDRINUSE;
+        if (taken && !removeStale(path, address)) {
             return Fault{kExitCannotCreate, path, "another milter listens there, or it is no socket",
                          "give each milter its own control in [milter]"};
         }
-        if (errno != EADDRINUSE || !bound(made)) {
+        if (!taken || !bound(made)) {
             return systemFault(kExitCannotCreate, path, "cannot be made", errno);
         }
     }
