@@ -104,6 +104,7 @@ MaybeFault ControlSocket::open(const std::string& path) {
     if (!addressOf(path, address)) {
         return tooLong(path);
     }
+    ::mkdir(path.substr(0, path.rfind('/')).c_str(), S_IRWXU); // what keeps it from that, bind() says too
     const auto bound = [&](const FileDescriptor& socket) {
         return ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     };
