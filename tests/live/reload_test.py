@@ -68,7 +68,7 @@ def main():
         with Milter(program, folder) as milter:
             reload(program, folder, 0, "quzo: milter: loaded anew", "as it was")
             write(f"{folder}/policy.toml", POLICY + POLICY)
-            reload(program, folder, 78, f"{folder}/policy.toml:6: ", "a bad policy")
+            reload(program, folder, 78, f"{folder}/policy.toml:7: ", "a bad policy")
             reload(program, folder, 78, "the former policy stays in force", "a bad policy")
             write(f"{folder}/policy.toml", POLICY)
             for request in (b"", b"reload", b"reboot\n", b"\xff" * 5000):  # no such callers hold up the next one

@@ -104,16 +104,18 @@ MaybeFault ControlSocket::open(const std::string& path) {
     if (!addressOf(path, address)) {
         return tooLong(path);
     }
+    ::mkdir(path.substr(0, path.rfind('/')).c_str(), S_IRWXU); // what keeps it from that, bind() says too
     const auto bound = [&](const FileDescriptor& socket) {
         return ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     };
     FileDescriptor made = unixSocket(SOCK_NONBLOCK);
     if (!bound(made)) {
-        if (errno == EADDRINUSE && !removeStale(path, address)) {
+        const bool taken = errno == EADDRINUSE;
+        if (taken && !removeStale(path, address)) {
             return Fault{kExitCannotCreate, path, "another milter listens there, or it is no socket",
                          "give each milter its own control in [milter]"};
         }
-        if (errno != EADDRINUSE || !bound(made)) {
+        if (!taken || !bound(made)) {
             return systemFault(kExitCannotCreate, path, "cannot be made", errno);
         }
     }

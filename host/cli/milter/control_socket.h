@@ -25,7 +25,8 @@ public:
     ControlSocket(const ControlSocket&) = delete;
     ControlSocket& operator=(const ControlSocket&) = delete;
 
-    // Listens at the path. One that a dead process has left is taken over, that of a living one never.
+    // Listens at the path, whose folder is made when it is not there. A socket that a dead process has left
+    // is taken over, that of a living one never.
     MaybeFault open(const std::string& path);
 
     // Readable when somebody calls; -1 before open().
