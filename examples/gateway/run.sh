@@ -135,7 +135,7 @@ echo "  $line"
 heading "Released, it goes to the one whom it was for (quzo queue release quarantine $held):"
 quzo queue release -c "$dir/quzo.ini" quarantine "$held" | sed 's/^/  /'
 until_holds "the released message was waited for" settled
-show | tail -n 1
+show | grep 11-forwarded.eml
 
 cleanup
 trap - EXIT

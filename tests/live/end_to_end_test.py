@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Every action of a policy, on mail that comes in at the front door of a real Postfix: what arrives at the other end, what
-lies in which queue, which trap came, and what the log says.
+"""Every action of a policy, on mail that comes in at the front door of a real Postfix: what arrives at the other end,
+what lies in which queue, which trap came, and what the log says.
 
-    end_to_end_test.py PROGRAM milter|filter
+    end_to_end_test.py PROGRAM milter|filter [MAILBOX]
 
-PostgreSQL has the named objects, and snmptrapd gets the traps. All of them listen on 127.0.0.1 or in the test's folder,
-and end with it. Without one of them, or without being root, it is skipped (77).
+MAILBOX is that of a build with one for feedback, which other builds refuse. PostgreSQL has the named objects, and
+snmptrapd gets the traps. All of them listen on 127.0.0.1 or in the test's folder, and end with it. Without one of them,
+or without being root, it is skipped (77).
 """
 import collections
 import json
