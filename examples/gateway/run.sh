@@ -18,8 +18,9 @@ lacking() {
 }
 ((EUID == 0)) || lacking "only root can start Postfix: run it as root"
 [[ -x $QUZO ]] || lacking "there is no program $QUZO: build it with scripts/demo.sh, or name it with QUZO=..."
-for tool in postfix:postfix initdb:postgresql-15 snmptrapd:snmptrapd python3:python3; do
-    type "${tool%:*}" >/dev/null 2>&1 || lacking "there is no ${tool%:*}: apt-get install --no-install-recommends ${tool#*:}"
+for need in postfix:postfix initdb:postgresql-15 snmptrapd:snmptrapd python3:python3; do
+    type "${need%:*}" >/dev/null 2>&1 ||
+        lacking "there is no ${need%:*}: apt-get install --no-install-recommends ${need#*:}"
 done
 
 # Whatever happens, nothing stays: each server ends with this script, which waits for it.
@@ -85,15 +86,17 @@ fill master.cf "$dir/postfix/etc/master.cf"
 echo 'authCommunity log example' >"$dir/traps/snmptrapd.conf"
 # Without this a message can be hidden in the body of another one.
 if [[ -n $(postconf -d smtpd_forbid_bare_newline 2>/dev/null) ]]; then
-    printf '%s\n' 'smtpd_forbid_bare_newline = yes' 'smtpd_forbid_bare_newline_exclusions =' >>"$dir/postfix/etc/main.cf"
+    printf 'smtpd_forbid_bare_newline = yes\nsmtpd_forbid_bare_newline_exclusions =\n' >>"$dir/postfix/etc/main.cf"
 fi
 
 echo "Starting PostgreSQL, snmptrapd, quzo milter and Postfix in $dir ..."
-as postgres initdb -D "$dir/postgres/data" -U gateway -E UTF8 --locale=C.UTF-8 -A trust --no-sync >"$dir/postgres.log" 2>&1
+as postgres initdb -D "$dir/postgres/data" -U gateway -E UTF8 --locale=C.UTF-8 -A trust --no-sync \
+    >"$dir/postgres.log" 2>&1
 start postgres postgres.log postgres -D "$dir/postgres/data" -k "$dir/postgres" -p "$postgres" \
     -c listen_addresses=127.0.0.1 -c fsync=off
-SNMP_PERSISTENT_DIR=$dir/traps/state SNMPCONFPATH=$dir/traps start root snmptrapd.log snmptrapd -f -C \
-    -c "$dir/traps/snmptrapd.conf" -n -M "$dir" -m "$dir/QUZO-MIB.txt" -OaQ -Lf "$dir/traps.log" -F '  %v\n' "udp:127.0.0.1:$traps"
+SNMP_PERSISTENT_DIR=$dir/traps/state SNMPCONFPATH=$dir/traps \
+    start root snmptrapd.log snmptrapd -f -C -c "$dir/traps/snmptrapd.conf" -n -M "$dir" -m "$dir/QUZO-MIB.txt" -OaQ \
+    -Lf "$dir/traps.log" -F '  %v\n' "udp:127.0.0.1:$traps"
 until_holds "PostgreSQL was waited for" quzo object import -c "$dir/quzo.ini" "$dir/objects.toml"
 quzo check -c "$dir/quzo.ini" -p "$dir/policy.toml"
 umask 0 # so that Postfix may use the socket

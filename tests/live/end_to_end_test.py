@@ -45,8 +45,8 @@ def plain(name):
 
 
 def with_tool(name):
-    return plain(name).replace(b"\r\n\r\n.dot", b"\r\nMIME-Version: 1.0\r\nContent-Type: multipart/mixed; boundary=b\r\n"
-                               b"\r\n--b\r\n\r\n.dot") + \
+    fields = b"\r\nMIME-Version: 1.0\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n--b"
+    return plain(name).replace(b"\r\n\r\n", fields + b"\r\n\r\n") + \
         f'--b\r\nContent-Type: application/octet-stream; name="row-{name}.exe"\r\n\r\nMZ\r\n--b--\r\n'.encode()
 
 
@@ -132,13 +132,14 @@ def check_queues(quzo, table):
     """What lies there, and is it whole?"""
     for row in table:
         if row.stays:
-            entry = next(one for one in map(json.loads, quzo.quzo("queue", "list", "-c", "quzo.ini", row.stays, "--json")
-                                            .splitlines()) if one["subject"] == "row-" + row.name)
+            listed = quzo.quzo("queue", "list", "-c", "quzo.ini", row.stays, "--json").splitlines()
+            entry = next(one for one in map(json.loads, listed) if one["subject"] == "row-" + row.name)
             check((entry["sender"], entry["recipients"], entry["rule"]["name"]) ==
                   (SENDER, RECIPIENTS, "rule " + row.name), f"{row.stays}: {entry}")
             stored = quzo.quzo_bytes("queue", "show", "-c", "quzo.ini", row.stays, entry["id"], "--raw")
-            lines = re.sub(rb"(?m)^X-quzo.*\n", b"", without_trace(stored.replace(b"\r\n", b"\n").replace(b"\n", b"\r\n")))
-            check(lines == row.mail(row.name), f"{row.stays}: {stored}")
+            as_smtp = stored.replace(b"\r\n", b"\n").replace(b"\n", b"\r\n")  # pipe(8) gives lines with LF
+            check(re.sub(rb"(?m)^X-quzo.*\n", b"", without_trace(as_smtp)) == row.mail(row.name),
+                  f"{row.stays}: {stored}")
 
 
 def check_log(quzo, table):
