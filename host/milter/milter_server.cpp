@@ -4,7 +4,7 @@
 
 #include <arpa/inet.h>
 #include <libmilter/mfapi.h>
-#include <sys/stat.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <memory>
@@ -192,6 +192,15 @@ sfsistat onClose(SMFICTX* context) noexcept {
     return SMFIS_CONTINUE;
 }
 
+// A descriptor for each connection, and a server has as many connections as clients: as many as are allowed.
+void allowDescriptors() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 std::string connectionOf(const platform::MilterSocket& socket) {
     if (socket.family == platform::MilterSocket::Family::Unix) {
         return "unix:" + socket.place;
@@ -208,6 +217,7 @@ MilterServer::MilterServer(const platform::MilterSocket& socket, const MilterCon
 }
 
 MaybeFault MilterServer::open() {
+    allowDescriptors();
     smfiDesc description{};
     description.xxfi_name = mutableText("quzo");
     description.xxfi_version = SMFI_VERSION;

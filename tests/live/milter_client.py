@@ -1,6 +1,7 @@
 """A client of the milter protocol: what a mail server says to a milter, and what no server would ever say."""
 import socket
 import struct
+import threading
 
 ADDS, LEADING_BLANKS, NO_REPLIES = 0x1FF, 0x100000, 0x1FFFFF
 # Which of the steps that were agreed on say that a command gets no answer.
@@ -34,6 +35,9 @@ class MilterClient:
         return self
 
     def __exit__(self, *_):
+        self.end()
+
+    def end(self):
         self._socket.close()
 
     def say(self, data):
@@ -43,6 +47,27 @@ class MilterClient:
             return True
         except (BrokenPipeError, ConnectionResetError):
             return False
+
+    def pour(self, pieces):
+        """Says it all, whatever is answered. Whether the milter has hung up in the end, as it should."""
+        ended = []
+
+        def drain():
+            try:
+                while self._socket.recv(1 << 16):
+                    pass
+                ended.append(True)
+            except ConnectionResetError:
+                ended.append(True)
+            except TimeoutError:
+                pass
+
+        drained = threading.Thread(target=drain)
+        drained.start()
+        if all(map(self.say, pieces)):
+            self._socket.shutdown(socket.SHUT_WR)
+        drained.join()
+        return bool(ended)
 
     def _take(self, count):
         while len(self._bytes) < count:
