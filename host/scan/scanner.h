@@ -27,7 +27,7 @@ struct ScannerOptions {
     std::string protocol = "FILE"; // %PROTOCOL%: FILE or SMTP
     platform::Limits limits;       // for the second look at a message as it was received
     platform::RawValues rawValues = platform::RawValues::WithCharset; // the same
-    OnLimit onLimit = OnLimit::Defer;
+    OnLimit onLimit = OnLimit::Fail;
     bool stampOnce = false;       // a stamp that a text shows already is not put into it again
     bool removalNote = false;     // a text stands where an attachment was removed
     bool notifyAutomatic = false; // also the sender of an automatic message is notified

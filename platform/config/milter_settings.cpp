@@ -76,6 +76,11 @@ std::string expectedOfMilter(std::string_view key, std::string_view value) {
                                           : "unix:/absolute/path (107 bytes at most), inet:PORT@HOST or "
                                             "inet6:PORT@[ADDRESS]";
     }
+    if (key == "control") {
+        return value.empty() || MilterSocket::parse("unix:" + std::string(value))
+                   ? ""
+                   : "an absolute path of at most 107 bytes";
+    }
     if (key.starts_with("header_")) {
         return value.empty() || validFieldName(value) ? "" : "the name of a header field, such as X-Virus";
     }
@@ -90,6 +95,7 @@ MilterSettings readMilterSettings(const IniFile& file) {
             settings.trustedAddresses.push_back(*network);
         }
     });
+    settings.control = valueOf(file, "control");
     settings.rescanDaemonName = valueOf(file, "rescan_daemon_name");
     settings.headerVirusName = valueOf(file, "header_virus_name");
     settings.headerWholeMail = valueOf(file, "header_whole_mail");

@@ -28,6 +28,7 @@ struct MilterSocket {
 
 struct MilterSettings {
     MilterSocket socket{MilterSocket::Family::Unix, "/run/quzo/milter.sock", 0};
+    std::string control;          // path of the socket for commands; empty: milter.control in the spool
     Networks trustedAddresses;    // of clients whose marks and header fields are believed
     std::string rescanDaemonName; // of the mail server's service that brings mail back; empty: none
     // Header fields by which another scanner tells what it found; empty: none.

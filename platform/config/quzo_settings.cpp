@@ -171,12 +171,10 @@ PlatformSettings IniSettings::platform() const {
     settings.logMessages = messages == "text"   ? PlatformSettings::LogMessages::Text
                            : messages == "json" ? PlatformSettings::LogMessages::Json
                                                 : PlatformSettings::LogMessages::Off;
-    const std::string onLimit = text("on_limit").value_or("");
-    if (!onLimit.empty()) {
-        settings.onLimit =
-            onLimit == "pass" ? PlatformSettings::OnLimit::Pass : PlatformSettings::OnLimit::Defer;
-        settings.onLimit = onLimit == "refuse" ? PlatformSettings::OnLimit::Refuse : settings.onLimit;
-    }
+    const std::string onLimit = text("on_limit").value_or("refuse");
+    settings.onLimit = onLimit == "pass"    ? PlatformSettings::OnLimit::Pass
+                       : onLimit == "defer" ? PlatformSettings::OnLimit::Defer
+                                            : PlatformSettings::OnLimit::Refuse;
     return settings;
 }
 

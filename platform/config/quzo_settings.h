@@ -23,8 +23,8 @@ struct KnownKey;
 // What the section [platform] says, with its defaults, and what keys of the library mean to the platform too.
 struct PlatformSettings {
     enum class Tls : std::uint8_t { Off, Try, Require };
-    // What becomes of a message beyond a limit: tried later, judged by what could be read of it, or failed.
-    enum class OnLimit : std::uint8_t { Defer, Pass, Refuse };
+    // What becomes of a message beyond a limit: failed, tried later, or judged by what could be read of it.
+    enum class OnLimit : std::uint8_t { Refuse, Defer, Pass };
     enum class LogMessages : std::uint8_t { Off, Text, Json }; // a line in the log for each message
 
     std::string hostname;           // under which this host writes mail; empty: the settings do not say
@@ -37,7 +37,7 @@ struct PlatformSettings {
     int timeout = 300; // seconds, of one SMTP exchange
     Limits limits;
     RawValues rawValues = RawValues::WithCharset; // AsTheyCame with "TagNotEncoding" of [MessageModule]
-    OnLimit onLimit = OnLimit::Defer;
+    OnLimit onLimit = OnLimit::Refuse;
     bool stampOnce = false;    // a stamp is put into a text once, however often the text comes back
     bool removalNote = false;  // a text stands where an attachment was removed
     unsigned notifyLimit = 20; // notifications an hour for one recipient and rule; 0: no limit

@@ -265,7 +265,9 @@ TEST_F(Apply, KeepsToTheSizeLimit) {
     }
     EXPECT_EQ(apply({"-c", "q.ini", "-o", "x", "nowhere", "in"}).exitCode, 66);
     dir_.write("q.ini", "[platform]\nlimit_message = 150\n");
-    EXPECT_EQ(apply({"-c", "q.ini", "-o", "y", "nowhere", "in"}).exitCode, 75);
+    EXPECT_EQ(apply({"-c", "q.ini", "-o", "y", "in"}).exitCode, 65);
+    dir_.write("q.ini", "[platform]\nlimit_message = 150\non_limit = defer\n");
+    EXPECT_EQ(apply({"-c", "q.ini", "-o", "z", "nowhere", "in"}).exitCode, 75);
 }
 
 TEST_F(Apply, SaysEachMessageAsJson) {

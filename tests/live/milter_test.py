@@ -50,6 +50,7 @@ RULES = (
     ("Held", {"subject": "^held"}, [{"type": "quarantine", "object": "area"}]),
     ("Gone", {"subject": "^gone"}, [{"type": "delete"}]),
 )
+POSTFIX_FIELD = 60000  # bytes of a header field that Postfix keeps beside a milter
 # For real mail: all of it changes.
 ALL = (("All", {"always": True}, [
     {"type": "tag-subject", "tag": "[%SENDER%] "}, {"type": "x-header", "name": "X-Seen", "value": "by %RULENAME%"},
@@ -78,9 +79,12 @@ def plain_form(content):
     return re.sub(rb"=_[0-9A-Z]{24}", b"=_B", content) + (b"" if content.endswith(b"\r\n") else b"\r\n")
 
 
+def longest_field(content):
+    return max(map(len, re.split(rb"\r\n(?![ \t])", content.split(b"\r\n\r\n", 1)[0])))
+
+
 def pass_all(folder, mails, milter):
-    """Sends all mails through Postfix and gives what arrives: {name: mail}. The name travels as the first label of the
-    sender's domain."""
+    """Sends all mails through Postfix, one after the other, and gives what arrives: {name: mail, or None}."""
     arrived = {}
     with MailServer() as server:
         options = f"smtpd_milters = unix:{milter.socket}\nmilter_default_action = tempfail\n" if milter else ""
@@ -108,6 +112,9 @@ def main():
             with open(path, "rb") as file:
                 mails[os.path.basename(path).removesuffix(".eml")] = file.read()
         plain = pass_all(os.path.join(folder, "plain"), mails, None)
+        for name in [name for name, mail in plain.items() if longest_field(mail.content) > POSTFIX_FIELD]:
+            print("SKIP:", name, "has a header field that Postfix shortens as soon as it has a milter")
+            del plain[name], mails[name]
         for name, mail in plain.items():
             installation.put(name, without_trace(mail.content))
         reports = installation.apply("--from", "a@out.example", "--to", "b@in.example", "--to", "c@in.example")
