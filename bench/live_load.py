@@ -307,7 +307,8 @@ def main():
         services = "".join(f"127.0.0.1:{ports[way]} inet n - n - - smtpd "
                            f"-o smtpd_milters={milters.sockets.get(way, '')}\n" for way in ways)
         postfix = stack.enter_context(Postfix(os.path.join(folder, "postfix"), relay,
-                                              "in_flow_delay = 0\nmilter_default_action = tempfail\n", services))
+                                              "in_flow_delay = 0\nmilter_default_action = tempfail\n", services,
+                                              seconds=7200))
         bench = Bench(folder, relay, postfix, ports, milters)
         sizes = bench.check(ways, mail)
         stack.enter_context(Sink(relay))
@@ -315,8 +316,9 @@ def main():
         size, (peak, used) = os.path.getsize(large), bench.large(large)
         allowed = SESSIONS * size + ROOM
         missed = missed or peak > allowed
-        print(f"{SESSIONS} messages of {size / 1e6:.1f} MB at once: {peak / 1e6:.1f} MB more resident, {allowed / 1e6:.1f}"
-              f" MB are allowed{' MISSED' if peak > allowed else ''}; {used:.3f} s of processor each")
+        print(f"{SESSIONS} messages of {size / 1e6:.1f} MB at once: {peak / 1e6:.1f} MB more resident, "
+              f"{allowed / 1e6:.1f} MB are allowed{' MISSED' if peak > allowed else ''}; "
+              f"{used:.3f} s of processor each")
     return 1 if missed or bench.faults else 0
 
 
