@@ -116,7 +116,7 @@ void ReceivedMail::addBody(std::string_view piece) {
 
 std::string ReceivedMail::takeBytes() {
     endHeader();
-    return std::move(bytes_);
+    return bytes_.take();
 }
 
 } // namespace quzo::host

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/milter/growing_text.h"
 #include "host/milter/header_edits.h"
 #include "platform/message/structure/limits.h"
 
@@ -60,7 +61,7 @@ private:
     std::string sender_;
     std::vector<ReceivedRecipient> recipients_;
     std::vector<MailField> fields_;
-    std::string bytes_;
+    GrowingText bytes_;
 };
 
 } // namespace quzo::host
