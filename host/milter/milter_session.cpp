@@ -141,6 +141,7 @@ MessageJob MilterSession::jobOf(const MailFacts& facts) {
     job.tokens.set(ScanToken::Protocol, "SMTP");
     if (trusted_ && !context_.rescanDaemonName.empty() && facts.daemonName == context_.rescanDaemonName) {
         job.trustMarks = true;
+        job.again = true; // what a notification attaches bears the marks, and loses them
         job.tokens.set(ScanToken::Reprocessed, "yes");
     }
     if (trusted_) {
