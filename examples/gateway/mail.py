@@ -25,7 +25,8 @@ def mails(folder):
     """(name, message, its lines) of each file."""
     for path in sorted(glob.glob(os.path.join(folder, "*.eml"))):
         lines = lines_of(path)
-        yield os.path.basename(path), email.message_from_bytes(b"\n".join(lines), policy=email.policy.compat32), lines
+        text = re.sub(rb"(?m)^([\w-]+) +:", rb"\1:", b"\n".join(lines))  # old mail may have blanks there
+        yield os.path.basename(path), email.message_from_bytes(text), lines
 
 
 def addresses(message, *fields):

@@ -136,7 +136,7 @@ grep "$queue_id: milter-discard" "$dir/postfix/log/mail.log" | sed -E 's/^.*(pos
 echo "  $line"
 
 heading "Released, it goes to the one whom it was for (quzo queue release quarantine $held):"
-quzo queue release -c "$dir/quzo.ini" quarantine "$held" | sed 's/^/  /'
+quzo queue release -c "$dir/quzo.ini" quarantine "$held" 2>>"$dir/milter.log" | sed 's/^/  /'
 until_holds "the released message was waited for" settled
 show | grep 11-forwarded.eml
 

@@ -6,7 +6,7 @@ import re
 import subprocess
 
 LOG_LINE = re.compile(rb"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d\d:\d\d \[\d+\] "
-                      rb"(error|notice|detail): [^\x00-\x1F]*")
+                      rb"(error|notice|detail|message): [^\x00-\x1F]*")
 FAULTS = []
 
 

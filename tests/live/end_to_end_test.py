@@ -84,7 +84,7 @@ def rows(second_port):
             {BOTH: lambda mail: mail + b"The stamp of rule stamp\r\n"}, "modified"),
         Row("notify", {"type": "notify", "object": "boss"}, {BOTH: as_sent, "boss@in.example": None}, "unchanged"),
         Row("readdress", {"type": "readdress", "to": ["new@in.example"]}, {"new@in.example": as_sent}, "consumed"),
-        Row("bcc", {"type": "bcc", "to": ["boss@in.example"]}, {BOTH + ",boss@in.example": as_sent}, "unchanged"),
+        Row("bcc", {"type": "bcc", "to": ["boss@in.example"]}, {BOTH + ",boss@in.example": as_sent}, "modified"),
         Row("delete-attachment", {"type": "delete-attachment"}, {BOTH: without_tool}, "modified", mail=with_tool),
         *map(mark, ("virus-clean", "encrypt", "decrypt", "re-encrypt")),
         Row("tag-subject", {"type": "tag-subject", "tag": "[Größe] "},
