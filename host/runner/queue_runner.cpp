@@ -8,7 +8,6 @@
 
 #include "host/base/exit_code.h"
 #include "host/runner/postponed_work.h"
-#include "host/runner/scan_work.h"
 #include "platform/log/log_subject.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/log.h"
@@ -164,7 +163,7 @@ int QueueRunner::workOn(QueueKind queue, QueueStore& store, const std::string& i
 WorkDone QueueRunner::work(QueueKind queue, QueueClaim& claim, std::int64_t now) {
     switch (queue) {
         case QueueKind::Scan:
-            return workScan(*parts_.snapshot(), moves_, claim, now);
+            return workScan(*parts_.snapshot(), moves_, claim, now, parts_.scanned);
         case QueueKind::Postponed:
             return workPostponed(moves_, claim, now);
         default:
