@@ -76,6 +76,9 @@ MessageResult passMessage(const Snapshot& snapshot, platform::Queues* queues, Me
     subject.add(*result.identifier);
     Envelope envelope = envelopeOf(msg, options.limits, job.sender, job.recipients);
     msg.setEnvelope(envelope.sender, envelope.recipients);
+    if (!job.beyondLimit.empty()) {
+        envelope.beyondLimit = std::move(job.beyondLimit);
+    }
     envelope.recipients = std::vector<std::string>(); // the message has them
 
     const NoticeOptions& notices = snapshot.notices();

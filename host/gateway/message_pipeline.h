@@ -31,6 +31,7 @@ struct MessageJob {
     bool trustMarks = false;                // see ScanJob::trustMarks; rules in the mark are skipped too
     std::string identifier{};               // of this pass; empty: a new one
     bool again = false;                     // see AdapterContext::again; with an identifier that stays
+    std::string beyondLimit{};              // see ScanJob::beyondLimit; not all of the message is there
     bool dryRun = false;                    // no queue is touched; the result says what there would be
     RuleWatch* watch = nullptr;             // may be null; outlives the call
 };

@@ -59,6 +59,49 @@ private:
     bool changed_ = false;
 };
 
+// Hands a body over in as few calls as there can be: each is a packet, and a system call or two.
+class BodySender {
+public:
+    explicit BodySender(MailEditor& editor) : editor_(editor) {}
+
+    bool take(std::string_view piece) {
+        while (taken_ && !piece.empty()) {
+            const std::string_view part = piece.substr(0, kPiece - held_.size());
+            piece.remove_prefix(part.size());
+            if (part.size() == kPiece) {
+                send(part); // needs no copy
+            } else if (held_.append(part).size() == kPiece) {
+                sendHeld();
+            }
+        }
+        return taken_;
+    }
+
+    // An empty body has to be said, too.
+    bool end() {
+        if (taken_ && (!held_.empty() || !any_)) {
+            sendHeld();
+        }
+        return taken_;
+    }
+
+private:
+    void sendHeld() {
+        send(held_);
+        held_.clear();
+    }
+
+    void send(std::string_view part) {
+        any_ = true;
+        taken_ = editor_.replaceBody(part);
+    }
+
+    MailEditor& editor_;
+    std::string held_;
+    bool any_ = false;
+    bool taken_ = true;
+};
+
 } // namespace
 
 DeliveredMail deliveredMail(const MessageResult& result, std::size_t receivedBody) {
@@ -69,21 +112,13 @@ DeliveredMail deliveredMail(const MessageResult& result, std::size_t receivedBod
 
 bool sendBody(const MessageResult& result, std::size_t bodyBegin, MailEditor& editor) {
     std::size_t skip = bodyBegin;
-    bool taken = true;
-    bool any = false;
+    BodySender sender(editor);
     result.write([&](std::string_view piece) {
         const std::size_t skipped = std::min(skip, piece.size());
         skip -= skipped;
-        piece.remove_prefix(skipped);
-        while (taken && !piece.empty()) {
-            const std::string_view part = piece.substr(0, kPiece);
-            taken = editor.replaceBody(part);
-            any = true;
-            piece.remove_prefix(part.size());
-        }
-        return taken;
+        return sender.take(piece.substr(skipped));
     });
-    return taken && (any || editor.replaceBody({})); // an empty one has to be said, too
+    return sender.end();
 }
 
 } // namespace quzo::host

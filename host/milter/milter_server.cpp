@@ -4,7 +4,7 @@
 
 #include <arpa/inet.h>
 #include <libmilter/mfapi.h>
-#include <sys/stat.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <memory>
@@ -94,6 +94,10 @@ sfsistat step(SMFICTX* context, Work&& work) noexcept {
     return session != nullptr ? answer(context, work(*session)) : SMFIS_TEMPFAIL;
 }
 
+// For steps after which servers wait for no answer; those that do get one all the same. libmilter logs each
+// other value that it is given there.
+sfsistat unlessFine(sfsistat result) { return result == SMFIS_CONTINUE ? SMFIS_NOREPLY : result; }
+
 sfsistat onNegotiate(SMFICTX* /*context*/, unsigned long actions, unsigned long steps, unsigned long /*f2*/,
                      unsigned long /*f3*/, unsigned long* wantedActions, unsigned long* wantedSteps,
                      unsigned long* wanted2, unsigned long* wanted3) {
@@ -104,7 +108,7 @@ sfsistat onNegotiate(SMFICTX* /*context*/, unsigned long actions, unsigned long 
     }
     *wantedActions = kActions;
     *wantedSteps = steps & (SMFIP_HDR_LEADSPC | SMFIP_NOHELO | SMFIP_NOUNKNOWN | SMFIP_NODATA | SMFIP_NR_HDR |
-                            SMFIP_NR_EOH | SMFIP_NR_CONN | SMFIP_NR_BODY | SMFIP_NR_MAIL | SMFIP_NR_RCPT);
+                            SMFIP_NOEOH | SMFIP_NR_CONN | SMFIP_NR_BODY | SMFIP_NR_MAIL | SMFIP_NR_RCPT);
     *wanted2 = 0;
     *wanted3 = 0;
     return SMFIS_CONTINUE;
@@ -129,14 +133,14 @@ sfsistat onConnect(SMFICTX* context, char* /*name*/, _SOCK_ADDR* address) noexce
         }
         static_cast<void>(session.release()); // onClose() has it
         ++live;
-        return SMFIS_CONTINUE;
+        return SMFIS_NOREPLY;
     } catch (const std::exception&) {
         return SMFIS_TEMPFAIL;
     }
 }
 
 sfsistat onSender(SMFICTX* context, char** arguments) noexcept {
-    return step(context, [&](MilterSession& session) -> MilterVerdict {
+    return unlessFine(step(context, [&](MilterSession& session) -> MilterVerdict {
         try {
             std::vector<std::string_view> parameters;
             for (char** each = arguments + 1; *each != nullptr; ++each) {
@@ -146,21 +150,21 @@ sfsistat onSender(SMFICTX* context, char** arguments) noexcept {
         } catch (const std::exception&) {
             return {MilterVerdict::Kind::Later, "451", "4.3.0"};
         }
-    });
+    }));
 }
 
 sfsistat onRecipient(SMFICTX* context, char** arguments) noexcept {
-    return step(context, [&](MilterSession& session) { return session.recipient(arguments[0]); });
+    return unlessFine(step(context, [&](MilterSession& session) { return session.recipient(arguments[0]); }));
 }
 
 sfsistat onField(SMFICTX* context, char* name, char* value) noexcept {
-    return step(context, [&](MilterSession& session) { return session.field(name, value); });
+    return unlessFine(step(context, [&](MilterSession& session) { return session.field(name, value); }));
 }
 
 sfsistat onBody(SMFICTX* context, unsigned char* piece, std::size_t size) noexcept {
-    return step(context, [&](MilterSession& session) {
+    return unlessFine(step(context, [&](MilterSession& session) {
         return session.body({reinterpret_cast<const char*>(piece), size});
-    });
+    }));
 }
 
 sfsistat onEndOfMessage(SMFICTX* context) noexcept {
@@ -188,6 +192,15 @@ sfsistat onClose(SMFICTX* context) noexcept {
     return SMFIS_CONTINUE;
 }
 
+// A descriptor for each connection, and a server has as many connections as clients: as many as are allowed.
+void allowDescriptors() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 std::string connectionOf(const platform::MilterSocket& socket) {
     if (socket.family == platform::MilterSocket::Family::Unix) {
         return "unix:" + socket.place;
@@ -204,6 +217,7 @@ MilterServer::MilterServer(const platform::MilterSocket& socket, const MilterCon
 }
 
 MaybeFault MilterServer::open() {
+    allowDescriptors();
     smfiDesc description{};
     description.xxfi_name = mutableText("quzo");
     description.xxfi_version = SMFI_VERSION;

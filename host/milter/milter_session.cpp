@@ -53,6 +53,12 @@ std::string findingIn(const std::vector<MailField>& fields, const std::string& n
     return {};
 }
 
+// Whether a field of the name would be one field when it is written down.
+bool canBeName(std::string_view name) {
+    return !name.empty() &&
+           std::none_of(name.begin(), name.end(), [](char c) { return c == ':' || (c >= 0 && c < ' '); });
+}
+
 // The marks of another pass are between us and ourselves, and forged ones between nobody.
 bool isMark(const MailField& field) {
     return platform::equalsNoCase(field.name, kReprocessRulesHeader) ||
@@ -87,8 +93,7 @@ void MilterSession::connected(std::string_view client) noexcept {
 MilterVerdict MilterSession::sender(std::string_view argument,
                                     const std::vector<std::string_view>& parameters) noexcept {
     return guardedly([&] {
-        const std::size_t most = context_.snapshot()->options().limits.messageBytes;
-        mail_ = std::make_unique<ReceivedMail>(most != 0 ? most : platform::kMaxMessageBytes);
+        mail_ = std::make_unique<ReceivedMail>(context_.snapshot()->options().limits);
         mail_->setSender(argument, parameters);
         return MilterVerdict();
     });
@@ -109,6 +114,10 @@ MilterVerdict MilterSession::field(std::string_view name, std::string_view value
         if (mail_ == nullptr) {
             return later("a header without a sender");
         }
+        if (!canBeName(name)) {
+            mail_.reset();
+            return later("a header field without a name");
+        }
         mail_->addField(name, value, !trusted_ && isFinding(name));
         return MilterVerdict();
     });
@@ -128,6 +137,7 @@ MessageJob MilterSession::jobOf(const MailFacts& facts) {
     MessageJob job;
     job.name = facts.queueId;
     job.bytes = mail_->takeBytes();
+    job.beyondLimit = mail_->beyondLimit();
     job.sender = mail_->sender();
     for (const ReceivedRecipient& recipient : mail_->recipients()) {
         job.recipients.push_back(recipient.address);
@@ -135,6 +145,7 @@ MessageJob MilterSession::jobOf(const MailFacts& facts) {
     job.tokens.set(ScanToken::Protocol, "SMTP");
     if (trusted_ && !context_.rescanDaemonName.empty() && facts.daemonName == context_.rescanDaemonName) {
         job.trustMarks = true;
+        job.again = true; // what a notification attaches bears the marks, and loses them
         job.tokens.set(ScanToken::Reprocessed, "yes");
     }
     if (trusted_) {
@@ -173,7 +184,7 @@ MilterVerdict MilterSession::endOfMessage(MailEditor& editor, const MailFacts& f
         const std::shared_ptr<const Snapshot> snapshot = context_.snapshot();
         MessageJob job = jobOf(facts);
         const MessageResult result = passMessage(*snapshot, context_.queues, std::move(job));
-        const MilterVerdict verdict = verdictOn(result, mail_->bodyBegin(), editor);
+        MilterVerdict verdict = verdictOn(result, mail_->bodyBegin(), editor);
         if (context_.watch != nullptr) {
             context_.watch->judged(result, verdict,
                                    {.name = facts.queueId,
@@ -208,7 +219,7 @@ bool MilterSession::carryOut(const MessageResult& result, std::size_t receivedBo
                              MailEditor& editor) const {
     const bool changed = result.scan.outcome == Outcome::Modified;
     const bool marked = std::any_of(mail_->fields().begin(), mail_->fields().end(), isMark);
-    if ((changed || marked || mail_->hidesFields()) && !mail_->tooLarge()) {
+    if ((changed || marked || mail_->hidesFields()) && mail_->beyondLimit().empty()) {
         DeliveredMail delivered = deliveredMail(result, receivedBody);
         std::erase_if(delivered.fields, isMark);
         for (const HeaderEdit& edit : headerEdits(mail_->fields(), delivered.fields)) {

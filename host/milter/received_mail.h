@@ -6,7 +6,9 @@
 #include <string_view>
 #include <vector>
 
+#include "host/milter/growing_text.h"
 #include "host/milter/header_edits.h"
+#include "platform/message/structure/limits.h"
 
 namespace quzo::host {
 
@@ -15,11 +17,12 @@ struct ReceivedRecipient {
     std::string address;  // without
 };
 
-// Of one transaction; used by one thread. What was collected has line ends of CRLF. Throws std::bad_alloc.
+// Of one transaction; used by one thread. What was collected has line ends of CRLF, and a value stays inside
+// of its field: a CR or LF in it that makes no fold is a blank. Throws std::bad_alloc.
 class ReceivedMail {
 public:
-    // One byte more than `mostBytes` is kept of a larger message: enough to see that it is larger.
-    explicit ReceivedMail(std::size_t mostBytes) : most_(mostBytes) {}
+    // What comes once a limit is reached is not kept.
+    explicit ReceivedMail(const platform::Limits& limits);
 
     // `argument`: "<a@b>" or "<>"; `parameters` behind it, such as "SIZE=1000", which makes room in time.
     void setSender(std::string_view argument, const std::vector<std::string_view>& parameters);
@@ -28,7 +31,9 @@ public:
     void addField(std::string_view name, std::string_view value, bool hidden);
     void addBody(std::string_view piece);
 
-    bool tooLarge() const { return tooLarge_; }
+    // Which limit the mail is beyond; empty: none. Not all of it is there then.
+    const std::string& beyondLimit() const { return beyondLimit_; }
+
     bool hidesFields() const { return hidesFields_; }
 
     const std::string& sender() const { return sender_; }
@@ -44,16 +49,19 @@ public:
 private:
     void endHeader();
     void add(std::string_view piece);
+    bool tooMuchWith(std::string_view name, std::string_view value);
 
-    std::size_t most_;
-    bool tooLarge_ = false;
+    platform::Limits limits_;
+    std::string beyondLimit_;
+    std::size_t envelopeBytes_ = 0;
+    std::size_t headerBytes_ = 0; // with what is hidden
     bool hidesFields_ = false;
     bool headerEnded_ = false;
     std::size_t bodyBegin_ = 0;
     std::string sender_;
     std::vector<ReceivedRecipient> recipients_;
     std::vector<MailField> fields_;
-    std::string bytes_;
+    GrowingText bytes_;
 };
 
 } // namespace quzo::host

@@ -104,6 +104,7 @@ const std::vector<KnownKey>& knownKeys() {
         {kMilter, "control", KeyType::Milter, {}, {}, "milter.control in the spool"},
         {kMilter, "trusted_addresses", KeyType::Milter},
         {kMilter, "rescan_daemon_name", KeyType::Text},
+        {kMilter, "rescan_hop", KeyType::NextHop, {}, {}, {}, true},
         {kMilter, "header_virus_name", KeyType::Milter},
         {kMilter, "header_whole_mail", KeyType::Milter},
         {kMilter, "header_delete_all", KeyType::Milter},

@@ -40,11 +40,12 @@ def attached(content):
 class Installation:
     """Settings, named objects {kind: {name: fields}} and rules, each (name, conditions, actions)."""
 
-    def __init__(self, program, folder, objects, rules, *, port=9, platform="", settings="", environment=None):
+    def __init__(self, program, folder, objects, rules, *, port=9, platform="", settings="", environment=None,
+                 store="sqlite3://objects.db"):
         self.program, self.folder = program, folder
         self.environment = dict(os.environ, **(environment or {}))
         os.makedirs(os.path.join(folder, "in"))
-        self.write("quzo.ini", f"[platform]\nspool = spool\nstore = sqlite3://objects.db\nhostname = gw.example.com\n"
+        self.write("quzo.ini", f"[platform]\nspool = spool\nstore = {store}\nhostname = gw.example.com\n"
                    f"log = log\nlog_level = 3\ntimeout = 60\ntls = off\nnotify_limit = 0\n"
                    f"next_hop = smtp://127.0.0.1:{port}\n{platform}{settings}")
         self.write("objects.toml", "".join(

@@ -16,12 +16,13 @@ ALONE = re.compile(rb"\r(?!\n)|(?<!\r)\n")  # half of a line end
 
 
 class MailServer:
-    """Listens on 127.0.0.1 from the start; ends with its block."""
+    """Listens on 127.0.0.1 from the start; ends with its block: then nobody is let in any more, and whoever is in may
+    finish. `port`: that of a former one."""
 
-    def __init__(self, extensions=(b"PIPELINING", b"8BITMIME", b"SMTPUTF8", b"SIZE 100000000")):
+    def __init__(self, extensions=(b"PIPELINING", b"8BITMIME", b"SMTPUTF8", b"SIZE 100000000"), port=0):
         self.mails, self.faults = [], []
         self._extensions = extensions
-        self._listener = socket.create_server(("127.0.0.1", 0))
+        self._listener = socket.create_server(("127.0.0.1", port), backlog=100)
         self._listener.settimeout(600)
         self.port = self._listener.getsockname()[1]
         self._thread = threading.Thread(target=self._serve, daemon=True)
@@ -41,12 +42,15 @@ class MailServer:
                 connection, _ = self._listener.accept()
             except OSError:
                 return
-            with connection:
-                connection.settimeout(60)
-                try:
-                    Session(connection, self).run(self._extensions)
-                except OSError as error:
-                    self.faults.append(f"the connection broke: {error}")
+            threading.Thread(target=self._talk, args=(connection,), daemon=True).start()
+
+    def _talk(self, connection):
+        with connection:
+            connection.settimeout(60)
+            try:
+                Session(connection, self).run(self._extensions)
+            except OSError as error:
+                self.faults.append(f"the connection broke: {error}")
 
 
 class Session:

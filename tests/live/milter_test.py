@@ -10,13 +10,13 @@ import glob
 import os
 import re
 import smtplib
-import subprocess
 import sys
 import tempfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "flow"))
 from installation import FAULTS, Installation, check  # noqa: E402
 from mail_server import MailServer  # noqa: E402
+from milter_process import Milter  # noqa: E402
 from postfix_instance import Postfix, missing, wait_until  # noqa: E402
 
 PART = (b'--b\r\nContent-Type: application/octet-stream; name="tool.exe"\r\nContent-Disposition: attachment; '
@@ -55,25 +55,6 @@ POSTFIX_FIELD = 60000  # bytes of a header field that Postfix keeps beside a mil
 ALL = (("All", {"always": True}, [
     {"type": "tag-subject", "tag": "[%SENDER%] "}, {"type": "x-header", "name": "X-Seen", "value": "by %RULENAME%"},
     {"type": "delete-attachment", "all": True}, {"type": "stamp", "object": "legal"}]),)
-
-
-class Milter:
-    """quzo milter, inside its block."""
-
-    def __init__(self, installation):
-        self.socket = os.path.join(installation.folder, "milter.sock")
-        self._installation = installation
-
-    def __enter__(self):
-        one = self._installation
-        self.process = subprocess.Popen([one.program, "milter", "-c", "quzo.ini", "-p", "policy.toml", "--socket",
-                                         "unix:" + self.socket], cwd=one.folder, umask=0)
-        wait_until(lambda: os.path.exists(self.socket))
-        return self
-
-    def __exit__(self, *_):
-        self.process.terminate()
-        check(self.process.wait(30) == 0, f"the milter ended with {self.process.returncode}")
 
 
 def send(port, name, content):
@@ -126,7 +107,6 @@ def main():
         os.chmod(folder, 0o755)
         installation = Installation(os.path.abspath(sys.argv[1]), os.path.join(folder, "quzo"), OBJECTS,
                                     ALL if len(sys.argv) > 2 else RULES)
-        os.chmod(installation.folder, 0o777)
         mails = {} if len(sys.argv) > 2 else dict(MAILS)
         for path in sorted(glob.glob(os.path.join(sys.argv[2], "*"))) if len(sys.argv) > 2 else ():
             with open(path, "rb") as file:

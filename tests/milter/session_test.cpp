@@ -57,7 +57,9 @@ public:
 class SessionTest : public ::testing::Test {
 protected:
     SessionTest() {
-        dir.write("quzo.ini", "[platform]\nspool = sp\nlimit_message = 400\non_limit = refuse\n");
+        dir.write("quzo.ini",
+                  "[platform]\nspool = sp\nlimit_message = 400\nlimit_header = 300\nlimit_fields = 20\n"
+                  "on_limit = refuse\n");
         dir.write("p.toml", R"([[rule]]
 id = 1
 when = { subject = "tag" }
@@ -135,7 +137,6 @@ TEST_F(SessionTest, EachOutcomeIsOneAnswer) {
         {"To: b\n", "", Kind::Accept, {}},
         {"Subject: copy\n", "x\r\n", Kind::Accept, {"add boss@x"}},
         {"Subject: move\n", "x\r\n", Kind::Discard, {}},
-        {"Subject: large\n", std::string(500, 'x'), Kind::Refuse, {}},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.header);
@@ -143,12 +144,68 @@ TEST_F(SessionTest, EachOutcomeIsOneAnswer) {
         const MilterVerdict verdict = pass(row.header, row.body);
         EXPECT_EQ(verdict.kind, row.kind) << verdict.text;
         EXPECT_EQ(editor.notes, row.notes);
-        if (row.kind == Kind::Refuse) {
-            EXPECT_EQ(std::string(verdict.code) + " " + verdict.status, "552 5.3.4");
-            EXPECT_THAT(verdict.text, HasSubstr("limit_message"));
-        }
     }
     EXPECT_EQ(queued(platform::QueueKind::Scan), 1U);
+}
+
+TEST_F(SessionTest, OfWhatIsBeyondALimitNoRuleSeesAPart) {
+    struct Row {
+        std::string header;
+        std::string body;
+        std::size_t recipients;
+        const char* limit; // null: it is within all
+    };
+    const std::string move = "Subject: move\n"; // is taken by its rule
+    std::string fields = move;
+    for (int i = 0; i < 19; ++i) {
+        fields += "X:y\n";
+    }
+    const Row rows[] = {
+        {move, std::string(380, 'x'), 1, nullptr},
+        {move, std::string(500, 'x'), 1, "limit_message"},
+        {fields, "x", 1, nullptr},
+        {fields + "X:y\n", "x", 1, "limit_fields"},
+        {move + "X:" + std::string(270, 'x') + "\n", "x", 1, nullptr},
+        {move + "X:" + std::string(300, 'x') + "\n", "x", 1, "limit_header"},
+        {move, "x", 1100, "recipients"},
+    };
+    for (const char* onLimit : {"refuse", "pass"}) {
+        dir.write("quzo.ini", std::string("[platform]\nspool = sp\nlimit_message = 400\nlimit_header = 300\n"
+                                          "limit_fields = 20\non_limit = ") +
+                                  onLimit + "\n");
+        EXPECT_THAT(installation.reload(), IsEmpty());
+        for (const Row& row : rows) {
+            SCOPED_TRACE(row.limit != nullptr ? row.limit : "none");
+            MilterSession session(context);
+            session.sender("<from@x>", {});
+            for (std::size_t i = 0; i < row.recipients; ++i) {
+                session.recipient("<" + std::string(i == 0 ? 1 : 60000, 'b') + "@x>");
+            }
+            for (const MailField& field : fieldsOf(row.header)) {
+                session.field(field.name, field.value);
+            }
+            session.body(row.body);
+            const MilterVerdict verdict = session.endOfMessage(editor, {});
+            const Kind beyond = std::string(onLimit) == "pass" ? Kind::Accept : Kind::Refuse;
+            EXPECT_EQ(verdict.kind, row.limit == nullptr ? Kind::Discard : beyond) << verdict.text;
+            if (verdict.kind == Kind::Refuse) {
+                EXPECT_EQ(std::string(verdict.code) + " " + verdict.status, "552 5.3.4");
+                EXPECT_THAT(verdict.text, HasSubstr(row.limit));
+            }
+            EXPECT_THAT(editor.notes, IsEmpty());
+        }
+    }
+}
+
+TEST_F(SessionTest, AFieldStaysOne) {
+    MilterSession session(context);
+    for (const char* name : {"", "X:Y", "X\nY"}) {
+        session.sender("<from@x>", {});
+        EXPECT_EQ(session.field(name, " v").kind, Kind::Later);
+        EXPECT_EQ(session.endOfMessage(editor, {}).kind, Kind::Later);
+    }
+    EXPECT_EQ(pass("Subject: tag\nX: a\r\n b\rEvil: c\n", "x\r\n").kind, Kind::Accept);
+    EXPECT_THAT(editor.notes, testing::Contains("change 1 X: a\n b Evil: c"));
 }
 
 TEST_F(SessionTest, WhatGoesWrongIsTriedAgain) {

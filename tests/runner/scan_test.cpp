@@ -58,6 +58,7 @@ protected:
              .clock = clock_,
              .plan = RetryPlan(settings_),
              .nextHop = nextHop_,
+             .rescanHop = rescanHop_,
              .snapshot = [this] { return installation_.snapshot(); },
              .stopping = nullptr,
              .told = nullptr,
@@ -76,6 +77,7 @@ protected:
         return whole.empty() ? std::string() : whole.begin()->second;
     }
 
+    std::optional<platform::NextHop> rescanHop_;
     quzo::test::TemporaryDirectory dir_;
     Installation installation_;
     std::vector<std::string> lines_; // of the log
@@ -162,6 +164,25 @@ TEST_F(ScanTest, WhatCannotBeHandledWaitsAndIsGivenUp) {
     EXPECT_EQ(scan().failed, 1U);
     EXPECT_EQ(people(QueueKind::Failed), "a@x,a@x");
     EXPECT_EQ(people(QueueKind::Outgoing), "");
+}
+
+// With a server that brings mail back nothing is judged here: the marks go with the message.
+TEST_F(ScanTest, WithAServerForItTheQueueGoesThereAsItIs) {
+    rescanHop_ = platform::NextHop{.host = "back.example", .port = 10027};
+    sender_.answers = {{"b@x", {Fate::Refused, "550 no"}}, {"c@x", {Fate::Later, "451 wait"}}};
+    const std::string marked =
+        "Subject: hold\nX-quzo-reprocess-rules: 10\nX-quzo-reprocess-type: readdress\n\nx\n";
+    QueueEntry entry = entryFor("AA", {"a@x", "b@x", "c@x"});
+    entry.sender = "QUZO";
+    entry.route = platform::QueueRoute{"other.example", 2525};
+    put(QueueKind::Scan, entry, marked);
+    EXPECT_EQ(scan().later, 1U);
+    EXPECT_THAT(sender_.hops, testing::ElementsAre(*rescanHop_));
+    EXPECT_THAT(sender_.senders, testing::ElementsAre(testing::StartsWith("QUZO@")));
+    EXPECT_EQ(sender_.messages["a@x"], marked);
+    EXPECT_EQ(people(QueueKind::Scan), "c@x");
+    EXPECT_EQ(people(QueueKind::Failed), "b@x");
+    EXPECT_EQ(people(QueueKind::Outgoing) + people(QueueKind::Quarantine), "");
 }
 
 } // namespace
