@@ -8,7 +8,6 @@
 
 #include "host/base/exit_code.h"
 #include "host/runner/postponed_work.h"
-#include "host/runner/scan_work.h"
 #include "platform/log/log_subject.h"
 #include "platform/queue/leaving_message.h"
 #include "quzo/core/error_text.h"
@@ -171,7 +170,7 @@ WorkDone QueueRunner::work(QueueKind queue, QueueClaim& claim, std::int64_t now)
                                                    platform::leavingSender(claim.entry().sender,
                                                                            parts_.snapshot()->hostname()),
                                                    now)
-                                    : workScan(*parts_.snapshot(), moves_, claim, now);
+                                    : workScan(*parts_.snapshot(), moves_, claim, now, parts_.scanned);
         case QueueKind::Postponed:
             return workPostponed(moves_, claim, now);
         default:

@@ -16,6 +16,7 @@
 #include "host/runner/entry_moves.h"
 #include "host/runner/outgoing_work.h"
 #include "host/runner/retry_plan.h"
+#include "host/runner/scan_work.h"
 #include "platform/mta/smtp/mail_sender.h"
 #include "platform/queue/queues.h"
 
@@ -48,6 +49,7 @@ public:
         // Told of each entry that was worked on, and of faults, each once; both may be null.
         std::function<void(platform::QueueKind, const std::string& id, const WorkDone&)> told;
         std::function<void(const Fault&)> say;
+        ScanTold scanned{}; // of each message that passed the policy again; may be null
     };
 
     explicit QueueRunner(Parts parts);

@@ -69,7 +69,18 @@ RunnerService::RunnerService(Parts parts)
                .snapshot = [this] { return parts_.installation.snapshot(); },
                .stopping = parts_.stopping,
                .told = parts_.told,
-               .say = parts_.say}) {}
+               .say = parts_.say,
+               .scanned = [this](const MessageResult& result,
+                                 const MessageFacts& facts) { logScanned(result, facts); }}) {}
+
+void RunnerService::logScanned(const MessageResult& result, const MessageFacts& facts) const {
+    if (const MessageLog* log = parts_.installation.messageLog()) {
+        log->tell(result, facts);
+    }
+    if (parts_.scanned) {
+        parts_.scanned(result, facts);
+    }
+}
 
 void RunnerService::tidy(bool start) {
     platform::Queues& queues = *parts_.installation.queues();

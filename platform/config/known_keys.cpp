@@ -108,6 +108,8 @@ const std::vector<KnownKey>& knownKeys() {
         {kMilter, "header_virus_name", KeyType::Milter},
         {kMilter, "header_whole_mail", KeyType::Milter},
         {kMilter, "header_delete_all", KeyType::Milter},
+        {kMilter, "figures_address", KeyType::Milter},
+        {kMilter, "figures_file", KeyType::Path},
     };
     return keys;
 }

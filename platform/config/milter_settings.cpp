@@ -10,6 +10,7 @@
 #include "platform/base/host_name.h"
 #include "platform/base/numbers.h"
 #include "platform/base/visible_text.h"
+#include "platform/config/figures_settings.h"
 #include "platform/config/known_keys.h"
 #include "platform/message/values/field_text.h"
 
@@ -77,6 +78,12 @@ std::string expectedOfMilter(std::string_view key, std::string_view value) {
         return MilterSocket::parse(value) ? ""
                                           : "unix:/absolute/path (107 bytes at most), inet:PORT@HOST or "
                                             "inet6:PORT@[ADDRESS]";
+    }
+    if (key == "figures_address") {
+        return value.empty() || LoopbackPort::parse(value)
+                   ? ""
+                   : "127.0.0.1:PORT, which only this machine reaches; a proxy of yours may show it to "
+                     "others";
     }
     if (key == "control") {
         return value.empty() || MilterSocket::parse("unix:" + std::string(value))

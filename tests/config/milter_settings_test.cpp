@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/config/figures_settings.h"
 #include "platform/config/quzo_settings.h"
 
 namespace {
@@ -57,6 +58,23 @@ TEST(MilterSocket, HasThreeForms) {
         EXPECT_FALSE(MilterSocket::parse(text)) << text;
     }
     EXPECT_TRUE(MilterSocket::parse("unix:/" + std::string(106, 'p')));
+}
+
+TEST(FiguresSettings, TakeNoAddressThatOthersReach) {
+    IniSettings settings;
+    ASSERT_TRUE(settings.parse("[milter]\nfigures_address = 127.0.1.1:65535\nfigures_file = /q.prom\n"));
+    EXPECT_THAT(settings.check(), IsEmpty());
+    const FiguresSettings read = readFiguresSettings(settings);
+    EXPECT_EQ(read.address, (LoopbackPort{"127.0.1.1", 65535}));
+    EXPECT_EQ(read.file, "/q.prom");
+    for (const char* bad : {"0.0.0.0:80", "10.0.0.1:80", "localhost:80", ":80", "80", "127.0.0.1",
+                            "127.0.0.1:", "127.0.0.1:0", "127.0.0.1:65536", "127.0.0.1:80,0.0.0.0:80",
+                            "127.0.0.1:80s", "::1:80", "[::1]:80", "127.1:80", "127.0.0.1/8:80"}) {
+        ASSERT_TRUE(settings.parse(std::string("[milter]\nfigures_address = ") + bad + "\n"));
+        ASSERT_EQ(settings.check().size(), 1U) << bad;
+        EXPECT_THAT(settings.check()[0].remedy, HasSubstr("write 127.0.0.1:PORT")) << bad;
+        EXPECT_FALSE(readFiguresSettings(settings).address) << bad;
+    }
 }
 
 TEST(MilterSettings, AreReadAndChecked) {

@@ -52,16 +52,21 @@ protected:
 
     RunFigures scan() {
         RunFigures figures;
-        QueueRunner runner({.queues = queues_,
-                            .sender = sender_,
-                            .clock = clock_,
-                            .plan = RetryPlan(settings_),
-                            .nextHop = nextHop_,
-                            .rescanHop = rescanHop_,
-                            .snapshot = [this] { return installation_.snapshot(); },
-                            .stopping = nullptr,
-                            .told = nullptr,
-                            .say = nullptr});
+        QueueRunner runner(
+            {.queues = queues_,
+             .sender = sender_,
+             .clock = clock_,
+             .plan = RetryPlan(settings_),
+             .nextHop = nextHop_,
+             .rescanHop = rescanHop_,
+             .snapshot = [this] { return installation_.snapshot(); },
+             .stopping = nullptr,
+             .told = nullptr,
+             .say = nullptr,
+             .scanned =
+                 [this](const MessageResult& result, const MessageFacts& facts) {
+                     lines_.push_back(MessageLine(result, {facts.name, {}, facts.error}).text());
+                 }});
         runner.run(QueueKind::Scan, figures);
         return figures;
     }
@@ -75,7 +80,28 @@ protected:
     std::optional<platform::NextHop> rescanHop_;
     quzo::test::TemporaryDirectory dir_;
     Installation installation_;
+    std::vector<std::string> lines_; // of the log
 };
+
+TEST_F(ScanTest, EachPassIsTold) {
+    put(QueueKind::Scan, entryFor("AA", {"a@x"}), "Subject: hold\n\nx\n");
+    put(QueueKind::Scan, entryFor("BB", {"b@x"}), "Subject: b\n\nx\n");
+    put(QueueKind::Scan, entryFor("CC", {}), "Subject: c\n\nx\n"); // fails before the policy sees it
+    scan();
+    ASSERT_EQ(lines_.size(), 2U);
+    EXPECT_THAT(lines_[0], testing::ContainsRegex("file=scan/AA .* outcome=consumed error=\"\" "));
+    EXPECT_THAT(lines_[1], testing::ContainsRegex("file=scan/BB .* actions=tag-subject .* outcome=modified"));
+
+    // The outgoing queue does not take it: it was judged, and is not gone.
+    std::filesystem::remove_all(root_ + "/spool/outgoing");
+    std::ofstream(root_ + "/spool/outgoing") << "no directory";
+    put(QueueKind::Scan, entryFor("DD", {"d@x"}), "Subject: d\n\nx\n");
+    lines_.clear();
+    scan();
+    ASSERT_EQ(lines_.size(), 1U);
+    EXPECT_THAT(lines_[0], HasSubstr("outcome=modified"));
+    EXPECT_THAT(lines_[0], Not(HasSubstr("error=\"\"")));
+}
 
 TEST_F(ScanTest, RulesOfTheMarkAreSkippedAndWhatGoesOnIsInTheOutgoingQueue) {
     QueueEntry entry = entryFor("AA", {"a@x", "b@x"});
