@@ -35,8 +35,12 @@ class LongRun:
         self._policies = [f'[[rule]]\nid = 1\nname = "Sign"\nwhen = {toml(when)}\nactions = [{{ type = "stamp", '
                           f'object = "sign{n}" }}]\n' for n, when in enumerate(WHEN)]
         self.installation.write("policy.toml", self._policies[0])
-        self.milter, self.reloads, self._pause = Milter(self.installation), 0, pause
+        self._said = os.path.join(folder, "said")
+        self.milter, self.reloads, self._pause = Milter(self.installation, self._say_there), 0, pause
         self._over, self._thread = threading.Event(), threading.Thread(target=self._reload, daemon=True)
+
+    def _say_there(self):
+        os.dup2(os.open(self._said, os.O_WRONLY | os.O_CREAT), sys.stderr.fileno())
 
     def _reload(self):
         while not self._over.wait(self._pause):
@@ -54,6 +58,9 @@ class LongRun:
         self._over.set()
         self._thread.join()
         self.milter.__exit__(*unused)
+        with open(self._said, encoding="utf-8") as file:
+            said = file.read().splitlines()
+        check(self.reloads == 0 or set(said) == {"quzo: milter: loaded anew"}, f"the milter says {said[:5]}")
 
     def descriptors(self):
         return len(os.listdir(f"/proc/{self.milter.process.pid}/fd"))

@@ -39,6 +39,16 @@ void fillContext(MilterContext& context, Installation& installation,
     context.headerDeleteAll = settings.headerDeleteAll;
 }
 
+// Memory of large messages goes back to the system with them: by itself malloc stops doing so for a size that
+// it has seen once. And the threads of many connections share few heaps, since each keeps its gaps.
+void setUpMemory() {
+    const int cores = static_cast<int>(std::thread::hardware_concurrency()); // 0: not known
+    // NOLINTBEGIN(concurrency-mt-unsafe): no other thread is there yet
+    ::mallopt(M_MMAP_THRESHOLD, kOwnPages);
+    ::mallopt(M_ARENA_MAX, 2 * std::max(cores, 2));
+    // NOLINTEND(concurrency-mt-unsafe)
+}
+
 void waitForConnections() {
     const auto end = std::chrono::steady_clock::now() + kFarewell;
     while (MilterServer::connections() > 0 && std::chrono::steady_clock::now() < end) {
@@ -49,9 +59,7 @@ void waitForConnections() {
 } // namespace
 
 int runMilter(const MilterCommandOptions& options, Console& console) {
-    // Memory of large messages goes back to the system with them. By itself malloc stops doing so for a size
-    // that it has seen once.
-    ::mallopt(M_MMAP_THRESHOLD, kOwnPages);
+    setUpMemory();
     if (options.policyFile.empty()) {
         return console.err.say(Fault{kExitUsage, "milter", "there is no policy",
                                      "name one with -p FILE, and the settings with -c FILE"});
