@@ -24,7 +24,7 @@ for need in postfix:postfix initdb:postgresql-15 snmptrapd:snmptrapd python3:pyt
 done
 
 # Whatever happens, nothing stays: each server ends with this script, which waits for it.
-dir=$(mktemp -d /tmp/quzo-gateway.XXXXXX)
+dir=$(mktemp -d --tmpdir quzo-gateway.XXXXXX)
 started=()
 cleanup() {
     local pid

@@ -52,7 +52,7 @@ def main():
         return 77
     faults = [] if run.returncode == 0 and not run.stderr else [f"exit code {run.returncode}: {run.stderr}"]
     lines = run.stdout.splitlines()
-    folder = re.search(r"/tmp/quzo-gateway\.\w+", run.stdout).group()
+    folder = re.search(r"/\S*/quzo-gateway\.\w+", run.stdout).group()
     at = 0
     for fact in FACTS:
         rest = [number for number in range(at, len(lines)) if re.fullmatch(fact, lines[number])]
