@@ -37,7 +37,8 @@ void count(const ListedEntry& listed, std::int64_t now, QueueStatus& status) {
 
 } // namespace
 
-std::vector<QueueStatus> queueStatus(platform::Queues& queues, std::int64_t now, Faults& faults) {
+std::vector<QueueStatus> queueStatus(platform::Queues& queues, std::int64_t now, Faults& faults,
+                                     const std::function<bool()>& stopping) {
     std::vector<QueueStatus> out;
     for (const platform::QueueKind kind : platform::kQueueKinds) {
         const platform::QueueStore* store = queues.find(kind);
@@ -50,7 +51,7 @@ std::vector<QueueStatus> queueStatus(platform::Queues& queues, std::int64_t now,
             if (listed.state != platform::EntryState::Held) {
                 count(listed, now, status);
             }
-            return true;
+            return !stopping || !stopping();
         });
         if (error != kErrorNone) {
             faults.push_back({kExitInputOutput, platform::queueName(kind), "not all of it could be read",

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,8 +24,9 @@ struct QueueStatus {
 };
 
 // Of all queues that have a directory, in their usual order; one that does not exist yet is empty. `faults`
-// receives what could not be read.
-std::vector<QueueStatus> queueStatus(platform::Queues& queues, std::int64_t now, Faults& faults);
+// receives what could not be read. `stopping` may be null; when it says so, the rest is not looked at.
+std::vector<QueueStatus> queueStatus(platform::Queues& queues, std::int64_t now, Faults& faults,
+                                     const std::function<bool()>& stopping = nullptr);
 
 // A table with its head, for people, and one JSON object for each queue. `now` is in seconds since 1970.
 std::string statusText(const std::vector<QueueStatus>& queues, std::int64_t now);

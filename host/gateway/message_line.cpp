@@ -62,8 +62,8 @@ MessageLine::MessageLine(const MessageResult& result, const MessageFacts& facts)
       sender_(bounded(result.envelope.sender)),
       recipientCount_(result.envelope.recipients.size()),
       outcome_(outcomeName(result.scan.outcome)),
-      error_(result.scan.error ? bounded(result.scan.error->text) : std::string()),
-      milliseconds_(facts.milliseconds) {
+      error_(bounded(result.scan.error ? std::string_view(result.scan.error->text) : facts.error)),
+      milliseconds_(std::chrono::duration_cast<std::chrono::milliseconds>(facts.taken).count()) {
     if (result.message != nullptr) {
         bytes_ = result.message->original().size();
         msgu::getHeader(result.message->getRootEntity(), "Message-ID", messageId_);

@@ -1,6 +1,8 @@
-// The line that the log has of a message: what it was, what was done, how it ended.
+// The line that the log has of a message: what it was, what was done, how it ended. All programs that pass
+// messages through the policy write the same one.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -15,8 +17,11 @@ namespace quzo::host {
 
 // What the caller of passMessage() knows.
 struct MessageFacts {
-    std::string_view name;         // what the caller calls the message; may be empty
-    std::int64_t milliseconds = 0; // that it took
+    std::string_view name{};           // what the caller calls the message; may be empty
+    std::chrono::nanoseconds taken{0}; // by the message
+    // What went wrong behind the policy, so that the message is not where the outcome says; empty: nothing.
+    // What the policy itself reports comes first.
+    std::string_view error{};
 };
 
 // Texts are cut at kMostText bytes, and of long lists the first entries are told; the count of recipients is

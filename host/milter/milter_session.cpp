@@ -5,6 +5,7 @@
 #include "host/milter/milter_session.h"
 
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <unordered_set>
 #include <utility>
@@ -74,6 +75,9 @@ MilterVerdict MilterSession::guardedly(Work&& work) noexcept {
     } catch (const std::exception&) {
         mail_.reset();
         ActionLog::L1("A message is refused for now: out of memory.");
+        if (context_.watch != nullptr) {
+            context_.watch->outOfMemory();
+        }
         return {Kind::Later, "451", "4.3.0"};
     }
 }
@@ -141,6 +145,7 @@ MessageJob MilterSession::jobOf(const MailFacts& facts) {
     job.tokens.set(ScanToken::Protocol, "SMTP");
     if (trusted_ && !context_.rescanDaemonName.empty() && facts.daemonName == context_.rescanDaemonName) {
         job.trustMarks = true;
+        job.again = true; // what a notification attaches bears the marks, and loses them
         job.tokens.set(ScanToken::Reprocessed, "yes");
     }
     if (trusted_) {
@@ -175,12 +180,16 @@ MilterVerdict MilterSession::endOfMessage(MailEditor& editor, const MailFacts& f
         if (mail_ == nullptr) {
             return later("the end of a message that was not begun");
         }
+        const auto start = std::chrono::steady_clock::now();
         const std::shared_ptr<const Snapshot> snapshot = context_.snapshot();
         MessageJob job = jobOf(facts);
         const MessageResult result = passMessage(*snapshot, context_.queues, std::move(job));
         MilterVerdict verdict = verdictOn(result, mail_->bodyBegin(), editor);
-        if (context_.told) {
-            context_.told(result, verdict);
+        if (context_.watch != nullptr) {
+            context_.watch->judged(result, verdict,
+                                   {.name = facts.queueId,
+                                    .taken = std::chrono::steady_clock::now() - start,
+                                    .error = result.scan.goesOn() ? verdict.text : std::string_view()});
         }
         mail_.reset();
         return verdict;

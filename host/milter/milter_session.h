@@ -11,6 +11,7 @@
 #include "host/gateway/snapshot.h"
 #include "host/milter/mail_editor.h"
 #include "host/milter/milter_verdict.h"
+#include "host/milter/milter_watch.h"
 #include "host/milter/received_mail.h"
 #include "platform/queue/queues.h"
 
@@ -25,7 +26,7 @@ struct MilterContext {
     std::string headerVirusName{};  // fields of another scanner; empty: none
     std::string headerWholeMail{};
     std::string headerDeleteAll{};
-    std::function<void(const MessageResult&, const MilterVerdict&)> told; // of each message; may be null
+    MilterWatch* watch = nullptr; // told of each message; may be null
 };
 
 // What the server knows at the end of a message, by the names of its macros.

@@ -34,7 +34,7 @@ struct OutgoingWork::Attempt {
 };
 
 std::optional<platform::NextHop> OutgoingWork::hopOf(const QueueEntry& entry) const {
-    if (entry.route) {
+    if (entry.route && routes_ == Routes::Own) {
         return platform::NextHop{.host = entry.route->host, .port = entry.route->port};
     }
     return nextHop_;
@@ -73,7 +73,13 @@ void OutgoingWork::take(const SendResult& result, const std::vector<std::string>
                   [&](const std::string& recipient) { return served.contains(recipient); });
 }
 
-WorkDone OutgoingWork::work(QueueClaim& claim, std::int64_t now) {
+// The part of an entry that the server refuses goes out of the queue that the entry is in.
+int OutgoingWork::split(QueueClaim& claim, std::int64_t now) const {
+    return splitRefused(claim, *moves_.queues().find(claim.queue()), *moves_.queues().find(QueueKind::Failed),
+                        now);
+}
+
+WorkDone OutgoingWork::work(QueueClaim& claim, const std::string& sender, std::int64_t now) {
     Attempt attempt{claim.entry(), {}, false};
     if (attempt.entry.recipients.empty()) {
         return moves_.fail(claim, std::move(attempt.entry), "it has no recipients", now);
@@ -81,8 +87,7 @@ WorkDone OutgoingWork::work(QueueClaim& claim, std::int64_t now) {
     std::vector<std::string> open = notRefused(attempt.entry);
     if (!open.empty() && (!attempt.entry.refused.empty() || !attempt.entry.split.empty())) {
         // A former attempt was cut off; the number of this one tells its own part from the other.
-        if (const int error = splitRefused(claim, *moves_.queues().find(QueueKind::Outgoing),
-                                           *moves_.queues().find(QueueKind::Failed), now)) {
+        if (const int error = split(claim, now)) {
             return WorkDone::trouble(error);
         }
         attempt.entry = claim.entry();
@@ -92,7 +97,7 @@ WorkDone OutgoingWork::work(QueueClaim& claim, std::int64_t now) {
         return WorkDone::trouble(kErrorNotSupported);
     }
     attempt.entry.attempts += open.empty() ? 0 : 1;
-    SendJob job{*hop, attempt.entry.sender, {}, moves_.messageOf(claim)};
+    SendJob job{*hop, sender, {}, moves_.messageOf(claim)};
     for (std::size_t at = 0; at < open.size(); at += kTogether) {
         const std::size_t end = std::min(at + kTogether, open.size());
         job.recipients.assign(open.begin() + static_cast<std::ptrdiff_t>(at),
@@ -127,8 +132,7 @@ WorkDone OutgoingWork::finish(QueueClaim& claim, Attempt& attempt, std::int64_t 
     const bool some = !entry.refused.empty();
     WorkDone done = moves_.later(claim, std::move(entry), attempt.reason, now);
     if (some && done.kind == WorkDone::Kind::Later) {
-        if (const int error = splitRefused(claim, *moves_.queues().find(QueueKind::Outgoing),
-                                           *moves_.queues().find(QueueKind::Failed), now)) {
+        if (const int error = split(claim, now)) {
             return WorkDone::trouble(error);
         }
         done.text += " (others are refused: " + refusals + ")";

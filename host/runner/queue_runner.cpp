@@ -8,8 +8,8 @@
 
 #include "host/base/exit_code.h"
 #include "host/runner/postponed_work.h"
-#include "host/runner/scan_work.h"
 #include "platform/log/log_subject.h"
+#include "platform/queue/leaving_message.h"
 #include "quzo/core/error_text.h"
 #include "quzo/core/log.h"
 
@@ -60,7 +60,8 @@ struct QueueRunner::Due {
 QueueRunner::QueueRunner(Parts parts)
     : parts_(std::move(parts)),
       moves_(parts_.queues, parts_.plan),
-      outgoing_(moves_, parts_.sender, parts_.nextHop) {}
+      outgoing_(moves_, parts_.sender, parts_.nextHop),
+      rescan_(moves_, parts_.sender, parts_.rescanHop, OutgoingWork::Routes::None) {}
 
 const std::vector<QueueKind>& QueueRunner::queues() {
     static const std::vector<QueueKind> order = {QueueKind::Postponed, QueueKind::Scan, QueueKind::Outgoing};
@@ -164,11 +165,16 @@ int QueueRunner::workOn(QueueKind queue, QueueStore& store, const std::string& i
 WorkDone QueueRunner::work(QueueKind queue, QueueClaim& claim, std::int64_t now) {
     switch (queue) {
         case QueueKind::Scan:
-            return workScan(*parts_.snapshot(), moves_, claim, now);
+            // Another pass happens here, or where the mail server brings the message back with its marks.
+            return parts_.rescanHop ? rescan_.work(claim,
+                                                   platform::leavingSender(claim.entry().sender,
+                                                                           parts_.snapshot()->hostname()),
+                                                   now)
+                                    : workScan(*parts_.snapshot(), moves_, claim, now, parts_.scanned);
         case QueueKind::Postponed:
             return workPostponed(moves_, claim, now);
         default:
-            return outgoing_.work(claim, now);
+            return outgoing_.work(claim, claim.entry().sender, now);
     }
 }
 

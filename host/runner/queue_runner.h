@@ -16,6 +16,7 @@
 #include "host/runner/entry_moves.h"
 #include "host/runner/outgoing_work.h"
 #include "host/runner/retry_plan.h"
+#include "host/runner/scan_work.h"
 #include "platform/mta/smtp/mail_sender.h"
 #include "platform/queue/queues.h"
 
@@ -41,11 +42,14 @@ public:
         RetryPlan plan;
         std::optional<platform::NextHop>
             nextHop; // none: entries without a server of their own stay untouched
+        std::optional<platform::NextHop>
+            rescanHop; // the server that the scan queue goes to; none: it is passed through the policy here
         std::function<std::shared_ptr<const Snapshot>()> snapshot; // for the scan queue; asked for each entry
         std::function<bool()> stopping;                            // between two entries: whether to end
         // Told of each entry that was worked on, and of faults, each once; both may be null.
         std::function<void(platform::QueueKind, const std::string& id, const WorkDone&)> told;
         std::function<void(const Fault&)> say;
+        ScanTold scanned{}; // of each message that passed the policy again; may be null
     };
 
     explicit QueueRunner(Parts parts);
@@ -68,6 +72,7 @@ private:
     Parts parts_;
     EntryMoves moves_;
     OutgoingWork outgoing_;
+    OutgoingWork rescan_;
     std::set<std::string> said_; // faults, so that a runner that goes on for ever says each once
 };
 

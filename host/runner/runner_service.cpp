@@ -44,11 +44,14 @@ MaybeFault RunnerService::settingsFault(const Installation& installation, const 
         return Fault{kExitConfiguration, iniFile, "the settings name no directory for the queues",
                      "set spool in [platform], and name the settings with -c FILE"};
     }
-    if (platform.nextHop && !platform.nextHop->user.empty() &&
-        platform.tls != PlatformSettings::Tls::Require) {
-        return Fault{kExitConfiguration, iniFile,
-                     "next_hop has a password, and nothing makes sure of who would get it",
-                     "set tls = require in [platform]"};
+    const std::pair<const char*, std::optional<platform::NextHop>> hops[] = {
+        {"next_hop", platform.nextHop}, {"rescan_hop", installation.settings().milter().rescanHop}};
+    for (const auto& [key, hop] : hops) {
+        if (hop && !hop->user.empty() && platform.tls != PlatformSettings::Tls::Require) {
+            return Fault{kExitConfiguration, iniFile,
+                         std::string(key) + " has a password, and nothing makes sure of who would get it",
+                         "set tls = require in [platform]"};
+        }
     }
     return std::nullopt;
 }
@@ -62,10 +65,22 @@ RunnerService::RunnerService(Parts parts)
                .clock = parts_.clock,
                .plan = RetryPlan(parts_.installation.settings().runner()),
                .nextHop = parts_.installation.settings().platform().nextHop,
+               .rescanHop = parts_.installation.settings().milter().rescanHop,
                .snapshot = [this] { return parts_.installation.snapshot(); },
                .stopping = parts_.stopping,
                .told = parts_.told,
-               .say = parts_.say}) {}
+               .say = parts_.say,
+               .scanned = [this](const MessageResult& result,
+                                 const MessageFacts& facts) { logScanned(result, facts); }}) {}
+
+void RunnerService::logScanned(const MessageResult& result, const MessageFacts& facts) const {
+    if (const MessageLog* log = parts_.installation.messageLog()) {
+        log->tell(result, facts);
+    }
+    if (parts_.scanned) {
+        parts_.scanned(result, facts);
+    }
+}
 
 void RunnerService::tidy(bool start) {
     platform::Queues& queues = *parts_.installation.queues();

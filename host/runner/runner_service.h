@@ -14,7 +14,8 @@
 
 namespace quzo::host {
 
-// For one thread. References outlive it.
+// For one thread. References outlive it. What passes the policy again has its line in the installation's
+// message log.
 class RunnerService {
 public:
     struct Parts {
@@ -23,6 +24,7 @@ public:
         std::function<bool()> stopping; // between two entries: whether to end
         std::function<void(platform::QueueKind, const std::string& id, const WorkDone&)> told; // may be null
         std::function<void(const Fault&)> say; // each fault once
+        ScanTold scanned{};                    // of each message that passed the policy again; may be null
     };
 
     explicit RunnerService(Parts parts);
@@ -40,6 +42,7 @@ public:
 
 private:
     void sendSummaries();
+    void logScanned(const MessageResult& result, const MessageFacts& facts) const;
 
     Parts parts_;
     platform::SmtpSender sender_;

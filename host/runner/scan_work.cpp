@@ -1,6 +1,7 @@
 // See scan_work.h.
 #include "host/runner/scan_work.h"
 
+#include <chrono>
 #include <string>
 #include <utility>
 
@@ -61,20 +62,9 @@ WorkDone goOn(const Snapshot& snapshot, const EntryMoves& moves, platform::Queue
     return moves.send(claim, std::move(entry), platform::writerOf(mail.message), now);
 }
 
-} // namespace
-
-WorkDone workScan(const Snapshot& snapshot, const EntryMoves& moves, platform::QueueClaim& claim,
-                  std::int64_t now) {
-    QueueEntry entry = claim.entry();
-    ++entry.attempts;
-    if (entry.recipients.empty()) {
-        return moves.fail(claim, std::move(entry), "it has no recipients", now);
-    }
-    std::string bytes;
-    if (const int error = moves.queues().find(claim.queue())->readMessage(entry.id, entry.size, bytes)) {
-        return moves.later(claim, std::move(entry), std::string("the message: ") + KVMSGERR::I2A(error), now);
-    }
-    const MessageResult result = passMessage(snapshot, &moves.queues(), jobOf(entry, std::move(bytes)));
+// Brings the message of a pass to where it belongs by then.
+WorkDone settle(const Snapshot& snapshot, const EntryMoves& moves, platform::QueueClaim& claim,
+                QueueEntry entry, const MessageResult& result, std::int64_t now) {
     const std::string reason = result.scan.error ? result.scan.error->text : std::string();
     switch (result.scan.outcome) {
         case Outcome::Unchanged:
@@ -90,6 +80,30 @@ WorkDone workScan(const Snapshot& snapshot, const EntryMoves& moves, platform::Q
             break;
     }
     return moves.fail(claim, std::move(entry), reason, now);
+}
+
+} // namespace
+
+WorkDone workScan(const Snapshot& snapshot, const EntryMoves& moves, platform::QueueClaim& claim,
+                  std::int64_t now, const ScanTold& told) {
+    QueueEntry entry = claim.entry();
+    ++entry.attempts;
+    if (entry.recipients.empty()) {
+        return moves.fail(claim, std::move(entry), "it has no recipients", now);
+    }
+    std::string bytes;
+    if (const int error = moves.queues().find(claim.queue())->readMessage(entry.id, entry.size, bytes)) {
+        return moves.later(claim, std::move(entry), std::string("the message: ") + KVMSGERR::I2A(error), now);
+    }
+    const auto start = std::chrono::steady_clock::now();
+    MessageJob job = jobOf(entry, std::move(bytes));
+    const std::string name = job.name;
+    const MessageResult result = passMessage(snapshot, &moves.queues(), std::move(job));
+    WorkDone done = settle(snapshot, moves, claim, std::move(entry), result, now);
+    if (told) {
+        told(result, {.name = name, .taken = std::chrono::steady_clock::now() - start, .error = done.text});
+    }
+    return done;
 }
 
 } // namespace quzo::host

@@ -104,9 +104,12 @@ const std::vector<KnownKey>& knownKeys() {
         {kMilter, "control", KeyType::Milter, {}, {}, "milter.control in the spool"},
         {kMilter, "trusted_addresses", KeyType::Milter},
         {kMilter, "rescan_daemon_name", KeyType::Text},
+        {kMilter, "rescan_hop", KeyType::NextHop, {}, {}, {}, true},
         {kMilter, "header_virus_name", KeyType::Milter},
         {kMilter, "header_whole_mail", KeyType::Milter},
         {kMilter, "header_delete_all", KeyType::Milter},
+        {kMilter, "figures_address", KeyType::Milter},
+        {kMilter, "figures_file", KeyType::Path},
     };
     return keys;
 }

@@ -10,6 +10,7 @@
 #include "platform/base/host_name.h"
 #include "platform/base/numbers.h"
 #include "platform/base/visible_text.h"
+#include "platform/config/figures_settings.h"
 #include "platform/config/known_keys.h"
 #include "platform/message/values/field_text.h"
 
@@ -18,6 +19,8 @@ namespace {
 
 constexpr std::string_view kMilter = "milter";
 constexpr std::string_view kTrusted = "trusted_addresses";
+constexpr std::string_view kRescanName = "rescan_daemon_name";
+constexpr std::string_view kRescanHop = "rescan_hop";
 constexpr std::size_t kMostPath = sizeof(sockaddr_un::sun_path) - 1; // bytes
 constexpr std::size_t kMostShown = 64;                               // bytes of an entry in a fault
 
@@ -76,6 +79,12 @@ std::string expectedOfMilter(std::string_view key, std::string_view value) {
                                           : "unix:/absolute/path (107 bytes at most), inet:PORT@HOST or "
                                             "inet6:PORT@[ADDRESS]";
     }
+    if (key == "figures_address") {
+        return value.empty() || LoopbackPort::parse(value)
+                   ? ""
+                   : "127.0.0.1:PORT, which only this machine reaches; a proxy of yours may show it to "
+                     "others";
+    }
     if (key == "control") {
         return value.empty() || MilterSocket::parse("unix:" + std::string(value))
                    ? ""
@@ -96,7 +105,8 @@ MilterSettings readMilterSettings(const IniFile& file) {
         }
     });
     settings.control = valueOf(file, "control");
-    settings.rescanDaemonName = valueOf(file, "rescan_daemon_name");
+    settings.rescanDaemonName = valueOf(file, kRescanName);
+    settings.rescanHop = readNextHop(valueOf(file, kRescanHop));
     settings.headerVirusName = valueOf(file, "header_virus_name");
     settings.headerWholeMail = valueOf(file, "header_whole_mail");
     settings.headerDeleteAll = valueOf(file, "header_delete_all");
@@ -105,21 +115,28 @@ MilterSettings readMilterSettings(const IniFile& file) {
 
 Findings checkMilterSettings(const IniFile& file) {
     Findings findings;
-    const IniFile::Entry* trusted = file.find(kMilter, kTrusted);
-    if (trusted == nullptr) {
-        return findings;
+    const IniFile::Entry* hop = file.find(kMilter, kRescanHop);
+    if (hop != nullptr && !hop->value.empty() &&
+        (valueOf(file, kRescanName).empty() || valueOf(file, kTrusted).empty())) {
+        findings.push_back({Finding::Severity::Error,
+                            hop->line,
+                            {},
+                            "what is sent to rescan_hop would be judged as new mail, again and again",
+                            "set rescan_daemon_name and trusted_addresses as well"});
     }
-    forEachEntry(trusted->value, [&](std::string_view entry) {
-        if (!Network::parse(entry) && findings.size() < IniFile::kMaxProblems) {
-            findings.push_back(
-                {Finding::Severity::Error,
-                 trusted->line,
-                 {},
-                 quotedText(entry.substr(0, kMostShown)) + " of trusted_addresses is no network",
-                 "write address/bits with no bits behind the length, such as 127.0.0.0/8 "
-                 "or ::1/128"});
-        }
-    });
+    const IniFile::Entry* trusted = file.find(kMilter, kTrusted);
+    forEachEntry(trusted != nullptr ? std::string_view(trusted->value) : std::string_view(),
+                 [&](std::string_view entry) {
+                     if (!Network::parse(entry) && findings.size() < IniFile::kMaxProblems) {
+                         findings.push_back(
+                             {Finding::Severity::Error,
+                              trusted->line,
+                              {},
+                              quotedText(entry.substr(0, kMostShown)) + " of trusted_addresses is no network",
+                              "write address/bits with no bits behind the length, such as 127.0.0.0/8 "
+                              "or ::1/128"});
+                     }
+                 });
     return findings;
 }
 

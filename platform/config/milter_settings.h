@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "platform/base/network.h"
+#include "platform/base/next_hop.h"
 #include "platform/config/ini_file.h"
 
 namespace quzo::platform {
@@ -28,9 +29,10 @@ struct MilterSocket {
 
 struct MilterSettings {
     MilterSocket socket{MilterSocket::Family::Unix, "/run/quzo/milter.sock", 0};
-    std::string control;          // path of the socket for commands; empty: milter.control in the spool
-    Networks trustedAddresses;    // of clients whose marks and header fields are believed
-    std::string rescanDaemonName; // of the mail server's service that brings mail back; empty: none
+    std::string control;              // path of the socket for commands; empty: milter.control in the spool
+    Networks trustedAddresses;        // of clients whose marks and header fields are believed
+    std::string rescanDaemonName;     // of the mail server's service that brings mail back; empty: none
+    std::optional<NextHop> rescanHop; // where that service listens; none: nothing is sent there
     // Header fields by which another scanner tells what it found; empty: none.
     std::string headerVirusName;
     std::string headerWholeMail;
@@ -45,7 +47,8 @@ MilterSettings readMilterSettings(const IniFile& file);
 // What a value of the kind KeyType::Milter has to be; empty when it is that. Lists are checkMilterSettings's.
 std::string expectedOfMilter(std::string_view key, std::string_view value);
 
-// One error for each entry of trusted_addresses that is no network.
+// One error for each entry of trusted_addresses that is no network, and one for a rescan_hop whose mail would
+// come in as everybody's.
 Findings checkMilterSettings(const IniFile& file);
 
 } // namespace quzo::platform

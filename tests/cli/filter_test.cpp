@@ -128,6 +128,22 @@ TEST_F(Filter, PassesOnWhatThePolicyMadeOfMessageAndEnvelope) {
     }
 }
 
+TEST_F(Filter, TellsTheLogOfTheMessageAndWhereItIs) {
+    installation_.dir().write("log.ini", "[platform]\nspool = spool\nlog = log\nlog_messages = text\n");
+    installation_.rule(kTag);
+    const auto line = [&] {
+        std::string text = made("log");
+        fs::remove(installation_.dir().path("log"));
+        return text.substr(text.find("message: "));
+    };
+    const Words envelope = {"-f", "a@a", "--", "b@b"};
+    EXPECT_EQ(filter(envelope, kMail, {"-c", "log.ini"}).exitCode, 0);
+    EXPECT_THAT(line(), testing::ContainsRegex("from=a@a to=b@b .*outcome=modified error=\"\" ms="));
+    installation_.dir().write("how", "exit 1");
+    EXPECT_EQ(filter(envelope, kMail, {"-c", "log.ini", "--sendmail", "./sendmail"}).exitCode, 75);
+    EXPECT_THAT(line(), testing::ContainsRegex("outcome=modified error=\"ended with 1: 5.1.1"));
+}
+
 TEST_F(Filter, WhatAnActionTookIsTaken) {
     const struct {
         const char* actions;

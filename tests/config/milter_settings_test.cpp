@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/config/figures_settings.h"
 #include "platform/config/quzo_settings.h"
 
 namespace {
@@ -59,16 +60,35 @@ TEST(MilterSocket, HasThreeForms) {
     EXPECT_TRUE(MilterSocket::parse("unix:/" + std::string(106, 'p')));
 }
 
+TEST(FiguresSettings, TakeNoAddressThatOthersReach) {
+    IniSettings settings;
+    ASSERT_TRUE(settings.parse("[milter]\nfigures_address = 127.0.1.1:65535\nfigures_file = /q.prom\n"));
+    EXPECT_THAT(settings.check(), IsEmpty());
+    const FiguresSettings read = readFiguresSettings(settings);
+    EXPECT_EQ(read.address, (LoopbackPort{"127.0.1.1", 65535}));
+    EXPECT_EQ(read.file, "/q.prom");
+    for (const char* bad : {"0.0.0.0:80", "10.0.0.1:80", "localhost:80", ":80", "80", "127.0.0.1",
+                            "127.0.0.1:", "127.0.0.1:0", "127.0.0.1:65536", "127.0.0.1:80,0.0.0.0:80",
+                            "127.0.0.1:80s", "::1:80", "[::1]:80", "127.1:80", "127.0.0.1/8:80"}) {
+        ASSERT_TRUE(settings.parse(std::string("[milter]\nfigures_address = ") + bad + "\n"));
+        ASSERT_EQ(settings.check().size(), 1U) << bad;
+        EXPECT_THAT(settings.check()[0].remedy, HasSubstr("write 127.0.0.1:PORT")) << bad;
+        EXPECT_FALSE(readFiguresSettings(settings).address) << bad;
+    }
+}
+
 TEST(MilterSettings, AreReadAndChecked) {
     IniSettings settings;
-    ASSERT_TRUE(settings.parse(
-        "[milter]\nsocket = inet:8891@127.0.0.1\n"
-        "trusted_addresses = 127.0.0.0/8 ,::1,\nrescan_daemon_name = back\n"
-        "header_virus_name = X-Virus\nheader_whole_mail = X-Whole\nheader_delete_all = X-All\n"));
+    ASSERT_TRUE(
+        settings.parse("[milter]\nsocket = inet:8891@127.0.0.1\n"
+                       "trusted_addresses = 127.0.0.0/8 ,::1,\nrescan_daemon_name = back\n"
+                       "rescan_hop = smtp://127.0.0.1:10027\nheader_virus_name = X-Virus\nheader_whole_mail "
+                       "= X-Whole\nheader_delete_all = X-All\n"));
     EXPECT_THAT(settings.check(), IsEmpty());
     const MilterSettings read = settings.milter();
     EXPECT_EQ(read.socket.port, 8891);
     EXPECT_EQ(read.trustedAddresses, (Networks{*Network::parse("127.0.0.0/8"), *Network::parse("::1/128")}));
+    EXPECT_EQ(read.rescanHop, readNextHop("smtp://127.0.0.1:10027"));
     EXPECT_THAT((std::vector{read.rescanDaemonName, read.headerVirusName, read.headerWholeMail,
                              read.headerDeleteAll}),
                 ElementsAre("back", "X-Virus", "X-Whole", "X-All"));
@@ -76,7 +96,7 @@ TEST(MilterSettings, AreReadAndChecked) {
     settings.parse(
         "[milter]\nsocket = unix:m.sock\ntrusted_addresses = 10.0.0.1/8, ::1, x\xFF"
         "y, ,10.0.0.0/8\n"
-        "header_virus_name = X Virus\nheader_whole_mail = X:\nheader_delete_al = X\n");
+        "header_virus_name = X Virus\nheader_whole_mail = X:\nheader_delete_al = X\nrescan_hop = smtp://h\n");
     std::vector<std::string> found;
     for (const Finding& finding : settings.check()) {
         found.push_back(std::to_string(finding.line) + ": " + finding.problem + ": " + finding.remedy);
@@ -89,8 +109,10 @@ TEST(MilterSettings, AreReadAndChecked) {
                     HasSubstr("3: '' of trusted_addresses is no network"),
                     HasSubstr("4: the value 'X Virus' of header_virus_name cannot be used"),
                     HasSubstr("5: the value 'X:' of header_whole_mail"),
-                    HasSubstr("6: nobody reads the key 'header_delete_al'")));
+                    HasSubstr("6: nobody reads the key 'header_delete_al'"),
+                    HasSubstr("7: what is sent to rescan_hop would be judged as new mail")));
     MilterSettings usual;
+    usual.rescanHop = readNextHop("smtp://h");
     usual.trustedAddresses = {*Network::parse("::1"), *Network::parse("10.0.0.0/8")};
     EXPECT_EQ(settings.milter(), usual);
 }

@@ -17,6 +17,7 @@ import tempfile
 import time
 
 from installation import FAULTS, Installation, as_mail, attached, check
+from trap_receiver import TrapReceiver, free_port, text_of
 
 os.environ["PATH"] += ":/usr/sbin"
 try:
@@ -89,12 +90,6 @@ class Keeper:
         return "250 kept"
 
 
-def free_port(kind=socket.SOCK_STREAM):
-    with socket.socket(socket.AF_INET, kind) as listener:
-        listener.bind(("127.0.0.1", 0))
-        return listener.getsockname()[1]
-
-
 def wait_until(holds):
     for _ in range(600):
         if holds():
@@ -125,20 +120,6 @@ def start_sink(folder):
     return sink, port
 
 
-def start_trap_receiver(folder, community):
-    """snmptrapd, its port, and the file that it writes."""
-    os.makedirs(folder)
-    with open(os.path.join(folder, "conf"), "w", encoding="ascii") as file:
-        file.write(f"authCommunity log {community}\n")
-    port, log = free_port(socket.SOCK_DGRAM), os.path.join(folder, "traps")
-    receiver = subprocess.Popen(
-        ["snmptrapd", "-f", "-C", "-c", "conf", "-n", "-On", "-Ox", "-Lf", log, "-F", "%P|%N|%w|%q|%v|END\n",
-         f"udp:127.0.0.1:{port}"], cwd=folder,
-        env={**os.environ, "SNMP_PERSISTENT_DIR": os.path.join(folder, "state"), "MIBS": ""})
-    wait_until(lambda: b"NET-SNMP" in read(log))
-    return receiver, port, log
-
-
 def check_traps(version, traps):
     """Community, enterprise, generic and specific type, and the texts, as snmptrapd tells them."""
     types = ((1, 0, ".1.3.6.1.6.3.1.1.5.2"), (6, 4711, ENTERPRISE + ".0.4711"))
@@ -151,8 +132,7 @@ def check_traps(version, traps):
             check([enterprise, *numbers] == wanted, f"{trap}, in place of {wanted}")
         else:
             check(f".1.3.6.1.6.3.1.1.4.1.0 = OID: {identifier}\t" in values, trap)
-        name, _, octets = values.split("\t")[-1].partition(" = Hex-STRING: ")
-        check(name == ENTERPRISE + ".1.1.0" and bytes.fromhex(octets) == text.encode(), f"{trap}, in place of {text}")
+        check(text_of(trap) == (ENTERPRISE + ".1.1.0", text.encode()), f"{trap}, in place of {text}")
 
 
 def check_mails(received, installation):
@@ -198,34 +178,34 @@ def test_version(program, folder, version):
     server = Controller(keeper, hostname="127.0.0.1", port=free_port())
     server.start()
     sink, sink_port = start_sink(os.path.join(folder, "dump"))
-    traps, trap_port, trap_log = start_trap_receiver(os.path.join(folder, "traps"), "s3cret")
+    receiver = TrapReceiver(os.path.join(folder, "traps"), "s3cret")
     hour = 10 - time.gmtime().tm_hour  # of a zone in which it is ten now, so that 23:00 is still to come
     installation = Installation(
         program, os.path.join(folder, "quzo"), OBJECTS, rules(sink_port), port=server.port,
-        settings=f"[General-Notification]\nSNMPServer = 127.0.0.1:{trap_port}\nCommunity = s3cret\n"
+        settings=f"[General-Notification]\nSNMPServer = 127.0.0.1:{receiver.port}\nCommunity = s3cret\n"
                  f"[snmp]\nversion = {version}\n", environment={"TZ": f"HERE{-hour:+d}"})
-    try:
-        for name, text in MAILS.items():
-            installation.put(name, text)
-        outcomes = {name: one["outcome"] for name, one in installation.apply().items()}
-        check(outcomes == {"plain": "unchanged", "tool": "modified", "night": "consumed", "other": "consumed",
-                           "again": "consumed", "forged": "consumed"}, f"outcomes: {outcomes}")
-        waiting = installation.waiting()
-        check(waiting == {"scan": 10, "outgoing": 2, "postponed": 1}, f"before the run: {waiting}")
-        for left in ({"scan": 2, "postponed": 1}, {"postponed": 1}, {"postponed": 1}):
-            installation.run_queues()
+    with receiver:
+        try:
+            for name, text in MAILS.items():
+                installation.put(name, text)
+            outcomes = {name: one["outcome"] for name, one in installation.apply().items()}
+            check(outcomes == {"plain": "unchanged", "tool": "modified", "night": "consumed", "other": "consumed",
+                               "again": "consumed", "forged": "consumed"}, f"outcomes: {outcomes}")
             waiting = installation.waiting()
-            check(waiting == left, f"after a run: {waiting}")
-        wait_until(lambda: read(trap_log).count(b"|END") >= 2)
-        check_mails(keeper.received, installation)
-        installation.check_log()
-    finally:
-        server.stop(no_assert=True)
-        for process in (sink, traps):
-            process.terminate()
-            process.wait(60)
+            check(waiting == {"scan": 10, "outgoing": 2, "postponed": 1}, f"before the run: {waiting}")
+            for left in ({"scan": 2, "postponed": 1}, {"postponed": 1}, {"postponed": 1}):
+                installation.run_queues()
+                waiting = installation.waiting()
+                check(waiting == left, f"after a run: {waiting}")
+            traps = receiver.traps(2)
+            check_mails(keeper.received, installation)
+            installation.check_log()
+        finally:
+            server.stop(no_assert=True)
+            sink.terminate()
+            sink.wait(60)
     check_sink(os.path.join(folder, "dump"))
-    check_traps(version, re.findall(r"(?s)(TRAP.*?)\|END", read(trap_log).decode("ascii", "replace")))
+    check_traps(version, traps)
 
 
 def main():

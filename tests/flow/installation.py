@@ -6,7 +6,7 @@ import re
 import subprocess
 
 LOG_LINE = re.compile(rb"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d\d:\d\d \[\d+\] "
-                      rb"(error|notice|detail): [^\x00-\x1F]*")
+                      rb"(error|notice|detail|message): [^\x00-\x1F]*")
 FAULTS = []
 
 
@@ -40,8 +40,8 @@ def attached(content):
 class Installation:
     """Settings, named objects {kind: {name: fields}} and rules, each (name, conditions, actions)."""
 
-    def __init__(self, program, folder, objects, rules, *, port=9, platform="", settings="", environment=None,
-                 store="sqlite3://objects.db"):
+    def __init__(self, program, folder, objects, rules, *, port=9, store="sqlite3://objects.db", platform="",
+                 settings="", defaults=None, environment=None):
         self.program, self.folder = program, folder
         self.environment = dict(os.environ, **(environment or {}))
         os.makedirs(os.path.join(folder, "in"))
@@ -51,7 +51,8 @@ class Installation:
         self.write("objects.toml", "".join(
             f"[{kind}.{toml(name)}]\n" + "".join(f"{key} = {toml(value)}\n" for key, value in fields.items())
             for kind, named in objects.items() for name, fields in named.items()))
-        self.write("policy.toml", "".join(
+        heading = "[defaults]\n" + "".join(f"{key} = {toml(value)}\n" for key, value in (defaults or {}).items())
+        self.write("policy.toml", heading + "".join(
             f"[[rule]]\nid = {number}\nname = {toml(name)}\nwhen = {toml(when)}\nactions = {toml(actions)}\n"
             for number, (name, when, actions) in enumerate(rules, 10)))
         self.quzo("object", "import", "objects.toml", "-c", "quzo.ini")
@@ -69,6 +70,10 @@ class Installation:
                              text=True, timeout=540, check=False)
         check(run.returncode == wanted, f"{arguments[:8]}: exit code {run.returncode}: {run.stdout}{run.stderr}")
         return run.stdout
+
+    def quzo_bytes(self, *arguments):
+        return subprocess.run([self.program, *arguments], cwd=self.folder, env=self.environment, capture_output=True,
+                              timeout=540, check=True).stdout
 
     def apply(self, *arguments, wanted=0):
         """Applies the policy to what was put; the reports by the names of the messages."""

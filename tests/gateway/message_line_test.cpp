@@ -29,7 +29,7 @@ TEST(MessageLine, HasWhatHappened) {
     result.scan.outcome = Outcome::Consumed;
     result.scan.rules = {{10, "Ten", {{"tag-subject", true}, {"notify", false}, {"delete", true, true}}},
                          {20, "Twenty", {{"bcc", false, false, true}}}};
-    const MessageLine line(result, {.name = "in/a b.eml", .milliseconds = 12});
+    const MessageLine line(result, {.name = "in/a b.eml", .taken = std::chrono::microseconds(12999)});
     EXPECT_EQ(line.text(),
               "id=7K2Q file=\"in/a b.eml\" message_id=<1@a> from=a@a.example "
               "to=\"b@b.example,\\\"x y\\\"@c.example\" recipients=2 size=35 rules=10,20 "
@@ -48,6 +48,11 @@ TEST(MessageLine, HasWhatHappened) {
         none.text(),
         "id=\"\" file=\"\" message_id=\"\" from=\"\" to=\"\" recipients=0 size=0 rules=\"\" actions=\"\" "
         "failed=\"\" outcome=failed error=\"is no mail\" ms=0");
+
+    // What went wrong behind the policy does not hide what the policy says.
+    EXPECT_THAT(MessageLine(unread, {.error = "later"}).text(), HasSubstr("error=\"is no mail\""));
+    unread.scan = {};
+    EXPECT_THAT(MessageLine(unread, {.error = "later"}).text(), HasSubstr("outcome=unchanged error=later "));
 }
 
 TEST(MessageLine, QuotesSoThatAValueCannotLookLikeAField) {
@@ -83,7 +88,7 @@ TEST(MessageLine, OfAHostileMessageIsOneBoundedLine) {
     result.envelope.recipients.assign(5000, much);
     result.scan.error = ScanError{1, much};
     result.scan.rules.assign(1000, {7, much, std::vector<ActionResult>(100, {"notify", false})});
-    const MessageLine line(result, {.name = much, .milliseconds = 1});
+    const MessageLine line(result, {.name = much, .error = much});
     constexpr std::size_t kMost = 64 * 1024;
 
     const quzo::test::TemporaryDirectory dir;
@@ -99,7 +104,7 @@ TEST(MessageLine, OfAHostileMessageIsOneBoundedLine) {
         std::string problem;
         const auto log = platform::FileLog::open(file, 0, problem);
         ASSERT_NE(log, nullptr) << problem;
-        MessageLog(*log, form).tell(result, {.name = much, .milliseconds = 1});
+        MessageLog(*log, form).tell(result, {.name = much, .error = much});
         const std::string written = quzo::test::readFile(file);
         EXPECT_EQ(std::count(written.begin(), written.end(), '\n'), 1);
         EXPECT_THAT(written, testing::EndsWith("] message: " + text + "\n"));

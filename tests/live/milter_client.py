@@ -24,7 +24,7 @@ def strings(*texts):
 class MilterClient:
     """One connection to the unix socket at `path`; ends with its block. Nothing waits longer than `timeout` seconds."""
 
-    def __init__(self, path, steps=NO_REPLIES, timeout=60):
+    def __init__(self, path, steps=NO_REPLIES, timeout=300):
         self._socket = socket.socket(socket.AF_UNIX)
         self._socket.settimeout(timeout)
         self._socket.connect(path)

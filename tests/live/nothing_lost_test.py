@@ -151,7 +151,7 @@ class Trouble:
         self.kill()
         check(not self._milter.start() and self._milter.process.returncode != 0, "a milter starts without its objects")
         self._database.start()
-        check(self._milter.start(), "the milter does not start when the store is back")
+        check(wait_until(self._milter.start), "the milter does not start when the store is back")
 
     def with_full_disk(self):
         if self._spool is None:

@@ -1,7 +1,7 @@
 """A Postfix of our own in a folder, on ports of 127.0.0.1, for tests of live mail.
 
-It ends with its block, and by itself after a while in any case. Only root can start one, and everybody has to be able to
-enter the folders above."""
+It ends with its block, and by itself after a while in any case. Only root can start one, and everybody has to be able
+to enter the folders above."""
 import json
 import os
 import re
@@ -32,6 +32,7 @@ discard unix - - n - - discard
 anvil unix - - n - 1 anvil
 scache unix - - n - 1 scache
 """
+QUEUES = "active bounce corrupt defer deferred flush hold incoming private saved trace".split()
 
 
 def missing():
@@ -67,14 +68,17 @@ class Postfix:
     """Runs inside its block; mail comes in at `port` and all of it goes to the port `relay`. `options` are lines of
     main.cf, `services` those of master.cf, `door` what stands behind smtpd in the line of the front door."""
 
-    def __init__(self, folder, relay, options="", services="", *, door="", seconds=600):
+    def __init__(self, folder, relay, options="", services="", *, door="", seconds=600, environment=None):
         self.folder, self.port, self._seconds, self._process = folder, free_port(), seconds, None
         self.etc, self.log = os.path.join(folder, "etc"), os.path.join(folder, "log", "mail.log")
-        self.environment = dict(os.environ, MAIL_CONFIG=self.etc)
-        for name in ("etc", "queue", "log", "data"):
+        self.environment = dict(environment or os.environ, MAIL_CONFIG=self.etc)
+        for name in ("etc", "log", "queue/pid"):
             os.makedirs(os.path.join(folder, name), mode=0o755)
-        os.chmod(os.path.join(folder, "data"), 0o700)
-        shutil.chown(os.path.join(folder, "data"), "postfix")
+        for name, mode in (("data", 0o700), ("queue/public", 0o710), ("queue/maildrop", 0o730),
+                           *((f"queue/{one}", 0o700) for one in QUEUES)):
+            os.makedirs(os.path.join(folder, name))
+            os.chmod(os.path.join(folder, name), mode)
+            shutil.chown(os.path.join(folder, name), "postfix", None if mode == 0o700 else "postdrop")
         main = {
             "compatibility_level": "3.6", "config_directory": self.etc, "queue_directory": f"{folder}/queue",
             "data_directory": f"{folder}/data", "mail_owner": "postfix", "setgid_group": "postdrop",
@@ -99,12 +103,11 @@ class Postfix:
         return subprocess.run(command, env=self.environment, capture_output=True, text=True, timeout=60, check=False)
 
     def __enter__(self):
-        checked = self.run("postfix", "check")  # makes what is missing below the folder
         master = os.path.join(self.run("postconf", "-h", "daemon_directory").stdout.strip(), "master")
         self._process = subprocess.Popen([master, "-c", self.etc, "-e", str(self._seconds)], env=self.environment)
         if not wait_until(lambda: all(map(listens, self._ports))):
             self.__exit__()
-            raise RuntimeError(f"Postfix does not start: {checked.stdout}{checked.stderr}{self.log_text()}")
+            raise RuntimeError(f"Postfix does not start: {self.log_text()}")
         return self
 
     def __exit__(self, *_):

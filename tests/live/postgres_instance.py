@@ -1,16 +1,14 @@
-"""A PostgreSQL of our own in a folder, on a port of 127.0.0.1, that can be stopped and started again.
-
-It ends with its block, and by itself after a while in any case. The user postgres owns it: root must not."""
+"""A private PostgreSQL in a folder, for tests of live mail. It listens on 127.0.0.1 and ends with its block."""
 import glob
 import os
-import pwd
 import shutil
-import signal
+import socket
 import subprocess
 
-from postfix_instance import free_port, listens, wait_until
+from postfix_instance import free_port, wait_until
 
-PROGRAMS = sorted(glob.glob("/usr/lib/postgresql/*/bin"))
+PROGRAMS = sorted(glob.glob("/usr/lib/postgresql/*/bin/postgres"))
+USER = "postgres" if os.geteuid() == 0 else None  # it refuses to be root's
 
 
 def missing():
@@ -19,34 +17,38 @@ def missing():
 
 
 class Postgres:
-    """`store` is what quzo.ini calls it. Inside its block it runs unless it was stopped."""
+    """Runs inside its block, where it can be stopped and started again. `store` names it as settings do."""
 
-    def __init__(self, folder, seconds=900):
-        self._folder, self._port, self._seconds, self._process = folder, free_port(), seconds, None
-        self.store = f"postgresql://owner@127.0.0.1:{self._port}/postgres"
+    def __init__(self, folder):
+        self._data, self._port = os.path.join(folder, "data"), free_port()
+        self._log = os.path.join(folder, "log")
+        self.store = f"postgresql://owner@127.0.0.1:{self._port}/postgres?connect_timeout=5"
         os.makedirs(folder)
-        shutil.chown(folder, "postgres")
-        self._user = {"user": "postgres", "group": pwd.getpwnam("postgres").pw_gid, "extra_groups": [], "cwd": folder}
-        subprocess.run([f"{PROGRAMS[-1]}/initdb", "-D", f"{folder}/data", "-U", "owner", "-E", "UTF8",
-                        "--locale=C.UTF-8", "-A", "trust", "--no-sync"], check=True, capture_output=True, **self._user)
+        if USER:
+            shutil.chown(folder, USER)
+        self._folder, self._process = folder, None
+        initdb = os.path.join(os.path.dirname(PROGRAMS[-1]), "initdb")
+        self._run([initdb, "-D", self._data, "-U", "owner", "-E", "UTF8",
+                   "--locale=C.UTF-8", "-A", "trust", "--no-sync"]).wait(120)
 
-    def start(self):
-        with open(f"{self._folder}/log", "ab") as log:
-            self._process = subprocess.Popen(
-                ["timeout", "-k", "5", str(self._seconds), f"{PROGRAMS[-1]}/postgres", "-D", f"{self._folder}/data",
-                 "-k", "", "-p", str(self._port), "-c", "listen_addresses=127.0.0.1", "-c", "fsync=off"],
-                stdout=log, stderr=log, **self._user)
-        if not wait_until(lambda: listens(self._port) and self._answers()):
-            raise RuntimeError("PostgreSQL does not start")
+    def _run(self, command):
+        with open(self._log, "ab") as log:
+            return subprocess.Popen(command, cwd=self._folder, user=USER, stdout=log, stderr=log)
 
     def _answers(self):
-        return subprocess.run([f"{PROGRAMS[-1]}/pg_isready", "-q", "-h", "127.0.0.1", "-p", str(self._port)],
-                              check=False).returncode == 0
+        with socket.socket() as client:
+            return client.connect_ex(("127.0.0.1", self._port)) == 0
+
+    def start(self):
+        self._process = self._run([PROGRAMS[-1], "-D", self._data, "-k", self._folder, "-p", str(self._port), "-c",
+                                   "listen_addresses=127.0.0.1", "-c", "fsync=off"])
+        if not wait_until(lambda: self._answers() or self._process.poll() is not None) or self._process.poll():
+            with open(self._log, encoding="utf-8", errors="replace") as log:
+                raise RuntimeError(f"PostgreSQL does not start: {log.read()}")
 
     def stop(self):
-        """Connections are cut."""
-        if self._process.poll() is None:
-            self._process.send_signal(signal.SIGINT)
+        """At once: whoever is connected loses it."""
+        self._process.send_signal(2)
         self._process.wait(60)
 
     def __enter__(self):

@@ -39,6 +39,21 @@ private:
     }
 };
 
+// Notes what it is told, "QUEUEID modified accept: ERROR".
+class NotingWatch : public MilterWatch {
+public:
+    void judged(const MessageResult& result, const MilterVerdict& verdict,
+                const MessageFacts& facts) noexcept override {
+        static constexpr const char* kKinds[] = {"go on", "accept", "discard", "later", "refuse"};
+        EXPECT_GT(facts.taken.count(), 0);
+        notes.push_back(std::string(facts.name) + " " + outcomeName(result.scan.outcome) + " " +
+                        kKinds[static_cast<int>(verdict.kind)] + ": " + std::string(facts.error));
+    }
+    void outOfMemory() noexcept override { notes.emplace_back("out of memory"); }
+
+    Strings notes;
+};
+
 class SessionTest : public ::testing::Test {
 protected:
     SessionTest() {
@@ -73,6 +88,7 @@ actions = [{ type = "tag-subject", tag = "[virus] " }]
         context.isTrusted = [](std::string_view address) { return address == "127.0.0.1"; };
         context.headerVirusName = "X-Virus";
         context.rescanDaemonName = "again";
+        context.watch = &watch;
     }
 
     // The header comes as "Name:value|Name:value".
@@ -105,6 +121,7 @@ actions = [{ type = "tag-subject", tag = "[virus] " }]
     Installation installation;
     MilterContext context;
     NotingEditor editor;
+    NotingWatch watch;
 };
 
 TEST_F(SessionTest, EachOutcomeIsOneAnswer) {
@@ -201,6 +218,24 @@ TEST_F(SessionTest, WhatGoesWrongIsTriedAgain) {
     MilterSession session(context);
     EXPECT_EQ(session.body("x").kind, Kind::Later) << "without a sender";
     EXPECT_EQ(session.endOfMessage(editor, {}).kind, Kind::Later);
+    // The first was judged well, and is not where that would have brought it. The policy's own errors are in
+    // the result.
+    EXPECT_THAT(watch.notes, ElementsAre("QUEUEID modified later: the mail server did not take the changes",
+                                         "QUEUEID deferred later: "));
+}
+
+TEST_F(SessionTest, WhatHasNoMemoryIsTold) {
+    context.snapshot = [this]() -> std::shared_ptr<const Snapshot> {
+        if (watch.notes.empty()) {
+            throw std::bad_alloc();
+        }
+        return installation.snapshot();
+    };
+    MilterSession session(context);
+    EXPECT_EQ(session.sender("<a@x>", {}).kind, Kind::Later);
+    EXPECT_THAT(watch.notes, ElementsAre("out of memory"));
+    EXPECT_EQ(pass("Subject: s\n", "").kind, Kind::Accept);
+    EXPECT_THAT(watch.notes, ElementsAre("out of memory", "QUEUEID unchanged accept: "));
 }
 
 TEST_F(SessionTest, OnlyTrustedClientsTellOfViruses) {

@@ -33,6 +33,7 @@ public:
     platform::SendResult send(const platform::SendJob& job) override {
         ++transactions;
         hops.push_back(job.hop);
+        senders.push_back(job.sender);
         platform::SendResult result;
         result.unreachable = unreachable;
         std::string message;
@@ -59,6 +60,7 @@ public:
     int transactions = 0;
     std::size_t largest = 0; // recipients of a transaction
     std::vector<platform::NextHop> hops;
+    std::vector<std::string> senders;
     std::map<std::string, int> served;
     std::map<std::string, std::string> messages;
 };
@@ -82,6 +84,7 @@ protected:
                             .clock = clock_,
                             .plan = RetryPlan(settings_),
                             .nextHop = nextHop_,
+                            .rescanHop = std::nullopt,
                             .snapshot = nullptr,
                             .stopping = nullptr,
                             .told = nullptr,

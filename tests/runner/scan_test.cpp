@@ -52,15 +52,21 @@ protected:
 
     RunFigures scan() {
         RunFigures figures;
-        QueueRunner runner({.queues = queues_,
-                            .sender = sender_,
-                            .clock = clock_,
-                            .plan = RetryPlan(settings_),
-                            .nextHop = nextHop_,
-                            .snapshot = [this] { return installation_.snapshot(); },
-                            .stopping = nullptr,
-                            .told = nullptr,
-                            .say = nullptr});
+        QueueRunner runner(
+            {.queues = queues_,
+             .sender = sender_,
+             .clock = clock_,
+             .plan = RetryPlan(settings_),
+             .nextHop = nextHop_,
+             .rescanHop = rescanHop_,
+             .snapshot = [this] { return installation_.snapshot(); },
+             .stopping = nullptr,
+             .told = nullptr,
+             .say = nullptr,
+             .scanned =
+                 [this](const MessageResult& result, const MessageFacts& facts) {
+                     lines_.push_back(MessageLine(result, {facts.name, {}, facts.error}).text());
+                 }});
         runner.run(QueueKind::Scan, figures);
         return figures;
     }
@@ -71,9 +77,31 @@ protected:
         return whole.empty() ? std::string() : whole.begin()->second;
     }
 
+    std::optional<platform::NextHop> rescanHop_;
     quzo::test::TemporaryDirectory dir_;
     Installation installation_;
+    std::vector<std::string> lines_; // of the log
 };
+
+TEST_F(ScanTest, EachPassIsTold) {
+    put(QueueKind::Scan, entryFor("AA", {"a@x"}), "Subject: hold\n\nx\n");
+    put(QueueKind::Scan, entryFor("BB", {"b@x"}), "Subject: b\n\nx\n");
+    put(QueueKind::Scan, entryFor("CC", {}), "Subject: c\n\nx\n"); // fails before the policy sees it
+    scan();
+    ASSERT_EQ(lines_.size(), 2U);
+    EXPECT_THAT(lines_[0], testing::ContainsRegex("file=scan/AA .* outcome=consumed error=\"\" "));
+    EXPECT_THAT(lines_[1], testing::ContainsRegex("file=scan/BB .* actions=tag-subject .* outcome=modified"));
+
+    // The outgoing queue does not take it: it was judged, and is not gone.
+    std::filesystem::remove_all(root_ + "/spool/outgoing");
+    std::ofstream(root_ + "/spool/outgoing") << "no directory";
+    put(QueueKind::Scan, entryFor("DD", {"d@x"}), "Subject: d\n\nx\n");
+    lines_.clear();
+    scan();
+    ASSERT_EQ(lines_.size(), 1U);
+    EXPECT_THAT(lines_[0], HasSubstr("outcome=modified"));
+    EXPECT_THAT(lines_[0], Not(HasSubstr("error=\"\"")));
+}
 
 TEST_F(ScanTest, RulesOfTheMarkAreSkippedAndWhatGoesOnIsInTheOutgoingQueue) {
     QueueEntry entry = entryFor("AA", {"a@x", "b@x"});
@@ -136,6 +164,25 @@ TEST_F(ScanTest, WhatCannotBeHandledWaitsAndIsGivenUp) {
     EXPECT_EQ(scan().failed, 1U);
     EXPECT_EQ(people(QueueKind::Failed), "a@x,a@x");
     EXPECT_EQ(people(QueueKind::Outgoing), "");
+}
+
+// With a server that brings mail back nothing is judged here: the marks go with the message.
+TEST_F(ScanTest, WithAServerForItTheQueueGoesThereAsItIs) {
+    rescanHop_ = platform::NextHop{.host = "back.example", .port = 10027};
+    sender_.answers = {{"b@x", {Fate::Refused, "550 no"}}, {"c@x", {Fate::Later, "451 wait"}}};
+    const std::string marked =
+        "Subject: hold\nX-quzo-reprocess-rules: 10\nX-quzo-reprocess-type: readdress\n\nx\n";
+    QueueEntry entry = entryFor("AA", {"a@x", "b@x", "c@x"});
+    entry.sender = "QUZO";
+    entry.route = platform::QueueRoute{"other.example", 2525};
+    put(QueueKind::Scan, entry, marked);
+    EXPECT_EQ(scan().later, 1U);
+    EXPECT_THAT(sender_.hops, testing::ElementsAre(*rescanHop_));
+    EXPECT_THAT(sender_.senders, testing::ElementsAre(testing::StartsWith("QUZO@")));
+    EXPECT_EQ(sender_.messages["a@x"], marked);
+    EXPECT_EQ(people(QueueKind::Scan), "c@x");
+    EXPECT_EQ(people(QueueKind::Failed), "b@x");
+    EXPECT_EQ(people(QueueKind::Outgoing) + people(QueueKind::Quarantine), "");
 }
 
 } // namespace

@@ -139,8 +139,7 @@ Processed MessageProcessor::processMessage(Input input) const {
     if (report.result.scan.goesOn()) {
         sayUnseen(report, done);
     }
-    const auto taken = std::chrono::steady_clock::now() - start;
-    report.milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(taken).count();
+    report.taken = std::chrono::steady_clock::now() - start;
     finish(std::move(report), done);
     return done;
 }
@@ -217,7 +216,7 @@ void MessageProcessor::finish(MessageReport report, Processed& done) const {
     done.outcome = result.scan.outcome;
     done.queued = result.queued;
     if (log_ != nullptr && done.isMessage) {
-        log_->tell(result, {.name = report.file, .milliseconds = report.milliseconds});
+        log_->tell(result, {.name = report.file, .taken = report.taken});
     }
     if (show_ == Show::Json && done.isMessage) {
         done.text = jsonLine(report);

@@ -1,7 +1,7 @@
 // What is told of one message.
 #pragma once
 
-#include <cstdint>
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -13,7 +13,7 @@ struct MessageReport {
     std::string file;
     std::optional<std::string> output; // where it was written
     MessageResult result;
-    std::int64_t milliseconds = 0; // from its bytes to where it was written
+    std::chrono::nanoseconds taken{0}; // from its bytes to where it was written
 };
 
 // One line of JSON with its line break, always valid UTF-8: bytes that are none become U+FFFD.

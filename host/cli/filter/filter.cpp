@@ -1,5 +1,6 @@
 // The run of `quzo filter`. Everything that can be wrong on this machine is found before the policy begins to
 // store and to send, as far as that is possible.
+#include <chrono>
 #include <ctime>
 #include <exception>
 #include <string>
@@ -123,6 +124,16 @@ MaybeFault faultOf(const ScanResult& scan, const ScannerOptions& options) {
     return fault;
 }
 
+// The line that the log has of the message, which came on standard input at `start` and ended so.
+void log(const Installation& installation, const MessageResult& result, const MaybeFault& ended,
+         std::chrono::steady_clock::time_point start) {
+    if (const MessageLog* messages = installation.messageLog()) {
+        messages->tell(result, {.name = "-",
+                                .taken = std::chrono::steady_clock::now() - start,
+                                .error = ended ? std::string_view(ended->what) : std::string_view()});
+    }
+}
+
 int handle(const FilterOptions& options, Console& console) {
     const auto end = [&](const MaybeFault& fault) { return fault ? console.err.say(*fault) : int{kExitOk}; };
     const Caller caller;
@@ -139,6 +150,7 @@ int handle(const FilterOptions& options, Console& console) {
     if (const MaybeFault fault = takeMessage(snapshot->options(), interrupt, caller, job.bytes)) {
         return end(fault);
     }
+    const auto start = std::chrono::steady_clock::now();
     identify(job, snapshot->options());
     const MessageResult result = passMessage(*snapshot, installation.queues(), std::move(job));
     for (const std::string& warning : result.scan.warnings) {
@@ -146,8 +158,10 @@ int handle(const FilterOptions& options, Console& console) {
             console.err.say(Fault::warning("filter", warning));
         }
     }
-    return end(result.scan.goesOn() ? goOn(options, installation, result)
-                                    : faultOf(result.scan, snapshot->options()));
+    const MaybeFault ended = result.scan.goesOn() ? goOn(options, installation, result)
+                                                  : faultOf(result.scan, snapshot->options());
+    log(installation, result, ended, start);
+    return end(ended);
 }
 
 } // namespace

@@ -19,8 +19,8 @@ public:
 
 } // namespace
 
-BackgroundRunner::BackgroundRunner(Installation& installation, SharedErrors& errors)
-    : installation_(installation), errors_(errors), thread_([this] { work(); }) {}
+BackgroundRunner::BackgroundRunner(Installation& installation, SharedErrors& errors, Figures& figures)
+    : installation_(installation), errors_(errors), figures_(figures), thread_([this] { work(); }) {}
 
 BackgroundRunner::~BackgroundRunner() {
     {
@@ -49,8 +49,11 @@ void BackgroundRunner::work() {
     RunnerService service({.installation = installation_,
                            .clock = clock,
                            .stopping = [this] { return over(); },
-                           .told = nullptr,
-                           .say = [this](const Fault& fault) { errors_.say(fault); }});
+                           .told = [this](platform::QueueKind queue, const std::string& /*id*/,
+                                          const WorkDone& done) { figures_.workedOn(queue, done.kind); },
+                           .say = [this](const Fault& fault) { errors_.say(fault); },
+                           .scanned = [this](const MessageResult& result,
+                                             const MessageFacts& /*facts*/) { figures_.scanned(result); }});
     for (bool first = true; !over(); first = false) {
         try {
             service.tidy(first);

@@ -6,16 +6,17 @@
 #include <thread>
 
 #include "host/cli/milter/shared_errors.h"
+#include "host/figures/figures.h"
 #include "host/gateway/installation.h"
 
 namespace quzo::host {
 
 // Looks at the queues every `poll` of the settings until it goes. The installation has queues, and outlives
-// it, as `errors` does. It ends between two messages: when a server keeps one waiting, after that server's
-// time-out.
+// it, as `errors` and `figures` do. It ends between two messages: when a server keeps one waiting, after that
+// server's time-out.
 class BackgroundRunner {
 public:
-    BackgroundRunner(Installation& installation, SharedErrors& errors);
+    BackgroundRunner(Installation& installation, SharedErrors& errors, Figures& figures);
     ~BackgroundRunner();
     BackgroundRunner(const BackgroundRunner&) = delete;
     BackgroundRunner& operator=(const BackgroundRunner&) = delete;
@@ -27,6 +28,7 @@ private:
 
     Installation& installation_;
     SharedErrors& errors_;
+    Figures& figures_;
     std::mutex mutex_;
     std::condition_variable change_;
     bool over_ = false; // guarded by the mutex

@@ -6,11 +6,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <thread>
 
 #include "host/base/exit_code.h"
 #include "host/cli/milter/background_runner.h"
+#include "host/cli/milter/gateway_watch.h"
 #include "host/cli/milter/reload_watch.h"
 #include "host/cli/milter/service_notice.h"
 #include "host/gateway/installation.h"
@@ -84,6 +86,8 @@ int runMilter(const MilterCommandOptions& options, Console& console) {
         settings.socket = *socket;
     }
     fillContext(context, installation, settings);
+    static GatewayWatch watch(installation);
+    context.watch = &watch;
     MilterServer server(settings.socket, context);
     if (const MaybeFault fault = server.open()) {
         return console.err.say(*fault);
@@ -91,11 +95,15 @@ int runMilter(const MilterCommandOptions& options, Console& console) {
     MaybeFault ended;
     {
         SharedErrors errors(console.err);
-        const ReloadWatch reloads(installation, controlPathOf(installation.settings()), errors);
+        const ReloadWatch reloads(installation, controlPathOf(installation.settings()), errors, watch);
+        std::unique_ptr<FiguresService> figures;
         std::optional<BackgroundRunner> runner;
-        if (!RunnerService::settingsFault(installation, options.iniFile)) {
-            const SignalsHeld held; // they are not for the runner's thread
-            runner.emplace(installation, errors);
+        {
+            const SignalsHeld held; // they are not for the threads of these
+            figures = watch.show(errors);
+            if (!RunnerService::settingsFault(installation, options.iniFile)) {
+                runner.emplace(installation, errors, watch.figures());
+            }
         }
         tellServiceManager("READY=1");
         ended = server.run();

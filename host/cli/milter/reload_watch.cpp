@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <exception>
 
 #include "host/base/exit_code.h"
@@ -20,8 +21,9 @@ SignalsHeld::SignalsHeld() {
 
 SignalsHeld::~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
 
-ReloadWatch::ReloadWatch(Installation& installation, const std::string& control, SharedErrors& errors)
-    : installation_(installation), errors_(errors) {
+ReloadWatch::ReloadWatch(Installation& installation, const std::string& control, SharedErrors& errors,
+                         GatewayWatch& told)
+    : installation_(installation), errors_(errors), told_(told) {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGUSR1);
@@ -68,6 +70,7 @@ ControlAnswer ReloadWatch::reload() try {
     }
     const char* const end = done ? "quzo: milter: loaded anew"
                                  : "quzo: milter: not loaded anew: the former policy stays in force";
+    told_.reloaded(findings);
     errors_.say(findings);
     errors_.line(end);
     ControlAnswer answer{{}, exitCodeOf(findings)};
@@ -77,6 +80,7 @@ ControlAnswer ReloadWatch::reload() try {
     answer.text.append(end).append("\n");
     return answer;
 } catch (const std::exception&) {
+    told_.figures().reloaded(false, std::time(nullptr));
     errors_.line("quzo: milter: not loaded anew: out of memory");
     return {"quzo: milter: not loaded anew: out of memory\n", kExitTryAgain};
 }

@@ -9,6 +9,7 @@
 
 #include "host/cli/console/file_io.h"
 #include "host/cli/milter/control_socket.h"
+#include "host/cli/milter/gateway_watch.h"
 #include "host/cli/milter/shared_errors.h"
 #include "host/gateway/installation.h"
 
@@ -33,7 +34,8 @@ class ReloadWatch {
 public:
     // `control`: where commands ask; empty: nowhere. A path that cannot be used is said, and costs no more
     // than that.
-    ReloadWatch(Installation& installation, const std::string& control, SharedErrors& errors);
+    ReloadWatch(Installation& installation, const std::string& control, SharedErrors& errors,
+                GatewayWatch& told);
     ~ReloadWatch();
     ReloadWatch(const ReloadWatch&) = delete;
     ReloadWatch& operator=(const ReloadWatch&) = delete;
@@ -45,6 +47,7 @@ private:
 
     Installation& installation_;
     SharedErrors& errors_;
+    GatewayWatch& told_;
     ControlSocket control_;
     FileDescriptor signals_; // readable when SIGUSR1 has come
     std::atomic<bool> over_ = false;
