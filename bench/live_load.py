@@ -141,8 +141,9 @@ class Milters:
 
     def __enter__(self):
         quzo, folder = os.path.join(self._build, "bin", "quzo"), self._folder
-        for name, text in (("quzo.ini", f"[platform]\nstore = sqlite3://{folder}/store.db\nspool = {folder}/spool\n"
-                            f"log = {folder}/quzo.log\n"), ("policy.toml", POLICY), ("filter", FILTER)):
+        settings = f"[platform]\nstore = sqlite3://{folder}/store.db\nspool = {folder}/spool\nlog = {folder}/quzo.log\n"
+        for name, text in (("quzo.ini", settings), ("inet.ini", f"{settings}[milter]\ncontrol = {folder}/control\n"),
+                           ("policy.toml", POLICY), ("filter", FILTER)):
             with open(os.path.join(folder, name), "w", encoding="ascii") as file:
                 file.write(text)
         subprocess.run([quzo, "object", "add", "stamp", "disclaimer", "-c", "quzo.ini", "--text-file",
@@ -150,10 +151,11 @@ class Milters:
                        check=True, cwd=folder, stdout=subprocess.DEVNULL)
         self._start("bare milter", [os.path.join(self._build, "bin", "bare_milter"), f"unix:{folder}/bare.sock"],
                     f"unix:{folder}/bare.sock")
-        milter = [quzo, "milter", "-c", "quzo.ini", "-p", "policy.toml", "--socket"]
-        self._start("quzo", [*milter, f"unix:{folder}/quzo.sock"], f"unix:{folder}/quzo.sock", umask=0)
         port = free_port()
-        self._start("quzo, inet", [*milter, f"inet:{port}@127.0.0.1"], f"inet:127.0.0.1:{port}")
+        for way, settings, ours, theirs in (
+                ("quzo", "quzo.ini", f"unix:{folder}/quzo.sock", f"unix:{folder}/quzo.sock"),
+                ("quzo, inet", "inet.ini", f"inet:{port}@127.0.0.1", f"inet:127.0.0.1:{port}")):
+            self._start(way, [quzo, "milter", "-c", settings, "-p", "policy.toml", "--socket", ours], theirs, umask=0)
         if shutil.which("mimedefang"):
             self._start_mimedefang()
         return self
@@ -309,6 +311,7 @@ def main():
         postfix = stack.enter_context(Postfix(os.path.join(folder, "postfix"), relay,
                                               "in_flow_delay = 0\nmilter_default_action = tempfail\n", services,
                                               seconds=7200))
+        open(postfix.log, "ab").close()
         bench = Bench(folder, relay, postfix, ports, milters)
         sizes = bench.check(ways, mail)
         stack.enter_context(Sink(relay))

@@ -32,7 +32,7 @@ def main():
         with open(mail, "wb") as file:
             file.write(letter(8000))
         with LongRun(os.path.join(build, "bin", "quzo"), os.path.join(folder, "quzo"), PAUSE) as run:
-            before = run.descriptors(), run.milter.figure("Threads")
+            before = run.settled()
             resident = []
             print(" messages  resident, MB  descriptors  threads  reloads  messages/s", flush=True)
             for done in range(every, messages + 1, every):

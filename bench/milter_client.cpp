@@ -73,7 +73,7 @@ public:
         add(command(SMFIC_OPTNEG,
                     number(SMFI_PROT_VERSION) + number(SMFI_CURR_ACTS) + number(SMFI_CURR_PROT)));
         const std::string answer = read();
-        if (answer.size() != 13 || answer[0] != SMFIC_OPTNEG) {
+        if (answer.size() < 13 || answer[0] != SMFIC_OPTNEG) {
             ::close(socket_);
             throw std::runtime_error("no agreement about the protocol");
         }

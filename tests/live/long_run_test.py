@@ -13,6 +13,7 @@ import subprocess
 import sys
 import tempfile
 import threading
+import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "flow"))
 from installation import FAULTS, Installation, check, toml  # noqa: E402
@@ -51,6 +52,9 @@ class LongRun:
 
     def __enter__(self):
         self.milter.__enter__()
+        command = [self.installation.program, "milter", "reload", "-c", "quzo.ini"]
+        wait_until(lambda: subprocess.run(command, cwd=self.installation.folder, capture_output=True,
+                                          check=False).returncode == 0)  # before that SIGUSR1 would end it
         self._thread.start()
         return self
 
@@ -61,6 +65,11 @@ class LongRun:
         with open(self._said, encoding="utf-8") as file:
             said = file.read().splitlines()
         check(self.reloads == 0 or set(said) == {"quzo: milter: loaded anew"}, f"the milter says {said[:5]}")
+
+    def settled(self):
+        """How many descriptors are open, and how many threads are there, when nothing comes."""
+        time.sleep(2)
+        return self.descriptors(), self.milter.figure("Threads")
 
     def descriptors(self):
         return len(os.listdir(f"/proc/{self.milter.process.pid}/fd"))
@@ -87,7 +96,7 @@ def main():
                 Postfix(os.path.join(folder, "postfix"), server.port,
                         f"smtpd_milters = unix:{run.milter.socket}\nmilter_default_action = tempfail\n"
                         "smtp_connection_cache_on_demand = no\n") as postfix:
-            before = run.descriptors(), run.milter.figure("Threads")
+            before = run.settled()
             for options in (["-d"], []):
                 subprocess.run(["smtp-source", *options, "-s", "10", "-m", str(messages // 2), "-f", "a@out.example",
                                 "-t", "b@in.example", "-F", mail, f"127.0.0.1:{postfix.port}"], check=True, timeout=500)
