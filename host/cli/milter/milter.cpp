@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "host/base/exit_code.h"
+#include "host/base/result.h"
 #include "host/cli/milter/background_runner.h"
 #include "host/cli/milter/gateway_watch.h"
 #include "host/cli/milter/reload_watch.h"
@@ -56,15 +57,49 @@ void waitForConnections() {
     }
 }
 
+// That of the command line, else of the settings.
+Result<platform::MilterSocket> socketFor(const MilterCommandOptions& options,
+                                         const platform::MilterSettings& settings) {
+    if (options.socket.empty()) {
+        return settings.socket;
+    }
+    if (const auto socket = platform::MilterSocket::parse(options.socket)) {
+        return *socket;
+    }
+    return Fault{kExitUsage, "--socket", "it is no socket",
+                 "write unix:/absolute/path, inet:PORT@HOST or inet6:PORT@[ADDRESS]"};
+}
+
+// With all that works beside it, until a signal ends it.
+MaybeFault serve(MilterServer& server, Installation& installation, const std::string& iniFile,
+                 GatewayWatch& watch, ErrorOutput& output) {
+    SharedErrors errors(output);
+    const ReloadWatch reloads(installation, controlPathOf(installation.settings()), errors, watch);
+    std::unique_ptr<FiguresService> figures;
+    std::optional<BackgroundRunner> runner;
+    {
+        const SignalsHeld held; // they are not for the threads of these
+        figures = watch.show(errors);
+        if (!RunnerService::settingsFault(installation, iniFile)) {
+            runner.emplace(installation, errors, watch.figures());
+        }
+    }
+    tellServiceManager("READY=1");
+    MaybeFault ended = server.run();
+    tellServiceManager("STOPPING=1");
+    return ended;
+}
+
 } // namespace
 
 int runMilter(const MilterCommandOptions& options, Console& console) {
+    ReloadWatch::keepSignal();
     setUpMemory();
     if (options.policyFile.empty()) {
         return console.err.say(Fault{kExitUsage, "milter", "there is no policy",
                                      "name one with -p FILE, and the settings with -c FILE"});
     }
-    // Both outlive this function: connections may, too.
+    // These outlive this function: connections may, too.
     static Installation installation;
     static MilterContext context;
     const bool usable = installation.open({.iniFile = options.iniFile, .policyFile = options.policyFile});
@@ -75,40 +110,19 @@ int runMilter(const MilterCommandOptions& options, Console& console) {
     if (const MaybeFault fault = installation.recordReferences(true)) {
         console.err.say(*fault);
     }
-    platform::MilterSettings settings = installation.settings().milter();
-    if (!options.socket.empty()) {
-        const auto socket = platform::MilterSocket::parse(options.socket);
-        if (!socket) {
-            return console.err.say(
-                Fault{kExitUsage, "--socket", "it is no socket",
-                      "write unix:/absolute/path, inet:PORT@HOST or inet6:PORT@[ADDRESS]"});
-        }
-        settings.socket = *socket;
+    const platform::MilterSettings settings = installation.settings().milter();
+    const auto socket = socketFor(options, settings);
+    if (!socket) {
+        return console.err.say(socket.fault());
     }
     fillContext(context, installation, settings);
     static GatewayWatch watch(installation);
     context.watch = &watch;
-    MilterServer server(settings.socket, context);
+    MilterServer server(*socket, context);
     if (const MaybeFault fault = server.open()) {
         return console.err.say(*fault);
     }
-    MaybeFault ended;
-    {
-        SharedErrors errors(console.err);
-        const ReloadWatch reloads(installation, controlPathOf(installation.settings()), errors, watch);
-        std::unique_ptr<FiguresService> figures;
-        std::optional<BackgroundRunner> runner;
-        {
-            const SignalsHeld held; // they are not for the threads of these
-            figures = watch.show(errors);
-            if (!RunnerService::settingsFault(installation, options.iniFile)) {
-                runner.emplace(installation, errors, watch.figures());
-            }
-        }
-        tellServiceManager("READY=1");
-        ended = server.run();
-        tellServiceManager("STOPPING=1");
-    }
+    const MaybeFault ended = serve(server, installation, options.iniFile, watch, console.err);
     waitForConnections();
     if (MilterServer::connections() > 0) {
         ::_exit(ended ? ended->exitCode : kExitOk); // what they use must not go before them

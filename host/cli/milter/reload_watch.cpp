@@ -12,6 +12,16 @@
 #include "host/base/exit_code.h"
 
 namespace quzo::host {
+namespace {
+
+sigset_t reloadSignal() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    return signals;
+}
+
+} // namespace
 
 SignalsHeld::SignalsHeld() {
     sigset_t all;
@@ -21,13 +31,16 @@ SignalsHeld::SignalsHeld() {
 
 SignalsHeld::~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
 
+void ReloadWatch::keepSignal() {
+    const sigset_t signals = reloadSignal();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
 ReloadWatch::ReloadWatch(Installation& installation, const std::string& control, SharedErrors& errors,
                          GatewayWatch& told)
     : installation_(installation), errors_(errors), told_(told) {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGUSR1);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    keepSignal();
+    const sigset_t signals = reloadSignal();
     signals_ = FileDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
     if (const MaybeFault fault = control.empty() ? std::nullopt : control_.open(control)) {
         errors_.say(Fault::warning(fault->where, fault->what, fault->advice));

@@ -32,6 +32,9 @@ private:
 // the command that asked. Make one before other threads start, so that the signal comes to it alone.
 class ReloadWatch {
 public:
+    // From here on SIGUSR1 waits for a watch, where it would end the process.
+    static void keepSignal();
+
     // `control`: where commands ask; empty: nowhere. A path that cannot be used is said, and costs no more
     // than that.
     ReloadWatch(Installation& installation, const std::string& control, SharedErrors& errors,
