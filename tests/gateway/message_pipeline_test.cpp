@@ -102,9 +102,9 @@ TEST_F(MessagePipelineTest, ASecondPassSkipsRulesAndTrustsItsMarks) {
     EXPECT_EQ(textOf(result), kMessage) << "from outside it is believed by nobody";
 }
 
-TEST_F(MessagePipelineTest, WhatIsBeyondALimitIsKept) {
+TEST_F(MessagePipelineTest, WhatIsBeyondALimitIsSeenByNoRule) {
     const MessageResult result = pass(jobOf("X: " + std::string(2000, 'x') + "\n" + kMessage));
-    EXPECT_EQ(result.scan.outcome, Outcome::Deferred);
+    EXPECT_EQ(result.scan.outcome, Outcome::Failed);
     ASSERT_TRUE(result.scan.error);
     EXPECT_EQ(result.scan.error->code, kErrorLimit);
     EXPECT_THAT(result.scan.rules, IsEmpty());

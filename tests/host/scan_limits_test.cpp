@@ -61,7 +61,7 @@ TEST_F(ScanTest, EachLimitIsCalledByTheKeyThatMovesIt) {
         options.limits.*row.limit = row.value;
         Scan scan(policyOf("[[rule]]\nid = 1\nstop = true\nwhen = { attachment = '*.zip' }\n"), options);
         const ScanResult result = scan(*platform::MailMessage::parse(nested, options.limits));
-        EXPECT_EQ(result.outcome, Outcome::Deferred) << row.says;
+        EXPECT_EQ(result.outcome, Outcome::Failed) << row.says;
         EXPECT_EQ(result.error.value_or(ScanError{}).text, row.says);
         EXPECT_EQ(result.error.value_or(ScanError{}).advice, "raise it in [platform] of quzo.ini");
     }
