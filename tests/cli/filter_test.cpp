@@ -237,6 +237,11 @@ TEST_F(Filter, EveryTroubleOfOursIsTriedAgain) {
     installation_.dir().write("bare.ini", "[platform]\nlog = log\n");
     for (const Row& row : rows) {
         SCOPED_TRACE(row.fault);
+#ifdef __SANITIZE_ADDRESS__ // which needs all of the address space
+        if (row.surroundings.maxMemory != 0) {
+            continue;
+        }
+#endif
         installation_.dir().write("quzo.ini", "[platform]\nspool = " + row.spool + "\nlog = " + row.log +
                                                   "\nstore = sqlite3://" + row.store + "\n" + row.settings);
         installation_.rule(kTag);
