@@ -168,7 +168,8 @@ class Milters:
         workers, milter = f"{spool}/multiplexor.sock", f"{spool}/milter.sock"
         environment = dict(os.environ, LC_ALL="C", HOME=spool)
         self._start("MIMEDefang", ["mimedefang-multiplexor", "-D", "-z", spool, "-F", f"{self._folder}/filter",
-                                   "-m", "2", "-x", "10", "-U", "defang", "-b", "600", "-l", "-s", workers],
+                                   "-m", "2", "-x", "10", "-q", "10", "-Q", "60", "-U", "defang", "-b", "600", "-l",
+                                   "-s", workers],
                     "unix:" + workers, env=environment)
         path = self._start("MIMEDefang", ["mimedefang", "-D", "-R", "-1", "-m", workers, "-z", spool, "-U", "defang",
                                           "-p", milter], "unix:" + milter, env=environment)
