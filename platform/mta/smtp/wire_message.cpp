@@ -49,7 +49,7 @@ bool measureMessage(const MessageWriter& message, WireFacts& out) {
             out.eightBit || std::any_of(piece.begin(), piece.end(), [](char c) { return (c & 0x80) != 0; });
         for (std::size_t at = 0; (at = lineEnd(piece, at)) < piece.size(); ++at) {
             const bool secondHalf = piece[at] == '\n' && (at == 0 ? last : piece[at - 1]) == '\r';
-            out.size += secondHalf ? -1 : 1; // each line end is two bytes in all
+            out.size = secondHalf ? out.size - 1 : out.size + 1; // each line end is two bytes in all
         }
         out.size += piece.size();
         last = piece.empty() ? last : piece.back();
