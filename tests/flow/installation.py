@@ -37,6 +37,12 @@ def attached(content):
     return content[begin:end]
 
 
+def sanitized(program):
+    """Whether a sanitizer is in it, which needs memory and address space of its own."""
+    with open(program, "rb") as file:
+        return re.search(rb"lib[at]san\.so", file.read()) is not None
+
+
 class Installation:
     """Settings, named objects {kind: {name: fields}} and rules, each (name, conditions, actions)."""
 

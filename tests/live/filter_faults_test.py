@@ -17,7 +17,7 @@ import time
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "flow"))
 import postgres_instance  # noqa: E402
 from filter_test import LARGE, TAG, USER, Place, send  # noqa: E402
-from installation import FAULTS, check  # noqa: E402
+from installation import FAULTS, check, sanitized  # noqa: E402
 from mail_server import MailServer  # noqa: E402
 from postfix_instance import Postfix, free_port, missing, wait_until  # noqa: E402
 
@@ -30,12 +30,6 @@ options=
 exec {filter} $options "$@"
 """
 TEXT = b"From: a@out.example\r\nSubject: hello\r\n\r\n.dot\r\n\xff 8 bit\r\n"
-
-
-def sanitized(program):
-    """Whether a sanitizer is in it, which needs all of the address space."""
-    with open(program, "rb") as file:
-        return b"libasan.so" in file.read()
 
 
 class Faults:

@@ -17,7 +17,7 @@ import sys
 import tempfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "flow"))
-from installation import FAULTS, Installation, check  # noqa: E402
+from installation import FAULTS, Installation, check, sanitized  # noqa: E402
 from mail_server import MailServer  # noqa: E402
 from milter_client import LEADING_BLANKS, NO_REPLIES, MilterClient, packet, strings  # noqa: E402
 from milter_process import Milter  # noqa: E402
@@ -84,13 +84,8 @@ def proper(milter, what):
         client.connect()
         verdict = client.message(b"a@x", [b"b@x"], [(b"Subject", b" proper")], b"body\r\n")
         check(verdict == (b"a", []), f"{what}: a proper message: {verdict}")
-    check(milter.figure("VmHWM") < MOST or sanitized(milter), f"{what}: the milter has {milter.figure('VmHWM')} KiB")
-
-
-def sanitized(milter):
-    """Whether a sanitizer is in the program, which needs memory of its own."""
-    with open(f"/proc/{milter.process.pid}/maps", encoding="ascii") as file:
-        return any("san.so" in line for line in file)
+    check(milter.figure("VmHWM") < MOST or sanitized(f"/proc/{milter.process.pid}/exe"),
+          f"{what}: the milter has {milter.figure('VmHWM')} KiB")
 
 
 def test_dialogues(milter):

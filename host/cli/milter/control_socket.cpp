@@ -93,6 +93,12 @@ bool removeStale(const std::string& path, const sockaddr_un& address) {
 
 } // namespace
 
+std::string controlPathOf(const platform::IniSettings& settings) {
+    const std::string set = settings.milter().control;
+    const std::string spool = settings.platform().spool;
+    return !set.empty() || spool.empty() ? set : spool + "/milter.control";
+}
+
 ControlSocket::~ControlSocket() {
     if (!path_.empty()) {
         ::unlink(path_.c_str());

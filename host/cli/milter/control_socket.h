@@ -8,8 +8,12 @@
 
 #include "host/base/fault.h"
 #include "host/cli/console/file_io.h"
+#include "platform/config/quzo_settings.h"
 
 namespace quzo::host {
+
+// Where commands find the milter of these settings; empty: nowhere.
+std::string controlPathOf(const platform::IniSettings& settings);
 
 // What the milter answers.
 struct ControlAnswer {

@@ -2,7 +2,7 @@
 #include "host/base/exit_code.h"
 #include "host/cli/milter/control_socket.h"
 #include "host/cli/milter/milter.h"
-#include "host/cli/milter/reload_watch.h"
+#include "host/gateway/installation.h"
 
 namespace quzo::host {
 

@@ -98,10 +98,4 @@ ControlAnswer ReloadWatch::reload() try {
     return {"quzo: milter: not loaded anew: out of memory\n", kExitTryAgain};
 }
 
-std::string controlPathOf(const platform::IniSettings& settings) {
-    const std::string set = settings.milter().control;
-    const std::string spool = settings.platform().spool;
-    return !set.empty() || spool.empty() ? set : spool + "/milter.control";
-}
-
 } // namespace quzo::host

@@ -57,7 +57,4 @@ private:
     std::thread thread_;
 };
 
-// Where commands find the milter of these settings; empty: nowhere.
-std::string controlPathOf(const platform::IniSettings& settings);
-
 } // namespace quzo::host
