@@ -22,21 +22,12 @@ constexpr int kPauses = 20; // of counting, in times that it took
 FiguresService::FiguresService(Parts parts) : parts_(std::move(parts)), thread_([this] { work(); }) {}
 
 FiguresService::~FiguresService() {
-    {
-        const std::scoped_lock lock(mutex_);
-        over_ = true;
-    }
-    change_.notify_all();
+    stop_.raise();
     thread_.join();
     server_.reset();
     if (!parts_.settings.file.empty()) {
         platform::FileSystem::real().unlink(AT_FDCWD, parts_.settings.file.c_str());
     }
-}
-
-bool FiguresService::over() {
-    const std::scoped_lock lock(mutex_);
-    return over_;
 }
 
 // What goes wrong with memory in one round may go right in the next.
@@ -49,8 +40,7 @@ void FiguresService::work() {
         } catch (const std::exception&) {
             parts_.say(Fault::warning("figures", "a round over them was given up: out of memory"));
         }
-        std::unique_lock lock(mutex_);
-        ended = change_.wait_for(lock, parts_.round, [this] { return over_; });
+        ended = stop_.upWithin(parts_.round);
     }
 }
 
@@ -86,8 +76,9 @@ void FiguresService::countQueues() {
     }
     const std::int64_t now = std::time(nullptr);
     Faults unreadable; // the log has said it
-    std::vector<QueueStatus> queues = queueStatus(parts_.queues, now, unreadable, [this] { return over(); });
-    if (over()) {
+    std::vector<QueueStatus> queues =
+        queueStatus(parts_.queues, now, unreadable, [this] { return stop_.up(); });
+    if (stop_.up()) {
         return; // they may not have been seen to their end
     }
     parts_.figures.setQueues(std::move(queues), now);

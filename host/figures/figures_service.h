@@ -2,14 +2,13 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 
 #include "host/base/fault.h"
+#include "host/base/stop_sign.h"
 #include "host/figures/figures.h"
 #include "host/figures/figures_server.h"
 #include "host/figures/health.h"
@@ -48,15 +47,12 @@ private:
     void writeFile();
     std::string text() const;
     void say(MaybeFault fault, std::string& said);
-    bool over();
 
     Parts parts_;
     std::unique_ptr<FiguresServer> server_;
     std::chrono::steady_clock::time_point nextCount_{};
     std::string saidOfPort_, saidOfFile_; // the last fault of each, so that it is said once
-    std::mutex mutex_;
-    std::condition_variable change_;
-    bool over_ = false; // guarded by the mutex
+    StopSign stop_;
     std::thread thread_;
 };
 

@@ -23,22 +23,8 @@ BackgroundRunner::BackgroundRunner(Installation& installation, SharedErrors& err
     : installation_(installation), errors_(errors), figures_(figures), thread_([this] { work(); }) {}
 
 BackgroundRunner::~BackgroundRunner() {
-    {
-        const std::scoped_lock lock(mutex_);
-        over_ = true;
-    }
-    change_.notify_all();
+    stop_.raise();
     thread_.join();
-}
-
-bool BackgroundRunner::over() {
-    const std::scoped_lock lock(mutex_);
-    return over_;
-}
-
-bool BackgroundRunner::overAfter(std::chrono::seconds pause) {
-    std::unique_lock lock(mutex_);
-    return change_.wait_for(lock, pause, [this] { return over_; });
 }
 
 // What goes wrong with memory in one round may go right in the next.
@@ -48,20 +34,20 @@ void BackgroundRunner::work() {
     SystemClock clock;
     RunnerService service({.installation = installation_,
                            .clock = clock,
-                           .stopping = [this] { return over(); },
+                           .stopping = [this] { return stop_.up(); },
                            .told = [this](platform::QueueKind queue, const std::string& /*id*/,
                                           const WorkDone& done) { figures_.workedOn(queue, done.kind); },
                            .say = [this](const Fault& fault) { errors_.say(fault); },
                            .scanned = [this](const MessageResult& result,
                                              const MessageFacts& /*facts*/) { figures_.scanned(result); }});
-    for (bool first = true; !over(); first = false) {
+    for (bool first = true; !stop_.up(); first = false) {
         try {
             service.tidy(first);
             service.run(QueueRunner::queues(), nullptr);
         } catch (const std::exception&) {
             errors_.say(Fault::warning("queues", "a round over them was given up: out of memory"));
         }
-        if (overAfter(poll)) {
+        if (stop_.upWithin(poll)) {
             return;
         }
     }

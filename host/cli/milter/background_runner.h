@@ -1,10 +1,9 @@
 // The queue runner beside a milter, in a thread of its own.
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 
+#include "host/base/stop_sign.h"
 #include "host/cli/milter/shared_errors.h"
 #include "host/figures/figures.h"
 #include "host/gateway/installation.h"
@@ -23,15 +22,11 @@ public:
 
 private:
     void work();
-    bool over();
-    bool overAfter(std::chrono::seconds pause); // false: the pause has passed
 
     Installation& installation_;
     SharedErrors& errors_;
     Figures& figures_;
-    std::mutex mutex_;
-    std::condition_variable change_;
-    bool over_ = false; // guarded by the mutex
+    StopSign stop_;
     std::thread thread_;
 };
 
