@@ -4,11 +4,16 @@ include(CMakePackageConfigHelpers)
 set(quzo_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quzo)
 set(quzo_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/quzo)
 
-# The program is stripped also without --strip; the libraries only with it.
+# The program is stripped also without --strip, unless QUZO_STRIP says that somebody else does it (a packager, who keeps
+# the symbols apart); the libraries only with --strip.
 if(QUZO_BUILD_PROGRAMS)
-  install(CODE "set(quzo_strip \"\${CMAKE_INSTALL_DO_STRIP}\")\nset(CMAKE_INSTALL_DO_STRIP 1)")
+  if(QUZO_STRIP)
+    install(CODE "set(quzo_strip \"\${CMAKE_INSTALL_DO_STRIP}\")\nset(CMAKE_INSTALL_DO_STRIP 1)")
+  endif()
   install(TARGETS quzo_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(CODE "set(CMAKE_INSTALL_DO_STRIP \"\${quzo_strip}\")")
+  if(QUZO_STRIP)
+    install(CODE "set(CMAKE_INSTALL_DO_STRIP \"\${quzo_strip}\")")
+  endif()
 endif()
 
 set_target_properties(quzo_shared PROPERTIES EXPORT_NAME shared)
@@ -48,8 +53,7 @@ install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/QUZO-MIB.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs)
 if(QUZO_BUILD_PROGRAMS)
-  configure_file(${PROJECT_SOURCE_DIR}/packaging/quzo-milter.service.in ${PROJECT_BINARY_DIR}/quzo-milter.service @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/quzo-milter.service DESTINATION lib/systemd/system)
+  include(QuzoServices)
 endif()
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/QUZO-MIB.txt DESTINATION ${CMAKE_INSTALL_DOCDIR}/packaging)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
