@@ -1,0 +1,13 @@
+"""The steps that README.md shows under "A first mail", as data: what an administrator types, and what he writes where."""
+import pathlib
+import re
+
+README = pathlib.Path(__file__).resolve().parents[2] / "README.md"
+BLOCK = re.compile(r"^```(\w*)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+
+
+def steps():
+    """(kind, text) in order; kind is '' for commands, 'ini' for main.cf, 'toml' for policy.toml, 'text' for a result."""
+    text = README.read_text(encoding="utf-8")
+    begin = text.index("## A first mail\n")
+    return BLOCK.findall(text[begin:text.index("\n## ", begin + 1)])
