@@ -59,3 +59,9 @@ install(FILES ${PROJECT_SOURCE_DIR}/packaging/QUZO-MIB.txt DESTINATION ${CMAKE_I
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
   PATTERN "quzo-objects.db*" EXCLUDE
   PATTERN "quzo-spool" EXCLUDE)
+
+# Manual pages; their scdoc sources stay at home.
+if(quzo_pages)
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}
+    FILES_MATCHING PATTERN "*.[1-8]" PATTERN "made" EXCLUDE)
+endif()

@@ -16,10 +16,11 @@
 #include "host/cli/commands.h"
 #include "host/cli/files/file_options.h"
 #include "host/cli/filter/filter_command_line.h"
+#include "host/cli/help/command_tree.h"
+#include "host/cli/help/help_command_line.h"
 #include "host/cli/milter/milter_command_line.h"
 #include "host/cli/object/object_command_line.h"
 #include "host/cli/queue/queue_command_line.h"
-#include "platform/base/nearest.h"
 
 namespace quzo::host {
 namespace {
@@ -107,37 +108,6 @@ CLI::App* namedCommand(CLI::App& app) {
     return command;
 }
 
-// "quzo", "quzo action": what stands before the command's own name.
-std::string wordsBefore(const CLI::App& command) {
-    std::string words;
-    for (const CLI::App* parent = command.get_parent(); parent != nullptr; parent = parent->get_parent()) {
-        words.insert(0, words.empty() ? parent->get_name() : parent->get_name() + " ");
-    }
-    return words;
-}
-
-// "quzo action": the command as it is written.
-std::string wordsOf(const CLI::App& command) {
-    const std::string before = wordsBefore(command);
-    return before + (before.empty() ? "" : " ") + command.get_name();
-}
-
-// "did you mean 'apply'?" of the commands below one.
-std::string suggestCommand(const CLI::App& command, const std::string& word) {
-    std::vector<std::string> names;
-    for (const CLI::App* below : command.get_subcommands([](const CLI::App* each) {
-             return !each->get_group().empty(); // hidden otherwise
-         })) {
-        names.push_back(below->get_name());
-    }
-    return platform::suggestion(word, std::vector<std::string_view>(names.begin(), names.end()));
-}
-
-int refuseCommand(const CLI::App& command, const std::string& word, Console& console) {
-    return console.err.say({kExitUsage, wordsBefore(command).empty() ? "" : command.get_name(),
-                            "there is no command '" + word + "'", suggestCommand(command, word)});
-}
-
 // The word where a command below this one should be, if it is none.
 std::optional<std::string> unknownCommand(const CLI::App& command) {
     if (command.get_subcommands([](const CLI::App*) { return true; }).empty()) {
@@ -148,32 +118,6 @@ std::optional<std::string> unknownCommand(const CLI::App& command) {
         return std::nullopt;
     }
     return words.front();
-}
-
-// The help on the command that the words name.
-int showHelp(const CLI::App& app, const std::vector<std::string>& words, Console& console) {
-    const CLI::App* command = &app;
-    for (const std::string& word : words) {
-        const auto named =
-            command->get_subcommands([&](const CLI::App* each) { return each->get_name() == word; });
-        if (named.empty()) {
-            return refuseCommand(*command, word, console);
-        }
-        command = named.front();
-    }
-    // Not command->help(), which goes on to the command that was read: to help itself.
-    console.out.write(
-        command->get_formatter()->make_help(command, wordsOf(*command), CLI::AppFormatMode::Normal));
-    return kExitOk;
-}
-
-void addHelp(CLI::App& app, Chosen& chosen) {
-    CLI::App* command = app.add_subcommand("help", "Show the help on the program or on a command.");
-    const auto words = std::make_shared<std::vector<std::string>>();
-    command->add_option("COMMAND", *words, "Such as: object add")->type_name("");
-    command->callback([&app, words, &chosen] {
-        chosen = [&app, words](Console& console) { return showHelp(app, *words, console); };
-    });
 }
 
 int refuse(const CLI::App& command, const CLI::ParseError& error, Console& console) {
@@ -193,7 +137,7 @@ void addOthers(CLI::App& app, Chosen& chosen) {
     addQueueCommand(app, chosen);
     addObjectCommand(app, chosen);
     app.add_subcommand("version", "Say which build this is.")->callback([&chosen] { chosen = runVersion; });
-    addHelp(app, chosen);
+    addHelpCommand(app, chosen);
     app.add_flag_callback(
         "--version", [&chosen] { chosen = runVersion; }, "Say which build this is");
     addMilterCommand(app, chosen);
@@ -215,7 +159,7 @@ int runCommandLine(int argc, char** argv, Console& console) {
     } else {
         addApplyCommand(app, chosen);
         if (argc < 2 || std::string_view(argv[1]) != "apply") {
-            addFilterCommand(app, chosen);
+            describeFilterCommand(app); // a call of it has been seen already
             addOthers(app, chosen);
         }
     }
@@ -225,8 +169,7 @@ int runCommandLine(int argc, char** argv, Console& console) {
         if (forMessage) { // which would be taken for one that has gone on
             return console.err.say({kExitTryAgain, "filter", "--help stands alone", "leave it out"});
         }
-        const CLI::App* command = namedCommand(app);
-        console.out.write(command->help(wordsBefore(*command)));
+        console.out.write(helpOn(*namedCommand(app)));
         return kExitOk;
     } catch (const CLI::ParseError& error) {
         const int exitCode = refuse(*namedCommand(app), error, console);

@@ -8,6 +8,7 @@
 #include "host/policy/action_check.h"
 #include "host/policy/action_type.h"
 #include "host/policy/object_reader.h"
+#include "host/policy/policy_keys.h"
 #include "platform/base/nearest.h"
 #include "platform/base/visible_text.h"
 #include "quzo/actions/act_ferrowick.h"
@@ -169,13 +170,12 @@ bool readSetting(const TableAt& at, const PolicyActionType& type, const ObjectLo
 }
 
 void reportUnknownFields(const TableAt& at, const PolicyActionType& type, FaultList& faults) {
-    std::vector<std::string_view> keys{"type"};
+    std::vector<std::string_view> keys(std::begin(kActionKeys), std::end(kActionKeys));
     for (const FieldType& field : type.fields) {
         if (field.kind != Kind::Ids) {
             keys.emplace_back(field.key);
         }
     }
-    keys.insert(keys.end(), {"setting", "on_failure"});
     reportUnknownKeys(at, keys, faults);
 }
 

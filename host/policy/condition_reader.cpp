@@ -7,16 +7,12 @@
 #include <algorithm>
 
 #include "host/policy/policy.h"
+#include "host/policy/policy_keys.h"
 
 namespace quzo::host {
 namespace {
 
 using Kind = Condition::Kind;
-
-constexpr std::string_view kKeys[] = {
-    "sender",     "recipient",    "every_recipient", "subject",    "header", "body",
-    "attachment", "content_type", "size_over",       "size_under", "signed", "encrypted",
-    "embedded",   "token",        "always",          "any",        "all",    "not"};
 
 Condition combine(Kind kind, std::vector<Condition> children) {
     std::stable_sort(children.begin(), children.end(),
@@ -45,7 +41,7 @@ Condition ConditionReader::readTable(const TableAt& at, unsigned depth) {
                       "give one; always = true matches every message");
         return {};
     }
-    reportUnknownKeys(at, kKeys, faults_);
+    reportUnknownKeys(at, kConditionKeys, faults_);
     std::vector<Condition> children;
     for (const auto& [key, node] : at.table) {
         const std::string where = joined(at.where, key.str());

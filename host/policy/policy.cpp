@@ -14,6 +14,7 @@
 #include "host/policy/action_reader.h"
 #include "host/policy/condition_reader.h"
 #include "host/policy/object_reader.h"
+#include "host/policy/policy_keys.h"
 #include "host/policy/policy_objects.h"
 #include "host/policy/stamp_html.h"
 #include "host/policy/toml_depth.h"
@@ -24,10 +25,6 @@ namespace quzo::host {
 namespace {
 
 constexpr unsigned kMaxKeyDepth = 100; // parts of a dotted key
-
-constexpr std::string_view kTopKeys[] = {"defaults", "rule"};
-constexpr std::string_view kDefaultsKeys[] = {"hostname", "mark_header"};
-constexpr std::string_view kRuleKeys[] = {"id", "name", "when", "actions", "stop"};
 
 // Whether a header field of that name says something else already.
 bool isTaken(std::string_view name) {
@@ -47,7 +44,7 @@ public:
 
     void read(const toml::table& top) {
         const TableAt at{top, ""};
-        reportUnknownKeys(at, kTopKeys, faults_);
+        reportUnknownKeys(at, kPolicyKeys, faults_);
         if (const toml::node* defaults = top.get("defaults")) {
             readDefaults(*defaults);
         }

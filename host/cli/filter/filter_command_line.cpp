@@ -26,13 +26,8 @@ Nothing is written to standard output.
 Exit codes: 0 the message has gone on or is safe in a queue, 65 it is beyond a limit or no mail and the
 settings say on_limit = refuse, 75 anything else: the mail server is to try again.)";
 
-} // namespace
-
-void addFilterCommand(CLI::App& app, std::function<int(Console&)>& chosen,
-                      std::vector<std::string> recipients) {
+CLI::App* addCommand(CLI::App& app, const std::shared_ptr<FilterOptions>& options) {
     CLI::App* command = app.add_subcommand("filter", "Filter one message for a mail server.");
-    const auto options = std::make_shared<FilterOptions>();
-    options->recipients = std::move(recipients);
     command->footer(kFilterFooter);
     // No short form: in a line without "--" a recipient could begin so, and help is no delivery.
     command->set_help_flag("--help", "Print this help message and exit");
@@ -45,10 +40,29 @@ void addFilterCommand(CLI::App& app, std::function<int(Console&)>& chosen,
         ->add_option("--sendmail", options->sendmail,
                      "Give what goes on to this program (default: the outgoing queue)")
         ->type_name("PROGRAM");
+    return command;
+}
+
+} // namespace
+
+void addFilterCommand(CLI::App& app, std::function<int(Console&)>& chosen,
+                      std::vector<std::string> recipients) {
+    const auto options = std::make_shared<FilterOptions>();
+    options->recipients = std::move(recipients);
+    CLI::App* command = addCommand(app, options);
     command->callback([command, options, &chosen] {
         useStandardFiles(*command, options->iniFile, options->policyFile);
         chosen = [options](Console& console) { return runFilter(*options, console); };
     });
+}
+
+void describeFilterCommand(CLI::App& app) {
+    const auto options = std::make_shared<FilterOptions>();
+    CLI::App* command = addCommand(app, options);
+    command->add_option("RECIPIENT", options->recipients, "Envelope recipients, behind --")
+        ->required()
+        ->type_name("");
+    command->callback([options] {}); // keeps them
 }
 
 bool isFilterCall(int argc, const char* const* argv) {

@@ -15,7 +15,10 @@ namespace quzo::host {
 
 // Adds the command; `chosen`, which outlives `app`, is what to run when the line names it.
 void addFilterCommand(CLI::App& app, std::function<int(Console&)>& chosen,
-                      std::vector<std::string> recipients = {});
+                      std::vector<std::string> recipients);
+
+// Adds it to be told of only: with the recipients, which no call leaves to the command line library.
+void describeFilterCommand(CLI::App& app);
 
 // Whether the line means the filter, however wrong it is otherwise: a mail server takes most exit codes for a
 // refusal, so that no fault in it may end with another one than 75.
