@@ -30,8 +30,7 @@ configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/quzo-config.cmake.in $
   INSTALL_DESTINATION ${quzo_cmake_dir} PATH_VARS CMAKE_INSTALL_DATADIR CMAKE_INSTALL_LIBDIR quzo_include_dir)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/quzo-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/quzo-config.cmake ${PROJECT_BINARY_DIR}/quzo-config-version.cmake
-  ${PROJECT_SOURCE_DIR}/cmake/FindQuzoSoci.cmake ${PROJECT_SOURCE_DIR}/cmake/QuzoPlatformTarget.cmake
-  ${PROJECT_SOURCE_DIR}/cmake/QuzoSoname.cmake
+  ${PROJECT_SOURCE_DIR}/cmake/QuzoPlatformTarget.cmake
   DESTINATION ${quzo_cmake_dir})
 
 # From the folder of the pkg-config files to the prefix, so that the whole installation can be moved.
