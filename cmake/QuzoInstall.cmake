@@ -24,21 +24,18 @@ install(TARGETS quzo quzo_shared EXPORT quzo_targets
 install(TARGETS quzoplatform ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(EXPORT quzo_targets FILE quzo-targets.cmake NAMESPACE quzo:: DESTINATION ${quzo_cmake_dir})
 
-# docs/library.md tells which headers of the platform are meant for programs; those include some of the others. Those
-# that only compile with the headers of another library stay at home.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/quzo ${PROJECT_SOURCE_DIR}/platform DESTINATION ${quzo_include_dir}
-  FILES_MATCHING PATTERN "*.h"
-  PATTERN "gmime_*.h" EXCLUDE
-  PATTERN "*_library.h" EXCLUDE
-  PATTERN "locale" EXCLUDE)
+include(QuzoHeaders)
+foreach(header IN LISTS QUZO_INSTALLED_HEADERS)
+  cmake_path(GET header PARENT_PATH room)
+  install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${quzo_include_dir}/${room})
+endforeach()
 
-# Before version 1.0 any minor version may change the interface.
+# Within a major version the interface only grows.
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/quzo-config.cmake.in ${PROJECT_BINARY_DIR}/quzo-config.cmake
   INSTALL_DESTINATION ${quzo_cmake_dir} PATH_VARS CMAKE_INSTALL_DATADIR CMAKE_INSTALL_LIBDIR quzo_include_dir)
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/quzo-config-version.cmake COMPATIBILITY SameMinorVersion)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/quzo-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/quzo-config.cmake ${PROJECT_BINARY_DIR}/quzo-config-version.cmake
-  ${PROJECT_SOURCE_DIR}/cmake/FindQuzoSoci.cmake ${PROJECT_SOURCE_DIR}/cmake/QuzoPlatformTarget.cmake
-  ${PROJECT_SOURCE_DIR}/cmake/QuzoSoname.cmake
+  ${PROJECT_SOURCE_DIR}/cmake/QuzoPlatformTarget.cmake
   DESTINATION ${quzo_cmake_dir})
 
 # From the folder of the pkg-config files to the prefix, so that the whole installation can be moved.

@@ -13,6 +13,7 @@
 
 #include "platform/base/host_name.h"
 #include "platform/mta/notice_round.h"
+#include "platform/mta/postpone_window.h"
 #include "platform/queue/leaving_message.h"
 #include "platform/queue/shown_subject.h"
 #include "quzo/core/error_text.h"

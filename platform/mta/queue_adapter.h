@@ -7,7 +7,6 @@
 
 #include "platform/message/mail_message.h"
 #include "platform/mta/notice_ledger.h"
-#include "platform/mta/postpone_window.h"
 #include "platform/queue/queue_admin.h"
 #include "platform/queue/queues.h"
 #include "quzo/core/adapter.h"

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "platform/message/structure/structure.h"
+
 namespace quzo::platform {
 
 namespace {

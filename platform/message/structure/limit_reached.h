@@ -4,9 +4,11 @@
 #include <cstdint>
 
 #include "platform/message/structure/limits.h"
-#include "platform/message/structure/structure.h"
 
 namespace quzo::platform {
+
+struct HeaderSpan;
+struct Structure;
 
 enum class LimitReached : std::uint8_t {
     None,

@@ -1,0 +1,71 @@
+# The headers that are installed: what docs/library.md names, and what those include. A test holds both together.
+#
+# All of quzo/core; of the other rooms of the library what hosts, and platforms other than ours, need. Of our own platform
+# as little as a host needs: what is not installed may change with every version.
+file(GLOB quzo_core_headers RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/quzo/core/*.h)
+set(QUZO_INSTALLED_HEADERS
+  ${quzo_core_headers}
+  quzo/actions/act_archive.h
+  quzo/actions/act_delete.h
+  quzo/actions/act_delete_attachment.h
+  quzo/actions/act_ferrowick.h
+  quzo/actions/act_handoff.h
+  quzo/actions/act_insert_xheader_tag.h
+  quzo/actions/act_markers.h
+  quzo/actions/act_postpone.h
+  quzo/actions/act_quarantine.h
+  quzo/actions/act_readdress.h
+  quzo/actions/act_stamp.h
+  quzo/actions/act_tag_subject.h
+  quzo/actions/plain_action.h
+  quzo/notify/act_notify.h
+  quzo/settings/action_n.h
+  quzo/settings/archive_area.h
+  quzo/settings/area.h
+  quzo/settings/name_object_access.h
+  quzo/settings/named_obj.h
+  quzo/settings/stamp_forms.h
+  quzo/settings/ui_action.h
+  quzo/settings/ui_fieldless.h
+  quzo/settings/ui_handoff.h
+  quzo/settings/ui_insert_xheader_tag.h
+  quzo/settings/ui_notify_area.h
+  quzo/settings/ui_postpone.h
+  quzo/settings/ui_quarantine_area.h
+  quzo/settings/ui_readdress.h
+  quzo/settings/ui_stamp_area.h
+  quzo/settings/ui_tag_subject.h
+  quzo/tokens/action_utils.h
+  platform/base/finding.h
+  platform/base/network.h
+  platform/base/next_hop.h
+  platform/base/object_identifier.h
+  platform/base/result.h
+  platform/config/ini_file.h
+  platform/config/milter_settings.h
+  platform/config/quzo_settings.h
+  platform/config/resources.h
+  platform/config/snmp_settings.h
+  platform/log/file_log.h
+  platform/message/edit/raw_values.h
+  platform/message/mail_message.h
+  platform/message/structure/limit_reached.h
+  platform/message/structure/limits.h
+  platform/message/values/embedded_files.h
+  platform/mta/notice_ledger.h
+  platform/mta/notice_record.h
+  platform/mta/queue_adapter.h
+  platform/queue/file_system.h
+  platform/queue/queue_admin.h
+  platform/queue/queue_claim.h
+  platform/queue/queue_directories.h
+  platform/queue/queue_entry.h
+  platform/queue/queue_names.h
+  platform/queue/queue_store.h
+  platform/queue/queues.h
+  platform/store/message_objects.h
+  platform/store/object_store.h
+  platform/store/store_fault.h
+  platform/store/stored_named_objects.h
+  platform/store/stored_object.h
+)
