@@ -32,7 +32,9 @@ void addCheck(CLI::App& app, Chosen& chosen) {
     CLI::App* command = app.add_subcommand("check", "Check settings and policy.");
     command->footer(
         "Every key, rule, action and object reference is checked; one line a fault.\n"
-        "Exit codes: 0 in order (warnings included), 64 wrong usage, 66 no such policy, 78 faults.");
+        "Exit codes: 0 in order (warnings included), 64 wrong usage, 66 no such policy, 75 the store cannot "
+        "be\n"
+        "reached, 78 faults.");
     const auto options = std::make_shared<CheckOptions>();
     addConfigOption(*command, options->iniFile);
     addPolicyOption(*command, options->policyFile, "Policy file");
@@ -62,6 +64,7 @@ void addConfig(CLI::App& app, Chosen& chosen) {
 
 void addTokens(CLI::App& app, Chosen& chosen) {
     CLI::App* command = app.add_subcommand("tokens", "List the tokens that texts may contain.");
+    command->footer("Exit codes: 0 done, 64 wrong usage.");
     const auto options = std::make_shared<TokensOptions>();
     command->add_flag("--json", options->json, "One JSON object a token");
     command->callback([options, &chosen] {
@@ -136,7 +139,9 @@ void addOthers(CLI::App& app, Chosen& chosen) {
     addAction(app, chosen);
     addQueueCommand(app, chosen);
     addObjectCommand(app, chosen);
-    app.add_subcommand("version", "Say which build this is.")->callback([&chosen] { chosen = runVersion; });
+    CLI::App* version = app.add_subcommand("version", "Say which build this is.");
+    version->footer("Exit codes: 0 done, 64 wrong usage.");
+    version->callback([&chosen] { chosen = runVersion; });
     addHelpCommand(app, chosen);
     app.add_flag_callback(
         "--version", [&chosen] { chosen = runVersion; }, "Say which build this is");

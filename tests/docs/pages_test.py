@@ -61,8 +61,11 @@ class Page:
             depth += line.startswith(".RS") - (line == ".RE")
         return found
 
+    def terms_with_bodies(self, title):
+        return [pair for terms in self.lists(title) for pair in terms]
+
     def terms(self, title):
-        return [term for terms in self.lists(title) for term, _ in terms]
+        return [term for term, _ in self.terms_with_bodies(title)]
 
     def options(self, *titles):
         """Each option that these sections tell of: its name, and whether it takes a value."""
@@ -114,6 +117,9 @@ class Test:
     def part_commands(self):
         places = {(each["page"], each["section"]) for each in self.known["commands"] + self.known["topics"]}
         self.same("the pages", {(page.name, page.section) for page in self.pages.values()}, places)
+        topics = [(word, plain(body)) for term, body in self.pages["quzo-help"].terms_with_bodies("TOPICS") for word in bold(term)]
+        self.same("quzo-help: TOPICS", topics, [(each["name"], f"its page: {each['page']}({each['section']})")
+                                               for each in self.known["topics"]])
         below = {}
         for name in filter(None, self.commands):
             below.setdefault(name.rpartition(" ")[0], set()).add(name)

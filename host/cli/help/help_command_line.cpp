@@ -97,6 +97,7 @@ int refuseCommand(const CLI::App& command, const std::string& word, Console& con
 void addHelpCommand(CLI::App& app, std::function<int(Console&)>& chosen) {
     CLI::App* command =
         app.add_subcommand("help", "Show the help on the program or on a command, or a page of the manual.");
+    command->footer("Exit codes: 0 done, 64 no such command or topic, 66 no such page.");
     const auto options = std::make_shared<HelpOptions>();
     command->add_option("COMMAND|TOPIC", options->words, "Such as: object add; or one of the topics")
         ->type_name("");

@@ -18,8 +18,8 @@ void addReloadCommand(CLI::App& milter, std::function<int(Console&)>& chosen) {
     command->footer(
         R"(No connection is dropped. When the new ones are wrong, the faults are said and the former ones stay in force.
 
-Exit codes: 0 loaded, 64 wrong usage, 66 no such policy, 75 no milter runs or the store cannot be reached, 78
-wrong settings or policy.)");
+Exit codes: 0 loaded, 64 wrong usage, 66 no such policy, 74 the milter cannot be asked, 75 no milter runs or the
+store cannot be reached, 78 wrong settings or policy.)");
     const auto options = std::make_shared<MilterReloadOptions>();
     addConfigOption(*command, options->iniFile);
     command->callback([command, options, &chosen] {
@@ -38,8 +38,8 @@ void addMilterCommand(CLI::App& app, std::function<int(Console&)>& chosen) {
         R"(Serves the milter protocol until SIGTERM or SIGINT; SIGUSR1 and `quzo milter reload` load policy and
 objects anew.
 
-Exit codes: 0 ended by a signal, 64 wrong usage, 66 no such policy, 73 the socket cannot be opened, 78 wrong
-settings or policy.)");
+Exit codes: 0 ended by a signal, 64 wrong usage, 66 no such policy, 73 the socket cannot be opened, 75 the store
+cannot be reached, 78 wrong settings or policy.)");
     const auto options = std::make_shared<MilterCommandOptions>();
     addConfigOption(*command, options->iniFile);
     addPolicyOption(*command, options->policyFile, "Policy file");
