@@ -74,7 +74,7 @@ def install(place):
                  "share/quzo/locale/de/texts.ini", "share/doc/quzo/LICENSE", "share/doc/quzo/docs/policy.md",
                  "share/doc/quzo/examples/policy.toml"):
         expect(name in names, f"{name} is not installed")
-    pages = {f"share/{name}" for name in files_below(place.build) if re.match(r"man/man\d/.*\d$", name)}
+    pages = {f"share/man/{name}" for name in files_below(place.build / "man") if re.match(r"man\d/.*\d$", name)}
     expect({name for name in names if name.startswith("share/man/")} == pages, "other manual pages are installed than built")
     public = {path.relative_to(SOURCE).as_posix() for path in (SOURCE / "quzo").rglob("*.h")}
     missing = public - {name.removeprefix("include/quzo/") for name in names}
