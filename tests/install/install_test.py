@@ -75,7 +75,7 @@ def install(place):
                  "share/doc/quzo/examples/policy.toml"):
         expect(name in names, f"{name} is not installed")
     pages = {f"share/man/{name}" for name in files_below(place.build / "man") if re.match(r"man\d/.*\d$", name)}
-    expect({name for name in names if name.startswith("share/man/")} == pages, "other manual pages are installed than built")
+    expect({name for name in names if name.startswith("share/man/")} == pages, "the manual pages are not installed")
     public = {path.relative_to(SOURCE).as_posix() for path in (SOURCE / "quzo").rglob("*.h")}
     missing = public - {name.removeprefix("include/quzo/") for name in names}
     expect(not missing, f"headers of the library are not installed: {missing}")
