@@ -15,7 +15,8 @@ if(QUZO_BUILD_PAGES)
 endif()
 
 if(quzo_pages)
-  file(GLOB quzo_documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
+  file(GLOB quzo_pages_sources CONFIGURE_DEPENDS
+    ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/scripts/pages/*.py)
   set(quzo_pages_stamp ${PROJECT_BINARY_DIR}/man/made)
   add_custom_command(OUTPUT ${quzo_pages_stamp}
     COMMAND ${CMAKE_COMMAND} -E rm -rf ${PROJECT_BINARY_DIR}/man

@@ -98,6 +98,11 @@ class Test:
     def run(self, *words):
         return subprocess.run([self.program, *words], capture_output=True, text=True, check=False)
 
+    def settings(self):
+        """Section and key of each, whatever this machine has set."""
+        result = self.run("config", "show", "-c", "/dev/null", "--json")
+        return [json.loads(line) for line in result.stdout.splitlines()]
+
     def same(self, where, told, known):
         """A fault for each that is told and not known, or known and not told."""
         told, known = set(told), set(known)
@@ -117,13 +122,15 @@ class Test:
     def part_commands(self):
         places = {(each["page"], each["section"]) for each in self.known["commands"] + self.known["topics"]}
         self.same("the pages", {(page.name, page.section) for page in self.pages.values()}, places)
-        topics = [(word, plain(body)) for term, body in self.pages["quzo-help"].terms_with_bodies("TOPICS") for word in bold(term)]
+        topics = [(word, plain(body)) for term, body in self.pages["quzo-help"].terms_with_bodies("TOPICS")
+                  for word in bold(term)]
         self.same("quzo-help: TOPICS", topics, [(each["name"], f"its page: {each['page']}({each['section']})")
                                                for each in self.known["topics"]])
         below = {}
         for name in filter(None, self.commands):
             below.setdefault(name.rpartition(" ")[0], set()).add(name)
-        self.same("quzo: COMMANDS", map(plain, self.pages["quzo"].terms("COMMANDS")), {f"quzo {name}" for name in below[""]})
+        self.same("quzo: COMMANDS", map(plain, self.pages["quzo"].terms("COMMANDS")),
+                  {f"quzo {name}" for name in below[""]})
         for name, page in self.pages.items():
             own = self.on_page(name)
             if not own:
@@ -162,10 +169,9 @@ class Test:
             self.same(where, re.findall(r"[A-Z]+", rest), arguments)
 
     def part_settings(self):
-        known = [json.loads(line) for line in self.run("config", "show", "-c", "/dev/null", "--json").stdout.splitlines()]
         page = self.pages["quzo.ini"]
         told = {(title, plain(term)) for title in page.sections if title.startswith("[") for term in page.terms(title)}
-        self.same("quzo.ini", told, {(f"[{each['section']}]", each["key"]) for each in known})
+        self.same("quzo.ini", told, {(f"[{each['section']}]", each["key"]) for each in self.settings()})
 
     def part_policy(self):
         page = self.pages["policy.toml"]
@@ -177,7 +183,8 @@ class Test:
         self.same("policy.toml: CONDITIONS", [word.split(" =")[0] for term in page.terms("CONDITIONS") for word in
                   plain(term).split(", ") if " =" in word], {each["name"] for each in self.known["conditions"]})
         actions, keys, *_ = page.lists("ACTIONS")
-        told = {kind: bold(body) if body.startswith("\\fIfields") else [] for term, body in actions for kind in bold(term)}
+        told = {kind: bold(body) if body.startswith("\\fIfields") else []
+                for term, body in actions for kind in bold(term)}
         known = {each["type"]: each["fields"] for each in self.known["actions"]}
         self.same("policy.toml: ACTIONS", told, known)
         for kind in set(told) & set(known):
@@ -207,11 +214,12 @@ class Test:
             reader.whitespace_split = True
             words = list(reader)
             while words:
-                end = next((at for at, word in enumerate(words) if word in ("|", "||", "&&", ";", "<", ">")), len(words))
+                ends = (at for at, word in enumerate(words) if word in ("|", "||", "&&", ";", "<", ">"))
+                end = next(ends, len(words))
                 if words[0] == "quzo":
                     self.check_line(line, words[1:end])
                 words = words[end + 1:]
-        sections = {json.loads(line)["section"] for line in self.run("config", "show", "--json").stdout.splitlines()}
+        sections = {each["section"] for each in self.settings()}
         settings = [block for page in self.pages.values() for block in page.code()
                     if (match := re.match(r"\[(.*)\]\n", block)) and match[1] in sections]
         self.expect(len(settings) > 5, f"there are {len(settings)} blocks of settings")
@@ -254,14 +262,15 @@ class Test:
         environment = os.environ | {"MANWIDTH": "80", "LC_ALL": "C.UTF-8"}
         for page in self.pages.values():
             for command in (["man", "--warnings=w", "-l"], ["lexgrog"]):
-                result = subprocess.run([*command, page.path], capture_output=True, text=True, check=False, env=environment)
+                result = subprocess.run([*command, page.path], capture_output=True, text=True, check=False,
+                                        env=environment)
                 self.expect(result.returncode == 0 and result.stdout and not result.stderr,
                             f"{page.name}: {command[0]}: {result.stderr or result.stdout}")
             titles = list(page.sections)
             wanted = ["NAME", "SYNOPSIS", "DESCRIPTION"] if page.section != 7 else ["NAME", "DESCRIPTION"]
             wanted += ["EXAMPLES", "EXIT STATUS"] if self.on_page(page.name) else []
             self.expect(not set(wanted) - set(titles), f"{page.name}: it lacks {set(wanted) - set(titles)}")
-            self.expect((titles[0], titles[-1]) == ("NAME", "SEE ALSO"), f"{page.name}: sections stand in another order")
+            self.expect((titles[0], titles[-1]) == ("NAME", "SEE ALSO"), f"{page.name}: wrong order of sections")
 
 
 def main():

@@ -74,6 +74,8 @@ def install(place):
                  "share/quzo/locale/de/texts.ini", "share/doc/quzo/LICENSE", "share/doc/quzo/docs/policy.md",
                  "share/doc/quzo/examples/policy.toml"):
         expect(name in names, f"{name} is not installed")
+    pages = {f"share/man/{name}" for name in files_below(place.build / "man") if re.match(r"man\d/.*\d$", name)}
+    expect({name for name in names if name.startswith("share/man/")} == pages, "the manual pages are not installed")
     public = {path.relative_to(SOURCE).as_posix() for path in (SOURCE / "quzo").rglob("*.h")}
     missing = public - {name.removeprefix("include/quzo/") for name in names}
     expect(not missing, f"headers of the library are not installed: {missing}")
