@@ -51,7 +51,8 @@ if(QUZO_BUILD_PROGRAMS)
   configure_file(${PROJECT_SOURCE_DIR}/packaging/quzo-milter.service.in ${PROJECT_BINARY_DIR}/quzo-milter.service @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/quzo-milter.service DESTINATION lib/systemd/system)
 endif()
-install(FILES ${PROJECT_SOURCE_DIR}/packaging/QUZO-MIB.txt DESTINATION ${CMAKE_INSTALL_DOCDIR}/packaging)
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/QUZO-MIB.txt ${PROJECT_SOURCE_DIR}/packaging/quzo.logrotate
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/packaging)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
   PATTERN "quzo-objects.db*" EXCLUDE
   PATTERN "quzo-spool" EXCLUDE)
