@@ -52,7 +52,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/packaging/QUZO-MIB.txt DESTINATION ${CMAKE_I
 if(QUZO_BUILD_PROGRAMS)
   include(QuzoServices)
 endif()
-install(FILES ${PROJECT_SOURCE_DIR}/packaging/QUZO-MIB.txt DESTINATION ${CMAKE_INSTALL_DOCDIR}/packaging)
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/QUZO-MIB.txt ${PROJECT_SOURCE_DIR}/packaging/quzo.logrotate
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/packaging)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
   PATTERN "quzo-objects.db*" EXCLUDE
   PATTERN "quzo-spool" EXCLUDE)

@@ -1,7 +1,11 @@
 // See queue_desk.h.
 #include "host/admin/queue_desk.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -45,9 +49,10 @@ Said saidOf(int error) {
 // on.
 MaybeFault missingPlace(const std::string& spool, const std::string& directory) {
     const std::string& place = !spool.empty() && directory.starts_with(spool) ? spool : directory;
-    std::error_code unknown; // what cannot be looked at is for the queue itself to tell
+    std::error_code unknown;
     if (std::filesystem::exists(place, unknown) || unknown) {
-        return std::nullopt;
+        const MaybeFault closed = closedPlace(place);
+        return closed ? closed : closedPlace(directory);
     }
     return Fault{kExitNoInput, place, "there is no such directory, so the queue holds nothing",
                  "check spool and queue_... in the settings; it is made when the first message is stored"};
@@ -70,6 +75,14 @@ Result<platform::QueueKind> queueNamed(const std::string& name) {
     }
     return Fault{kExitUsage, name, "is no queue",
                  "quarantine, archive, outgoing, scan, postponed and failed are"};
+}
+
+MaybeFault closedPlace(const std::string& directory) {
+    if (::faccessat(AT_FDCWD, directory.c_str(), R_OK | X_OK, AT_EACCESS) == 0 || errno != EACCES) {
+        return std::nullopt; // all else is for the queue itself to tell
+    }
+    return Fault{kExitInputOutput, directory, "this user may not look into it",
+                 "run the command as the user of the service, or as root"};
 }
 
 Result<QueueDesk> QueueDesk::open(const Installation& installation, platform::QueueKind queue,

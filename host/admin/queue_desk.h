@@ -77,6 +77,9 @@ private:
     std::int64_t now_;
 };
 
+// A fault (74) when that directory is not for the user who runs the program.
+MaybeFault closedPlace(const std::string& directory);
+
 // The queue of that name; a fault (64) when there is none.
 Result<platform::QueueKind> queueNamed(const std::string& name);
 

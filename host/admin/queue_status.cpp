@@ -54,8 +54,11 @@ std::vector<QueueStatus> queueStatus(platform::Queues& queues, std::int64_t now,
             return !stopping || !stopping();
         });
         if (error != kErrorNone) {
-            faults.push_back({kExitInputOutput, platform::queueName(kind), "not all of it could be read",
-                              "see the log for what the system said"});
+            const MaybeFault closed = closedPlace(store->directory());
+            faults.push_back(closed ? *closed
+                                    : Fault{kExitInputOutput, platform::queueName(kind),
+                                            "not all of it could be read",
+                                            "see the log for what the system said"});
         }
     }
     return out;

@@ -16,7 +16,8 @@ MaybeFault replaceFile(const std::string& path, std::string_view text) {
     platform::FileSystem& files = platform::FileSystem::real();
     const std::string made = path + ".new";
     platform::FileHandle file;
-    int error = files.openAt(AT_FDCWD, made.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, kMode, file);
+    files.unlink(AT_FDCWD, made.c_str()); // of a process that was killed, whoever's it was
+    int error = files.openAt(AT_FDCWD, made.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, kMode, file);
     if (error == 0 && ::fchmod(file.get(), kMode) != 0) {
         error = errno;
     }

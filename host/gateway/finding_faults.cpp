@@ -48,4 +48,14 @@ Fault faultOf(const platform::StoreFault& fault, const std::string& iniFile) {
             missing ? "see quzo object list" : ""};
 }
 
+MaybeFault upgradeNotice(const platform::StoreFormat& format, const std::string& iniFile) {
+    if (!format.upgraded()) {
+        return std::nullopt;
+    }
+    return Fault::warning(iniFile + ": store",
+                          "it had format " + std::to_string(format.found) + " and has format " +
+                              std::to_string(format.now) + " now",
+                          format.copy.empty() ? "" : format.copy + " is a copy of it as it was");
+}
+
 } // namespace quzo::host

@@ -130,6 +130,9 @@ void Installation::openNeededStore() {
     auto opened = ObjectStore::open({.connection = connection, .author = {}, .make = needs_.make});
     if (opened) {
         store_ = std::move(*opened);
+        if (MaybeFault notice = upgradeNotice(store_->format(), needs_.iniFile)) {
+            findings_.push_back(*std::move(notice));
+        }
     } else {
         findings_.push_back(faultOf(opened.fault(), needs_.iniFile));
     }
@@ -176,6 +179,9 @@ void Installation::readObjects(Loaded& loaded) {
             return;
         }
         store_ = std::move(*opened);
+        if (MaybeFault notice = upgradeNotice(store_->format(), needs_.iniFile)) {
+            loaded.findings.push_back(*std::move(notice));
+        }
     }
     auto objects = StoredNamedObjects::load(*store_, tenant());
     if (objects) {

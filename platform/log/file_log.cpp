@@ -2,9 +2,7 @@
 // ours: a subject with a line break in it must not become a line of its own.
 #include "platform/log/file_log.h"
 
-#include <fcntl.h>
 #include <spdlog/logger.h>
-#include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/null_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/sinks/syslog_sink.h>
@@ -18,8 +16,10 @@
 #include <cstdio>
 #include <exception>
 #include <system_error>
+#include <utility>
 
 #include "platform/base/visible_text.h"
+#include "platform/log/file_sink.h"
 #include "platform/log/log_subject.h"
 
 namespace quzo::platform {
@@ -29,7 +29,6 @@ namespace {
 constexpr const char* kPattern = "%Y-%m-%dT%H:%M:%S.%e%z [%P] %v";
 constexpr int kMaxLevel = 3;
 constexpr std::size_t kMaxSubject = 1024; // bytes
-constexpr mode_t kLogMode = 0640;         // subjects and addresses are nobody else's business
 
 constexpr const char* kStderr = "stderr";
 constexpr const char* kSyslog = "syslog";
@@ -57,52 +56,42 @@ const char* levelName(int level) {
     return level == 2 ? "notice" : "detail";
 }
 
-enum class Place { Ready, Absent, Unusable };
-
-Place unusable(std::string& problem) {
-    problem = std::system_category().message(errno);
-    return Place::Unusable;
-}
-
-// Makes the file, if that is wanted, with our mode before spdlog opens it with the process's.
-Place prepareFile(const std::string& path, bool make, std::string& problem) {
-    const int flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOCTTY | (make ? O_CREAT : 0);
-    const int descriptor = ::open(path.c_str(), flags, kLogMode);
-    if (descriptor >= 0) {
-        ::close(descriptor);
-        return Place::Ready;
-    }
-    if (make || errno != ENOENT) {
-        return unusable(problem);
-    }
-    const std::size_t slash = path.rfind('/');
-    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    return ::access(folder.c_str(), W_OK | X_OK) == 0 ? Place::Absent : unusable(problem);
-}
-
-spdlog::sink_ptr makeSink(const std::string& target, Place place) {
-    if (place == Place::Absent) {
-        return std::make_shared<spdlog::sinks::null_sink_mt>();
-    }
+spdlog::sink_ptr makeWordSink(const std::string& target) {
     if (target == kSyslog) {
         return std::make_shared<spdlog::sinks::syslog_sink_mt>("quzo", LOG_PID, LOG_MAIL, false);
     }
-    if (FileLog::isWord(target)) {
-        return std::make_shared<spdlog::sinks::stderr_sink_mt>();
+    return std::make_shared<spdlog::sinks::stderr_sink_mt>();
+}
+
+// Null, with the reason in `problem`, when the file cannot be opened, or could not be made.
+spdlog::sink_ptr openFile(const std::string& path, bool make, std::string& problem) {
+    int error = 0;
+    spdlog::sink_ptr sink = makeFileSink(path, make, error);
+    if (error == ENOENT && !make) {
+        const std::size_t slash = path.rfind('/');
+        const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+        if (::access(folder.c_str(), W_OK | X_OK) == 0) {
+            return std::make_shared<spdlog::sinks::null_sink_mt>();
+        }
+        error = errno;
     }
-    return std::make_shared<spdlog::sinks::basic_file_sink_mt>(target);
+    if (error != 0) {
+        problem = std::system_category().message(error);
+        return nullptr;
+    }
+    return sink;
 }
 
 } // namespace
 
 std::unique_ptr<FileLog> FileLog::open(const std::string& target, int maxLevel, std::string& problem,
                                        bool make) {
-    const Place place = isWord(target) ? Place::Ready : prepareFile(target, make, problem);
-    if (place == Place::Unusable) {
-        return nullptr;
-    }
     try {
-        auto logger = std::make_shared<spdlog::logger>("quzo", makeSink(target, place));
+        spdlog::sink_ptr sink = isWord(target) ? makeWordSink(target) : openFile(target, make, problem);
+        if (sink == nullptr) {
+            return nullptr;
+        }
+        auto logger = std::make_shared<spdlog::logger>("quzo", std::move(sink));
         logger->set_pattern(target == kJournal ? "%v" : kPattern);
         logger->set_level(spdlog::level::trace);
         logger->flush_on(spdlog::level::trace);

@@ -28,10 +28,10 @@ namespace quzo::platform {
 // be written are counted.
 class FileLog final : public LogMsg {
 public:
-    // `target` is "stderr", "syslog", "journal" or the path of a file, which is appended to (and made with
-    // mode 0640); `maxLevel` is 0 (nothing) to 3. Without `make` a file that is not there is not made, and
-    // the lines go nowhere. Null when the file cannot be opened, or could not be made, with the reason in
-    // `problem`.
+    // `target` is "stderr", "syslog", "journal" or the path of a file, which is appended to, made with
+    // mode 0640 (platform/log/file_sink.h); `maxLevel` is 0 (nothing) to 3. Without `make` a file that is not
+    // there is not made, and the lines go nowhere. Null when the file cannot be opened, or could not be made,
+    // with the reason in `problem`.
     static std::unique_ptr<FileLog> open(const std::string& target, int maxLevel, std::string& problem,
                                          bool make = true);
 

@@ -12,6 +12,8 @@
 #include <memory>
 #include <utility>
 
+#include "platform/base/owner_of_new_file.h"
+
 namespace quzo::platform {
 namespace {
 
@@ -178,7 +180,8 @@ int FileSystem::setTime(int descriptor, std::int64_t seconds) {
 }
 
 int FileSystem::callOpen(int directory, const char* name, int flags, mode_t mode) {
-    return ::openat(directory, name, flags, mode);
+    return (flags & O_CREAT) != 0 ? openAsOwner(directory, name, flags, mode)
+                                  : ::openat(directory, name, flags, mode);
 }
 
 int FileSystem::callClose(int descriptor) { return ::close(descriptor); }
@@ -206,7 +209,7 @@ int FileSystem::callLink(int directory, const char* from, const char* to) {
 int FileSystem::callUnlink(int directory, const char* name) { return ::unlinkat(directory, name, 0); }
 
 int FileSystem::callMakeDirectory(int directory, const char* name, mode_t mode) {
-    return ::mkdirat(directory, name, mode);
+    return makeDirectoryAsOwner(directory, name, mode);
 }
 
 int FileSystem::callStatAt(int directory, const char* name, struct stat* out) {

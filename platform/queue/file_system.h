@@ -48,7 +48,8 @@ public:
     // The one that everything but tests uses.
     static FileSystem& real();
 
-    // O_CLOEXEC is added to the flags.
+    // O_CLOEXEC is added to the flags. What it makes, as what makeDirectory() makes, belongs to whom
+    // platform/base/owner_of_new_file.h says; so O_CREAT is for names that are not there.
     int openAt(int directory, const char* name, int flags, mode_t mode, FileHandle& out);
     void close(int descriptor) noexcept;
     int writeAll(int descriptor, std::string_view bytes);

@@ -27,6 +27,16 @@ bool isRecent(const struct stat& status, std::int64_t now) {
 
 } // namespace
 
+// Opens the file, which the first to come makes.
+int TidyTurn::openStamp(const FileHandle& root) {
+    constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK;
+    int error = files_.openAt(root.get(), kName, kFlags, 0, stamp_);
+    if (error == ENOENT) {
+        error = files_.openAt(root.get(), kName, kFlags | O_CREAT | O_EXCL, kMode, stamp_);
+    }
+    return error == EEXIST ? files_.openAt(root.get(), kName, kFlags, 0, stamp_) : error;
+}
+
 bool TidyTurn::take(std::int64_t now) {
     FileHandle root;
     struct stat status {};
@@ -36,7 +46,7 @@ bool TidyTurn::take(std::int64_t now) {
     if (files_.statAt(root.get(), kName, status) == 0 && isRecent(status, now)) {
         return false;
     }
-    int error = files_.openAt(root.get(), kName, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK, kMode, stamp_);
+    int error = openStamp(root);
     if (error == 0 && files_.tryLock(stamp_.get()) == EWOULDBLOCK) {
         return false; // somebody is at it; a file system without locks is no reason to leave it
     }

@@ -24,6 +24,8 @@ public:
     void finish(std::int64_t now);
 
 private:
+    int openStamp(const FileHandle& root);
+
     FileSystem& files_;
     std::string queue_;
     std::string directory_;

@@ -51,7 +51,10 @@ void Database::open() {
         } else {
             openPostgres();
         }
-        prepareSchema(*this, make_);
+        StoreFormat format = prepareSchema(*this, make_);
+        if (!wasOpen_) {
+            format_ = std::move(format);
+        }
     } catch (...) {
         const StoreFault fault = explain(std::current_exception());
         opening_ = false;

@@ -11,6 +11,7 @@
 
 #include "platform/store/connection_target.h"
 #include "platform/store/store_fault.h"
+#include "platform/store/store_format.h"
 
 namespace soci {
 class session;
@@ -35,6 +36,8 @@ public:
 
     const ConnectionTarget& target() const { return target_; }
     soci::session& session() { return *session_; }
+    // What was found when it was opened first, and what has been made of it.
+    const StoreFormat& format() const { return format_; }
 
     // Runs `work` in a transaction, which is committed when `keep` says so and otherwise rolled back. A
     // session that was lost since the last one is opened again first. Throws StoreFailure, with nothing
@@ -74,6 +77,7 @@ private:
     ConnectionTarget target_;
     unsigned waitSeconds_;
     bool make_;
+    StoreFormat format_;
     std::unique_ptr<soci::session> session_;
     bool inTransaction_ = false;
     bool committing_ = false;

@@ -13,6 +13,7 @@
 #include <mutex>
 #include <system_error>
 
+#include "platform/base/owner_of_new_file.h"
 #include "platform/store/store_fault.h"
 
 namespace quzo::platform {
@@ -59,7 +60,8 @@ void ensureDatabaseFile(const std::string& path, const std::string& label, bool 
         throw StoreFailure(StoreTrouble::CannotOpen,
                            "the store " + label + " is gone: restore it from a backup");
     }
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
+    const int descriptor =
+        openAsOwner(AT_FDCWD, path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
     if (descriptor >= 0) {
         close(descriptor);
     } else if (errno != EEXIST) {

@@ -89,6 +89,8 @@ StoreResult<ObjectStore> ObjectStore::open(const StoreSettings& settings) {
     }
 }
 
+const StoreFormat& ObjectStore::format() const { return impl_->database.format(); }
+
 StoreResult<std::vector<ObjectSummary>> ObjectStore::list(unsigned tenant, std::optional<ObjectKind> kind) {
     return impl_->read<std::vector<ObjectSummary>>(
         [&] { return readSummaries(impl_->session(), tenant, kind); });

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/store/store_fault.h"
+#include "platform/store/store_format.h"
 #include "platform/store/stored_object.h"
 
 namespace quzo::platform {
@@ -39,13 +40,16 @@ struct StoreSettings {
 // are the objects' text forms: UTF-8 without NUL, at most 1 MiB; whether they can be parsed is not looked at.
 class ObjectStore {
 public:
-    // Opens the store, makes it on first use (a file with mode 0600), and upgrades an older
-    // one.
+    // Opens the store, makes it on first use (a file with mode 0600), and upgrades an older one, of which a
+    // copy is made beside it first when it is a file.
     static StoreResult<ObjectStore> open(const StoreSettings& settings);
 
     ObjectStore(ObjectStore&&) noexcept;
     ObjectStore& operator=(ObjectStore&&) noexcept;
     ~ObjectStore();
+
+    // The format that was found when it was opened, and what has been made of it.
+    const StoreFormat& format() const;
 
     // A tenant's objects, of one kind or of all (null), sorted by kind and by the bytes of their names.
     StoreResult<std::vector<ObjectSummary>> list(unsigned tenant, std::optional<ObjectKind> kind = {});

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "platform/store/query.h"
+#include "platform/store/store_copy.h"
+#include "quzo/core/log.h"
 
 namespace quzo::platform {
 namespace {
@@ -97,33 +99,61 @@ void refuseForeignFile(Database& database) {
     }
 }
 
-void upgrade(Database& database) {
-    long long version = foundVersion(database); // again: another process may have been quicker
-    if (version == 0) {
+// Gives the version that was found. The copy gets its name when all else is done, so an upgrade that always
+// fails does not leave one each time.
+long long upgrade(Database& database, StoreCopy& copy) {
+    const long long found = foundVersion(database); // again: another process may have been quicker
+    if (found == kSchemaVersion) {
+        return found;
+    }
+    if (found == 0) {
         refuseForeignFile(database);
         Query(database.session(), "create table quzo_schema (version bigint not null)").change();
         Query(database.session(), "insert into quzo_schema (version) values (:version)").use(0LL).change();
     }
-    for (; version < kSchemaVersion; ++version) {
+    const bool copies = found != 0 && database.target().backend == Backend::Sqlite;
+    if (copies) {
+        copy.make(database.target(), found);
+    }
+    for (long long version = found; version < kSchemaVersion; ++version) {
         for (const char* statement : steps()[static_cast<std::size_t>(version)]) {
             Query(database.session(), inDialect(statement, database.target().backend)).change();
         }
     }
     Query(database.session(), "update quzo_schema set version = :version").use(kSchemaVersion).change();
+    if (copies) {
+        copy.giveName();
+    }
+    return found;
+}
+
+void tell(const Database& database, const StoreFormat& format) {
+    if (format.upgraded()) {
+        ActionLog::L2("The store %s had format %lld and has format %lld now; copy of it as it was: %s.",
+                      database.target().label.c_str(), format.found, format.now,
+                      format.copy.empty() ? "none" : format.copy.c_str());
+    }
 }
 
 } // namespace
 
-void prepareSchema(Database& database, bool make) {
+StoreFormat prepareSchema(Database& database, bool make) {
     const long long version = foundVersion(database);
+    StoreFormat format{.found = version, .now = version, .copy = {}};
     if (version == 0 && !make) {
         refuseForeignFile(database);
         throw StoreFailure(StoreTrouble::Absent,
                            "the store " + database.target().label + " has no tables yet");
     }
     if (version != kSchemaVersion && make) {
-        database.transact(Database::Access::Write, true, [&] { upgrade(database); });
+        StoreCopy copy;
+        database.transact(Database::Access::Write, true, [&] { format.found = upgrade(database, copy); });
+        copy.keep();
+        format.copy = copy.path();
+        format.now = kSchemaVersion;
+        tell(database, format);
     }
+    return format;
 }
 
 } // namespace quzo::platform

@@ -138,6 +138,23 @@ TEST_F(LogFile, AppendsFromManyThreads) {
     EXPECT_EQ(log->lost(), 0U);
 }
 
+TEST_F(LogFile, GoesOnInANewFileWhenTheFormerIsMovedAway) {
+    const std::filesystem::path moved = path_.string() + ".1";
+    std::string problem;
+    const auto log = FileLog::open(path_.string(), 1, problem);
+    ASSERT_NE(log, nullptr) << problem;
+    log->write(1, "first");
+    std::filesystem::rename(path_, moved);
+    log->write(1, "second");
+    EXPECT_THAT(lines(), testing::ElementsAre(testing::EndsWith("second")));
+    std::filesystem::rename(moved, path_); // another one has its name: that is appended to
+    log->write(1, "third");
+    EXPECT_THAT(lines(), testing::ElementsAre(testing::EndsWith("first"), testing::EndsWith("third")));
+    std::filesystem::resize_file(path_, 0);
+    log->write(1, "fourth");
+    EXPECT_THAT(lines(), testing::ElementsAre(testing::EndsWith("fourth")));
+}
+
 TEST_F(LogFile, LinesNameWhatTheirThreadWorksOn) {
     std::string problem;
     const auto log = FileLog::open(path_.string(), 1, problem);

@@ -2,6 +2,7 @@
 // the end, without which it is not whole.
 #include "host/cli/milter/control_socket.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -15,6 +16,7 @@
 
 #include "host/base/exit_code.h"
 #include "platform/base/numbers.h"
+#include "platform/base/owner_of_new_file.h"
 
 namespace quzo::host {
 namespace {
@@ -52,6 +54,20 @@ void waitAtMost(int seconds, const FileDescriptor& socket) {
 
 bool connectTo(const FileDescriptor& socket, const sockaddr_un& address) {
     return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+// Makes the socket at that path, for its owner alone: of an unbound socket the mode is that of what bind()
+// makes. False, with errno, when it cannot be.
+bool bindTo(const FileDescriptor& socket, const std::string& path, const sockaddr_un& address) {
+    if (::fchmod(socket.get(), S_IRUSR | S_IWUSR) != 0) {
+        return false;
+    }
+    const platform::AsOwner owner(AT_FDCWD, path.c_str());
+    if (owner.error() != 0) {
+        errno = owner.error();
+        return false;
+    }
+    return ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 // Adds what comes until `over` says that it is enough, the other side has finished, or time is up.
@@ -110,10 +126,9 @@ MaybeFault ControlSocket::open(const std::string& path) {
     if (!addressOf(path, address)) {
         return tooLong(path);
     }
-    ::mkdir(path.substr(0, path.rfind('/')).c_str(), S_IRWXU); // what keeps it from that, bind() says too
-    const auto bound = [&](const FileDescriptor& socket) {
-        return ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    };
+    // What keeps it from that, bind() says too.
+    platform::makeDirectoryAsOwner(AT_FDCWD, path.substr(0, path.rfind('/')).c_str(), S_IRWXU);
+    const auto bound = [&](const FileDescriptor& socket) { return bindTo(socket, path, address); };
     FileDescriptor made = unixSocket(SOCK_NONBLOCK);
     if (!bound(made)) {
         const bool taken = errno == EADDRINUSE;
@@ -126,8 +141,7 @@ MaybeFault ControlSocket::open(const std::string& path) {
         }
     }
     path_ = path;
-    // Nobody can connect before it listens, so the mode is in force from the first caller on.
-    if (::chmod(path.c_str(), S_IRUSR | S_IWUSR) != 0 || ::listen(made.get(), 4) != 0) {
+    if (::listen(made.get(), 4) != 0) {
         return systemFault(kExitCannotCreate, path, "cannot be used", errno);
     }
     listener_ = std::move(made);

@@ -210,6 +210,9 @@ void addChanging(CLI::App& object, Chosen& chosen, const Options& options) {
 }
 
 void addFiles(CLI::App& object, Chosen& chosen, const Options& options) {
+    addOne(object, chosen, options, "upgrade",
+           "Bring the store to the format of this program, with a copy of it as it was.", runObjectUpgrade);
+
     CLI::App* write = addOne(object, chosen, options, "export", "Write objects as TOML.", runObjectExport);
     addKindAndName(*write, options, false);
     write

@@ -14,6 +14,7 @@ int runObjectUpdate(const ObjectOptions& options, Console& console);
 int runObjectRemove(const ObjectOptions& options, Console& console);
 int runObjectRestore(const ObjectOptions& options, Console& console);
 int runObjectExport(const ObjectOptions& options, Console& console);
+int runObjectUpgrade(const ObjectOptions& options, Console& console);
 int runObjectImport(const ObjectOptions& options, Console& console);
 
 } // namespace quzo::host

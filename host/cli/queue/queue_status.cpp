@@ -1,6 +1,7 @@
 // quzo queue status: one screen that says how the queues stand.
 #include <ctime>
 
+#include "host/admin/queue_desk.h"
 #include "host/admin/queue_status.h"
 #include "host/base/exit_code.h"
 #include "host/cli/queue/queue_commands.h"
@@ -14,6 +15,9 @@ int runQueueStatus(const QueueOptions& options, Console& console) {
     const int exitCode = console.err.say(installation.findings());
     if (!usable) {
         return exitCode;
+    }
+    if (const MaybeFault closed = closedPlace(installation.settings().platform().spool)) {
+        return console.err.say(*closed);
     }
     Faults faults;
     const std::int64_t now = std::time(nullptr);
