@@ -29,13 +29,6 @@ from pathlib import Path
 HERE = Path(__file__).resolve().parent
 SOURCE = HERE.parent.parent
 MESSAGE = "From: a@example.org\nSubject: hello\n\nbody\n"
-# The programs of examples/library: the arguments, and what becomes of MESSAGE.
-EXAMPLES = {
-    "action": ([], "From: a@example.org\nSubject: [list] hello\n"
-                   "X-Seen: from alice@example.org: [list] hello\n\nbody\n"),
-    "platform": (["[own] "], "From: a@example.org\nSubject: [own] hello\n\nbody\n"),
-    "host": (["spool"], "From: a@example.org\nSubject: hello\nX-Scanned: yes\n\nbody\n"),
-}
 
 
 def run(command, **options):
@@ -135,38 +128,26 @@ def headers(place):
             expect(result.returncode == 0, f"{job} does not compile:\n{result.stderr}")
 
 
-def check_examples(folders, environment=None):
-    """Runs each program on MESSAGE; `folders` maps its name to where it lies."""
-    for name, folder in folders.items():
-        words, expected = EXAMPLES[name]
-        said = run([folder / name, *words], input=MESSAGE, cwd=folder, env=environment)
-        expect(said == expected, f"{name} writes {said}")
-
-
-def configure(place, name, example, *options):
-    folder = place.work / name
+def consume(place, how):
+    """Has the tests of libquzo-dev build and run the examples; the folder with the programs, and what was said."""
+    folder = place.work / f"by-{how}"
     shutil.rmtree(folder, ignore_errors=True)
-    said = run([place.cmake, "-S", place.find("examples/library") / example, "-B", folder, "-G", "Ninja",
-                f"-DCMAKE_CXX_COMPILER={place.compiler}",
-                f"-DCMAKE_PROJECT_{example}_INCLUDE={HERE}/check_project.cmake", *options])
+    folder.mkdir()
+    libraries = place.find("libquzo.so").parent
+    said = run([SOURCE / "packaging/debian/tests" / f"consumer-{how}"], env={
+        **os.environ, "AUTOPKGTEST_TMP": str(folder), "QUZO_EXAMPLES": str(place.find("examples/library")),
+        "CMAKE_PREFIX_PATH": str(place.root), "CMAKE_GENERATOR": "Ninja", "CXX": place.compiler,
+        "CXXFLAGS": "-Wall -Wextra -Werror", "PKG_CONFIG_PATH": str(libraries / "pkgconfig"),
+        "LD_LIBRARY_PATH": str(libraries)})
     return folder, said
 
 
 def cmake(place):
-    strict = (f"-DCMAKE_PREFIX_PATH={place.root}", "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Werror")
-    folders = {}
-    for name in EXAMPLES:
-        folders[name], said = configure(place, f"by-cmake-{name}", name, *strict)
-        expect(name != "host" or f"texts are in {place.root}/share/quzo/locale" in said, said)
-        run([place.cmake, "--build", folders[name]])
-    check_examples(folders)
-    held = run([folders["host"] / "host", "spool"], input=f"List-Id: <a.example>\n{MESSAGE}", cwd=folders["host"])
-    expect(held == "" and list((folders["host"] / "spool").rglob("*.DF")), f"the host keeps no message: {held}")
-
-    folder, _ = configure(place, "by-cmake-static", "platform", *strict, "-DSTATIC=ON")
-    run([place.cmake, "--build", folder])
-    expect("libquzo" not in run(["ldd", folder / "platform"]), "quzo::quzo is not the archive")
-    check_examples({"platform": folder})
+    folder, said = consume(place, "cmake")
+    expect(f"texts are in {place.root}/share/quzo/locale" in said, said)
+    expect("libquzo" not in run(["ldd", folder / "static/platform"]), "quzo::quzo is not the archive")
+    held = run([folder / "host/host", "spool"], input=f"List-Id: <a.example>\n{MESSAGE}", cwd=folder)
+    expect(held == "" and list((folder / "spool").rglob("*.DF")), f"the host keeps no message: {held}")
     wrong_requests(place)
 
 
@@ -184,7 +165,8 @@ def wrong_requests(place):
             f"{before}find_package(quzo {words} REQUIRED)\n", encoding="utf-8")
         shutil.rmtree(project / "build", ignore_errors=True)
         result = subprocess.run([place.cmake, "-S", project, "-B", project / "build", "-G", "Ninja",
-                                 f"-DCMAKE_CXX_COMPILER={place.compiler}", f"-DCMAKE_PREFIX_PATH={place.root}"],
+                                 f"-DCMAKE_CXX_COMPILER={place.compiler}", f"-DCMAKE_PREFIX_PATH={place.root}",
+                                 f"-DCMAKE_PROJECT_wrong_INCLUDE={HERE}/check_project.cmake"],
                                 capture_output=True, text=True, check=False)
         expect((result.returncode == 0) == (answer is None) and (answer or "") in result.stderr,
                f"find_package(quzo {words}): {result.stdout}{result.stderr}")
@@ -199,28 +181,25 @@ def pkgconfig(place):
     libraries = place.find("libquzo.so").parent
     environment = {**os.environ, "LD_LIBRARY_PATH": str(libraries)}
     version = re.search(r"project\(quzo VERSION (\S+)", (SOURCE / "CMakeLists.txt").read_text(encoding="utf-8"))[1]
+    folder, _ = consume(place, "pkgconfig")
+    for name in ("action", "platform", "host"):
+        linked = run(["ldd", folder / name / name], env=environment)
+        expect(f"libquzo.so.{version.split('.')[0]} => {libraries}/" in linked, f"another libquzo.so:\n{linked}")
+        example = place.find("examples/library") / name
+        comment = (example / "CMakeLists.txt").read_text(encoding="utf-8").split("cmake_")[0]
+        expect(all(source.name in comment for source in example.glob("*.cpp")),
+               f"{name} has another command in its opening comment")
     for package in ("quzo", "quzo-platform"):
         text = place.find(f"{package}.pc").read_text(encoding="utf-8")
         expect(f"Version: {version}\n" in text, f"{package}.pc has another version")
-    folders = {}
-    for name in EXAMPLES:
-        sources = sorted((place.find("examples/library") / name).glob("*.cpp"))
-        # The line that the project's own opening comment gives.
-        comment = (sources[0].parent / "CMakeLists.txt").read_text(encoding="utf-8")
-        expect(all(source.name in comment.split("cmake_minimum")[0] for source in sources), f"{name}: another command")
-        package = re.search(r"--libs (\S+)\)", comment)[1]
-        folders[name] = place.work / f"by-pkg-config-{name}"
-        shutil.rmtree(folders[name], ignore_errors=True)
-        folders[name].mkdir()
-        for options in ((), ("--static",)):
-            flags = flags_of(place, package, *options)
-            run([place.compiler, "-std=c++20", *sources, "-o", folders[name] / name, *flags])
-            linked = run(["ldd", folders[name] / name], env=environment)
-            expect(f"libquzo.so.{version.split('.')[0]} => {libraries}/" in linked, f"another libquzo.so:\n{linked}")
-            check_examples({name: folders[name]}, environment)
-    said = subprocess.run([folders["host"] / "host", "spool"], input=MESSAGE, capture_output=True, text=True,
-                          check=False, env=environment, cwd=folders["host"])
+    said = subprocess.run([folder / "host/host", "spool"], input=MESSAGE, capture_output=True, text=True, check=False,
+                          env=environment, cwd=folder)
     expect(f"quzo {version} (" in said.stderr, f"the library is not {version}: {said.stderr}")
+    # What --static adds is enough for the archive.
+    flags = [flag.replace("-lquzo", "-l:libquzo.a") for flag in flags_of(place, "quzo", "--static")]
+    sources = (place.find("examples/library") / "platform").glob("*.cpp")
+    run([place.compiler, "-std=c++20", *sources, "-o", folder / "static", *flags])
+    expect("[own] hello" in run([folder / "static", "[own] "], input=MESSAGE), "the archive tags nothing")
 
 
 def boundary(place):
