@@ -156,10 +156,10 @@ def wrong_requests(place):
     project = place.work / "wrong"
     project.mkdir(exist_ok=True)
     hidden = "set(CMAKE_DISABLE_FIND_PACKAGE_spdlog TRUE)\n"
-    no_libraries = "set(CMAKE_FIND_LIBRARY_PREFIXES no)\n"
-    for before, words, answer in (("", "2.0", "version: 1."), ("", "1.0 COMPONENTS plugin", "plugin"),
+    no_soci = 'set(quzo_SOCI_CORE "")\n'
+    for before, words, answer in (("", "2.0", "version: 1."), ("", "1.0 COMPONENTS plugin", "no component \"plugin\""),
                                   (hidden, "1.0", "spdlog"), (hidden, "1.0 COMPONENTS library", None),
-                                  (no_libraries, "1.0", "soci_core")):
+                                  (no_soci, "1.0", "soci_core")):
         (project / "CMakeLists.txt").write_text(
             "cmake_minimum_required(VERSION 3.25)\nproject(wrong LANGUAGES CXX)\n"
             f"{before}find_package(quzo {words} REQUIRED)\n", encoding="utf-8")
@@ -249,7 +249,11 @@ def readme(place):
 
 
 def subdirectory(place):
-    folder, said = configure(place, "by-subdirectory", "host", f"-DQUZO_SOURCE={SOURCE}")
+    folder = place.work / "by-subdirectory"
+    shutil.rmtree(folder, ignore_errors=True)
+    said = run([place.cmake, "-S", place.find("examples/library") / "host", "-B", folder, "-G", "Ninja",
+                f"-DCMAKE_CXX_COMPILER={place.compiler}", f"-DQUZO_SOURCE={SOURCE}",
+                f"-DCMAKE_PROJECT_host_INCLUDE={HERE}/check_project.cmake"])
     expect(f"texts are in {SOURCE}/platform/config/locale" in said, said)
     run([place.cmake, "--build", folder, "--target", "host", "--", "-n"])
     expect(not (folder / "bin").exists() and not (folder / "quzo/quzo-config.cmake").exists(),
