@@ -16,10 +16,12 @@ bool s_remove_message_id = false;
 } // namespace
 
 bool ActHandoff::init(GlobalSetting& settings, LogMsg& /*log*/) {
-    int value = 0;
-    s_remove_message_id =
-        settings.getIntValue("RemoveQuzoMsgID", value, "MessageModule", 0) == 0 && value != 0;
-    return true;
+    return guarded("ActHandoff::init", true, [&] {
+        int value = 0;
+        s_remove_message_id =
+            settings.getIntValue("RemoveQuzoMsgID", value, "MessageModule", 0) == 0 && value != 0;
+        return true;
+    });
 }
 
 bool ActHandoff::removesMessageId() { return s_remove_message_id; }

@@ -1,4 +1,5 @@
-# Read behind the project() of examples/library, and asked when it is configured: nothing of quzo's own making came along.
+# Read behind the project() of a program that uses quzo, and asked when it is configured: nothing of quzo's own making
+# came along.
 function(check_project)
   foreach(target quzo_program quzohost library_test)
     if(TARGET ${target})

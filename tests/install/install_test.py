@@ -6,11 +6,13 @@ usage: install_test.py PART BUILD WORK CMAKE COMPILER
 WORK is a folder that the parts share. PART is
 
   install       installs below WORK, by prefix and by DESTDIR, and moves the result, so that a path of the build shows
-  cmake         examples/library by find_package
-  pkgconfig     examples/library by pkg-config, against the shared library
+  headers       those that docs/library.md names, with what they include, and no others; each compiles alone
+  cmake         the programs of examples/library by find_package
+  pkgconfig     the same by pkg-config, against the shared library and against the archive
+  boundary      what C++ does between libquzo.so and a program (boundary.cpp)
   program       the program: stripped, with the texts that lie beside it, no path of the sources in it
   readme        the commands of the README where the documents are installed
-  subdirectory  examples/library by add_subdirectory: configured, and its build has all it needs
+  subdirectory  examples/library/host by add_subdirectory: configured, and its build has all it needs
 
 The exit code is 1 when something is wrong, with the reason.
 """
@@ -21,11 +23,12 @@ import shutil
 import subprocess
 import sys
 import tempfile
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 SOURCE = HERE.parent.parent
-MESSAGE = "Subject: hello\nX-Scanned: yes\n\nbody\n"
+MESSAGE = "From: a@example.org\nSubject: hello\n\nbody\n"
 
 
 def run(command, **options):
@@ -76,13 +79,6 @@ def install(place):
         expect(name in names, f"{name} is not installed")
     pages = {f"share/man/{name}" for name in files_below(place.build / "man") if re.match(r"man\d/.*\d$", name)}
     expect({name for name in names if name.startswith("share/man/")} == pages, "the manual pages are not installed")
-    public = {path.relative_to(SOURCE).as_posix() for path in (SOURCE / "quzo").rglob("*.h")}
-    missing = public - {name.removeprefix("include/quzo/") for name in names}
-    expect(not missing, f"headers of the library are not installed: {missing}")
-    include = place.root / "include/quzo"
-    for header in include.rglob("*.h"):
-        for name in re.findall(r'^#include "(.*)"', header.read_text(encoding="utf-8"), re.M):
-            expect((include / name).exists(), f"{header.relative_to(include)} includes {name}, which is not installed")
     for name in names:
         if name.endswith((".cmake", ".pc")):
             text = (place.root / name).read_text(encoding="utf-8")
@@ -90,35 +86,131 @@ def install(place):
                 expect(str(path) not in text, f"{name} names {path}")
 
 
-def configure(place, name, *options):
-    folder = place.work / name
+def included(root, names):
+    """The headers, and all of ours that they include."""
+    seen = set()
+    names = list(names)
+    while names:
+        name = names.pop()
+        if name not in seen:
+            seen.add(name)
+            expect((root / name).exists(), f"{name} is not there")
+            names += re.findall(r'^#include "(.*)"', (root / name).read_text(encoding="utf-8"), re.M)
+    return seen
+
+
+def headers(place):
+    document = (SOURCE / "docs/library.md").read_text(encoding="utf-8")
+    section = re.search(r"^## Headers$(.*?)^## ", document, re.M | re.S)[1]
+    named = {path.relative_to(SOURCE).as_posix() for pattern in re.findall(r"`((?:quzo|platform)/\S+\.h)`", section)
+             for path in SOURCE.glob(pattern)}
+    include = place.root / "include/quzo"
+    installed = files_below(include)
+    expect(installed == included(SOURCE, named),
+           f"not the headers of docs/library.md: {sorted(installed ^ included(SOURCE, named))}")
+
+    # The build's compiler takes each alone, clang++ all of them, either way round: what it likes to warn of.
+    launcher = [path for path in [shutil.which("ccache")] if path]
+    folder = place.work / "headers"
+    folder.mkdir(exist_ok=True)
+    order = sorted(installed)
+    jobs = [(place.compiler, [name]) for name in order]
+    jobs += [("clang++", names) for names in (order, order[::-1]) if shutil.which("clang++")]
+
+    def compile_them(job):
+        compiler, names = job
+        source = folder / f"{names[0].replace('/', '-')}-{len(names)}.cpp"
+        source.write_text("".join(f'#include "{name}"\n' for name in names), encoding="utf-8")
+        return subprocess.run([*launcher, compiler, "-std=c++20", "-Wall", "-Wextra", "-Werror", f"-I{include}",
+                               "-c", source, "-o", source.with_suffix(".o")],
+                              capture_output=True, text=True, check=False)
+
+    with ThreadPoolExecutor(os.cpu_count()) as pool:
+        for job, result in zip(jobs, pool.map(compile_them, jobs)):
+            expect(result.returncode == 0, f"{job} does not compile:\n{result.stderr}")
+
+
+def consume(place, how):
+    """Has the tests of libquzo-dev build and run the examples; the folder with the programs, and what was said."""
+    folder = place.work / f"by-{how}"
     shutil.rmtree(folder, ignore_errors=True)
-    said = run([place.cmake, "-S", place.root / "share/doc/quzo/examples/library", "-B", folder, "-G", "Ninja",
-                f"-DCMAKE_CXX_COMPILER={place.compiler}",
-                f"-DCMAKE_PROJECT_program_INCLUDE={HERE}/check_project.cmake", *options])
+    folder.mkdir()
+    libraries = place.find("libquzo.so").parent
+    said = run([SOURCE / "packaging/debian/tests" / f"consumer-{how}"], env={
+        **os.environ, "AUTOPKGTEST_TMP": str(folder), "QUZO_EXAMPLES": str(place.find("examples/library")),
+        "CMAKE_PREFIX_PATH": str(place.root), "CMAKE_GENERATOR": "Ninja", "CXX": place.compiler,
+        "CXXFLAGS": "-Wall -Wextra -Werror", "PKG_CONFIG_PATH": str(libraries / "pkgconfig"),
+        "LD_LIBRARY_PATH": str(libraries)})
     return folder, said
 
 
 def cmake(place):
-    folder, said = configure(place, "by-cmake", f"-DCMAKE_PREFIX_PATH={place.root}", "-DCMAKE_CXX_FLAGS=-Wall -Werror")
+    folder, said = consume(place, "cmake")
     expect(f"texts are in {place.root}/share/quzo/locale" in said, said)
-    run([place.cmake, "--build", folder])
-    expect(run([folder / "program"]) == MESSAGE, "the program writes another message")
+    expect("libquzo" not in run(["ldd", folder / "static/platform"]), "quzo::quzo is not the archive")
+    held = run([folder / "host/host", "spool"], input=f"List-Id: <a.example>\n{MESSAGE}", cwd=folder)
+    expect(held == "" and list((folder / "spool").rglob("*.DF")), f"the host keeps no message: {held}")
+    wrong_requests(place)
+
+
+def wrong_requests(place):
+    """What find_package says when it cannot give what is asked for."""
+    project = place.work / "wrong"
+    project.mkdir(exist_ok=True)
+    hidden = "set(CMAKE_DISABLE_FIND_PACKAGE_spdlog TRUE)\n"
+    no_soci = 'set(quzo_SOCI_CORE "")\n'
+    for before, words, answer in (("", "2.0", "version: 1."), ("", "1.0 COMPONENTS plugin", "no component \"plugin\""),
+                                  (hidden, "1.0", "spdlog"), (hidden, "1.0 COMPONENTS library", None),
+                                  (no_soci, "1.0", "soci_core")):
+        (project / "CMakeLists.txt").write_text(
+            "cmake_minimum_required(VERSION 3.25)\nproject(wrong LANGUAGES CXX)\n"
+            f"{before}find_package(quzo {words} REQUIRED)\n", encoding="utf-8")
+        shutil.rmtree(project / "build", ignore_errors=True)
+        result = subprocess.run([place.cmake, "-S", project, "-B", project / "build", "-G", "Ninja",
+                                 f"-DCMAKE_CXX_COMPILER={place.compiler}", f"-DCMAKE_PREFIX_PATH={place.root}",
+                                 f"-DCMAKE_PROJECT_wrong_INCLUDE={HERE}/check_project.cmake"],
+                                capture_output=True, text=True, check=False)
+        expect((result.returncode == 0) == (answer is None) and (answer or "") in result.stderr,
+               f"find_package(quzo {words}): {result.stdout}{result.stderr}")
+
+
+def flags_of(place, package, *options):
+    environment = {**os.environ, "PKG_CONFIG_PATH": str(place.find(f"{package}.pc").parent)}
+    return run(["pkg-config", "--cflags", "--libs", *options, package], env=environment).split()
 
 
 def pkgconfig(place):
-    folder = place.find("quzo-platform.pc").parent
-    environment = {**os.environ, "PKG_CONFIG_PATH": str(folder)}
-    flags = run(["pkg-config", "--cflags", "--libs", "quzo-platform"], env=environment).split()
-    program = place.work / "by-pkg-config"
-    run([place.compiler, "-std=c++20", SOURCE / "examples/library/program.cpp", "-o", program, *flags])
-    linked = run(["ldd", program], env={**os.environ, "LD_LIBRARY_PATH": str(folder.parent)})
-    expect(str(folder.parent / "libquzo.so") in linked, f"another libquzo.so:\n{linked}")
-    said = subprocess.run([program], capture_output=True, text=True, check=False,
-                          env={**os.environ, "LD_LIBRARY_PATH": str(folder.parent)})
-    expect(said.returncode == 0 and said.stdout == MESSAGE, said)
-    version = run(["pkg-config", "--modversion", "quzo"], env=environment).strip()
-    expect(f"quzo {version} (" in said.stderr, f"pkg-config says {version}, the library {said.stderr}")
+    libraries = place.find("libquzo.so").parent
+    environment = {**os.environ, "LD_LIBRARY_PATH": str(libraries)}
+    version = re.search(r"project\(quzo VERSION (\S+)", (SOURCE / "CMakeLists.txt").read_text(encoding="utf-8"))[1]
+    folder, _ = consume(place, "pkgconfig")
+    for name in ("action", "platform", "host"):
+        linked = run(["ldd", folder / name / name], env=environment)
+        expect(f"libquzo.so.{version.split('.')[0]} => {libraries}/" in linked, f"another libquzo.so:\n{linked}")
+        example = place.find("examples/library") / name
+        comment = (example / "CMakeLists.txt").read_text(encoding="utf-8").split("cmake_")[0]
+        expect(all(source.name in comment for source in example.glob("*.cpp")),
+               f"{name} has another command in its opening comment")
+    for package in ("quzo", "quzo-platform"):
+        text = place.find(f"{package}.pc").read_text(encoding="utf-8")
+        expect(f"Version: {version}\n" in text, f"{package}.pc has another version")
+    said = subprocess.run([folder / "host/host", "spool"], input=MESSAGE, capture_output=True, text=True, check=False,
+                          env=environment, cwd=folder)
+    expect(f"quzo {version} (" in said.stderr, f"the library is not {version}: {said.stderr}")
+    # What --static adds is enough for the archive.
+    flags = [flag.replace("-lquzo", "-l:libquzo.a") for flag in flags_of(place, "quzo", "--static")]
+    sources = (place.find("examples/library") / "platform").glob("*.cpp")
+    run([place.compiler, "-std=c++20", *sources, "-o", folder / "static", *flags])
+    expect("[own] hello" in run([folder / "static", "[own] "], input=MESSAGE), "the archive tags nothing")
+
+
+def boundary(place):
+    program_file = place.work / "boundary"
+    run([place.compiler, "-std=c++20", "-Wall", "-Wextra", "-Werror", "-fvisibility=hidden",
+         "-fvisibility-inlines-hidden", HERE / "boundary.cpp", "-o", program_file,
+         *flags_of(place, "quzo-platform")])
+    libraries = place.find("libquzo.so").parent
+    run([program_file], env={**os.environ, "LD_LIBRARY_PATH": str(libraries)})
 
 
 def program(place):
@@ -148,7 +240,8 @@ def readme(place):
     with tempfile.TemporaryDirectory(dir=place.work) as name:
         folder = Path(name) / "doc"
         shutil.copytree(place.find("README.md").parent, folder)
-        block = re.search(r"^## Using it$.*?^```$(.*?)^```$", (folder / "README.md").read_text(encoding="utf-8"), re.M | re.S)
+        text = (folder / "README.md").read_text(encoding="utf-8")
+        block = re.search(r"^## Using it$.*?^```$(.*?)^```$", text, re.M | re.S)
         commands = [line for line in block[1].splitlines() if line.startswith("quzo ")]
         expect(len(commands) > 5, f"the README has other commands:\n{block[1]}")
         environment = {**os.environ, "PATH": f"{place.root / 'bin'}:{os.environ['PATH']}"}
@@ -158,16 +251,20 @@ def readme(place):
 
 
 def subdirectory(place):
-    folder, said = configure(place, "by-subdirectory", f"-DQUZO_SOURCE={SOURCE}")
+    folder = place.work / "by-subdirectory"
+    shutil.rmtree(folder, ignore_errors=True)
+    said = run([place.cmake, "-S", place.find("examples/library") / "host", "-B", folder, "-G", "Ninja",
+                f"-DCMAKE_CXX_COMPILER={place.compiler}", f"-DQUZO_SOURCE={SOURCE}",
+                f"-DCMAKE_PROJECT_host_INCLUDE={HERE}/check_project.cmake"])
     expect(f"texts are in {SOURCE}/platform/config/locale" in said, said)
-    run([place.cmake, "--build", folder, "--target", "program", "--", "-n"])
+    run([place.cmake, "--build", folder, "--target", "host", "--", "-n"])
     expect(not (folder / "bin").exists() and not (folder / "quzo/quzo-config.cmake").exists(),
            "quzo writes into a project that uses it, or would be installed with it")
 
 
 def main():
-    parts = {"install": install, "cmake": cmake, "pkgconfig": pkgconfig, "program": program,
-             "readme": readme, "subdirectory": subdirectory}
+    parts = {"install": install, "headers": headers, "cmake": cmake, "pkgconfig": pkgconfig, "boundary": boundary,
+             "program": program, "readme": readme, "subdirectory": subdirectory}
     parts[sys.argv[1]](Place(*sys.argv[2:6]))
     return 0
 
