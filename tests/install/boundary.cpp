@@ -89,13 +89,14 @@ bool throwsWhatIsCaught() {
 
 } // namespace
 
-// In place of the standard ones, for libquzo.so as well.
+// In place of the standard ones, for libquzo.so as well. NOLINTBEGIN(cppcoreguidelines-owning-memory)
 void* operator new(std::size_t size) {
     void* memory = memoryRunsOut ? nullptr : std::malloc(size);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+// NOLINTEND(cppcoreguidelines-owning-memory)
 
 int main() {
     Lines log;

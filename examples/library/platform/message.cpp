@@ -53,8 +53,10 @@ const char* Field::getValue(const char** charsetOut) const {
 }
 
 int Field::setValue(const char* value, const char* /*charset*/) {
-    if (!isAscii(value)) {
-        return quzo::kErrorNotSupported; // that takes encoded words
+    // Other characters take encoded words, and what stands behind a NUL has not been seen by who replaces the
+    // value.
+    if (!isAscii(value) || raw_.find('\0') != std::string::npos) {
+        return quzo::kErrorNotSupported;
     }
     try {
         const std::string_view lineBreak = raw_.ends_with("\r\n") ? "\r\n" : "\n";
@@ -81,7 +83,9 @@ Entity::Entity(std::string_view bytes) {
             end = bytes.find('\n', end + 1);
         }
         const std::string_view field = bytes.substr(0, end == std::string_view::npos ? end : end + 1);
-        readable_ = validName(field.substr(0, field.find(':'))) && field.find(':') < field.size();
+        // A field that is cut has no line break, and another one behind it would become part of it.
+        const std::size_t colon = field.find(':');
+        readable_ = field.ends_with('\n') && colon < field.size() && validName(field.substr(0, colon));
         if (readable_) {
             fields_.push_back(std::make_unique<Field>(std::string(field)));
             bytes.remove_prefix(field.size());

@@ -6,7 +6,7 @@
 #include "quzo/core/msgu.h"
 
 #include <cstring>
-#include <new>
+#include <memory>
 #include <string_view>
 
 #include "message.h"
@@ -31,18 +31,22 @@ const example::Entity& rootOf(const KvMsgMailMessage& msg) {
 
 // Mail of the library's own, such as notifications, needs more of a message than ours has.
 KvMsgMailMessage* KvMsg_CreateMailMessage() { return nullptr; }
-void KvMsg_DeleteMailMessage(KvMsgMailMessage* msg) { delete static_cast<example::Message*>(msg); }
+void KvMsg_DeleteMailMessage(KvMsgMailMessage* msg) {
+    const std::unique_ptr<example::Message> gone(static_cast<example::Message*>(msg));
+}
 
 KvMsgResourceLocator* KvMsg_CreateResourceLocator(const char* data, int, std::size_t length, std::size_t,
                                                   int) {
     return guarded("KvMsg_CreateResourceLocator", static_cast<KvMsgResourceLocator*>(nullptr),
                    [&]() -> KvMsgResourceLocator* {
-                       return new Locator({data, length});
+                       return std::make_unique<Locator>(std::string_view(data, length)).release();
                    });
 }
-void KvMsg_DeleteResourceLocator(KvMsgResourceLocator* locator) { delete static_cast<Locator*>(locator); }
+void KvMsg_DeleteResourceLocator(KvMsgResourceLocator* locator) {
+    const std::unique_ptr<Locator> gone(static_cast<Locator*>(locator));
+}
 void KvMsg_DeleteSessionInfo(KvMsgMailSessionInfo*) {} // nobody got one
-void KvMsg_FreeHeaderValue(char* value) { delete[] value; }
+void KvMsg_FreeHeaderValue(char* value) { const std::unique_ptr<char[]> gone(value); }
 void KvMsg_SetDisclaimerAttachmentAsDefault(int) {} // there are no stamps
 
 namespace msgu {
@@ -133,11 +137,19 @@ bool conv(const char* text, const char* fromCharset, const char* toCharset, char
 
 // Only what needs no encoded words.
 char* genRfc2047(const char* text, const char*, int& error) {
-    const bool plain = text != nullptr && example::isAscii(text) &&
-                       std::strpbrk(text, "\"\\\r\n") == nullptr && std::strstr(text, "=?") == nullptr;
-    error = plain ? kErrorNone : kErrorNotSupported;
-    char* made = plain ? new (std::nothrow) char[std::strlen(text) + 1] : nullptr;
-    return made != nullptr ? std::strcpy(made, text) : nullptr;
+    error = kErrorNoMemory;
+    return guarded("msgu::genRfc2047", static_cast<char*>(nullptr), [&]() -> char* {
+        const std::string_view plain = text != nullptr ? text : "";
+        const bool takesWords = !example::isAscii(plain) || plain.find_first_of("\"\\\r\n") != plain.npos ||
+                                plain.find("=?") != plain.npos;
+        error = text == nullptr ? kErrorInvalidArgument : takesWords ? kErrorNotSupported : kErrorNone;
+        if (error != kErrorNone) {
+            return nullptr;
+        }
+        auto made = std::make_unique<char[]>(plain.size() + 1); // ends with NUL
+        plain.copy(made.get(), plain.size());
+        return made.release();
+    });
 }
 
 bool findContentType(KvMsgMailMessage*, const char*, std::list<KvMsgEntity*>&, bool) { return false; }

@@ -96,7 +96,9 @@ bool Blob::readBlob(const char*& cursor, Map& map) {
 void Blob::writeBlob(std::string& out, const Map& map) {
     out.clear();
     for (const auto& [key, value] : map) {
-        out += std::to_string(key.size()) + ":" + key + std::to_string(value.size()) + ":" + value;
+        for (const std::string* part : {&key, &value}) {
+            out.append(std::to_string(part->size())).append(":").append(*part);
+        }
     }
 }
 
