@@ -81,7 +81,9 @@ void StoreCopy::make(const ConnectionTarget& target, long long format) {
     base_ = store + ".format-" + std::to_string(format);
     label_ = target.label;
     const std::string name = base_ + ".new";
-    files.unlink(AT_FDCWD, name.c_str()); // of a process that was killed: who has the lock is alone here
+    // What a process that was killed has left, with the journal of it: who has the lock is alone here.
+    files.unlink(AT_FDCWD, name.c_str());
+    files.unlink(AT_FDCWD, (name + "-journal").c_str());
     struct stat status {};
     FileHandle file;
     int error = files.statAt(AT_FDCWD, store.c_str(), status);

@@ -66,6 +66,29 @@ protected:
     TemporaryDirectory dir;
 };
 
+// What an installer runs, and what others hear who come before it.
+TEST_F(ObjectCommand, UpgradesAnOlderStoreAndNamesTheCopy) {
+    const char* older =
+        "alter table quzo_object drop column read_only; drop table quzo_reference;"
+        "update quzo_schema set version = 1";
+    EXPECT_THAT(done({"upgrade"}), HasSubstr("no store yet"));
+    EXPECT_FALSE(std::filesystem::exists(dir.path("store.db")));
+    done({"add", "stamp", "legal", "--text", "one"});
+    execute(older);
+    EXPECT_EQ(done({"upgrade"}), "the store had format 1 and has format 2 now\ncopy of it as it was: " +
+                                     dir.path("store.db.format-1") + "\n");
+    EXPECT_EQ(done({"upgrade"}), "the store has format 2: nothing is to be done\n");
+    execute(older);
+    const ProgramRun run = object({"show", "stamp", "legal", "--raw"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.err, HasSubstr("quzo.ini: store: warning: it had format 1 and has format 2 now"));
+    EXPECT_THAT(run.err, HasSubstr("store.db.format-1-2"));
+    dir.write("quzo.ini", "[platform]\nspool = spool\n");
+    EXPECT_THAT(done({"upgrade"}), HasSubstr("no store: nothing"));
+    dir.write("quzo.ini", "[platform]\nstore = sqlite3://quzo.ini\n");
+    refused({"upgrade"}, 78, {"no database"});
+}
+
 TEST_F(ObjectCommand, AddsShowsChangesAndRemoves) {
     EXPECT_THAT(done({"list"}), IsEmpty());
     dir.write("f.txt", "One\r\nTwo %SENDER%");
