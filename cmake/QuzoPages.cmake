@@ -23,7 +23,7 @@ if(quzo_pages)
     COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/scripts/make_pages --scdoc ${QUZO_SCDOC}
       --docdir ${CMAKE_INSTALL_FULL_DOCDIR} ${PROJECT_BINARY_DIR}/man ${PROJECT_VERSION}
     COMMAND ${CMAKE_COMMAND} -E touch ${quzo_pages_stamp}
-    DEPENDS ${PROJECT_SOURCE_DIR}/scripts/make_pages ${PROJECT_SOURCE_DIR}/packaging/pages.toml ${quzo_documents}
+    DEPENDS ${PROJECT_SOURCE_DIR}/scripts/make_pages ${PROJECT_SOURCE_DIR}/packaging/pages.toml ${quzo_pages_sources}
     COMMENT "Manual pages" VERBATIM)
   add_custom_target(pages ALL DEPENDS ${quzo_pages_stamp})
 endif()
