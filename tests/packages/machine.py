@@ -92,7 +92,7 @@ class Machine:
     def run(self, *command, codes=(0,), content=""):
         """Runs a command inside. `codes`: the exit codes that are right, None for any."""
         result = subprocess.run(
-            ["nsenter", "--target", self.leader(), "--all", "--wd=/", "--", "env", "-i", "HOME=/root",
+            ["nsenter", "--target", self.leader(), "--all", "--", "env", "-i", "HOME=/root",
              "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL=C.UTF-8",
              "DEBIAN_FRONTEND=noninteractive", *command],
             input=content, capture_output=True, text=True, check=False)
@@ -101,8 +101,8 @@ class Machine:
         return result
 
     def shell(self, line, codes=(0,)):
-        """Runs a line of shell inside."""
-        return self.run("bash", "-c", line, codes=codes)
+        """Runs a line of shell inside, in its root."""
+        return self.run("bash", "-c", f"cd / && {line}", codes=codes)
 
     def path(self, place):
         """Where this host sees a file of the machine."""
