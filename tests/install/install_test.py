@@ -72,7 +72,8 @@ def install(place):
     names = files_below(place.root)
     for name in ("bin/quzo", "include/quzo/quzo/core/action.h", "include/quzo/platform/message/mail_message.h",
                  "share/quzo/locale/de/texts.ini", "share/doc/quzo/LICENSE", "share/doc/quzo/docs/policy.md",
-                 "share/doc/quzo/examples/policy.toml"):
+                 "share/doc/quzo/examples/policy.toml", "share/bash-completion/completions/quzo",
+                 "share/zsh/site-functions/_quzo", "share/fish/vendor_completions.d/quzo.fish"):
         expect(name in names, f"{name} is not installed")
     public = {path.relative_to(SOURCE).as_posix() for path in (SOURCE / "quzo").rglob("*.h")}
     missing = public - {name.removeprefix("include/quzo/") for name in names}
