@@ -54,6 +54,17 @@ if(QUZO_BUILD_PROGRAMS)
 endif()
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/QUZO-MIB.txt ${PROJECT_SOURCE_DIR}/packaging/quzo.logrotate
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/packaging)
+
+# Completion in shells. Debian's zsh looks into zsh/vendor-completions, others into zsh/site-functions.
+set(QUZO_ZSH_COMPLETION_DIR ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING "Where zsh looks for completions")
+if(QUZO_BUILD_PROGRAMS)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/completions/quzo.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME quzo)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/completions/_quzo DESTINATION ${QUZO_ZSH_COMPLETION_DIR})
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/completions/quzo.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+endif()
+
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
   PATTERN "quzo-objects.db*" EXCLUDE
   PATTERN "quzo-spool" EXCLUDE)

@@ -14,6 +14,7 @@
 #include "host/base/exit_code.h"
 #include "host/cli/apply/apply_command_line.h"
 #include "host/cli/commands.h"
+#include "host/cli/complete/complete.h"
 #include "host/cli/files/file_options.h"
 #include "host/cli/filter/filter_command_line.h"
 #include "host/cli/help/command_tree.h"
@@ -167,6 +168,9 @@ int runCommandLine(int argc, char** argv, Console& console) {
             describeFilterCommand(app); // a call of it has been seen already
             addOthers(app, chosen);
         }
+    }
+    if (isCompletionCall(argc, argv)) {
+        return runCompletion(describeCommands(app), argc, argv, console);
     }
     try {
         app.parse(argc, argv);

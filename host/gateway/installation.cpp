@@ -99,7 +99,8 @@ bool Installation::open(Needs needs) {
 bool Installation::startLibrary() {
     const platform::PlatformSettings platform = settings_.platform();
     std::string problem;
-    log_ = platform::FileLog::open(platform.log, platform.logLevel, problem, needs_.make);
+    log_ = needs_.quiet ? platform::FileLog::open("stderr", 0, problem)
+                        : platform::FileLog::open(platform.log, platform.logLevel, problem, needs_.make);
     if (log_ == nullptr) {
         findings_.push_back({kExitConfiguration, needs_.iniFile,
                              "the log " + platform.log + " cannot be opened (" + problem + ")",

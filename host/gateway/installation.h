@@ -43,6 +43,9 @@ struct Needs {
     // Make the log and the store where they are not there. Without it nothing on disk is made or changed, and
     // a store that is not there has no objects.
     bool make = true;
+
+    // Log nothing, wherever the log is.
+    bool quiet = false;
 };
 
 // The library's static state refers to the log, so there is one installation at a time and it lives as long

@@ -78,6 +78,11 @@ public:
     // directory cannot be read the others are visited all the same, and the result is the first error.
     int forEach(const std::function<bool(ListedEntry&&)>& visit) const;
 
+    // Visits the identifiers that begin so, without what is on its way from another queue, until `visit`
+    // returns false. Reads no entry. Otherwise as forEach().
+    int forEachIdentifier(std::string_view beginning,
+                          const std::function<bool(std::string_view)>& visit) const;
+
     // Removes the entries whose time has passed, but not one that a living process has claimed.
     // `onUnreadable` may be null and sees those of which it cannot be told.
     using EntryVisitor = std::function<void(const ListedEntry&)>;

@@ -60,6 +60,27 @@ int QueueStore::forEach(const std::function<bool(ListedEntry&&)>& visit) const {
     return firstError != kErrorNone ? firstError : failed("cannot list", "all of it", error);
 }
 
+int QueueStore::forEachIdentifier(std::string_view beginning,
+                                  const std::function<bool(std::string_view)>& visit) const {
+    int firstError = kErrorNone;
+    const int error = directories_.forEach([&](std::string_view place, const FileHandle& directory) {
+        if (!beginning.starts_with(place.substr(0, beginning.size()))) {
+            return true;
+        }
+        DirectoryNames names;
+        const int listError = readNames(directory.get(), place, names);
+        firstError = firstError != kErrorNone ? firstError : listError;
+        for (const auto& [id, found] : names.entries) {
+            const bool isThere = found.state == EntryState::Waiting || found.state == EntryState::Claimed;
+            if (isThere && id.starts_with(beginning) && !visit(id)) {
+                return false;
+            }
+        }
+        return true;
+    });
+    return firstError != kErrorNone ? firstError : failed("cannot list", "all of it", error);
+}
+
 int QueueStore::look(std::string_view id, ListedEntry& out) const {
     FileHandle directory;
     if (const int error = isQueueIdentifier(id) ? openPlace(id, directory) : int{kErrorNotFound}) {

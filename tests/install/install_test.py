@@ -75,7 +75,8 @@ def install(place):
     names = files_below(place.root)
     for name in ("bin/quzo", "include/quzo/quzo/core/action.h", "include/quzo/platform/message/mail_message.h",
                  "share/quzo/locale/de/texts.ini", "share/doc/quzo/LICENSE", "share/doc/quzo/docs/policy.md",
-                 "share/doc/quzo/examples/policy.toml"):
+                 "share/doc/quzo/examples/policy.toml", "share/bash-completion/completions/quzo",
+                 "share/zsh/site-functions/_quzo", "share/fish/vendor_completions.d/quzo.fish"):
         expect(name in names, f"{name} is not installed")
     pages = {f"share/man/{name}" for name in files_below(place.build / "man") if re.match(r"man\d/.*\d$", name)}
     expect({name for name in names if name.startswith("share/man/")} == pages, "the manual pages are not installed")
