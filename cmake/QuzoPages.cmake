@@ -1,4 +1,5 @@
-# The manual pages in build/.../man, made of docs/ by scripts/make_pages; with all that is built as the target `pages`.
+# The manual pages, made of docs/ by scripts/make_pages; with all that is built as the target `pages`. They come into
+# build/.../share/man, where `quzo help` finds them beside build/.../bin.
 set(QUZO_BUILD_PAGES AUTO CACHE STRING "Make the manual pages: ON, OFF, or AUTO, which does when Python and scdoc are there")
 set_property(CACHE QUZO_BUILD_PAGES PROPERTY STRINGS AUTO ON OFF)
 set(quzo_pages OFF)
@@ -17,11 +18,11 @@ endif()
 if(quzo_pages)
   file(GLOB quzo_pages_sources CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/scripts/pages/*.py)
-  set(quzo_pages_stamp ${PROJECT_BINARY_DIR}/man/made)
+  set(quzo_pages_stamp ${PROJECT_BINARY_DIR}/share/man/made)
   add_custom_command(OUTPUT ${quzo_pages_stamp}
-    COMMAND ${CMAKE_COMMAND} -E rm -rf ${PROJECT_BINARY_DIR}/man
+    COMMAND ${CMAKE_COMMAND} -E rm -rf ${PROJECT_BINARY_DIR}/share/man
     COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/scripts/make_pages --scdoc ${QUZO_SCDOC}
-      --docdir ${CMAKE_INSTALL_FULL_DOCDIR} ${PROJECT_BINARY_DIR}/man ${PROJECT_VERSION}
+      --docdir ${CMAKE_INSTALL_FULL_DOCDIR} ${PROJECT_BINARY_DIR}/share/man ${PROJECT_VERSION}
     COMMAND ${CMAKE_COMMAND} -E touch ${quzo_pages_stamp}
     DEPENDS ${PROJECT_SOURCE_DIR}/scripts/make_pages ${PROJECT_SOURCE_DIR}/packaging/pages.toml ${quzo_pages_sources}
     COMMENT "Manual pages" VERBATIM)

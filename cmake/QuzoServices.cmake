@@ -20,7 +20,7 @@ install(FILES ${PROJECT_BINARY_DIR}/packaging/quzo.tmpfiles DESTINATION ${QUZO_T
 # The configuration as it comes, to look at and to copy.
 set(quzo_config_files quzo.ini policy.toml)
 list(TRANSFORM quzo_config_files PREPEND ${PROJECT_SOURCE_DIR}/packaging/config/)
-install(FILES ${quzo_config_files} ${PROJECT_SOURCE_DIR}/packaging/quzo.logrotate DESTINATION ${CMAKE_INSTALL_DATADIR}/quzo/config)
+install(FILES ${quzo_config_files} DESTINATION ${CMAKE_INSTALL_DATADIR}/quzo/config)
 
 # And in its place, unless there is one already, or --prefix asks for another place than the one that the program looks at.
 install(CODE "

@@ -78,7 +78,7 @@ def install(place):
                  "share/doc/quzo/examples/policy.toml", "share/bash-completion/completions/quzo",
                  "share/zsh/site-functions/_quzo", "share/fish/vendor_completions.d/quzo.fish"):
         expect(name in names, f"{name} is not installed")
-    pages = {f"share/man/{name}" for name in files_below(place.build / "man") if re.match(r"man\d/.*\d$", name)}
+    pages = {f"share/man/{name}" for name in files_below(place.build / "share/man") if re.match(r"man\d/.*\d$", name)}
     expect({name for name in names if name.startswith("share/man/")} == pages, "the manual pages are not installed")
     for name in names:
         if name.endswith((".cmake", ".pc")):
