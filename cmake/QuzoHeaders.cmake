@@ -66,6 +66,7 @@ set(QUZO_INSTALLED_HEADERS
   platform/store/message_objects.h
   platform/store/object_store.h
   platform/store/store_fault.h
+  platform/store/store_format.h
   platform/store/stored_named_objects.h
   platform/store/stored_object.h
 )

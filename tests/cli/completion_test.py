@@ -249,7 +249,7 @@ printf '%%s\\0' "$@" > "$RECORD.new" && mv "$RECORD.new" "$RECORD"
 
 def main():
     part, quzo, scripts = sys.argv[1], os.path.realpath(sys.argv[2]), os.path.realpath(sys.argv[3])
-    with tempfile.TemporaryDirectory() as folder:
+    with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as folder:  # fish may still write into it
         place = Place(os.path.realpath(folder), quzo)
         command = commands(place, scripts).get(part)
         place.write("bin/quzo", STAND_IN % quzo)
