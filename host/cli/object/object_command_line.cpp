@@ -34,17 +34,25 @@ each of which makes a line break in a stamp.
 
 )";
 
-CLI::App* addOne(CLI::App& object, Chosen& chosen, const Options& options, const char* name, const char* help,
-                 Run run) {
+// A command on the store as a whole.
+CLI::App* addOnStore(CLI::App& object, Chosen& chosen, const Options& options, const char* name,
+                     const char* help, Run run) {
     CLI::App* command = object.add_subcommand(name, help);
     command->footer(kFooter);
     addConfigOption(*command, options->iniFile);
-    command->add_option("--tenant", options->tenant, "Whose objects (default: tenant in [platform])")
-        ->type_name("N");
     command->callback([options, command, &chosen, run] {
         useStandardFiles(*command, options->iniFile, options->policyFile);
         chosen = [options, run](Console& console) { return run(*options, console); };
     });
+    return command;
+}
+
+// A command on the objects of a tenant.
+CLI::App* addOne(CLI::App& object, Chosen& chosen, const Options& options, const char* name, const char* help,
+                 Run run) {
+    CLI::App* command = addOnStore(object, chosen, options, name, help, run);
+    command->add_option("--tenant", options->tenant, "Whose objects (default: tenant in [platform])")
+        ->type_name("N");
     return command;
 }
 
@@ -210,8 +218,9 @@ void addChanging(CLI::App& object, Chosen& chosen, const Options& options) {
 }
 
 void addFiles(CLI::App& object, Chosen& chosen, const Options& options) {
-    addOne(object, chosen, options, "upgrade",
-           "Bring the store to the format of this program, with a copy of it as it was.", runObjectUpgrade);
+    addOnStore(object, chosen, options, "upgrade",
+               "Bring the store to the format of this program, with a copy of it as it was.",
+               runObjectUpgrade);
 
     CLI::App* write = addOne(object, chosen, options, "export", "Write objects as TOML.", runObjectExport);
     addKindAndName(*write, options, false);
