@@ -72,5 +72,5 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DEST
 # Manual pages; their scdoc sources stay at home.
 if(quzo_pages)
   install(DIRECTORY ${PROJECT_BINARY_DIR}/share/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}
-    FILES_MATCHING PATTERN "*.[1-8]" PATTERN "made" EXCLUDE)
+    FILES_MATCHING PATTERN "*.[1-8]" PATTERN "made" EXCLUDE PATTERN "scdoc" EXCLUDE)
 endif()

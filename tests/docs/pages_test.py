@@ -90,7 +90,7 @@ class Page:
 class Test:
     def __init__(self, program, pages):
         self.program, self.faults = program, []
-        paths = sorted(path for path in Path(pages).glob("man?/*") if path.suffix != ".scd")
+        paths = sorted(Path(pages).glob("man?/*"))
         self.pages = {path.stem: Page(path) for path in paths}
         self.known = json.loads(self.run("help", "--json").stdout)
         self.commands = {command["name"]: command for command in self.known["commands"]}
