@@ -13,14 +13,8 @@ import subprocess
 import sys
 import tempfile
 
-faults = 0
-
-
-def expect(holds, what):
-    global faults
-    if not holds:
-        faults += 1
-        print(f"FAULT {what}")
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "flow"))
+from installation import FAULTS, check as expect  # noqa: E402
 
 
 def run(quzo, *words, path=os.environ["PATH"]):
@@ -88,8 +82,8 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         check_json(sys.argv[1], folder)
         check_topics(sys.argv[1], os.path.realpath(folder))
-    print(f"{faults} faults")
-    sys.exit(1 if faults else 0)
+    print(f"{len(FAULTS)} faults")
+    sys.exit(1 if FAULTS else 0)
 
 
 main()

@@ -14,18 +14,12 @@ import subprocess
 import sys
 import tempfile
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "flow"))
+from installation import FAULTS, check as expect  # noqa: E402
+
 ENVELOPE = ["--from", "a@x.example", "--to", "b@y.example"]
 POLICY = '[[rule]]\nid = 1\nname = "R"\nwhen = { always = true }\nactions = [%s]\n'
 HEAD = b"From: a@x.example\r\nSubject: s\r\n"
-
-faults = 0
-
-
-def expect(holds, what):
-    global faults
-    if not holds:
-        faults += 1
-        print(f"FAULT {what}")
 
 
 class Bench:
@@ -90,8 +84,8 @@ def main():
             stripped = bench.apply(beside, '{ type = "delete-attachment", all = true }')
             expect(b"a.exe" not in stripped, f"{what}: the attachment beside it is left")
             expect(bench.verifies(part(stripped, 1)), f"{what}: stripping beside it broke the signature")
-    print(f"{faults} faults")
-    sys.exit(1 if faults else 0)
+    print(f"{len(FAULTS)} faults")
+    sys.exit(1 if FAULTS else 0)
 
 
 main()
