@@ -44,18 +44,13 @@ class Machine:
     def make(self, packages, local):
         """The root with `packages` installed, and what the package files in the folders `local` depend on fetched."""
         self.on_host(["debootstrap", "--variant=minbase", "bookworm", self.root, ARCHIVE])
-        self.fetch(["echo", "postfix postfix/main_mailer_type select Internet Site"], ["debconf-set-selections"])
+        self.before_boot("debconf-set-selections", content=b"postfix postfix/main_mailer_type select Internet Site\n")
         self.before_boot("apt-get", "install", "-y", "--no-install-recommends", *packages)
         for folder in local:
             place = self.root / "packages" / folder.name
             shutil.copytree(folder, place, ignore=lambda _, names: [n for n in names if not n.endswith(".deb")])
             debs = [f"/packages/{folder.name}/{deb.name}" for deb in sorted(place.glob("*.deb"))]
             self.before_boot("apt-get", "install", "-y", "--no-install-recommends", "--download-only", *debs)
-
-    def fetch(self, producer, consumer):
-        """Runs `consumer` inside with what `producer` writes, before the machine boots."""
-        written = subprocess.run(producer, stdout=subprocess.PIPE, check=True).stdout
-        self.before_boot(*consumer, content=written)
 
     def before_boot(self, *command, content=b""):
         self.on_host(["systemd-nspawn", "-q", "--register=no", "--keep-unit", "--pipe", "-D", self.root,
