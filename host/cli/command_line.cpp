@@ -33,9 +33,8 @@ void addCheck(CLI::App& app, Chosen& chosen) {
     CLI::App* command = app.add_subcommand("check", "Check settings and policy.");
     command->footer(
         "Every key, rule, action and object reference is checked; one line a fault.\n"
-        "Exit codes: 0 in order (warnings included), 64 wrong usage, 66 no such policy, 75 the store cannot "
-        "be\n"
-        "reached, 78 faults.");
+        "Exit codes: 0 in order (warnings included), 64 wrong usage, 66 no such policy,\n"
+        "75 the store cannot be reached, 78 faults.");
     const auto options = std::make_shared<CheckOptions>();
     addConfigOption(*command, options->iniFile);
     addPolicyOption(*command, options->policyFile, "Policy file");
