@@ -21,7 +21,7 @@ add_library(quzo_flags INTERFACE)
 target_include_directories(quzo_flags INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(quzo_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 # Function names and lines, for backtraces, without variables: a third less to compile. The debugger has its own preset.
-target_compile_options(quzo_flags INTERFACE $<$<CONFIG:RelWithDebInfo>:-g1>)
+target_compile_options(quzo_flags INTERFACE $<$<OR:$<CONFIG:RelWithDebInfo>,$<BOOL:${QUZO_SANITIZE}>>:-g1>)
 if(QUZO_WERROR)
   target_compile_options(quzo_flags INTERFACE -Werror)
 endif()

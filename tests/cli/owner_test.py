@@ -64,7 +64,10 @@ class Place(Installation):
     def look(self, after):
         for folder, folders, files in os.walk(self.folder):
             for path in (os.path.join(folder, name) for name in folders + files):
-                found, name = os.lstat(path), os.path.relpath(path, self.folder)
+                try:
+                    found, name = os.lstat(path), os.path.relpath(path, self.folder)
+                except FileNotFoundError:  # a program that runs replaces its files
+                    continue
                 if OF_THE_SERVICE.match(name) and (found.st_uid, found.st_gid) != (SERVICE["user"], SERVICE["group"]):
                     check(False, f"{after}: {name} belongs to {found.st_uid}:{found.st_gid}")
 
