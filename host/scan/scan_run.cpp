@@ -232,7 +232,12 @@ bool ScanRun::afterFailure(const Rule& rule, const RuleAction& action) {
         return true;
     }
     if (action.onFailure == OnFailure::Defer) {
-        stopWith(Outcome::Deferred, {kErrorInternal, text});
+        // What an action cannot read to its end is no better at the next attempt.
+        if (options_.onLimit == OnLimit::Fail && msg_.limitReached() != platform::LimitReached::None) {
+            stopWith(Outcome::Failed, limitFault(msg_, options_.limits));
+        } else {
+            stopWith(Outcome::Deferred, {kErrorInternal, text});
+        }
     }
     return false;
 }

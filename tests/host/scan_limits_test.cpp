@@ -67,6 +67,31 @@ TEST_F(ScanTest, EachLimitIsCalledByTheKeyThatMovesIt) {
     }
 }
 
+TEST_F(ScanTest, WhatAnActionFindsBeyondALimitIsNotTriedForEver) {
+    const struct {
+        const char* onFailure;
+        OnLimit onLimit;
+        Outcome outcome;
+    } rows[] = {
+        {"defer", OnLimit::Fail, Outcome::Failed},       {"defer", OnLimit::Defer, Outcome::Deferred},
+        {"defer", OnLimit::Pass, Outcome::Deferred},     {"stop", OnLimit::Fail, Outcome::Unchanged},
+        {"continue", OnLimit::Fail, Outcome::Unchanged},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.onFailure);
+        ScannerOptions options;
+        options.limits.parts = 2;
+        options.onLimit = row.onLimit;
+        Scan scan(policyOf("[[rule]]\nid = 1\nwhen = { always = true }\nactions = [{ type = "
+                           "'delete-attachment', all = true, on_failure = '" +
+                           std::string(row.onFailure) + "' }]\n"),
+                  options);
+        const ScanResult result = scan(*platform::MailMessage::parse(kAttachments, options.limits));
+        EXPECT_EQ(result.outcome, row.outcome);
+        EXPECT_EQ(result.error.value_or(ScanError{}).code == kErrorLimit, row.outcome == Outcome::Failed);
+    }
+}
+
 // What is no mail can never be read: trying again would change nothing.
 TEST_F(ScanTest, WhatIsBeyondAllRulesEndsAsTheSettingSays) {
     const struct {

@@ -4,7 +4,7 @@
 usage: hostile_edits.py QUZO [-DSANITIZED]
 
 Each message of hostile_mail.py gets a stamp in front and behind, and loses its attachments, each by a run of its own.
-Checked for each: the exit code is that of a handled message (0) or of a refused one (65, 75); a handled one shows the stamp
+Checked for each: the exit code is that of a handled message (0) or of a refused one (65); a handled one shows the stamp
 once, or has become no longer by stripping; the peak of memory is within hostile_mail.py's bound. And, where there is
 valgrind, twice the message takes at most 2.2 times the instructions to be stamped and stripped in one run.
 

@@ -7,7 +7,7 @@ Each case is a message that grows with a number. The program runs over it with a
 (header, structure, bodies, attachment names) and changes the subject and the header. Checked for each case, with the
 largest message:
 
-  - the exit code is that of a handled message (0) or of a refused one (65, or 75 where an action found it out), never a crash;
+  - the exit code is that of a handled message (0) or of a refused one (65), never a crash;
   - a handled message differs from the one received in the edited fields only;
   - the peak of memory is at most twice the message plus 22 MiB, beyond what the program takes for an empty message;
 
@@ -207,14 +207,14 @@ def check(runner, case, fault_of_output, label=""):
     size = write(runner.message, generate(first if SANITIZED else largest))
     code, memory = runner.run(ini_of(raised))
     faults = []
-    if code not in (0, 65, 75):
+    if code not in (0, 65):
         faults.append(f"exit code {code}")
     if code == 0:
         faults += filter(None, [fault_of_output(runner, size)])
     if raised:
         # The usual limits refuse most of these. They bound the memory that the parts of a message take.
         refused, memory = runner.run("plain.ini")
-        if refused not in (0, 65, 75):
+        if refused not in (0, 65):
             faults.append(f"exit code {refused} with the usual limits")
     memory -= runner.own_memory
     if not SANITIZED and memory > 2 * size + MEMORY:
