@@ -26,10 +26,13 @@ void replaceFirst(std::string& text, std::string_view place, const std::string& 
 
 } // namespace
 
+bool removesParts(const RuleAction& action) {
+    return action.type->type == QuzoAction::ActionType::DeleteAttachment;
+}
+
 bool removesParts(const Rule& rule) {
-    return std::any_of(rule.actions.begin(), rule.actions.end(), [](const RuleAction& action) {
-        return action.type->type == QuzoAction::ActionType::DeleteAttachment;
-    });
+    return std::any_of(rule.actions.begin(), rule.actions.end(),
+                       [](const RuleAction& action) { return removesParts(action); });
 }
 
 std::string removalText(const Rule& rule, const TokenMap<ScanToken>& tokens) {

@@ -8,7 +8,8 @@
 
 namespace quzo::host {
 
-// Whether an action of the rule removes parts.
+// Whether the action, or one of the rule, removes parts.
+bool removesParts(const RuleAction& action);
 bool removesParts(const Rule& rule);
 
 // The text for parts that a rule removes, for MailMessage::setRemovalNote(): in the language of the

@@ -211,6 +211,9 @@ bool ScanRun::runAction(const Rule& rule, const RuleAction& action, QuzoAction* 
     // recorded.
     object->fillInTokenMap(job_.tokens, objects);
     done.ok = object->takeAction(&msg_, original, taken, job_.tokens, job_.adapter, objects);
+    if (!taken && endsAtLimit(action, done.ok)) {
+        return false;
+    }
     if (!done.ok) {
         // Also when the flag was set: the message is still ours.
         return afterFailure(rule, action);
@@ -224,6 +227,17 @@ bool ScanRun::runAction(const Rule& rule, const RuleAction& action, QuzoAction* 
     return true;
 }
 
+// An action that ran into a limit: parts that it has not seen are not removed, whatever it says, and what it
+// cannot read to the end is no better at the next attempt.
+bool ScanRun::endsAtLimit(const RuleAction& action, bool ok) {
+    const bool matters = removesParts(action) || (!ok && action.onFailure == OnFailure::Defer);
+    if (matters && !consumed_ && !limitsChecked_ && msg_.limitReached() != platform::LimitReached::None) {
+        limitsChecked_ = true;
+        beyondLimits(limitFault(msg_, options_.limits));
+    }
+    return ended_;
+}
+
 bool ScanRun::afterFailure(const Rule& rule, const RuleAction& action) {
     const std::string text = placeOf(rule, action) + " failed";
     ActionLog::L1("%s.", text.c_str());
@@ -232,12 +246,7 @@ bool ScanRun::afterFailure(const Rule& rule, const RuleAction& action) {
         return true;
     }
     if (action.onFailure == OnFailure::Defer) {
-        // What an action cannot read to its end is no better at the next attempt.
-        if (options_.onLimit == OnLimit::Fail && msg_.limitReached() != platform::LimitReached::None) {
-            stopWith(Outcome::Failed, limitFault(msg_, options_.limits));
-        } else {
-            stopWith(Outcome::Deferred, {kErrorInternal, text});
-        }
+        stopWith(Outcome::Deferred, {kErrorInternal, text});
     }
     return false;
 }

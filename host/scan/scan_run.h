@@ -39,6 +39,7 @@ private:
     std::optional<Matched> findMatch();
     bool runRule(const Matched& matched);
     bool runAction(const Rule& rule, const RuleAction& action, QuzoAction* object, RuleResult& report);
+    bool endsAtLimit(const RuleAction& action, bool ok);
     bool afterFailure(const Rule& rule, const RuleAction& action);
     bool prepareForStoring();
     const KvMsgMailMessage* originalMsg();

@@ -67,28 +67,49 @@ TEST_F(ScanTest, EachLimitIsCalledByTheKeyThatMovesIt) {
     }
 }
 
-TEST_F(ScanTest, WhatAnActionFindsBeyondALimitIsNotTriedForEver) {
+// With a limit of two parts nothing is there that could be removed; with three, what is there cannot be.
+TEST_F(ScanTest, WhatAnActionFindsBeyondALimitEndsAsTheSettingSays) {
+    const std::string removal = "'delete-attachment', all = true";
     const struct {
-        const char* onFailure;
+        std::string action;
+        std::size_t parts;
         OnLimit onLimit;
         Outcome outcome;
     } rows[] = {
-        {"defer", OnLimit::Fail, Outcome::Failed},       {"defer", OnLimit::Defer, Outcome::Deferred},
-        {"defer", OnLimit::Pass, Outcome::Deferred},     {"stop", OnLimit::Fail, Outcome::Unchanged},
-        {"continue", OnLimit::Fail, Outcome::Unchanged},
+        {removal, 2, OnLimit::Fail, Outcome::Failed},
+        {removal, 2, OnLimit::Defer, Outcome::Deferred},
+        {removal, 2, OnLimit::Pass, Outcome::Unchanged},
+        {removal, 3, OnLimit::Fail, Outcome::Failed},
+        {removal + ", on_failure = 'continue'", 3, OnLimit::Fail, Outcome::Failed},
+        {removal + ", on_failure = 'continue'", 3, OnLimit::Pass, Outcome::Unchanged},
+        {removal, 3, OnLimit::Pass, Outcome::Deferred},
+        {removal, 4, OnLimit::Fail, Outcome::Modified},
+        {"'tag-subject', tag = 'x'", 2, OnLimit::Fail, Outcome::Modified}, // it need not look
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.onFailure);
+        SCOPED_TRACE(row.action + " " + std::to_string(row.parts));
         ScannerOptions options;
-        options.limits.parts = 2;
+        options.limits.parts = row.parts;
         options.onLimit = row.onLimit;
-        Scan scan(policyOf("[[rule]]\nid = 1\nwhen = { always = true }\nactions = [{ type = "
-                           "'delete-attachment', all = true, on_failure = '" +
-                           std::string(row.onFailure) + "' }]\n"),
+        Scan scan(policyOf("[[rule]]\nid = 1\nwhen = { always = true }\nactions = [{ type = " + row.action +
+                           " }]\n"),
                   options);
         const ScanResult result = scan(*platform::MailMessage::parse(kAttachments, options.limits));
         EXPECT_EQ(result.outcome, row.outcome);
-        EXPECT_EQ(result.error.value_or(ScanError{}).code == kErrorLimit, row.outcome == Outcome::Failed);
+        EXPECT_EQ(result.error && result.error->code == kErrorLimit,
+                  row.onLimit != OnLimit::Pass &&
+                      (row.outcome == Outcome::Failed || row.outcome == Outcome::Deferred));
+    }
+}
+
+TEST_F(ScanTest, WhatFailsBehindALimitIsNotTriedForEver) {
+    ScannerOptions options;
+    options.limits.parts = 2;
+    for (const OnFailure onFailure : {OnFailure::Defer, OnFailure::Continue, OnFailure::Stop}) {
+        Scan scan(rulesOf({ruleOf(1, {scripted("fail", onFailure)})}), options);
+        const auto msg = platform::MailMessage::parse(kAttachments, options.limits);
+        ASSERT_TRUE(msg->limited()); // somebody has looked
+        EXPECT_EQ(scan(*msg).outcome, onFailure == OnFailure::Defer ? Outcome::Failed : Outcome::Unchanged);
     }
 }
 
