@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/runner/trace_field.h"
 #include "platform/queue/queue_split.h"
 #include "quzo/core/error_text.h"
 
@@ -97,7 +98,8 @@ WorkDone OutgoingWork::work(QueueClaim& claim, const std::string& sender, std::i
         return WorkDone::trouble(kErrorNotSupported);
     }
     attempt.entry.attempts += open.empty() ? 0 : 1;
-    SendJob job{*hop, sender, {}, moves_.messageOf(claim)};
+    SendJob job{
+        *hop, sender, {}, behindField(traceField(hostname_, claim.id(), now), moves_.messageOf(claim))};
     for (std::size_t at = 0; at < open.size(); at += kTogether) {
         const std::size_t end = std::min(at + kTogether, open.size());
         job.recipients.assign(open.begin() + static_cast<std::ptrdiff_t>(at),

@@ -20,15 +20,20 @@ public:
     enum class Routes : std::uint8_t { Own, None };
 
     OutgoingWork(const EntryMoves& moves, platform::MailSender& sender,
-                 std::optional<platform::NextHop> nextHop, Routes routes = Routes::Own)
-        : moves_(moves), sender_(sender), nextHop_(std::move(nextHop)), routes_(routes) {}
+                 std::optional<platform::NextHop> nextHop, std::string hostname, Routes routes = Routes::Own)
+        : moves_(moves),
+          sender_(sender),
+          nextHop_(std::move(nextHop)),
+          hostname_(std::move(hostname)),
+          routes_(routes) {}
 
     // The server for the entry: its own, or the next hop. None: it cannot be sent at all.
     std::optional<platform::NextHop> hopOf(const platform::QueueEntry& entry) const;
 
     // Sends to all recipients who have not got it and are not refused, a hundred at a time. After each
     // hundred the disk says who has it. A server that could not be reached is not asked again for a minute;
-    // what goes there meanwhile gets the same answer. `sender` is that of the envelope.
+    // what goes there meanwhile gets the same answer. `sender` is that of the envelope. The message goes out
+    // as it is stored, behind a field of ours (traceField()).
     WorkDone work(platform::QueueClaim& claim, const std::string& sender, std::int64_t now);
 
 private:
@@ -47,6 +52,7 @@ private:
     const EntryMoves& moves_;
     platform::MailSender& sender_;
     std::optional<platform::NextHop> nextHop_;
+    std::string hostname_; // under which this host passes mail on
     Routes routes_;
     std::map<std::pair<std::string, std::uint16_t>, Silence> silent_; // servers, by host and port
 };

@@ -60,8 +60,8 @@ struct QueueRunner::Due {
 QueueRunner::QueueRunner(Parts parts)
     : parts_(std::move(parts)),
       moves_(parts_.queues, parts_.plan),
-      outgoing_(moves_, parts_.sender, parts_.nextHop),
-      rescan_(moves_, parts_.sender, parts_.rescanHop, OutgoingWork::Routes::None) {}
+      outgoing_(moves_, parts_.sender, parts_.nextHop, parts_.hostname),
+      rescan_(moves_, parts_.sender, parts_.rescanHop, parts_.hostname, OutgoingWork::Routes::None) {}
 
 const std::vector<QueueKind>& QueueRunner::queues() {
     static const std::vector<QueueKind> order = {QueueKind::Postponed, QueueKind::Scan, QueueKind::Outgoing};

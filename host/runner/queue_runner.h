@@ -40,6 +40,7 @@ public:
         platform::MailSender& sender;
         Clock& clock;
         RetryPlan plan;
+        std::string hostname; // under which this host passes mail on
         std::optional<platform::NextHop>
             nextHop; // none: entries without a server of their own stay untouched
         std::optional<platform::NextHop>

@@ -64,6 +64,7 @@ RunnerService::RunnerService(Parts parts)
                .sender = sender_,
                .clock = parts_.clock,
                .plan = RetryPlan(parts_.installation.settings().runner()),
+               .hostname = parts_.installation.snapshot()->hostname(),
                .nextHop = parts_.installation.settings().platform().nextHop,
                .rescanHop = parts_.installation.settings().milter().rescanHop,
                .snapshot = [this] { return parts_.installation.snapshot(); },

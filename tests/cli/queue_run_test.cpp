@@ -9,6 +9,7 @@ namespace {
 
 using platform::test::FakeServer;
 using platform::test::ServerStep;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 class QueueRun : public Queue {
@@ -95,7 +96,7 @@ TEST_F(QueueRun, ThePolicySeesWhatWaitsForItAndWhatGoesOnLeavesInTheSameRun) {
     const ProgramRun run = installation_.queue({"run", "-p", "p.toml"});
     EXPECT_EQ(run.exitCode, 0) << run.err;
     ASSERT_EQ(server_.messageCount(), 1U);
-    EXPECT_EQ(server_.messages()[0].text, "Subject: [T]x\r\n\r\nx\r\n");
+    EXPECT_THAT(server_.messages()[0].text, EndsWith(" +0000\r\nSubject: [T]x\r\n\r\nx\r\n"));
 }
 
 TEST_F(QueueRun, SaysWhatIsWrongWithTheQuestion) {

@@ -17,6 +17,7 @@ import tempfile
 import time
 
 from installation import FAULTS, Installation, as_mail, attached, check
+from mail_server import TRACE, without_trace
 from trap_receiver import TrapReceiver, free_port, text_of
 
 os.environ["PATH"] += ":/usr/sbin"
@@ -86,6 +87,8 @@ class Keeper:
         self.received = []
 
     async def handle_DATA(self, _server, _session, envelope):
+        check(TRACE.match(envelope.content), f"no trace: {envelope.content[:200]}")
+        envelope.content = without_trace(envelope.content)
         self.received.append(envelope)
         return "250 kept"
 

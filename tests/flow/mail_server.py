@@ -1,6 +1,6 @@
 """A mail server that forgives nothing, for tests of what goes over the wire.
 
-It keeps every command and every message as they came, and notes as a fault what another server might understand in
+It keeps every command and every message as they came, but for the runner's trace, and notes as a fault what another server might understand in
 another way: a line end that is not CRLF, a dot that is not doubled, a command that no sender of mail has use for.
 """
 import collections
@@ -12,7 +12,14 @@ Mail = collections.namedtuple("Mail", "sender recipients content")
 
 COMMANDS = re.compile(rb"(EHLO|HELO) [^ ]+|MAIL FROM:<[^<>]*>( SIZE=\d+)?( BODY=8BITMIME)?( SMTPUTF8)?|"
                       rb"RCPT TO:<[^<>]+>|DATA|RSET|NOOP|QUIT")
+TRACE = re.compile(rb"Received: by [^\s]+ \(quzo\) id [0-9A-Z-]+;\r\n\t\w{3}, \d\d \w{3} \d{4} [0-9:]{8} \+0000\r\n")
 ALONE = re.compile(rb"\r(?!\n)|(?<!\r)\n")  # half of a line end
+
+
+def without_trace(content):
+    """The message behind the field that the queue runner puts in front of it."""
+    trace = TRACE.match(content)
+    return content[trace.end():] if trace else content
 
 
 class MailServer:
@@ -107,5 +114,5 @@ class Session:
         if re.search(rb"(?m)^\.(?!\.)", content):
             self._server.faults.append(f"a dot alone in {content!r}")
         content = re.sub(rb"(?m)^\.\.", b".", content)
-        self._server.mails.append(Mail(self._sender, self._recipients, content))
+        self._server.mails.append(Mail(self._sender, self._recipients, without_trace(content)))
         self._say(b"250 kept")

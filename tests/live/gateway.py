@@ -34,7 +34,7 @@ class Gateway:
     """Runs inside its block. Mail comes in through the milter, or through `quzo filter` and pipe(8); what leaves quzo
     goes to a service of Postfix without either; all ends at `sink`. `more` is for the Installation."""
 
-    def __init__(self, program, folder, objects, rules, *, services="", settings="", with_filter=False, **more):
+    def __init__(self, program, folder, objects, rules, *, services="", settings="", options="", with_filter=False, **more):
         os.makedirs(folder)
         self.sink, hop = MailServer(), free_port()
         program = shutil.copy(program, os.path.join(folder, "program"))  # where everybody can run it
@@ -46,9 +46,9 @@ class Gateway:
             subprocess.run(["chown", "-R", USER, one.folder], check=True)
             services += (f"quzo unix - n n - 10 pipe flags=q user={USER} null_sender= directory={one.folder}\n"
                          f"  argv={program} filter -c quzo.ini -p policy.toml -f ${{sender}} -- ${{recipient}}\n")
-            options = "content_filter = quzo:dummy\n"
+            options += "content_filter = quzo:dummy\n"
         else:
-            options = f"smtpd_milters = unix:{milter.socket}\nmilter_default_action = tempfail\n"
+            options += f"smtpd_milters = unix:{milter.socket}\nmilter_default_action = tempfail\n"
         self.postfix = Postfix(os.path.join(folder, "postfix"), self.sink.port, options, services,
                                environment=one.environment)
         self._parts = (self.sink, Runner(one) if with_filter else milter, self.postfix)

@@ -9,6 +9,7 @@ it back to the milter. Everything listens on 127.0.0.1 or on a socket in the tes
 Postfix, or without being root, it is skipped (77).
 """
 import os
+import re
 import smtplib
 import sys
 import tempfile
@@ -87,6 +88,20 @@ def test(program, folder, through_postfix):
         check(not gateway.sink.faults, f"on the wire: {gateway.sink.faults}")
 
 
+def test_circle(program, folder):
+    """With the front door as the next hop, what a rule re-addresses goes round, but not for ever."""
+    gateway = Gateway(program, folder, {}, RULES[:1], options="hopcount_limit = 5\n")
+    ini = os.path.join(gateway.installation.folder, "quzo.ini")
+    with open(ini, encoding="utf-8") as file:
+        text = re.sub(r"(?<=127\.0\.0\.1:)\d+", str(gateway.postfix.port), file.read())
+    gateway.installation.write("quzo.ini", text)
+    with gateway:
+        send(gateway.postfix.port, "move")
+        gateway.settle({"failed": 1})
+        reason = gateway.installation.quzo("queue", "list", "-c", "quzo.ini", "failed")
+        check("too many hops" in reason and not gateway.sink.mails, f"a circle ends: {reason}")
+
+
 def main():
     if reason := missing():
         print("SKIP:", reason)
@@ -95,6 +110,7 @@ def main():
         os.chmod(folder, 0o755)
         for through_postfix in (False, True):
             test(os.path.abspath(sys.argv[1]), os.path.join(folder, str(through_postfix)), through_postfix)
+        test_circle(os.path.abspath(sys.argv[1]), os.path.join(folder, "circle"))
     print(len(FAULTS), "faults")
     return 1 if FAULTS else 0
 

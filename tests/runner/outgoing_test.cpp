@@ -157,7 +157,9 @@ TEST_F(OutgoingTest, PostponedMailGoesOnWhenItsTimeHasCome) {
     EXPECT_EQ(run(QueueKind::Postponed).gone, 1U);
     EXPECT_EQ(people(QueueKind::Postponed), "");
     EXPECT_EQ(run(QueueKind::Outgoing).gone, 1U); // at once
-    EXPECT_EQ(sender_.messages["a@x"], "Subject: later\n\nx\n");
+    EXPECT_THAT(sender_.messages["a@x"],
+                testing::MatchesRegex("Received: by gw\\.example \\(quzo\\) id [0-9A-Z]+;\r\n\t"
+                                      "Wed, 15 Nov 2023 06:30:00 \\+0000\r\nSubject: later\n\nx\n"));
 }
 
 TEST_F(OutgoingTest, WhatSomebodyElseHasOrNobodyCanReadStays) {

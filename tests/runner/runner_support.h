@@ -83,6 +83,7 @@ protected:
                             .sender = sender,
                             .clock = clock_,
                             .plan = RetryPlan(settings_),
+                            .hostname = "gw.example",
                             .nextHop = nextHop_,
                             .rescanHop = std::nullopt,
                             .snapshot = nullptr,

@@ -57,6 +57,7 @@ protected:
              .sender = sender_,
              .clock = clock_,
              .plan = RetryPlan(settings_),
+             .hostname = "gw.example",
              .nextHop = nextHop_,
              .rescanHop = rescanHop_,
              .snapshot = [this] { return installation_.snapshot(); },
@@ -179,7 +180,7 @@ TEST_F(ScanTest, WithAServerForItTheQueueGoesThereAsItIs) {
     EXPECT_EQ(scan().later, 1U);
     EXPECT_THAT(sender_.hops, testing::ElementsAre(*rescanHop_));
     EXPECT_THAT(sender_.senders, testing::ElementsAre(testing::StartsWith("QUZO@")));
-    EXPECT_EQ(sender_.messages["a@x"], marked);
+    EXPECT_THAT(sender_.messages["a@x"], testing::EndsWith("+0000\r\n" + marked));
     EXPECT_EQ(people(QueueKind::Scan), "c@x");
     EXPECT_EQ(people(QueueKind::Failed), "b@x");
     EXPECT_EQ(people(QueueKind::Outgoing) + people(QueueKind::Quarantine), "");

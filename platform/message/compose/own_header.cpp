@@ -14,7 +14,9 @@ namespace {
 
 constexpr std::string_view kSubject = "Subject: ";
 
-std::string dateText(std::int64_t date) {
+} // namespace
+
+std::string headerDate(std::int64_t date) {
     const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> time(g_date_time_new_from_unix_utc(date),
                                                                         &g_date_time_unref);
     if (!time) {
@@ -23,8 +25,6 @@ std::string dateText(std::int64_t date) {
     const std::unique_ptr<char, decltype(&g_free)> text(g_mime_utils_header_format_date(time.get()), &g_free);
     return text.get();
 }
-
-} // namespace
 
 std::string ownHeaderFields(const OwnHeader& header, std::string_view lineEnd) {
     std::string out;
@@ -39,7 +39,7 @@ std::string ownHeaderFields(const OwnHeader& header, std::string_view lineEnd) {
     if (encodeWords(header.subject, "utf-8", kSubject.size(), lineEnd, subject) == kErrorNone) {
         line(kSubject, subject);
     }
-    line("Date: ", dateText(header.date));
+    line("Date: ", headerDate(header.date));
     line("Message-ID: <", header.identifier, "@", header.hostname, ">");
     line("MIME-Version: 1.0");
     line("Auto-Submitted: auto-generated");

@@ -9,6 +9,10 @@
 
 namespace quzo::platform {
 
+// The time, in seconds since 1970, as a header field says it: in UTC, such as "Thu, 26 Nov 2026 13:48:34
+// +0000". Of one that no calendar has, the beginning of 1970. Throws nothing but std::bad_alloc.
+std::string headerDate(std::int64_t date);
+
 struct OwnHeader {
     std::string sender;                  // address
     std::vector<std::string> recipients; // more than one is not named: some may be blind copies
