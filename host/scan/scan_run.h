@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/scan/limit_guard.h"
 #include "host/scan/marked_entities.h"
 #include "host/scan/message_facts.h"
 #include "host/scan/rule_tokens.h"
@@ -32,14 +33,11 @@ private:
         const Rule* rule;
         MarkedEntities marked;
     };
-    bool withinLimits();
-    bool sawAllEntities();
-    void beyondLimits(const ScanError& error);
+    bool hasEnded();
     std::optional<Matched> nextMatch();
     std::optional<Matched> findMatch();
     bool runRule(const Matched& matched);
     bool runAction(const Rule& rule, const RuleAction& action, QuzoAction* object, RuleResult& report);
-    bool endsAtLimit(const RuleAction& action, bool ok);
     bool afterFailure(const Rule& rule, const RuleAction& action);
     bool prepareForStoring();
     const KvMsgMailMessage* originalMsg();
@@ -56,12 +54,12 @@ private:
     ScanResult& result_;
     RuleTokens tokens_;
     MessageFacts facts_;
+    LimitGuard limits_;
 
     std::size_t nextRule_ = 0;  // the first rule whose condition has not been evaluated
     bool allEvaluated_ = false; // pending_ holds all that is still to run
     std::vector<Matched> pending_;
     std::size_t nextPending_ = 0;
-    bool limitsChecked_ = false; // of the entities
     bool consumed_ = false;
     bool ended_ = false;                        // the outcome is decided
     std::optional<std::string> receivedSender_; // the envelope before the first action
