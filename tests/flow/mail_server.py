@@ -1,7 +1,8 @@
 """A mail server that forgives nothing, for tests of what goes over the wire.
 
-It keeps every command and every message as they came, but for the runner's trace, and notes as a fault what another server might understand in
-another way: a line end that is not CRLF, a dot that is not doubled, a command that no sender of mail has use for.
+It keeps every command and every message as they came, but for the runner's trace, and notes as a fault what another
+server might understand in another way: a line end that is not CRLF, a dot that is not doubled, a command that no sender
+of mail has use for.
 """
 import collections
 import re

@@ -34,7 +34,8 @@ class Gateway:
     """Runs inside its block. Mail comes in through the milter, or through `quzo filter` and pipe(8); what leaves quzo
     goes to a service of Postfix without either; all ends at `sink`. `more` is for the Installation."""
 
-    def __init__(self, program, folder, objects, rules, *, services="", settings="", options="", with_filter=False, **more):
+    def __init__(self, program, folder, objects, rules, *, services="", settings="", options="", with_filter=False,
+                 **more):
         os.makedirs(folder)
         self.sink, hop = MailServer(), free_port()
         program = shutil.copy(program, os.path.join(folder, "program"))  # where everybody can run it

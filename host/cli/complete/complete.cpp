@@ -16,11 +16,7 @@
 namespace quzo::host {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr time_t kPatience = 20; // seconds; nobody types there, and all takes longer
-#else
-constexpr time_t kPatience = 1;
-#endif
+constexpr time_t kPatience = 1; // seconds
 
 // A store or a disk that does not answer must not hold up somebody who types.
 void endInTime() {
